@@ -1,0 +1,18 @@
+// Everything a diagnostic tool calls. A tool that brings a platform of its own also
+// includes <brisvane/host/platform.h>; one that uses the simulated machine,
+// <brisvane/host/simulated/machine.h>.
+#pragma once
+
+#include "brisvane/logging/BVLog.h"
+#include "brisvane/logging/preferences_store.h"
+#include "brisvane/logging/system_log_handle.h"
+#include "brisvane/serial/BVSerialPort.h"
+#include "brisvane/support/Brisvane.h"
+#include "brisvane/support/collections.h"
+#include "brisvane/support/strings.h"
+#include "brisvane/types/data.h"
+#include "brisvane/types/hex.h"
+#include "brisvane/types/object.h"
+#include "brisvane/types/text.h"
+#include "brisvane/types/unicode.h"
+#include "brisvane/version.h"

@@ -1,0 +1,46 @@
+#include "brisvane/host/characters.h"
+
+#include <new>
+#include <string>
+
+#include "brisvane/host/pcre.h"
+#include "brisvane/types/never_destroyed.h"
+#include "brisvane/types/unicode.h"
+
+namespace brisvane::host {
+namespace {
+
+const pcre2_code* clusterPattern() {
+  static NeverDestroyed<pcre::Code> pattern([] {
+    int error = 0;
+    PCRE2_SIZE position = 0;
+    pcre2_code* const code =
+        pcre2_compile(reinterpret_cast<PCRE2_SPTR>("\\X"), 2, PCRE2_UTF | PCRE2_ANCHORED, &error, &position, nullptr);
+    if (code != nullptr) static_cast<void>(pcre2_jit_compile(code, PCRE2_JIT_COMPLETE));
+    return code;
+  }());
+  return pattern->get();
+}
+
+}  // namespace
+
+bool hasMoreCharactersThan(std::string_view text, std::size_t limit) noexcept try {
+  if (text.size() <= limit) return false;
+  const std::string valid = toUtf8(text);
+  const pcre2_code* const code = clusterPattern();
+  const pcre::MatchData data(code != nullptr ? pcre2_match_data_create_from_pattern(code, nullptr) : nullptr);
+  if (!data) return true;
+  std::size_t at = 0;
+  for (std::size_t count = 0; at < valid.size(); ++count) {
+    if (count == limit) return true;
+    const int result = pcre2_match(code, reinterpret_cast<PCRE2_SPTR>(valid.data()), valid.size(), at,
+                                   PCRE2_NO_UTF_CHECK, data.get(), nullptr);
+    if (result < 0) return true;
+    at = pcre2_get_ovector_pointer(data.get())[1];
+  }
+  return false;
+} catch (const std::bad_alloc&) {
+  return true;  // cannot be counted: the byte length stands for it
+}
+
+}  // namespace brisvane::host

@@ -1,0 +1,133 @@
+#include "brisvane/host/json.h"
+
+#include <nlohmann/json.hpp>
+#include <utility>
+#include <vector>
+
+#include "brisvane/types/hex.h"
+#include "brisvane/types/unicode.h"
+
+namespace brisvane::host {
+namespace {
+
+using nlohmann::json;
+
+// Builds Objects from the parser's events, so that no second tree stands between.
+class ObjectBuilder final : public nlohmann::json_sax<json> {
+ public:
+  std::optional<Object> result;
+  std::string error;
+
+  bool null() override { return put({}); }
+  bool boolean(bool value) override { return put(value); }
+  bool number_integer(number_integer_t value) override { return put(value); }
+  bool number_unsigned(number_unsigned_t value) override { return put(value); }
+  bool number_float(number_float_t value, const string_t& /*spelling*/) override { return put(value); }
+  bool string(string_t& value) override { return put(std::move(value)); }
+  bool binary(binary_t& /*value*/) override { return false; }
+
+  bool start_object(std::size_t /*size*/) override { return open(true); }
+  bool start_array(std::size_t /*size*/) override { return open(false); }
+  bool key(string_t& value) override {
+    open_.back().key = std::move(value);
+    return true;
+  }
+  bool end_object() override { return close(); }
+  bool end_array() override { return close(); }
+
+  bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
+                   const nlohmann::detail::exception& exception) override {
+    // "[json.exception.parse_error.101] parse error at line 1, ...": the rest is for people.
+    const std::string_view text = exception.what();
+    const std::size_t end = text.find("] ");
+    error = text.substr(end == std::string_view::npos ? 0 : end + 2);
+    return false;
+  }
+
+ private:
+  struct Container {
+    bool isObject;
+    std::string key;
+    Array array;
+    Dictionary dictionary;
+  };
+
+  bool put(Object value) {
+    if (open_.empty()) {
+      result = std::move(value);
+    } else if (open_.back().isObject) {
+      open_.back().dictionary.insert_or_assign(std::move(open_.back().key), std::move(value));
+    } else {
+      open_.back().array.push_back(std::move(value));
+    }
+    return true;
+  }
+
+  bool open(bool isObject) {
+    if (open_.size() == kJsonDepthLimit) {
+      error = "nested deeper than " + std::to_string(kJsonDepthLimit) + " levels";
+      return false;
+    }
+    open_.push_back({isObject, {}, {}, {}});
+    return true;
+  }
+
+  bool close() {
+    Container closed = std::move(open_.back());
+    open_.pop_back();
+    return put(closed.isObject ? Object(std::move(closed.dictionary)) : Object(std::move(closed.array)));
+  }
+
+  std::vector<Container> open_;
+};
+
+std::string hexText(const Data& data) {
+  std::string text;
+  for (const std::uint8_t byte : data) appendHex(text, byte);
+  return text;
+}
+
+// nlohmann's object sorts its keys, which is what makes the text reproducible.
+json toJson(const Object& value) {
+  switch (value.kind()) {
+    case Object::Kind::kNull:
+      return nullptr;
+    case Object::Kind::kBoolean:
+      return *value.boolean();
+    case Object::Kind::kInteger:
+      if (const auto number = value.integer()) return *number;
+      return *value.unsignedInteger();
+    case Object::Kind::kReal:
+      return *value.real();
+    case Object::Kind::kText:
+      return toUtf8(*value.ifText());
+    case Object::Kind::kData:
+      return hexText(*value.ifData());
+    case Object::Kind::kDate:
+      return std::chrono::duration<double>(value.date()->time_since_epoch()).count();
+    case Object::Kind::kArray: {
+      json array = json::array();
+      for (const Object& element : *value.ifArray()) array.push_back(toJson(element));
+      return array;
+    }
+    case Object::Kind::kDictionary: {
+      json object = json::object();
+      for (const auto& [key, element] : *value.ifDictionary()) object[toUtf8(key)] = toJson(element);
+      return object;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+std::optional<Object> parseJson(std::string_view text, std::string* error) {
+  ObjectBuilder builder;
+  if (json::sax_parse(text, &builder)) return std::move(builder.result);
+  if (error != nullptr) *error = std::move(builder.error);
+  return std::nullopt;
+}
+
+std::string jsonText(const Object& value) { return toJson(value).dump(); }
+
+}  // namespace brisvane::host

@@ -1,0 +1,28 @@
+// JSON, as Objects: strict reading and plain writing.
+// The functions keep no state and may be called from any thread.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "brisvane/types/export.h"
+#include "brisvane/types/object.h"
+
+namespace brisvane::host {
+
+// The deepest nesting of arrays and objects that is read.
+inline constexpr std::size_t kJsonDepthLimit = 512;
+
+// The value that `text` spells, as RFC 8259 has it; nullopt when it is not JSON, is
+// not UTF-8 or nests too deep. `error` then says where and why, when given. Whole
+// numbers within 64 bits become integers, other numbers reals; of equal keys in one
+// object the last counts.
+[[nodiscard]] BRISVANE_EXPORT std::optional<Object> parseJson(std::string_view text, std::string* error = nullptr);
+
+// The value on one line, the keys of each dictionary in byte order. Data is written
+// in hexadecimal, a date as seconds since 1970; bytes that are not UTF-8 as U+FFFD.
+[[nodiscard]] BRISVANE_EXPORT std::string jsonText(const Object& value);
+
+}  // namespace brisvane::host

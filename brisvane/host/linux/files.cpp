@@ -1,0 +1,118 @@
+#include "brisvane/host/files.h"
+
+#include <sys/random.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <new>
+
+#include "brisvane/host/linux/descriptor.h"
+#include "brisvane/types/hex.h"
+
+namespace brisvane::host {
+namespace {
+
+using real::Descriptor;
+using real::openDescriptor;
+
+constexpr int kAppendFlags = O_WRONLY | O_APPEND | O_NOCTTY;
+constexpr mode_t kNewFileMode = 0666;  // under the umask
+
+Error lastError() noexcept { return Error(errno); }
+
+// One write in all but the odd case: only a disk that fills up takes a part.
+Error writeAll(int descriptor, std::string_view bytes) noexcept {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return lastError();
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return {};
+}
+
+// A name for a file beside `path`, short enough for any file system.
+std::string nameBeside(const std::string& path) {
+  std::uint64_t number = 0;
+  if (::getrandom(&number, sizeof number, GRND_NONBLOCK) != sizeof number)
+    number = reinterpret_cast<std::uintptr_t>(&number);
+  std::string name = path.substr(0, path.rfind('/') + 1).append(".bv");
+  for (int i = 0; i < 8; ++i) name += hexDigit(static_cast<unsigned>(number >> (4 * i)));
+  return name;
+}
+
+// Moves a complete file to `path`; EEXIST when something is there already.
+Error moveWithoutReplacing(const std::string& from, const std::string& path, std::string_view bytes) noexcept {
+  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0) return {};
+  if (errno == EEXIST) return lastError();
+  // A file system without RENAME_NOREPLACE (EINVAL), or without hard links (EPERM).
+  if (::link(from.c_str(), path.c_str()) == 0) {
+    ::unlink(from.c_str());
+    return {};
+  }
+  if (errno == EEXIST) return lastError();
+  const Descriptor file = openDescriptor(path.c_str(), kAppendFlags | O_CREAT | O_EXCL, kNewFileMode);
+  if (!file.valid()) return lastError();
+  const Error failed = writeAll(file.get(), bytes);
+  if (!failed) ::unlink(from.c_str());
+  return failed;
+}
+
+// Makes the file at `path`, complete from the moment it can be seen.
+Error createFile(const std::string& path, std::string_view bytes) {
+  const std::string beside = nameBeside(path);
+  Descriptor file = openDescriptor(beside.c_str(), kAppendFlags | O_CREAT | O_EXCL, kNewFileMode);
+  if (!file.valid()) return lastError();
+  Error failed = writeAll(file.get(), bytes);
+  file.reset(-1);
+  if (!failed) failed = moveWithoutReplacing(beside, path, bytes);
+  if (failed) ::unlink(beside.c_str());
+  return failed;
+}
+
+bool canExist(std::string_view path) noexcept { return !path.empty() && path.find('\0') == std::string_view::npos; }
+
+}  // namespace
+
+Error appendToFile(std::string_view path, std::string_view bytes) noexcept try {
+  if (!canExist(path)) return Error(ENOENT);
+  const std::string name(path);
+  // The second round is for a file that another writer made in between. More would
+  // loop on a dangling symbolic link, which cannot be opened nor made.
+  constexpr int kRounds = 2;
+  for (int round = 0; round < kRounds; ++round) {
+    const Descriptor file = openDescriptor(name.c_str(), kAppendFlags);
+    if (file.valid()) return writeAll(file.get(), bytes);
+    if (errno != ENOENT) return lastError();
+    const Error failed = createFile(name, bytes);
+    if (failed.number() != EEXIST) return failed;
+  }
+  return Error(ENOENT);
+} catch (const std::bad_alloc&) {
+  return Error(ENOMEM);
+}
+
+std::optional<std::string> readFile(std::string_view path, std::size_t limit, Error& error) noexcept try {
+  error = canExist(path) ? Error() : Error(ENOENT);
+  if (error) return std::nullopt;
+  const Descriptor file = openDescriptor(std::string(path).c_str(), O_RDONLY | O_NOCTTY);
+  std::string content;
+  char chunk[4096];
+  for (;;) {
+    const ssize_t count = file.valid() ? ::read(file.get(), chunk, sizeof chunk) : -1;
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) error = lastError();
+    if (count <= 0) break;
+    content.append(chunk, static_cast<std::size_t>(count));
+    if (content.size() > limit) error = Error(EFBIG);
+    if (error) break;
+  }
+  return error ? std::nullopt : std::optional<std::string>(std::move(content));
+} catch (const std::bad_alloc&) {
+  error = Error(ENOMEM);
+  return std::nullopt;
+}
+
+}  // namespace brisvane::host

@@ -1,0 +1,59 @@
+// Platform, the set of services that stand between the library and a machine, and
+// the choice of the one in force.
+// platform() and ScopedPlatform may be used from any thread; a Platform object is a
+// plain value: fill it first, then share it as const.
+#pragma once
+
+#include <memory>
+
+#include "brisvane/host/clock.h"
+#include "brisvane/host/device_nodes.h"
+#include "brisvane/host/preferences.h"
+#include "brisvane/host/system_log.h"
+#include "brisvane/types/export.h"
+
+namespace brisvane::host {
+
+// A copyable set of services. One that was not set, or was set to null, answers
+// "nothing": it records no entry, knows no preference and lists no device. The
+// clock alone is never missing: without one of its own a platform has the machine's.
+class BRISVANE_EXPORT Platform {
+ public:
+  Platform();
+
+  void setSystemLog(std::shared_ptr<const SystemLog> systemLog) noexcept;
+  void setPreferences(std::shared_ptr<const Preferences> preferences) noexcept;
+  void setDeviceNodes(std::shared_ptr<const DeviceNodes> deviceNodes) noexcept;
+  void setClock(std::shared_ptr<const Clock> clock) noexcept;
+
+  [[nodiscard]] const SystemLog& systemLog() const noexcept { return *systemLog_; }
+  [[nodiscard]] const Preferences& preferences() const noexcept { return *preferences_; }
+  [[nodiscard]] const DeviceNodes& deviceNodes() const noexcept { return *deviceNodes_; }
+  [[nodiscard]] const Clock& clock() const noexcept { return *clock_; }
+
+ private:
+  std::shared_ptr<const SystemLog> systemLog_;
+  std::shared_ptr<const Preferences> preferences_;
+  std::shared_ptr<const DeviceNodes> deviceNodes_;
+  std::shared_ptr<const Clock> clock_;
+};
+
+// The platform in force: the machine the program runs on, or the innermost
+// ScopedPlatform. Never null. An operation takes it once and uses it to its end.
+[[nodiscard]] BRISVANE_EXPORT std::shared_ptr<const Platform> platform() noexcept;
+
+// Puts a platform in force for the whole process, and the one before it back when
+// destroyed. Installations nest: REQUIRES that they end in the reverse order.
+class BRISVANE_EXPORT ScopedPlatform {
+ public:
+  // A null platform changes nothing.
+  explicit ScopedPlatform(std::shared_ptr<const Platform> platform);
+  ScopedPlatform(const ScopedPlatform&) = delete;
+  ScopedPlatform& operator=(const ScopedPlatform&) = delete;
+  ~ScopedPlatform();
+
+ private:
+  std::shared_ptr<const Platform> previous_;
+};
+
+}  // namespace brisvane::host

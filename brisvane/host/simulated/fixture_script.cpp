@@ -1,0 +1,118 @@
+#include "brisvane/host/simulated/fixture_script.h"
+
+#include <utility>
+
+#include "brisvane/host/json.h"
+#include "brisvane/host/simulated/script_reader.h"
+#include "brisvane/types/hex.h"
+
+namespace brisvane::host::simulated {
+namespace {
+
+Data bytesOf(std::string_view text) { return {text.begin(), text.end()}; }
+
+Data hexBytes(ScriptReader& reader, std::string_view key) {
+  auto bytes = parseHex(reader.text(key));
+  if (!bytes || bytes->empty()) reader.fail(key, "must be pairs of hexadecimal digits");
+  return std::move(*bytes);
+}
+
+// Exactly one of these fields must be there; gives its name.
+std::string_view oneOf(const ScriptReader& reader, std::initializer_list<std::string_view> keys) {
+  std::string_view found;
+  std::string names;
+  for (const std::string_view key : keys) {
+    names += names.empty() ? "" : ", ";
+    names += key;
+    if (!reader.has(key)) continue;
+    if (!found.empty()) reader.fail(key, "cannot stand beside \"" + std::string(found) + "\"");
+    found = key;
+  }
+  if (found.empty()) reader.fail(*keys.begin(), "one of " + names + " is needed");
+  return found;
+}
+
+void readSplit(ScriptReader& reader, FixtureScript::Reply& reply) {
+  if (reader.value("split").ifArray() != nullptr) {
+    for (const auto& [size, place] : reader.elements("split")) reply.split.push_back(countFrom(size, place, 1));
+  } else if (reader.has("split")) {
+    reply.split.push_back(reader.count("split", 1, 1));
+    reply.splitsEvenly = true;
+  }
+}
+
+FixtureScript::Reply readReply(const Object& description, const std::string& place) {
+  constexpr std::size_t kMostNoise = 1'000'000;
+  FixtureScript::Reply reply;
+  if (const std::string* const text = description.ifText()) {
+    reply.bytes = bytesOf(*text);
+    return reply;
+  }
+  ScriptReader reader(description, place);
+  const std::string_view content = oneOf(reader, {"text", "hex", "noise"});
+  if (content == "text") reply.bytes = bytesOf(reader.text(content));
+  if (content == "hex") reply.bytes = hexBytes(reader, content);
+  if (content == "noise") {
+    reply.noise = reader.count(content, 0, 1);
+    if (reply.noise > kMostNoise) reader.fail(content, "must be at most 1000000");
+  }
+  reply.delay = reader.seconds("delay", reply.delay);
+  readSplit(reader, reply);
+  reply.gap = reader.seconds("gap", reply.gap);
+  reader.finish();
+  return reply;
+}
+
+FixtureScript::Replies readReplies(ScriptReader& reader, std::string_view key) {
+  FixtureScript::Replies replies;
+  for (const auto& [description, place] : reader.elements(key)) replies.push_back(readReply(description, place));
+  return replies;
+}
+
+FixtureScript::Command readCommand(const Object& description, const std::string& place) {
+  ScriptReader reader(description, place);
+  FixtureScript::Command command;
+  const std::string_view kind = oneOf(reader, {"command", "pattern", "hex"});
+  if (kind == "command") command.text = reader.text(kind);
+  if (kind == "hex") command.bytes = hexBytes(reader, kind);
+  if (kind == "pattern") {
+    command.pattern = Pattern::compile(reader.text(kind));
+    if (!command.pattern) reader.fail(kind, "is not a regular expression");
+  }
+  command.replies = readReplies(reader, "replies");
+  command.hangsUp = reader.boolean("hangUp", false);
+  reader.finish();
+  return command;
+}
+
+FixtureScript readScript(const Object& description) {
+  FixtureScript script;
+  ScriptReader reader(description, "");
+  script.greeting = readReplies(reader, "greeting");
+  script.echo = reader.boolean("echo", script.echo);
+  for (const auto& [command, place] : reader.elements("commands")) {
+    script.commands.push_back(readCommand(command, place));
+  }
+  script.unknown = readReplies(reader, "unknown");
+  if (reader.has("hangUpAfter")) script.hangUpAfter = reader.count("hangUpAfter", 0);
+  script.commandGap = reader.seconds("commandGap", script.commandGap);
+  script.seed = static_cast<std::uint32_t>(reader.count("seed", script.seed));
+  reader.finish();
+  return script;
+}
+
+}  // namespace
+
+std::optional<FixtureScript> FixtureScript::from(const Object& description, std::string& error) try {
+  return readScript(description);
+} catch (const ScriptError& wrong) {
+  error = wrong.text;
+  return std::nullopt;
+}
+
+std::optional<FixtureScript> FixtureScript::fromJson(std::string_view json, std::string& error) {
+  const auto description = parseJson(json, &error);
+  return description ? from(*description, error) : std::nullopt;
+}
+
+}  // namespace brisvane::host::simulated

@@ -1,0 +1,62 @@
+// A serial line as the kernel offers it: opening, settings, and transfers that tell
+// silence from a line that is gone.
+// The functions keep no state. Any number of threads may use different descriptors
+// at the same time; who shares one descriptor keeps its own order.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "brisvane/host/error.h"
+#include "brisvane/types/data.h"
+#include "brisvane/types/export.h"
+
+namespace brisvane::host::terminal {
+
+// How long a read waits for the first byte: VTIME 1, in tenths of a second.
+inline constexpr std::chrono::milliseconds kQuietTime{100};
+
+// A descriptor of at least 3 for the device, opened for reading and writing, without
+// becoming the controlling terminal, without waiting for a carrier, and closed on
+// exec; -1 on failure with errno set.
+[[nodiscard]] BRISVANE_EXPORT int open(const std::string& path) noexcept;
+
+// Exclusive use, by TIOCEXCL and an advisory lock. The lock alone also keeps the
+// superuser's other programs out, those that ask for it. False when another holds it.
+[[nodiscard]] BRISVANE_EXPORT bool claim(int descriptor) noexcept;
+
+// Clears every file status flag, O_NONBLOCK included.
+[[nodiscard]] BRISVANE_EXPORT bool clearStatusFlags(int descriptor) noexcept;
+
+// Raw mode (cfmakeraw), VMIN 0, VTIME 1 and the speed in bits per second for both
+// directions; all else stays as the device reported it. False when the settings
+// cannot be read or applied, or when the driver settled for a speed more than 3 % off.
+[[nodiscard]] BRISVANE_EXPORT bool makeRaw(int descriptor, std::uint32_t speed) noexcept;
+
+// Asserts DTR. A terminal without modem lines has nothing to assert: true.
+[[nodiscard]] BRISVANE_EXPORT bool assertDtr(int descriptor) noexcept;
+
+// Waits until the descriptor is readable or the time is over. A line that has hung
+// up counts as readable. False on time-out and on failure.
+[[nodiscard]] BRISVANE_EXPORT bool waitReadable(int descriptor, std::chrono::microseconds time) noexcept;
+
+// Reads once into `buffer`, waiting at most kQuietTime for the first byte. The number
+// of bytes, 0 for a quiet line; nullopt when the read failed or the line has hung up,
+// with errno set (EIO for the latter).
+[[nodiscard]] BRISVANE_EXPORT std::optional<std::size_t> read(int descriptor, std::span<std::uint8_t> buffer) noexcept;
+
+// One write of as many bytes as the device takes, blocking until it takes some. The
+// number of bytes; nullopt on failure with errno set.
+[[nodiscard]] BRISVANE_EXPORT std::optional<std::size_t> write(int descriptor, ByteView bytes) noexcept;
+
+// Waits until all queued output has been transmitted. Failures are ignored.
+BRISVANE_EXPORT void drainOutput(int descriptor) noexcept;
+
+// Closes the descriptor. Failures are ignored.
+BRISVANE_EXPORT void close(int descriptor) noexcept;
+
+}  // namespace brisvane::host::terminal

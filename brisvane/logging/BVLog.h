@@ -1,0 +1,105 @@
+// BVLog, the logger: the system log, a log file, and a text that collects the errors.
+// Every operation may be called from any thread at the same time, and from the
+// destructor of a static object. All work is done before an operation returns.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "brisvane/logging/system_log_handle.h"
+#include "brisvane/types/export.h"
+#include "brisvane/types/text.h"
+
+namespace brisvane {
+
+// Sends each message to the system log. info, error and fault messages also become a
+// line of the log file, when there is one; error messages are also collected in the
+// aggregated error text of the process. An absent message counts as the empty text.
+//
+// A line is the timestamp in local time, a space, the level ("ERROR " or "FAULT ", nothing
+// for info), the message unchanged, a space and a line feed:
+//
+//   2024-03-05 9:7:3 port opened
+//   2024-03-05 9:7:4 ERROR Error writing to serial port:5
+//
+// Each line opens the file, appends in one write and closes it: lines of several threads
+// and processes neither tear nor get lost, and a file moved away is followed by a new
+// one at the same path. No operation reports a failure to its caller. A line that
+// cannot be written is told to the system log as an error entry, "ERROR: Failed to write
+// string to file " with the path, ": " and the reason; an existing file that cannot be
+// opened is never replaced.
+//
+//   namespace bv = brisvane;
+//   bv::BVLog::configureDefault(bv::SystemLogHandle::waylineLog(), "/var/tmp/run.log", std::nullopt);
+//   bv::BVLog::Default::info("port opened");
+class BRISVANE_EXPORT BVLog final {
+ public:
+  // A logger on a channel of the system log, with an optional log file. Without a
+  // verbosity level, the preference "BrisvaneVerbosityLevel" of the process's standard
+  // store decides, now and for good: 0 when it is missing or no number.
+  BVLog(SystemLogHandle osLog, Text logFilePath, std::optional<std::int64_t> verbosityLevel);
+  BVLog(const BVLog&) = delete;
+  BVLog& operator=(const BVLog&) = delete;
+  ~BVLog();
+
+  // The path of the log file; nullopt or empty for none. Setting it touches no file
+  // and records the change as a debug entry.
+  [[nodiscard]] std::optional<std::string> logFilePath() const;
+  void setLogFilePath(Text path) noexcept;
+
+  // The threshold of debugl. Setting it records the change as a debug entry.
+  [[nodiscard]] std::int64_t verbosityLevel() const noexcept;
+  void setVerbosityLevel(std::int64_t level) noexcept;
+
+  // Records nothing anywhere.
+  void trueDebug(Text message) noexcept;
+  // A debug entry when verbosityLevel() is at least `level`.
+  void debugl(std::int64_t level, Text message) noexcept;
+  // A debug entry, at every verbosity level.
+  void debug(Text message) noexcept;
+  // An info entry and a line of the log file.
+  void info(Text message) noexcept;
+  // An error entry, the aggregated error text, and a line of the log file.
+  void error(Text message) noexcept;
+  // A fault entry and a line of the log file.
+  void fault(Text message) noexcept;
+
+  // The process-wide default logger, which the whole library reports through. The
+  // first use of it (reading, setting, configuring, logging) builds one on waylineLog()
+  // without a log file; it is never null.
+  [[nodiscard]] static std::shared_ptr<BVLog> defaultLog();
+  // Replaces the default logger; null is ignored. The previous one is left as it is.
+  static void setDefault(std::shared_ptr<BVLog> log);
+  // Makes a new logger from these arguments the default one.
+  static void configureDefault(SystemLogHandle osLog, Text logFilePath, std::optional<std::int64_t> verbosityLevel);
+
+  // A copy of the text that collects every error of every logger, each followed by a
+  // line feed. It takes no more once it is longer than 4,000 user-perceived characters.
+  [[nodiscard]] static std::string aggregatedErrorDescription();
+  // Replaces that text; an empty one clears it.
+  static void initAggregatedError(Text text);
+
+  // The operations of the logger that is the default at the moment of the call.
+  struct Default {
+    Default() = delete;
+    static void trueDebug(Text message) noexcept;
+    static void debugl(std::int64_t level, Text message) noexcept;
+    static void debug(Text message) noexcept;
+    static void info(Text message) noexcept;
+    static void error(Text message) noexcept;
+    static void fault(Text message) noexcept;
+  };
+
+ private:
+  void appendLineToLogFile(std::string_view prefix, Text message) noexcept;
+  void collectError(Text message);
+
+  const SystemLogHandle osLog_;
+  const std::int64_t errorStringMaxLength_ = 4000;  // user-perceived characters
+  std::optional<std::string> logFilePath_;
+  std::int64_t verbosityLevel_ = 0;
+};
+
+}  // namespace brisvane

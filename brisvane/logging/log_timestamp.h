@@ -1,0 +1,14 @@
+// The timestamp that begins each line of a log file. Private to the library.
+#pragma once
+
+#include <string>
+
+#include "brisvane/host/clock.h"
+
+namespace brisvane {
+
+// The date as "yyyy-MM-dd", a space, and hour, minute and second as plain decimal
+// numbers joined by colons, in the local time zone: "2024-03-05 9:7:3".
+std::string logTimestamp(host::Clock::Wall moment);
+
+}  // namespace brisvane

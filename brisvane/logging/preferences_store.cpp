@@ -1,0 +1,39 @@
+#include "brisvane/logging/preferences_store.h"
+
+#include <charconv>
+
+#include "brisvane/host/platform.h"
+#include "brisvane/logging/identifiers.h"
+#include "brisvane/types/never_destroyed.h"
+
+namespace brisvane {
+
+const PreferencesStore& PreferencesStore::standard() {
+  static NeverDestroyed<PreferencesStore> store("");
+  return *store;
+}
+
+PreferencesStore::PreferencesStore(Text suite) : suite_(suite.orEmpty()) {}
+
+std::optional<std::string> PreferencesStore::text(Text key) const noexcept {
+  return host::platform()->preferences().value(suite_, key.orEmpty());
+}
+
+std::int64_t PreferencesStore::integer(Text key) const noexcept {
+  const auto stored = text(key);
+  if (!stored) return 0;
+  std::string_view digits = *stored;
+  // from_chars takes a minus sign only.
+  if (digits.starts_with('+') && !digits.starts_with("+-")) digits.remove_prefix(1);
+  std::int64_t value = 0;
+  const char* const end = digits.data() + digits.size();
+  const auto [stop, error] = std::from_chars(digits.data(), end, value);
+  return error == std::errc() && stop == end ? value : 0;
+}
+
+const PreferencesStore& Diagnostics::diagDefaults() {
+  static NeverDestroyed<PreferencesStore> suite(kPreferencesSuite);
+  return *suite;
+}
+
+}  // namespace brisvane

@@ -1,0 +1,46 @@
+// SystemLogHandle, what a logger writes its system-log entries to.
+// A handle is a value; any number of threads may use one, or copies of it.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "brisvane/host/system_log.h"
+#include "brisvane/types/export.h"
+#include "brisvane/types/text.h"
+
+namespace brisvane {
+
+// A shared reference to a channel of the system log. It holds the channel's names
+// only: each entry goes to the system log of the platform in force at that moment.
+class BRISVANE_EXPORT SystemLogHandle {
+ public:
+  // A channel named by a subsystem (a reverse-DNS identifier) and a category.
+  SystemLogHandle(Text subsystem, Text category);
+
+  // Copied only, never moved from: no handle is ever without a channel.
+  SystemLogHandle(const SystemLogHandle&) = default;
+  SystemLogHandle& operator=(const SystemLogHandle&) = default;
+
+  // The library's own handle, the same one at every call: category "BV".
+  static const SystemLogHandle& waylineLog();
+
+  [[nodiscard]] const std::string& subsystem() const noexcept { return names_->subsystem; }
+  [[nodiscard]] const std::string& category() const noexcept { return names_->category; }
+
+  // Whether both refer to one channel object.
+  [[nodiscard]] bool same(const SystemLogHandle& other) const noexcept { return names_ == other.names_; }
+
+  // Records one entry: `format` with its placeholder "%{public}@" standing for `message`.
+  void write(host::LogType type, std::string_view format, std::string_view message) const noexcept;
+
+ private:
+  struct Names {
+    std::string subsystem;
+    std::string category;
+  };
+  std::shared_ptr<const Names> names_;
+};
+
+}  // namespace brisvane

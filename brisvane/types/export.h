@@ -1,0 +1,17 @@
+// Marks what the shared libraries export, and refuses builds whose standard
+// library would not agree with theirs about the layout of a string or a vector.
+#pragma once
+
+#include <string>  // defines the standard library's own configuration macros
+
+#if defined(_LIBCPP_VERSION)
+#error "Brisvane's interface passes libstdc++ types: build with libstdc++, not libc++"
+#endif
+#if defined(_GLIBCXX_DEBUG)
+#error "Brisvane is built in libstdc++'s release mode: _GLIBCXX_DEBUG changes the layout of its types"
+#endif
+#if defined(_GLIBCXX_USE_CXX11_ABI) && !_GLIBCXX_USE_CXX11_ABI
+#error "Brisvane is built with libstdc++'s current string ABI (_GLIBCXX_USE_CXX11_ABI=1)"
+#endif
+
+#define BRISVANE_EXPORT __attribute__((visibility("default")))

@@ -1,0 +1,24 @@
+#include "brisvane/types/hex.h"
+
+namespace brisvane {
+
+void appendHex(std::string& text, std::uint8_t byte) {
+  text += hexDigit(byte >> 4U);
+  text += hexDigit(byte);
+}
+
+std::optional<Data> parseHex(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t\r\n";
+  Data bytes;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (kBlanks.find(text[at]) != std::string_view::npos) continue;
+    if (at + 1 == text.size()) return std::nullopt;
+    const auto high = hexValue(text[at]);
+    const auto low = hexValue(text[++at]);
+    if (!high || !low) return std::nullopt;
+    bytes.push_back(static_cast<std::uint8_t>(*high << 4U | *low));
+  }
+  return bytes;
+}
+
+}  // namespace brisvane

@@ -1,0 +1,135 @@
+// Object, a value of any kind, with the Array and Dictionary that hold Objects.
+// An Object's value never changes once made, so any number of threads may read one;
+// a handle itself (assigning to it, moving from it) belongs to one thread at a time.
+#pragma once
+
+#include <chrono>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "brisvane/types/data.h"
+#include "brisvane/types/export.h"
+#include "brisvane/types/text.h"
+
+namespace brisvane {
+
+class Object;
+
+// Lets a Dictionary be asked with a string_view or a literal without making a string.
+struct TextHash {
+  using is_transparent = void;
+  std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>{}(text); }
+};
+
+// Neither can hold an absent entry, because an Object always holds something.
+using Array = std::vector<Object>;
+using Dictionary = std::unordered_map<std::string, Object, TextHash, std::equal_to<>>;
+
+// A moment, to the resolution of the system clock.
+using Date = std::chrono::system_clock::time_point;
+
+// The integer types an Object is made from; bool and the character types are not among them.
+template <typename T>
+concept ObjectInteger =
+    std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char> && !std::same_as<T, wchar_t> &&
+    !std::same_as<T, char8_t> && !std::same_as<T, char16_t> && !std::same_as<T, char32_t>;
+
+// A shared handle to one immutable value. Copying a handle is cheap and shares the
+// value, identity included; each other construction makes a value of its own. A
+// handle without a value is the null marker, and so is one that was moved from.
+//
+// Equality compares content: a boolean never equals an integer, an integer never
+// equals a real, and two integers are equal whichever C++ type they came from.
+class BRISVANE_EXPORT Object {
+ public:
+  enum class Kind : std::uint8_t { kNull, kBoolean, kInteger, kReal, kText, kData, kDate, kArray, kDictionary };
+
+  Object() noexcept = default;
+  Object(std::nullptr_t) noexcept {}
+  // Exactly bool: without this no pointer could be kept from becoming true.
+  template <std::same_as<bool> T>
+  Object(T value) : Object(Boolean{value}) {}
+  template <ObjectInteger T>
+  Object(T value) : Object(Integer{value < 0, static_cast<std::uint64_t>(value)}) {}
+  template <std::floating_point T>
+  Object(T value) : Object(Real{static_cast<double>(value)}) {}
+  Object(std::string text);
+  Object(std::string_view text) : Object(std::string(text)) {}
+  // A null pointer gives the null marker.
+  Object(const char* text);
+  Object(Data data);
+  Object(Date date);
+  Object(Array array);
+  Object(Dictionary dictionary);
+  template <typename T>
+  Object(const std::optional<T>&) = delete;  // say what absent means: Brisvane::objectOrNull
+
+  Object(const Object& other) noexcept;
+  Object(Object&& other) noexcept : value_(std::exchange(other.value_, nullptr)) {}
+  Object& operator=(const Object& other) noexcept;
+  Object& operator=(Object&& other) noexcept;
+  // Releases nested values without recursion: depth is bounded by memory alone.
+  ~Object();
+
+  [[nodiscard]] Kind kind() const noexcept;
+  [[nodiscard]] bool isNull() const noexcept { return value_ == nullptr; }
+
+  // Copies of the content; nullopt when the Object is of another kind. integer()
+  // and unsignedInteger() are nullopt too when the value does not fit.
+  [[nodiscard]] std::optional<bool> boolean() const noexcept;
+  [[nodiscard]] std::optional<std::int64_t> integer() const noexcept;
+  [[nodiscard]] std::optional<std::uint64_t> unsignedInteger() const noexcept;
+  [[nodiscard]] std::optional<double> real() const noexcept;
+  [[nodiscard]] std::optional<std::string> text() const;
+  [[nodiscard]] std::optional<Data> data() const;
+  [[nodiscard]] std::optional<Date> date() const noexcept;
+  [[nodiscard]] std::optional<Array> array() const;
+  [[nodiscard]] std::optional<Dictionary> dictionary() const;
+
+  // The content in place; null when the Object is of another kind. The pointer
+  // lives as long as this Object or any copy of it.
+  [[nodiscard]] const std::string* ifText() const noexcept;
+  [[nodiscard]] const Data* ifData() const noexcept;
+  [[nodiscard]] const Array* ifArray() const noexcept;
+  [[nodiscard]] const Dictionary* ifDictionary() const noexcept;
+
+  // Whether both handles share one value; all null markers do.
+  [[nodiscard]] bool same(const Object& other) const noexcept { return value_ == other.value_; }
+  // Whether both hold equal content, containers compared to any depth.
+  friend BRISVANE_EXPORT bool operator==(const Object& left, const Object& right);
+
+  struct Value;  // the shared representation, private to object.cpp
+
+ private:
+  struct Boolean {
+    bool value;
+    bool operator==(const Boolean&) const = default;
+  };
+  // Sign and two's-complement bits: together all of signed and unsigned 64 bits.
+  struct Integer {
+    bool negative;
+    std::uint64_t bits;
+    bool operator==(const Integer&) const = default;
+  };
+  struct Real {
+    double value;
+    bool operator==(const Real&) const = default;
+  };
+  explicit Object(Boolean value);
+  explicit Object(Integer value);
+  explicit Object(Real value);
+
+  static void release(const Value* value) noexcept;
+
+  const Value* value_ = nullptr;
+};
+
+}  // namespace brisvane

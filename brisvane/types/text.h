@@ -1,0 +1,57 @@
+// Text, the view that every operation takes a text argument by.
+// A Text is a value without state of its own: any number of threads may use one.
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "brisvane/types/export.h"
+
+namespace brisvane {
+
+// A view of UTF-8 text that may be absent. nullptr, nullopt, an empty optional and
+// a null `const char*` are absent; "" is present and empty.
+//
+// A Text does not own its characters: use it as an argument, never as a member.
+// A std::string_view made from a null pointer is undefined before it gets here.
+class Text {
+ public:
+  constexpr Text() noexcept = default;
+  constexpr Text(std::nullptr_t) noexcept {}
+  constexpr Text(std::nullopt_t) noexcept {}
+  constexpr Text(const char* text) noexcept
+      : present_(text != nullptr), view_(text != nullptr ? std::string_view(text) : std::string_view()) {}
+  constexpr Text(std::string_view text) noexcept : present_(true), view_(text) {}
+  Text(const std::string& text) noexcept : present_(true), view_(text) {}
+  constexpr Text(const std::optional<std::string_view>& text) noexcept
+      : present_(text.has_value()), view_(text.value_or(std::string_view())) {}
+  Text(const std::optional<std::string>& text) noexcept
+      : present_(text.has_value()), view_(text ? std::string_view(*text) : std::string_view()) {}
+
+  // A std::filesystem::path, without making every caller include <filesystem>.
+  template <typename Path>
+  requires requires(const Path& path) {
+    { path.native() } -> std::same_as<const std::string&>;
+  }
+  Text(const Path& path) noexcept : present_(true), view_(path.native()) {}
+
+  // False for an absent text.
+  [[nodiscard]] constexpr bool present() const noexcept { return present_; }
+
+  // The characters; an empty view for an absent text.
+  [[nodiscard]] constexpr std::string_view orEmpty() const noexcept { return view_; }
+
+  // A copy that outlives the view; nullopt for an absent text.
+  [[nodiscard]] std::optional<std::string> copy() const {
+    return present_ ? std::optional<std::string>(view_) : std::nullopt;
+  }
+
+ private:
+  bool present_ = false;
+  std::string_view view_;
+};
+
+}  // namespace brisvane

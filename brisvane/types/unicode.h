@@ -1,0 +1,41 @@
+// UTF-8 and UTF-16: decoding, validity and the lengths that callers can see.
+// The functions keep no state and may be called from any thread.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "brisvane/types/export.h"
+
+namespace brisvane {
+
+inline constexpr char32_t kReplacementCharacter = U'\uFFFD';
+
+// One decoded character: its code point and how many bytes it takes. A byte that
+// does not belong to well-formed UTF-8 (The Unicode Standard, table 3-7) decodes as
+// U+FFFD of length 1 with `valid` false.
+struct CodePoint {
+  char32_t value;
+  std::size_t length;
+  bool valid;
+};
+
+// The first, or the last, character of a text. REQUIRES: the text is not empty.
+[[nodiscard]] BRISVANE_EXPORT CodePoint firstCodePoint(std::string_view text) noexcept;
+[[nodiscard]] BRISVANE_EXPORT CodePoint lastCodePoint(std::string_view text) noexcept;
+
+// Appends the UTF-8 form of a code point; U+FFFD for a surrogate or a value above U+10FFFF.
+BRISVANE_EXPORT void appendUtf8(std::string& text, char32_t codePoint);
+
+[[nodiscard]] BRISVANE_EXPORT bool isAscii(std::string_view text) noexcept;
+[[nodiscard]] BRISVANE_EXPORT bool isUtf8(std::string_view text) noexcept;
+
+// The text with each byte that is not UTF-8 replaced by U+FFFD.
+[[nodiscard]] BRISVANE_EXPORT std::string toUtf8(std::string_view text);
+
+// The text's length in UTF-16 code units, the unit of every length and index that
+// an operation takes or gives. A byte that is not UTF-8 counts as U+FFFD: one unit.
+[[nodiscard]] BRISVANE_EXPORT std::size_t utf16Length(std::string_view text) noexcept;
+
+}  // namespace brisvane

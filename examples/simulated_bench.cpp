@@ -1,0 +1,26 @@
+// The same conversation without hardware: on a machine described by a JSON text.
+#include <brisvane/all.h>
+#include <brisvane/host/simulated/machine.h>
+
+#include <cstdio>
+#include <string>
+
+namespace bv = brisvane;
+
+int main() {
+  using bv::host::simulated::Machine;
+  std::string error;
+  const auto machine = Machine::fromJson(Machine::exampleDescription(), error);
+  if (!machine) return std::puts(error.c_str()), 1;
+  const bv::host::ScopedPlatform installed(machine->platform());
+
+  const auto port = bv::BVSerialPort::createPortWithSerial("BV0001");
+  if (!port || port->openPort(115200) == -1) return std::puts("the fixture cannot be opened"), 1;
+  port->drainPort();
+  std::string reply;
+  const bool answered = port->sendStringCommand("status", reply, "OK\\r\\n", 2.0);
+  port->closePort();
+  std::printf("%s\n", answered ? "status: OK" : "status: no answer");
+  for (const auto& entry : machine->systemLog()) std::printf("  %s\n", entry.argument.c_str());
+  return answered ? 0 : 1;
+}
