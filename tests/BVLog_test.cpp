@@ -1,0 +1,295 @@
+#include "brisvane/logging/BVLog.h"
+
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <thread>
+
+#include "brisvane/logging/preferences_store.h"
+#include "tests/support/simulated_test.h"
+
+namespace brisvane {
+namespace {
+
+using testing::contentOf;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using testing::SimulatedTest;
+using testing::writeFile;
+
+constexpr auto kDescription = R"({"preferences": {"standard": {"BrisvaneVerbosityLevel": 2}}})";
+
+class BVLogTest : public SimulatedTest {
+ protected:
+  BVLogTest() : SimulatedTest(kDescription) {
+    ::setenv("TZ", "XYZ-2", 1);  // two hours east of UTC
+    // 2024-03-05 07:07:03 UTC.
+    clock->stopAt(host::Clock::Wall(std::chrono::seconds(1709622423)));
+  }
+
+  const std::string path = folder / "run.log";
+  BVLog log{SystemLogHandle::waylineLog(), path, 0};
+};
+
+TEST_F(BVLogTest, EachLevelReachesTheSystemLogTheFileAndTheErrorTextAsItShould) {
+  log.trueDebug("nothing");
+  EXPECT_THAT(logged(), IsEmpty());
+  log.debug("d");
+  log.info("port opened");
+  log.error("a");
+  log.error("b");
+  log.fault("two\nlines");
+  log.info(nullptr);
+  EXPECT_THAT(logged(),
+              ElementsAre("debug %{public}@|d", "info %{public}@|port opened", "error ERROR %{public}@|a",
+                          "error ERROR %{public}@|b", "fault FAULT %{public}@|two\nlines", "info %{public}@|"));
+  EXPECT_EQ(contentOf(path),
+            "2024-03-05 9:7:3 port opened \n2024-03-05 9:7:3 ERROR a \n2024-03-05 9:7:3 ERROR b \n"
+            "2024-03-05 9:7:3 FAULT two\nlines \n2024-03-05 9:7:3  \n");
+  EXPECT_EQ(BVLog::aggregatedErrorDescription(), "a\nb\n");
+}
+
+TEST_F(BVLogTest, VerbosityGatesDebuglAloneAndComesFromThePreferenceWhenNotGiven) {
+  log.debugl(0, "zero");
+  log.debugl(-1, "below");
+  log.debugl(1, "one");
+  log.setVerbosityLevel(3);
+  log.setVerbosityLevel(3);
+  log.debugl(3, "three");
+  log.debugl(4, "four");
+  log.setVerbosityLevel(-5);
+  log.debug("always");
+  EXPECT_THAT(logged(), ElementsAre("debug %{public}@|zero", "debug %{public}@|below",
+                                    "debug %{public}@|Changed verbosityLevel from 0 to 3",
+                                    "debug %{public}@|Changed verbosityLevel from 3 to 3", "debug %{public}@|three",
+                                    "debug %{public}@|Changed verbosityLevel from 3 to -5", "debug %{public}@|always"));
+  EXPECT_EQ(contentOf(path), "");
+  EXPECT_EQ(BVLog(SystemLogHandle::waylineLog(), nullptr, std::nullopt).verbosityLevel(), 2);
+  BVLog::configureDefault(SystemLogHandle::waylineLog(), nullptr, std::nullopt);
+  EXPECT_EQ(BVLog::defaultLog()->verbosityLevel(), 2);
+  EXPECT_THAT(logged(), IsEmpty());  // initial values are no changes
+}
+
+TEST_F(BVLogTest, ChangedPathIsToldWithItsOddCharactersEscapedAndTouchesNoFile) {
+  BVLog bare(SystemLogHandle::waylineLog(), nullptr, 0);
+  bare.setLogFilePath("/var/tmp/run.log");
+  bare.setLogFilePath("");
+  bare.setLogFilePath(
+      "q\"b\\n\nt\tr\re\x1b"
+      "d\x7f→");
+  bare.setLogFilePath(nullptr);
+  EXPECT_THAT(
+      logged(),
+      ElementsAre(
+          R"(debug %{public}@|Changed logFilePath from nil to Optional("/var/tmp/run.log"))",
+          R"(debug %{public}@|Changed logFilePath from Optional("/var/tmp/run.log") to Optional(""))",
+          R"(debug %{public}@|Changed logFilePath from Optional("") to Optional("q\"b\\n\nt\tr\re\u{1B}d\u{7F}→"))",
+          R"(debug %{public}@|Changed logFilePath from Optional("q\"b\\n\nt\tr\re\u{1B}d\u{7F}→") to nil)"));
+  log.setLogFilePath(folder / "other.log");
+  EXPECT_FALSE(std::filesystem::exists(folder / "other.log"));
+}
+
+TEST_F(BVLogTest, WithoutAPathNoFileIsMade) {
+  for (const Text none : {Text(), Text("")}) {
+    BVLog bare(SystemLogHandle::waylineLog(), none, 0);
+    bare.info("i");
+    bare.error("e");
+    bare.fault("f");
+  }
+  EXPECT_EQ(logged().size(), 6U);
+  EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+}
+
+TEST_F(BVLogTest, ErrorTextTakesMessagesWhileItHasAtMost4000UserPerceivedCharacters) {
+  BVLog::initAggregatedError(std::string(4000, 'x'));
+  log.error("y");
+  EXPECT_TRUE(BVLog::aggregatedErrorDescription() == std::string(4000, 'x') + "y\n");
+  log.error("z");
+  EXPECT_EQ(BVLog::aggregatedErrorDescription().size(), 4002U);
+
+  std::string family;  // 4,000 characters of 25 bytes each
+  for (int i = 0; i < 4000; ++i) family += "👨‍👩‍👧‍👦";
+  BVLog::initAggregatedError(family);
+  log.error("y");
+  log.error("z");
+  EXPECT_TRUE(BVLog::aggregatedErrorDescription() == family + "y\n");
+
+  BVLog::initAggregatedError(nullptr);
+  BVLog(SystemLogHandle::waylineLog(), nullptr, 0).error("of another logger");
+  EXPECT_EQ(BVLog::aggregatedErrorDescription(), "of another logger\n");
+}
+
+TEST_F(BVLogTest, UnwritableFileIsReportedToTheSystemLogAlone) {
+  const auto report = [&](const std::string& where, const std::string& why) {
+    BVLog lost(SystemLogHandle::waylineLog(), where, 0);
+    BVLog::initAggregatedError("");
+    lost.error("m");
+    EXPECT_THAT(logged(), ElementsAre("error ERROR %{public}@|m",
+                                      "error ERROR %{public}@|ERROR: Failed to write string "
+                                      "to file " +
+                                          where + ": " + why));
+    EXPECT_EQ(BVLog::aggregatedErrorDescription(), "m\n");
+  };
+  report(folder / "missing/run.log", "No such file or directory");
+  report(folder.path(), "Is a directory");
+  report("/dev/full", "No space left on device");
+  report(std::string(folder / "a") + '\0' + "b", "No such file or directory");
+  std::filesystem::create_symlink(folder / "nowhere/gone", folder / "dangling");
+  report(folder / "dangling", "No such file or directory");
+  // A running program cannot be opened for writing, not even by the superuser.
+  std::filesystem::copy_file("/bin/sleep", folder / "busy");
+  const std::string before = contentOf(folder / "busy");
+  const pid_t sleeper = ::fork();
+  if (sleeper == 0) {
+    ::execl((folder / "busy").c_str(), "busy", "60", nullptr);
+    ::_exit(127);
+  }
+  while (!std::filesystem::equivalent("/proc/" + std::to_string(sleeper) + "/exe", folder / "busy")) ::usleep(1000);
+  report(folder / "busy", "Text file busy");
+  EXPECT_TRUE(contentOf(folder / "busy") == before);
+  ::kill(sleeper, SIGKILL);
+  ::waitpid(sleeper, nullptr, 0);
+}
+
+TEST_F(BVLogTest, DefaultLoggerIsReplacedWithoutTouchingTheOneBefore) {
+  const auto before = BVLog::defaultLog();
+  before->setLogFilePath(folder / "old.log");
+  BVLog::configureDefault(SystemLogHandle("org.example", "Other"), path, 7);
+  BVLog::Default::info("new");
+  BVLog::Default::debugl(7, "deep");
+  before->info("old");
+  BVLog::setDefault(nullptr);
+  BVLog::Default::fault("still new");
+  EXPECT_EQ(contentOf(folder / "old.log"), "2024-03-05 9:7:3 old \n");
+  EXPECT_EQ(contentOf(path), "2024-03-05 9:7:3 new \n2024-03-05 9:7:3 FAULT still new \n");
+  const auto entries = machine->systemLog();
+  EXPECT_EQ(entries.at(1).category, "Other");
+  EXPECT_EQ(entries.at(3).category, "BV");
+}
+
+TEST_F(BVLogTest, ProcessWideObjectsAreTheSameAtEveryCall) {
+  EXPECT_TRUE(SystemLogHandle::waylineLog().same(SystemLogHandle::waylineLog()));
+  EXPECT_EQ(SystemLogHandle::waylineLog().category(), "BV");
+  EXPECT_EQ(&Diagnostics::diagDefaults(), &Diagnostics::diagDefaults());
+  EXPECT_NE(Diagnostics::diagDefaults().suite(), PreferencesStore::standard().suite());
+}
+
+// Runs `body` in `processes` children of 8 threads each and waits for them.
+template <typename Body>
+void inProcesses(int processes, const Body& body) {
+  std::vector<pid_t> children;
+  for (int process = 0; process < processes; ++process) {
+    children.push_back(::fork());
+    if (children.back() != 0) continue;
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < 8; ++thread) threads.emplace_back([&, thread] { body(process * 8 + thread); });
+    threads.clear();
+    ::_exit(0);
+  }
+  for (const pid_t child : children) {
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
+}
+
+TEST_F(BVLogTest, WritersOfTwoProcessesLoseAndTearNothingWhileTheFileIsMovedAway) {
+  constexpr int kLines = 10'000;
+  std::jthread mover([&](const std::stop_token& stop) {
+    for (int moved = 0; !stop.stop_requested();) {
+      ::usleep(100'000);
+      if (::rename(path.c_str(), (folder / ("moved" + std::to_string(moved))).c_str()) == 0) ++moved;
+    }
+  });
+  inProcesses(2, [&](int writer) {
+    for (int line = 0; line < kLines; ++line) {
+      log.info(std::to_string(writer) + " " + std::to_string(line) +
+               std::string(static_cast<std::size_t>(line % 90), '.'));
+    }
+  });
+  mover.request_stop();
+  mover.join();
+  std::map<int, std::vector<bool>> seen;
+  std::size_t lines = 0;
+  for (const auto& file : std::filesystem::directory_iterator(folder.path())) {
+    std::ifstream content(file.path());
+    for (std::string text; std::getline(content, text); ++lines) {
+      int writer = -1;
+      int line = -1;
+      ASSERT_EQ(std::sscanf(text.c_str(), "2024-03-05 9:7:3 %d %d", &writer, &line), 2) << text;
+      ASSERT_TRUE(text.ends_with(std::string(static_cast<std::size_t>(line % 90), '.') + " ")) << text;
+      seen[writer].resize(kLines);
+      ASSERT_FALSE(seen[writer].at(static_cast<std::size_t>(line))) << text;
+      seen[writer][static_cast<std::size_t>(line)] = true;
+    }
+  }
+  EXPECT_EQ(lines, 16U * kLines);
+}
+
+TEST_F(BVLogTest, SharedStateIsSafeFromAnyThread) {
+  inProcesses(1, [&](int thread) {
+    for (int i = 0; i < 300; ++i) {
+      BVLog::setDefault(std::make_shared<BVLog>(SystemLogHandle::waylineLog(), path, thread));
+      BVLog::Default::error("e");
+      BVLog::initAggregatedError(BVLog::aggregatedErrorDescription());
+      log.setLogFilePath(i % 2 == 0 ? Text(path) : Text());
+      log.setVerbosityLevel(i);
+      log.debugl(i, "d");
+    }
+  });
+  EXPECT_EQ(contentOf(path).size(), 8U * 300U * std::string("2024-03-05 9:7:3 ERROR e \n").size());
+}
+
+TEST_F(BVLogTest, ChildForkedWhileOtherThreadsLogCanLog) {
+  std::atomic<bool> stop = false;
+  std::vector<std::jthread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      while (!stop) BVLog::Default::error("parent");
+    });
+  }
+  BVLog child(SystemLogHandle("org.example", "silent"), path, 0);
+  auto quiet = std::make_shared<host::Platform>();  // the recording log has a lock of its own
+  const host::ScopedPlatform installedQuiet(quiet);
+  for (int i = 0; i < 50; ++i) {
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+      ::alarm(20);
+      child.error("child");
+      ::_exit(0);
+    }
+    int status = -1;
+    ::waitpid(pid, &status, 0);
+    ASSERT_EQ(status, 0) << "hung";
+  }
+  stop = true;
+  threads.clear();
+  const std::string content = contentOf(path);
+  EXPECT_EQ(std::count(content.begin(), content.end(), '\n'), 50);
+}
+
+struct LogsWhenDestroyed {
+  std::string path;
+  ~LogsWhenDestroyed() { BVLog::Default::info("last words"); }
+};
+
+TEST_F(BVLogTest, StaticObjectCanLogWhenTheProcessEnds) {
+  EXPECT_EXIT(
+      {
+        static LogsWhenDestroyed object{path};
+        BVLog::configureDefault(SystemLogHandle::waylineLog(), object.path, 0);
+        std::exit(0);
+      },
+      ::testing::ExitedWithCode(0), "");
+  EXPECT_TRUE(contentOf(path).ends_with("last words \n"));
+}
+
+}  // namespace
+}  // namespace brisvane

@@ -1,0 +1,332 @@
+#include "brisvane/serial/BVSerialPort.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <thread>
+
+#include "brisvane/host/linux/termios2.h"
+#include "tests/support/open_port.h"
+
+namespace brisvane {
+namespace {
+
+using ::testing::AllOf;
+using testing::bytes;
+using ::testing::ElementsAre;
+using ::testing::Gt;
+using ::testing::IsEmpty;
+using ::testing::Lt;
+using testing::OpenPortTest;
+using testing::SimulatedTest;
+using testing::textOf;
+
+class PortSearchTest : public SimulatedTest {
+ protected:
+  PortSearchTest()
+      : SimulatedTest(R"({"devices": [{"name": "tty.usbserial-A1"}, {"name": "cu.usbserial-B7"},
+                                      {"name": "cu.usbserial-A1B2"}, {"name": "cu.usbserial-A1"}]})") {}
+};
+
+TEST_F(PortSearchTest, TakesTheFirstCallUpNodeThatBeginsWithTheSerial) {
+  EXPECT_EQ(BVSerialPort::createPortWithSerial("A1")->path(), "/dev/cu.usbserial-A1B2");
+  EXPECT_EQ(BVSerialPort::createPortWithSerial("")->path(), "/dev/cu.usbserial-B7");
+  EXPECT_EQ(BVSerialPort::createPortWithSerial(nullptr)->path(), "/dev/cu.usbserial-B7");
+  EXPECT_EQ(BVSerialPort::createPortWithSerial("C"), nullptr);
+  const host::ScopedPlatform nothing(std::make_shared<host::Platform>());
+  EXPECT_EQ(BVSerialPort::createPortWithSerial("A1"), nullptr);
+  EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(PortSearchTest, NewPortIsClosedAndItsOperationsSaySoWithoutTouchingADescriptor) {
+  BVSerialPort port("/dev/cu.usbserial-A1");
+  EXPECT_EQ(port.spHandle(), -1);
+  EXPECT_FALSE(port.isPortOpen());
+  EXPECT_FALSE(port.busy());
+  EXPECT_THAT(port.serialReadBuffer(), IsEmpty());
+  EXPECT_EQ(port.busyState(), "");
+  port.setSpLock(nullptr);
+  EXPECT_NE(port.spLock(), nullptr);
+
+  std::uint8_t byte = 7;
+  EXPECT_FALSE(port.readData());
+  EXPECT_FALSE(port.readSerialWithTimeout(1'000'000));
+  EXPECT_EQ(port.receiveByte(byte, 1'000'000), -1);
+  EXPECT_EQ(byte, 7);
+  EXPECT_FALSE(port.sendLargeData(bytes("x")));
+  EXPECT_FALSE(port.sendLargeData({}));
+  port.drainPort();
+  port.closePort();
+  EXPECT_EQ(port.spHandle(), -1);
+  EXPECT_THAT(logged(), IsEmpty());
+
+  port.setSpHandle(0);
+  EXPECT_FALSE(port.isPortOpen());
+  port.setSpHandle(3);
+  EXPECT_TRUE(port.isPortOpen());
+}
+
+// The descriptors that this process has open.
+std::size_t openDescriptors() {
+  const std::filesystem::directory_iterator all("/proc/self/fd");
+  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
+TEST_F(PortSearchTest, OpeningThatFailsGivesMinusOneAndLeavesNothingOpen) {
+  const std::size_t before = openDescriptors();
+  const std::string regular = folder / "regular";
+  testing::writeFile(regular, "kept");
+  for (const std::string& path : {folder / "missing", std::string("/dev/null"), std::string("/dev/nöde"), regular,
+                                  std::string("/dev/cu.usbserial-A1"), std::string("/dev/nul\0l", 9)}) {
+    BVSerialPort port{Text(path)};
+    EXPECT_EQ(port.openPort(115200), -1) << path;
+    EXPECT_EQ(port.spHandle(), -1);
+    EXPECT_THAT(logged(), ElementsAre("debug %{public}@|Serial Port handle: -1"));
+  }
+  EXPECT_EQ(BVSerialPort("").openSerialPortWithPath(nullptr, 115200), -1);
+  EXPECT_EQ(openDescriptors(), before);
+  EXPECT_EQ(testing::contentOf(regular), "kept");
+}
+
+class BVSerialPortTest : public OpenPortTest {
+ protected:
+  BVSerialPortTest()
+      : OpenPortTest(R"({"commands": [
+    {"command": "five", "replies": ["hello"]},
+    {"command": "drip", "replies": [{"text": "abcdefghijkl", "split": 1, "gap": 0.025}]},
+    {"command": "big", "replies": [{"noise": 3000}]},
+    {"command": "stop", "replies": ["last"], "hangUp": true}], "unknown": ["?"]})") {}
+
+  // Reads until something has come; the simulated fixture may take its time.
+  Data readSomething() {
+    for (;;) {
+      if (auto data = port.readSerialWithTimeout(10'000)) return *data;
+    }
+  }
+};
+
+TEST_F(BVSerialPortTest, OpenPortIsRawExclusiveBlockingAndAtItsSpeed) {
+  const int handle = port.spHandle();
+  ASSERT_GT(handle, 2);
+  EXPECT_EQ(::fcntl(handle, F_GETFL) & O_NONBLOCK, 0);
+  EXPECT_EQ(::fcntl(handle, F_GETFD), FD_CLOEXEC);
+  termios settings{};
+  ASSERT_EQ(::tcgetattr(handle, &settings), 0);
+  EXPECT_EQ(settings.c_cc[VMIN], 0);
+  EXPECT_EQ(settings.c_cc[VTIME], 1);
+  EXPECT_EQ(settings.c_lflag & (ICANON | ECHO | ISIG | IEXTEN), 0U);
+  EXPECT_EQ(settings.c_iflag & (ICRNL | IXON | IXOFF | ISTRIP | INPCK), 0U);
+  EXPECT_EQ(settings.c_oflag & OPOST, 0U);
+  EXPECT_EQ(settings.c_cflag & (CSIZE | PARENB | CREAD), static_cast<tcflag_t>(CS8 | CREAD));
+  EXPECT_EQ(host::real::lineSpeed(handle), 115200U);
+
+  BVSerialPort other(port.path());
+  EXPECT_EQ(other.openPort(115200), -1);
+  port.closePort();
+  // 13 and 4097 are glibc's codes for other speeds; 250000 has no code.
+  for (const std::int32_t speed : {250000, 9600, 13, 4097, 1000000}) {
+    ASSERT_GT(other.openPort(speed), 2) << speed;
+    EXPECT_EQ(host::real::lineSpeed(other.spHandle()), static_cast<std::uint32_t>(speed));
+    other.closePort();
+  }
+  EXPECT_EQ(other.openPort(0), -1);
+}
+
+TEST_F(BVSerialPortTest, PortClosesTheDescriptorThatItOpenedAndNoOther) {
+  const std::size_t before = openDescriptors();
+  EXPECT_EQ(port.openPort(115200), -1) << "it has the device exclusively itself";
+  EXPECT_EQ(port.spHandle(), -1);
+  EXPECT_EQ(openDescriptors(), before - 1);
+  {
+    BVSerialPort second(port.path());
+    ASSERT_NE(second.openPort(115200), -1);
+  }
+  EXPECT_EQ(openDescriptors(), before - 1);
+  const int foreign = ::open("/dev/null", O_RDONLY);
+  {
+    BVSerialPort holder(port.path());
+    holder.setSpHandle(foreign);
+    EXPECT_NE(holder.openPort(115200), -1);
+    const int own = holder.spHandle();
+    holder.setSpHandle(foreign);
+    EXPECT_EQ(::close(own), 0) << "no longer the port's to close";
+  }
+  EXPECT_EQ(::close(foreign), 0);
+}
+
+TEST_F(BVSerialPortTest, ProgramWithoutStandardStreamsDoesNotGetTheDeviceAsOne) {
+  port.closePort();
+  EXPECT_EXIT(
+      {
+        ::close(0);
+        ::close(2);
+        std::_Exit(port.openPort(115200) > 2 ? 0 : 1);
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(BVSerialPortTest, PolledReadEndsSoonAfterTheLastByteAndTellsWhatCame) {
+  EXPECT_FALSE(port.readSerialWithTimeout(0));
+  EXPECT_FALSE(port.readSerialWithTimeout(-1));
+  EXPECT_FALSE(port.readSerialWithTimeout(3));
+  EXPECT_THAT(logged(),
+              ElementsAre("debug %{public}@|data return length 0 bytes", "debug %{public}@|data return length 0 bytes",
+                          "debug %{public}@|data return length 0 bytes"));
+  ASSERT_TRUE(port.sendLargeData(bytes("five\n")));
+  EXPECT_EQ(textOf(readSomething()), "hello");
+  EXPECT_THAT(logged(), ElementsAre("debug %{public}@|read data from port...got new data 5 bytes",
+                                    "debug %{public}@|data return:5 bytes: 68656C6C 6F"));
+  EXPECT_TRUE(isAtRest());
+}
+
+TEST_F(BVSerialPortTest, ChunksAndQuietPollsShareOneCounter) {
+  // A quiet poll or two lie between two chunks: the counter is over 4 long before the twelfth.
+  ASSERT_TRUE(port.sendLargeData(bytes("drip\n")));
+  const std::string first = textOf(readSomething());
+  EXPECT_THAT(first.size(), AllOf(Gt(0U), Lt(12U)));
+  std::string all = first;
+  while (all.size() < 12) all += textOf(readSomething());
+  EXPECT_EQ(all, "abcdefghijkl");
+}
+
+TEST_F(BVSerialPortTest, OnePollTakesAtMost1024Bytes) {
+  ASSERT_TRUE(port.sendLargeData(bytes("big\n")));
+  std::size_t total = 0;
+  std::size_t largest = 0;
+  while (total < 3000) {
+    const auto data = port.readData();
+    if (!data) continue;
+    total += data->size();
+    largest = std::max(largest, data->size());
+  }
+  EXPECT_EQ(largest, 1024U);
+}
+
+TEST_F(BVSerialPortTest, BytesAreHandedOutOneByOneAndOutliveTheConnection) {
+  std::uint8_t byte = 7;
+  EXPECT_EQ(port.receiveByte(byte, 2), -1);
+  EXPECT_EQ(byte, 7);
+  logged();
+  ASSERT_TRUE(port.sendLargeData(bytes("five\n")));
+  ASSERT_EQ(port.receiveByte(byte, 10'000), 0);
+  EXPECT_EQ(byte, 'h');
+  EXPECT_THAT(
+      logged(),
+      ElementsAre("debug %{public}@|read data from port...got new data 5 bytes",
+                  "debug %{public}@|data return:5 bytes: 68656C6C 6F",
+                  "debug %{public}@|-[BVSerialPort receiveByte:timeout:] Receive_Byte: 5 bytes: 68656C6C 6F len=5",
+                  "debug %{public}@|-[BVSerialPort receiveByte:timeout:] Receive_Byte:68 65 6C 6C 6F "));
+  port.closePort();
+  for (const char next : std::string("ell")) {
+    EXPECT_EQ(port.receiveByte(byte, 1), 0);
+    EXPECT_EQ(byte, next);
+  }
+  EXPECT_EQ(textOf(port.serialReadBuffer()), "o");
+  port.clearReadBuffer();
+  EXPECT_EQ(port.receiveByte(byte, 1), -1);
+  EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(BVSerialPortTest, DrainingThrowsAwayWhatHasComeAndLeavesTheReadBuffer) {
+  port.setSerialReadBuffer({1, 2});
+  ASSERT_TRUE(port.sendLargeData(bytes("five\n")));
+  port.drainPort();
+  EXPECT_FALSE(port.readData());
+  EXPECT_EQ(port.serialReadBuffer(), (Data{1, 2}));
+}
+
+TEST_F(BVSerialPortTest, HexTextHasUpperCasePairsEachWithASpace) {
+  EXPECT_EQ(BVSerialPort::hexStringFromData(Data{0x00, 0x7F, 0xA5}), "00 7F A5 ");
+  EXPECT_EQ(BVSerialPort::hexStringFromData({}), "");
+}
+
+TEST_F(BVSerialPortTest, PulledPlugEndsEveryRawOperation) {
+  ASSERT_TRUE(port.sendLargeData(bytes("stop\n")));
+  EXPECT_EQ(textOf(readSomething()), "last");  // after a chunk: ends by its counter
+  hangUp();
+  logged();
+  EXPECT_FALSE(port.readSerialWithTimeout(20));
+  EXPECT_FALSE(port.sendLargeData(bytes("x")));
+  EXPECT_TRUE(port.sendLargeData({}));
+  EXPECT_THAT(logged(), ElementsAre("debug %{public}@|data return length 0 bytes",
+                                    "error ERROR %{public}@|Error writing to serial port:5"));
+  EXPECT_TRUE(isAtRest());
+  port.drainPort();
+  port.closePort();
+  EXPECT_FALSE(port.isPortOpen());
+  EXPECT_EQ(BVSerialPort::createPortWithSerial("A1"), nullptr);
+}
+
+// An open port on a pair whose device end is the test's own.
+struct BarePair {
+  BarePair() : device(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+    EXPECT_EQ(::grantpt(device) + ::unlockpt(device), 0);
+    const host::ScopedPlatform bare(std::make_shared<host::Platform>());
+    port = std::make_unique<BVSerialPort>(::ptsname(device));
+    EXPECT_NE(port->openPort(115200), -1);
+  }
+
+  int device;
+  std::unique_ptr<BVSerialPort> port;
+};
+
+TEST_F(BVSerialPortTest, WriterThatWaitsForASlowDeviceIsEndedByThePulledPlug) {
+  const BarePair pair;
+  const auto lock = pair.port->spLock();
+  std::thread writer([&] { EXPECT_FALSE(pair.port->sendLargeData(Data(1'000'000, 'x'))); });
+  while (lock->try_lock()) {  // until the writer has it
+    lock->unlock();
+    std::this_thread::yield();
+  }
+  ::close(pair.device);
+  writer.join();
+  EXPECT_TRUE(lock->try_lock());
+  lock->unlock();
+}
+
+TEST_F(BVSerialPortTest, BlockIsWrittenWhollyToADeviceThatTakesItInPieces) {
+  const BarePair pair;
+  Data block(200'000);
+  for (std::size_t i = 0; i < block.size(); ++i) block[i] = static_cast<std::uint8_t>(i * 7 + i / 251);
+  Data received;
+  std::thread reader([&] {
+    Data chunk(777);
+    while (received.size() < block.size()) {
+      const ssize_t count = ::read(pair.device, chunk.data(), chunk.size());
+      received.insert(received.end(), chunk.begin(), chunk.begin() + count);
+    }
+  });
+  EXPECT_TRUE(pair.port->sendLargeData(block));
+  reader.join();
+  EXPECT_TRUE(received == block);
+  pair.port->closePort();
+  ::close(pair.device);
+}
+
+TEST_F(BVSerialPortTest, DescriptorBeyondTheReachOfSelectWorks) {
+  rlimit limit{};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, 4096);
+  ::setrlimit(RLIMIT_NOFILE, &limit);
+  const int high = ::fcntl(port.spHandle(), F_DUPFD_CLOEXEC, 1500);
+  ASSERT_GE(high, 1500);
+  port.closePort();
+  port.setSpHandle(high);
+  ASSERT_TRUE(port.sendLargeData(bytes("five\n")));
+  EXPECT_EQ(textOf(readSomething()), "hello");
+  port.closePort();
+}
+
+TEST_F(BVSerialPortTest, PortClosedByAnotherThreadEndsAPolledRead) {
+  std::thread reader([&] { EXPECT_FALSE(port.readSerialWithTimeout(50)); });
+  while (!port.busy()) std::this_thread::yield();
+  port.closePort();
+  reader.join();
+  EXPECT_TRUE(isAtRest());
+}
+
+}  // namespace
+}  // namespace brisvane

@@ -1,0 +1,49 @@
+// The fixture of tests that run on a simulated machine: it is in force for each test,
+// and what reaches its system log can be told in one line an entry.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "brisvane/host/platform.h"
+#include "brisvane/host/simulated/machine.h"
+#include "brisvane/logging/BVLog.h"
+#include "tests/support/temporary_folder.h"
+#include "tests/support/test_clock.h"
+
+namespace brisvane::testing {
+
+class SimulatedTest : public ::testing::Test {
+ protected:
+  explicit SimulatedTest(const std::string& description = "{}") {
+    std::string error;
+    machine = host::simulated::Machine::fromJson(description, error);
+    if (machine == nullptr) throw std::runtime_error(error);
+    auto platform = std::make_shared<host::Platform>(*machine->platform());
+    platform->setClock(clock);
+    installed = std::make_unique<host::ScopedPlatform>(platform);
+    BVLog::setDefault(std::make_shared<BVLog>(SystemLogHandle::waylineLog(), nullptr, 0));
+    BVLog::initAggregatedError("");
+    machine->clearSystemLog();
+  }
+
+  // The entries since the last call, as "type format|argument".
+  std::vector<std::string> logged() {
+    std::vector<std::string> lines;
+    for (const auto& entry : machine->systemLog()) {
+      lines.push_back(std::string(host::name(entry.type)) + " " + entry.format + "|" + entry.argument);
+    }
+    machine->clearSystemLog();
+    return lines;
+  }
+
+  TemporaryFolder folder;
+  std::shared_ptr<TestClock> clock = std::make_shared<TestClock>();
+  std::unique_ptr<host::simulated::Machine> machine;
+  std::unique_ptr<host::ScopedPlatform> installed;
+};
+
+}  // namespace brisvane::testing
