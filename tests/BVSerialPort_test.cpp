@@ -158,6 +158,7 @@ TEST_F(BVSerialPortTest, PortClosesTheDescriptorThatItOpenedAndNoOther) {
 }
 
 TEST_F(BVSerialPortTest, ProgramWithoutStandardStreamsDoesNotGetTheDeviceAsOne) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // the fixture is a thread
   port.closePort();
   EXPECT_EXIT(
       {

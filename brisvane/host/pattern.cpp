@@ -74,24 +74,34 @@ std::string withCodePointEscapes(std::string_view pattern) {
 // What one search needs beside the compiled pattern.
 struct Search {
   pcre::MatchContext context{pcre2_match_context_create(nullptr)};
-  pcre::JitStack stack{pcre2_jit_stack_create(kJitStackStart, kJitStackLimit, nullptr)};
   pcre::MatchData data;
+  pcre::JitStack stack;  // for the few patterns that need more than the thread's own
 
   explicit Search(const pcre2_code* code) : data(pcre2_match_data_create_from_pattern(code, nullptr)) {
     if (!ready()) return;
     pcre2_set_match_limit(context.get(), kMatchLimit);
     pcre2_set_heap_limit(context.get(), kHeapLimitKiB);
-    pcre2_jit_stack_assign(context.get(), nullptr, stack.get());
   }
 
   // False when memory ran out.
-  [[nodiscard]] bool ready() const noexcept { return context && stack && data; }
+  [[nodiscard]] bool ready() const noexcept { return context && data; }
+
+  // False when there was nothing more to take.
+  bool takeMoreStack() noexcept {
+    if (stack) return false;
+    stack.reset(pcre2_jit_stack_create(kJitStackStart, kJitStackLimit, nullptr));
+    pcre2_jit_stack_assign(context.get(), nullptr, stack.get());
+    return stack != nullptr;
+  }
 };
 
 int searchSlice(const pcre2_code* code, Search& search, std::string_view text, std::size_t begin, std::size_t last) {
   pcre2_set_offset_limit(search.context.get(), last);
-  return pcre2_match(code, reinterpret_cast<PCRE2_SPTR>(text.data()), text.size(), begin, PCRE2_NO_UTF_CHECK,
-                     search.data.get(), search.context.get());
+  for (;;) {
+    const int result = pcre2_match(code, reinterpret_cast<PCRE2_SPTR>(text.data()), text.size(), begin,
+                                   PCRE2_NO_UTF_CHECK, search.data.get(), search.context.get());
+    if (result != PCRE2_ERROR_JIT_STACKLIMIT || !search.takeMoreStack()) return result;
+  }
 }
 
 Pattern::Match rangesOf(pcre2_match_data* data) {

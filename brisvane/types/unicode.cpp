@@ -1,6 +1,8 @@
 #include "brisvane/types/unicode.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 
 namespace brisvane {
 namespace {
@@ -29,6 +31,17 @@ constexpr char32_t smallest(std::size_t length) noexcept {
 }
 
 constexpr bool isScalar(char32_t value) noexcept { return value <= 0x10FFFF && (value < 0xD800 || value > 0xDFFF); }
+
+// The length of a leading part that is ASCII, found eight bytes at a time: most text is.
+std::size_t asciiPrefix(std::string_view text) noexcept {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080U;
+  std::size_t length = 0;
+  for (std::uint64_t word = 0; text.size() - length >= sizeof word; length += sizeof word) {
+    std::memcpy(&word, text.data() + length, sizeof word);
+    if ((word & kHighBits) != 0) break;
+  }
+  return length;
+}
 
 }  // namespace
 
@@ -80,16 +93,18 @@ void appendUtf8(std::string& text, char32_t codePoint) {
 }
 
 bool isAscii(std::string_view text) noexcept {
+  text.remove_prefix(asciiPrefix(text));
   return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
 bool isUtf8(std::string_view text) noexcept {
-  while (!text.empty()) {
+  for (;;) {
+    text.remove_prefix(asciiPrefix(text));
+    if (text.empty()) return true;
     const CodePoint point = firstCodePoint(text);
     if (!point.valid) return false;
     text.remove_prefix(point.length);
   }
-  return true;
 }
 
 std::string toUtf8(std::string_view text) {

@@ -1,0 +1,48 @@
+// The commands of bvdiag: each adds itself to the command line, with its options, and
+// gives what it does when it is chosen there.
+#pragma once
+
+#include <cmath>
+#include <functional>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "session.h"
+
+namespace bvdiag {
+
+// The command that the command line has chosen.
+struct Chosen {
+  std::function<int(Session&)> run;  // gives the exit status
+  bool needsMachine = false;         // the example machine when no other is given
+};
+
+void addDemo(CLI::App& program, Chosen& chosen);
+void addPorts(CLI::App& program, Chosen& chosen);
+void addSend(CLI::App& program, Chosen& chosen);
+void addMonitor(CLI::App& program, Chosen& chosen);
+void addFixture(CLI::App& program, Chosen& chosen);
+void addLog(CLI::App& program, Chosen& chosen);
+
+// What the help of a command ends with.
+inline std::string exitStatusText(const std::string& success, const std::string& failure) {
+  return "Exit status: 0 " + success + "; 1 " + failure +
+         "; 2 wrong usage.\n`bvdiag --help` tells of the options that every command takes: "
+         "--machine, --simulated, --json, --color.";
+}
+
+// The longest run, in seconds: as good as without end.
+inline constexpr double kLongestDuration = 1e9;
+
+// Accepts a number of seconds from 0 to `most`.
+inline CLI::Validator secondsUpTo(double most) {
+  const auto check = [most](const std::string& text) {
+    double seconds = 0;
+    const bool valid = CLI::detail::lexical_cast(text, seconds) && seconds >= 0 && seconds <= most;
+    return valid ? std::string() : "must be a number of seconds, from 0 to " + std::to_string(std::llround(most));
+  };
+  return CLI::Validator(check, "SECONDS");
+}
+
+}  // namespace bvdiag

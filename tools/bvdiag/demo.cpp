@@ -1,0 +1,201 @@
+// `bvdiag demo`: the typical run of a diagnostic tool, step by step.
+#include <unistd.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <iterator>
+#include <memory>
+
+#include <brisvane/all.h>
+#include <brisvane/host/files.h>
+
+#include "commands.h"
+
+namespace bvdiag {
+namespace {
+
+namespace bv = brisvane;
+
+constexpr std::string_view kSerial = "BV0001";
+constexpr bv::Seconds kTimeout = 2;
+
+struct Outcome {
+  bool ok = false;
+  std::string result;
+};
+
+std::string timeText(double seconds) { return std::to_string(std::llround(seconds * 1000)) + " ms"; }
+
+bv::Data bytesOf(std::string_view text) { return {text.begin(), text.end()}; }
+
+class Demo {
+ public:
+  Demo(Session& session, std::string log) : session_(session), log_(std::move(log)) {}
+
+  // Gives whether every step came out as it should.
+  bool run();
+
+ private:
+  Outcome configureLog();
+  Outcome find();
+  Outcome open();
+  Outcome askWithPattern();
+  Outcome askUntilSilence();
+  Outcome askInBytes();
+  Outcome readByteByByte();
+  Outcome unplug();
+  Outcome close();
+
+  bool converse();  // the steps that need an open port, whatever comes of each
+  bool take(std::string_view name, Outcome (Demo::*step)());
+  void showLog();
+
+  Session& session_;
+  std::string log_;
+  std::size_t logStart_ = 0;  // what the file held before
+  std::unique_ptr<bv::BVSerialPort> port_;
+};
+
+Outcome Demo::configureLog() {
+  std::error_code absent;
+  const auto size = std::filesystem::file_size(log_, absent);
+  logStart_ = absent ? 0 : static_cast<std::size_t>(size);
+  const bool started = session_.startLog(log_);
+  bv::BVLog::Default::info("bvdiag demo");
+  return {started, log_};
+}
+
+Outcome Demo::find() {
+  port_ = bv::BVSerialPort::createPortWithSerial(kSerial);
+  if (port_ == nullptr) return {false, "no adapter with the serial number " + std::string(kSerial)};
+  return {true, port_->path()};
+}
+
+Outcome Demo::open() {
+  if (port_->openPort(115200) == -1) return {false, "cannot be opened"};
+  port_->drainPort();
+  return {port_->isPortOpen(), "115200 bits per second"};
+}
+
+Outcome Demo::askWithPattern() {
+  std::string reply;
+  const bool answered = port_->sendStringCommand("version", reply, "FW .*\\r\\n", kTimeout);
+  return {answered && reply.starts_with("FW "), reply};
+}
+
+Outcome Demo::askUntilSilence() {
+  std::string reply;
+  const bool answered = port_->sendStringCommand("status\n", reply, 0.5);
+  return {answered && reply.ends_with("OK\r\n"), reply};
+}
+
+Outcome Demo::askInBytes() {
+  const bv::Data command{0x02, 0x10, 0x03};
+  bv::Data reply;
+  const bool answered = port_->sendDataCommand(command, reply, 5, kTimeout);
+  return {answered && reply.size() == 5, bv::BVSerialPort::hexStringFromData(reply)};
+}
+
+Outcome Demo::readByteByByte() {
+  constexpr std::uint32_t kPolls = 100;
+  if (!port_->sendLargeData(bytesOf("echo one by one\n"))) return {false, "cannot be written"};
+  bv::Data reply;
+  std::uint8_t byte = 0;
+  while ((reply.empty() || reply.back() != '\n') && port_->receiveByte(byte, kPolls) == 0) reply.push_back(byte);
+  return {reply == bytesOf("one by one\r\n"), std::string(reply.begin(), reply.end())};
+}
+
+Outcome Demo::unplug() {
+  std::string reply;
+  const bool answered = port_->sendStringCommand("unplug", reply, "never said", kTimeout);
+  const bool written = port_->sendLargeData(bytesOf("version\n"));
+  if (answered || written) return {false, "the port does not notice"};
+  return {!port_->busy(), "the exchange fails, and so does writing"};
+}
+
+Outcome Demo::close() {
+  port_->closePort();
+  return {!port_->isPortOpen(), "closed"};
+}
+
+bool Demo::take(std::string_view name, Outcome (Demo::*step)()) {
+  const auto start = std::chrono::steady_clock::now();
+  const Outcome outcome = (this->*step)();
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  Output& output = session_.output();
+  if (output.json()) {
+    output.printJson(
+        bv::Dictionary{{"step", name}, {"ok", outcome.ok}, {"result", outcome.result}, {"seconds", seconds}});
+  } else {
+    constexpr std::size_t kColumn = 36;
+    std::string line = outcome.ok ? output.colored(Color::kGreen, "✓") : output.colored(Color::kRed, "✗");
+    line.append(" ").append(name).append(kColumn - name.size(), ' ');
+    output.print(line + escaped(outcome.result) + "  (" + timeText(seconds) + ")\n");
+  }
+  return outcome.ok;
+}
+
+bool Demo::run() {
+  if (!take("configure the log", &Demo::configureLog)) return false;
+  const bool ok = take("find the port by its serial number", &Demo::find) &&
+                  take("open the port, drain the greeting", &Demo::open) && converse();
+  showLog();
+  return session_.logIsComplete() && ok;
+}
+
+bool Demo::converse() {
+  bool ok = take("text, until a pattern matches", &Demo::askWithPattern);
+  ok &= take("text, until the line is silent", &Demo::askUntilSilence);
+  ok &= take("bytes", &Demo::askInBytes);
+  ok &= take("a block, then byte by byte", &Demo::readByteByByte);
+  ok &= take("the fixture is unplugged", &Demo::unplug);
+  ok &= take("close the port", &Demo::close);
+  return ok;
+}
+
+void Demo::showLog() {
+  constexpr std::size_t kLargest = std::size_t{64} << 20U;
+  Output& output = session_.output();
+  const std::string errors = bv::BVLog::aggregatedErrorDescription();
+  bv::host::Error failed;
+  std::string content = bv::host::readFile(log_, kLargest, failed).value_or("");
+  content.erase(0, logStart_);
+  if (failed) output.complain("log file " + log_ + ": " + failed.text());
+  if (output.json()) {
+    return output.printJson(bv::Dictionary{{"log", log_}, {"content", content}, {"aggregatedError", errors}});
+  }
+  output.print("\naggregated errors:" + (errors.empty() ? " none\n" : "\n" + errors));
+  output.print("\nlog file " + escaped(log_) + ":\n" + content);
+}
+
+// A file that no one else has.
+std::string freshLog() {
+  std::string path = (std::filesystem::temp_directory_path() / "bvdiag-demo-XXXXXX.log").string();
+  constexpr int kSuffix = 4;
+  const int descriptor = ::mkstemps(path.data(), kSuffix);
+  if (descriptor != -1) ::close(descriptor);
+  return path;
+}
+
+}  // namespace
+
+void addDemo(CLI::App& program, Chosen& chosen) {
+  CLI::App* const command =
+      program.add_subcommand("demo",
+                             "Takes the steps of a typical run on the built-in simulated machine (or that of\n"
+                             "--machine), then shows the log");
+  const auto log = std::make_shared<std::string>();
+  command->add_option("--log", *log, "The log file; default: a fresh one in the folder for temporary files")
+      ->type_name("FILE");
+  command->footer(exitStatusText("every step came out as it should", "one did not"));
+  command->callback([&chosen, log] {
+    chosen.needsMachine = true;
+    chosen.run = [log](Session& session) {
+      return Demo(session, log->empty() ? freshLog() : *log).run() ? kSuccess : kFailure;
+    };
+  });
+}
+
+}  // namespace bvdiag

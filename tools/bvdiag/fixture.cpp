@@ -1,0 +1,190 @@
+// `bvdiag fixture`: a simulated fixture that any program can talk to.
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+#include <brisvane/all.h>
+#include <brisvane/host/error.h>
+#include <brisvane/host/files.h>
+#include <brisvane/host/simulated/fixture.h>
+
+#include "commands.h"
+#include "interrupt.h"
+
+namespace bvdiag {
+namespace {
+
+namespace bv = brisvane;
+using bv::host::simulated::Fixture;
+using bv::host::simulated::FixtureScript;
+
+constexpr std::string_view kBuiltInScript = R"json({
+  "commands": [
+    {"command": "version", "replies": ["FW 1.2.3 OK\r\n"]},
+    {"pattern": "^echo (.*)$", "replies": ["$1\r\n"]}
+  ],
+  "unknown": ["ERR unknown command\r\n"]
+})json";
+
+struct FixtureOptions {
+  std::string script;
+  std::string link;
+  bool hex = false;
+  std::optional<double> duration;
+};
+
+struct Happening {
+  bv::Date time;
+  Fixture::Event event;
+  bv::Data bytes;
+};
+
+// Carries what the fixture's thread observes to the one that prints.
+class Traffic {
+ public:
+  void add(Fixture::Event event, bv::ByteView bytes) {
+    const std::scoped_lock lock(mutex_);
+    happenings_.push_back({std::chrono::system_clock::now(), event, bv::Data(bytes.begin(), bytes.end())});
+    changed_.notify_one();
+  }
+
+  // The next one; nullopt when none comes for a moment.
+  std::optional<Happening> next() {
+    constexpr std::chrono::milliseconds kMoment{50};
+    std::unique_lock lock(mutex_);
+    if (!changed_.wait_for(lock, kMoment, [this] { return !happenings_.empty(); })) return std::nullopt;
+    Happening first = std::move(happenings_.front());
+    happenings_.pop_front();
+    return first;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<Happening> happenings_;
+};
+
+// A symbolic link that goes when it is destroyed.
+class Link {
+ public:
+  Link(std::string path, const std::string& target) : path_(std::move(path)), target_(target) {
+    if (!path_.empty() && ::symlink(target_.c_str(), path_.c_str()) == -1) error_ = errno;
+  }
+  Link(const Link&) = delete;
+  Link& operator=(const Link&) = delete;
+  ~Link() {
+    std::error_code ignored;
+    // Another program may have put something else there.
+    const bool isOwn = std::filesystem::read_symlink(path_, ignored) == target_;
+    if (!path_.empty() && error_ == 0 && isOwn) std::filesystem::remove(path_, ignored);
+  }
+
+  // The errno of a failure; 0 for none.
+  [[nodiscard]] int error() const { return error_; }
+
+ private:
+  std::string path_;
+  std::string target_;
+  int error_ = 0;
+};
+
+std::string_view nameOf(Fixture::Event event) {
+  constexpr std::string_view kNames[] = {"opened", "closed", "received", "sent", "hung up"};
+  return kNames[static_cast<std::size_t>(event)];
+}
+
+void show(const Happening& happening, bool hex, Output& output) {
+  const std::string_view name = nameOf(happening.event);
+  if (output.json()) {
+    bv::Dictionary object{{"event", name}, {"time", happening.time}};
+    if (hex && !happening.bytes.empty()) object.emplace("hex", happening.bytes);
+    if (!hex && !happening.bytes.empty()) {
+      object.emplace("text", std::string(happening.bytes.begin(), happening.bytes.end()));
+    }
+    return output.printJson(std::move(object));
+  }
+  constexpr std::size_t kColumn = 10;
+  const bool isSent = happening.event == Fixture::Event::kSent;
+  std::string line = output.colored(isSent ? Color::kGreen : Color::kCyan, name);
+  if (!happening.bytes.empty()) {
+    line.append(kColumn - name.size(), ' ');
+    line += hex ? bv::BVSerialPort::hexStringFromData(happening.bytes) : escaped(happening.bytes);
+  }
+  output.print(line + "\n");
+}
+
+std::optional<FixtureScript> readScript(const std::string& path, Output& output) {
+  constexpr std::size_t kLargest = std::size_t{16} << 20U;
+  bv::host::Error failed;
+  std::string error;
+  const auto json =
+      path.empty() ? std::optional<std::string>(kBuiltInScript) : bv::host::readFile(path, kLargest, failed);
+  auto script = json ? FixtureScript::fromJson(*json, error) : std::nullopt;
+  if (!script) output.complain("script " + path + ": " + (failed ? failed.text() : error) + "; check the file");
+  return script;
+}
+
+// Tells the traffic until the end of the run or of the line.
+void follow(Traffic& traffic, const FixtureOptions& options, Output& output) {
+  const RunTime time(options.duration);
+  while (!time.isOver() && !output.isBroken()) {
+    const auto happening = traffic.next();
+    if (happening) show(*happening, options.hex, output);
+    if (happening && happening->event == Fixture::Event::kHungUp) return;
+  }
+}
+
+int run(const FixtureOptions& options, Session& session) {
+  Output& output = session.output();
+  auto script = readScript(options.script, output);
+  if (!script) return kFailure;
+  Traffic traffic;
+  std::string error;
+  const auto fixture = Fixture::start(
+      std::move(*script), error, [&traffic](Fixture::Event event, bv::ByteView bytes) { traffic.add(event, bytes); });
+  if (fixture == nullptr) {
+    output.complain("the fixture cannot be started: " + error + "; check that /dev/pts is mounted");
+    return kFailure;
+  }
+  const Link link(options.link, fixture->node());
+  if (link.error() != 0) {
+    output.complain("link " + bv::host::errorText(options.link, link.error()) +
+                    "; remove what is there, or name another path");
+    return kFailure;
+  }
+  if (output.json()) output.printJson(bv::Dictionary{{"node", fixture->node()}});
+  if (!output.json()) output.print(fixture->node() + "\n");
+  follow(traffic, options, output);
+  return kSuccess;
+}
+
+}  // namespace
+
+void addFixture(CLI::App& program, Chosen& chosen) {
+  CLI::App* const command =
+      program.add_subcommand("fixture",
+                             "Runs a simulated fixture on a terminal that any program can open, prints its node,\n"
+                             "then tells what it receives and sends, until Ctrl-C or until it hangs up");
+  const auto options = std::make_shared<FixtureOptions>();
+  command->add_option("SCRIPT", options->script, "JSON file; default: knows \"version\" and \"echo ...\"")
+      ->type_name("");
+  command->add_option("--link", options->link, "Also makes a symbolic link to the node, removed at the end")
+      ->type_name("PATH");
+  command->add_flag("--hex", options->hex, "Tells the bytes in hexadecimal");
+  command->add_option("--duration", options->duration, "Ends after this time")
+      ->type_name("")
+      ->check(secondsUpTo(kLongestDuration));
+  command->footer(exitStatusText("ended by Ctrl-C, hang-up or after the duration",
+                                 "the script cannot be used, or no terminal or link can be made"));
+  command->callback(
+      [&chosen, options] { chosen.run = [options](Session& session) { return run(*options, session); }; });
+}
+
+}  // namespace bvdiag

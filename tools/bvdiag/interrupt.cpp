@@ -1,0 +1,54 @@
+#include "interrupt.h"
+
+#include <csignal>
+
+#include <atomic>
+
+namespace bvdiag {
+namespace {
+
+std::atomic<bool> raised{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler must not wait");
+
+extern "C" void raiseFlag(int /*signal*/) { raised = true; }
+
+class InterruptibleClock final : public brisvane::host::Clock {
+ public:
+  Wall wall() const noexcept override { return clock_.wall(); }
+  Steady steady() const noexcept override {
+    if (interrupted()) ++days_;
+    return clock_.steady() + std::chrono::hours(24) * days_.load();
+  }
+
+ private:
+  brisvane::host::SystemClock clock_;
+  mutable std::atomic<int> days_{0};
+};
+
+}  // namespace
+
+void watchForInterrupt() {
+  struct sigaction action {};
+  action.sa_handler = raiseFlag;
+  // The default action is back for the second one, and no SA_RESTART: a blocked call ends.
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  sigemptyset(&action.sa_mask);
+  ::sigaction(SIGINT, &action, nullptr);
+  ::sigaction(SIGTERM, &action, nullptr);
+  struct sigaction hangUp {};
+  ::sigaction(SIGHUP, nullptr, &hangUp);
+  if (hangUp.sa_handler != SIG_IGN) ::sigaction(SIGHUP, &action, nullptr);  // nohup stays in force
+}
+
+bool interrupted() noexcept { return raised; }
+
+std::shared_ptr<const brisvane::host::Clock> interruptibleClock() {
+  return std::make_shared<const InterruptibleClock>();
+}
+
+bool RunTime::isOver() const noexcept {
+  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start_;
+  return interrupted() || (limit_ && elapsed.count() >= *limit_);
+}
+
+}  // namespace bvdiag

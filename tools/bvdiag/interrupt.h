@@ -1,0 +1,41 @@
+// Ctrl-C and its relatives: a flag instead of a sudden end, so that ports are closed and
+// links removed. The first signal raises the flag, a second one ends the program at once.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+
+#include <brisvane/host/clock.h>
+
+namespace bvdiag {
+
+// From now on SIGINT, SIGTERM and SIGHUP raise the flag.
+void watchForInterrupt();
+
+[[nodiscard]] bool interrupted() noexcept;
+
+// The machine's clock, until the flag is up. An exchange of the library cannot be called
+// off, but it ends when its time limit has passed. So from then on the steady clock
+// advances by a day at each reading: whichever exchange is under way finds its time over
+// at its next poll, about 0.1 s later, and ends as it always does, its locks released and
+// its log line written. The date stays right, for those log lines.
+[[nodiscard]] std::shared_ptr<const brisvane::host::Clock> interruptibleClock();
+
+// The longest time limit, in seconds, that this clock can end at once.
+inline constexpr double kLongestTimeout = 86'400;
+
+// The time that a command runs for when it has no end of its own.
+class RunTime {
+ public:
+  explicit RunTime(std::optional<double> limit) noexcept : limit_(limit) {}
+
+  // When the flag is up or `limit` seconds have passed.
+  [[nodiscard]] bool isOver() const noexcept;
+
+ private:
+  std::optional<double> limit_;
+  std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+}  // namespace bvdiag

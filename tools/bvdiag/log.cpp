@@ -1,0 +1,73 @@
+// `bvdiag log`: lines through the library's logger, and what it collects of errors.
+#include <memory>
+#include <vector>
+
+#include <brisvane/all.h>
+
+#include "commands.h"
+
+namespace bvdiag {
+namespace {
+
+namespace bv = brisvane;
+
+struct LogOptions {
+  std::string file;
+  std::string level = "info";
+  std::int64_t verbosity = 1;
+  std::vector<std::string> messages;
+};
+
+void write(const std::string& level, const std::string& message) {
+  if (level == "debug") bv::BVLog::Default::debugl(1, message);
+  if (level == "info") bv::BVLog::Default::info(message);
+  if (level == "error") bv::BVLog::Default::error(message);
+  if (level == "fault") bv::BVLog::Default::fault(message);
+}
+
+int run(const LogOptions& options, Session& session) {
+  Output& output = session.output();
+  if (!options.file.empty() && !session.startLog(options.file, options.verbosity)) return kFailure;
+  bv::BVLog::defaultLog()->setVerbosityLevel(options.verbosity);
+  for (const std::string& message : options.messages) write(options.level, message);
+  const std::string errors = bv::BVLog::aggregatedErrorDescription();
+  if (output.json()) {
+    output.printJson(bv::Dictionary{{"level", options.level},
+                                    {"messages", options.messages.size()},
+                                    {"file", options.file.empty() ? bv::Object() : bv::Object(options.file)},
+                                    {"aggregatedError", errors}});
+  } else {
+    output.print("aggregated errors:" + (errors.empty() ? " none\n" : "\n" + errors));
+  }
+  return session.logIsComplete() ? kSuccess : kFailure;
+}
+
+}  // namespace
+
+void addLog(CLI::App& program, Chosen& chosen) {
+  CLI::App* const command =
+      program.add_subcommand("log", "Writes lines through the library's logger, then shows the aggregated errors");
+  const auto options = std::make_shared<LogOptions>();
+  // Expecting more than there will ever be, instead of any number, takes a message in
+  // brackets as it is: of an option of any number it would be a list in one argument.
+  constexpr int kMostMessages = 1'000'000;
+  command->add_option("MESSAGE", options->messages, "One line each; after -- it may begin with a dash")
+      ->required()
+      ->expected(kMostMessages)
+      ->allow_extra_args(false)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->option_text("... REQUIRED");
+  command->add_option("--file", options->file, "The log file; default: the system log alone")->type_name("FILE");
+  command->add_option("--level", options->level, "debug, info, error or fault; a debug message reaches no file")
+      ->capture_default_str()
+      ->check(CLI::IsMember({"debug", "info", "error", "fault"}))
+      ->type_name("LEVEL");
+  command->add_option("--verbosity", options->verbosity, "The logger's verbosity: below 1 it leaves debug messages out")
+      ->capture_default_str()
+      ->type_name("N");
+  command->footer(exitStatusText("written", "the log file cannot be written"));
+  command->callback(
+      [&chosen, options] { chosen.run = [options](Session& session) { return run(*options, session); }; });
+}
+
+}  // namespace bvdiag

@@ -1,0 +1,82 @@
+// bvdiag, the command line of Brisvane: talks to fixtures, or plays one.
+#include <csignal>
+
+#include <array>
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include <brisvane/version.h>
+
+#include "commands.h"
+#include "interrupt.h"
+
+namespace bvdiag {
+namespace {
+
+std::string versionText() {
+  constexpr std::string_view kMark = "PROJECT:";
+  const std::string text = BrisvaneVersionString;
+  const std::size_t project = text.find(kMark) + kMark.size();
+  std::array<char, 32> number{};
+  std::snprintf(number.data(), number.size(), "%.1f", BrisvaneVersionNumber);
+  return std::string("bvdiag ") + number.data() + " (" + text.substr(project, text.find('\n') - project) + ")";
+}
+
+std::string failureMessage(const CLI::App* program, const CLI::Error& error) {
+  const auto unknown = program->get_subcommands().empty() ? program->remaining() : std::vector<std::string>();
+  const std::string what = unknown.empty() ? error.what() : "there is no command \"" + unknown.front() + "\"";
+  return "bvdiag: " + escaped(what) + "; `bvdiag --help` tells the usage\n";
+}
+
+void addGlobalOptions(CLI::App& program, GlobalOptions& options) {
+  CLI::Option* const machine =
+      program.add_option("--machine", options.machineFile, "Uses the simulated machine that this file describes");
+  machine->type_name("FILE");
+  program.add_flag("--simulated", options.simulated, "Uses the built-in simulated machine")->excludes(machine);
+  program.add_flag("--json", options.json, "Prints each result as one line of JSON");
+  program.add_option("--color", options.color, "auto (for a terminal, unless NO_COLOR is set), always or never")
+      ->type_name("WHEN")
+      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->capture_default_str();
+  program.set_version_flag("--version", versionText(), "Prints the version");
+}
+
+int run(int count, char** arguments) {
+  CLI::App program("Talks to test fixtures on serial adapters, or plays one.", "bvdiag");
+  GlobalOptions options;
+  Chosen chosen;
+  addGlobalOptions(program, options);
+  program.fallthrough()->require_subcommand(1)->failure_message(failureMessage);
+  program.footer(
+      "Exit status: 0 success; 1 a failed operation, told on standard error; 2 wrong usage.\n"
+      "`bvdiag COMMAND --help` tells of one command.");
+  for (const auto add : {addDemo, addPorts, addSend, addMonitor, addFixture, addLog}) add(program, chosen);
+  try {
+    program.parse(count, arguments);
+  } catch (const CLI::ParseError& error) {
+    return program.exit(error) == 0 ? kSuccess : kWrongUsage;
+  }
+  watchForInterrupt();
+  Output output(options.json, options.color);
+  options.simulated |= chosen.needsMachine && options.machineFile.empty();
+  const auto session = Session::start(options, output);
+  if (session == nullptr) return kFailure;
+  const int status = chosen.run(*session);
+  return output.isBroken() ? kFailure : status;
+}
+
+}  // namespace
+}  // namespace bvdiag
+
+int main(int count, char** arguments) {
+  // A reader that goes away is told as a failed write, after which links are removed.
+  std::signal(SIGPIPE, SIG_IGN);
+  try {
+    return bvdiag::run(count, arguments);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "bvdiag: %s\n", error.what());
+    return bvdiag::kFailure;
+  }
+}

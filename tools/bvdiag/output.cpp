@@ -1,0 +1,148 @@
+#include "output.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+#include <brisvane/host/error.h>
+#include <brisvane/host/json.h>
+#include <brisvane/types/hex.h>
+#include <brisvane/types/unicode.h>
+
+namespace bvdiag {
+namespace {
+
+namespace bv = brisvane;
+
+constexpr std::size_t kRow = 16;
+constexpr std::string_view kReset = "\x1b[0m";
+
+bool wantsColor(std::string_view choice, int stream) {
+  if (choice != "auto") return choice == "always";
+  return ::isatty(stream) == 1 && std::getenv("NO_COLOR") == nullptr;
+}
+
+std::string_view sequence(Color color) {
+  switch (color) {
+    case Color::kRed:
+      return "\x1b[31m";
+    case Color::kGreen:
+      return "\x1b[32m";
+    case Color::kCyan:
+      return "\x1b[36m";
+  }
+  return {};
+}
+
+std::string_view shortEscape(char32_t character) {
+  switch (character) {
+    case U'\r':
+      return "\\r";
+    case U'\n':
+      return "\\n";
+    case U'\t':
+      return "\\t";
+    case U'\\':
+      return "\\\\";
+    default:
+      return {};
+  }
+}
+
+// The two ranges of control characters: a terminal obeys the upper one too.
+bool isControl(char32_t character) { return character < 0x20 || (character >= 0x7F && character < 0xA0); }
+
+void appendByteEscapes(std::string& text, std::string_view bytes) {
+  for (const char byte : bytes) {
+    std::array<char, 5> escape{};
+    std::snprintf(escape.data(), escape.size(), "\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
+    text += escape.data();
+  }
+}
+
+std::string hexRow(bv::ByteView row, std::size_t offset) {
+  std::array<char, 24> number{};
+  std::snprintf(number.data(), number.size(), "%08zx ", offset);
+  std::string text = number.data();
+  std::string characters;
+  for (std::size_t i = 0; i < kRow; ++i) {
+    text += i == kRow / 2 ? "  " : " ";
+    if (i >= row.size()) {
+      text += "  ";
+      continue;
+    }
+    bv::appendHex(text, row[i]);
+    characters += row[i] >= 0x20 && row[i] < 0x7F ? static_cast<char>(row[i]) : '.';
+  }
+  return text + "  |" + characters + "|\n";
+}
+
+}  // namespace
+
+std::string escaped(std::string_view text) {
+  std::string result;
+  while (!text.empty()) {
+    const bv::CodePoint next = bv::firstCodePoint(text);
+    const std::string_view bytes = text.substr(0, next.length);
+    if (const auto escape = shortEscape(next.value); !escape.empty()) {
+      result += escape;
+    } else if (!next.valid || isControl(next.value)) {
+      appendByteEscapes(result, bytes);
+    } else {
+      result += bytes;
+    }
+    text.remove_prefix(next.length);
+  }
+  return result;
+}
+
+std::string escaped(bv::ByteView bytes) {
+  return escaped(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+}
+
+std::string hexDump(bv::ByteView bytes, std::size_t offset) {
+  std::string text;
+  for (std::size_t at = 0; at < bytes.size(); at += kRow) {
+    text += hexRow(bytes.subspan(at, std::min(kRow, bytes.size() - at)), offset + at);
+  }
+  return text;
+}
+
+std::string secondsText(double seconds) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.3g s", seconds);
+  return text.data();
+}
+
+Output::Output(bool json, std::string_view color)
+    : json_(json), colorsOutput_(wantsColor(color, STDOUT_FILENO)), colorsError_(wantsColor(color, STDERR_FILENO)) {}
+
+void Output::print(std::string_view text) {
+  if (broken_) return;
+  const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+  if (written && std::fflush(stdout) == 0) return;
+  const int reason = errno;
+  broken_ = true;
+  complain(bv::host::errorText("standard output", reason));
+}
+
+void Output::printJson(const bv::Object& result) { print(bv::host::jsonText(result) + "\n"); }
+
+std::string Output::colored(Color color, std::string_view text) const {
+  if (!colorsOutput_) return std::string(text);
+  return std::string(sequence(color)).append(text).append(kReset);
+}
+
+void Output::complain(std::string_view message) const {
+  const std::string prefix =
+      colorsError_ ? std::string(sequence(Color::kRed)).append("bvdiag:").append(kReset) : std::string("bvdiag:");
+  std::fprintf(stderr, "%s %s\n", prefix.c_str(), escaped(message).c_str());
+}
+
+void Output::remark(std::string_view message) const { std::fprintf(stderr, "%s\n", escaped(message).c_str()); }
+
+}  // namespace bvdiag

@@ -1,0 +1,57 @@
+// What bvdiag prints: results on standard output, as text or as JSON, and all that is
+// said about them on standard error. An Output belongs to one thread.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include <brisvane/types/data.h>
+#include <brisvane/types/object.h>
+
+namespace bvdiag {
+
+// The text with each control character and each byte that is not UTF-8 as an escape:
+// \r, \n, \t, \\ or \x1b. Other characters stand as they are.
+[[nodiscard]] std::string escaped(std::string_view text);
+[[nodiscard]] std::string escaped(brisvane::ByteView bytes);
+
+// Rows of 16 bytes: the offset, the bytes in hexadecimal, and as characters. `offset` is
+// that of the first byte.
+[[nodiscard]] std::string hexDump(brisvane::ByteView bytes, std::size_t offset = 0);
+
+// A number of seconds as a person reads it: "2 s", "0.25 s".
+[[nodiscard]] std::string secondsText(double seconds);
+
+enum class Color { kRed, kGreen, kCyan };
+
+class Output {
+ public:
+  // `color` is "always", "never" or "auto": colours for a terminal, unless NO_COLOR is set.
+  Output(bool json, std::string_view color);
+
+  [[nodiscard]] bool json() const noexcept { return json_; }
+
+  // Prints at once, whatever standard output is.
+  void print(std::string_view text);
+  void printJson(const brisvane::Object& result);
+
+  // The text in colour, for print(); as it is when there are no colours.
+  [[nodiscard]] std::string colored(Color color, std::string_view text) const;
+
+  // Tells on standard error what failed, where, why, and what to try.
+  void complain(std::string_view message) const;
+  // Says something on standard error that is no failure.
+  void remark(std::string_view message) const;
+
+  // Whether standard output has stopped taking what is printed.
+  [[nodiscard]] bool isBroken() const noexcept { return broken_; }
+
+ private:
+  bool json_;
+  bool colorsOutput_;
+  bool colorsError_;
+  bool broken_ = false;
+};
+
+}  // namespace bvdiag

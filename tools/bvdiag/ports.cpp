@@ -1,0 +1,40 @@
+// `bvdiag ports`: the serial adapters that the machine has.
+#include <brisvane/host/platform.h>
+
+#include "commands.h"
+#include "port_choice.h"
+
+namespace bvdiag {
+namespace {
+
+namespace bv = brisvane;
+
+int run(Session& session) {
+  Output& output = session.output();
+  const auto names = bv::host::platform()->deviceNodes().list();
+  const std::string directory(bv::host::DeviceNodes::kDirectory);
+  if (!names) {
+    output.complain(directory + ": the devices cannot be listed; check that the folder can be read");
+    return kFailure;
+  }
+  bv::Array adapters;
+  for (const std::string& name : *names) {
+    if (!name.starts_with(kAdapterPrefix)) continue;
+    const std::string serial = name.substr(kAdapterPrefix.size());
+    adapters.emplace_back(bv::Dictionary{{"path", directory + name}, {"serial", serial}});
+    if (!output.json()) output.print(escaped(directory + name) + "  " + escaped(serial) + "\n");
+  }
+  if (adapters.empty()) output.remark("no serial adapter found; " + std::string(kNoAdapterHint));
+  if (output.json()) output.printJson(std::move(adapters));
+  return kSuccess;
+}
+
+}  // namespace
+
+void addPorts(CLI::App& program, Chosen& chosen) {
+  CLI::App* const command = program.add_subcommand("ports", "Lists the serial adapters: path and serial number");
+  command->footer(exitStatusText("listed, even if there is none", "the devices cannot be listed"));
+  command->callback([&chosen] { chosen.run = run; });
+}
+
+}  // namespace bvdiag

@@ -1,0 +1,173 @@
+// `bvdiag send`: one command to a fixture, and its reply.
+#include <chrono>
+#include <limits>
+#include <memory>
+#include <optional>
+
+#include <brisvane/all.h>
+#include <brisvane/host/pattern.h>
+
+#include "commands.h"
+#include "countdown.h"
+#include "interrupt.h"
+#include "port_choice.h"
+
+namespace bvdiag {
+namespace {
+
+namespace bv = brisvane;
+
+struct SendOptions {
+  PortOptions port;
+  std::string command;
+  double timeout = 2;
+  std::optional<std::string> accept;
+  std::optional<std::int32_t> bytes;
+  bool hex = false;
+  bool hexOutput = false;
+  bool newline = false;
+  bool drain = true;
+  std::string log;
+  bv::Data commandBytes;  // for a byte exchange
+
+  [[nodiscard]] bool endsBySilence() const { return !accept && !bytes; }
+  [[nodiscard]] bool showsHex() const { return hexOutput || bytes; }
+};
+
+struct Exchange {
+  std::string path;
+  bv::Data reply;
+  double seconds = 0;
+  std::string error;  // empty for a success
+};
+
+bv::Data bytesOf(std::string_view text) { return {text.begin(), text.end()}; }
+
+// Gives whether the exchange succeeded.
+bool exchange(const SendOptions& options, bv::BVSerialPort& port, bv::Data& reply) {
+  if (options.bytes) return port.sendDataCommand(options.commandBytes, reply, *options.bytes, options.timeout);
+  std::string text;
+  const std::string line = options.command + (options.newline ? "\n" : "");
+  const bool answered = options.accept ? port.sendStringCommand(options.command, text, *options.accept, options.timeout)
+                                       : port.sendStringCommand(line, text, options.timeout);
+  reply = bytesOf(text);
+  return answered;
+}
+
+std::string explainFailure(const SendOptions& options, const bv::BVSerialPort& port) {
+  if (interrupted()) return port.path() + ": interrupted";
+  if (auto failure = lineFailure(port)) return *failure;
+  const std::string limit = " within " + secondsText(options.timeout);
+  if (options.accept) {
+    return port.path() + ": no reply matched \"" + *options.accept + "\"" + limit +
+           "; try a longer --timeout, or leave --accept out to see all that comes";
+  }
+  if (options.bytes) {
+    return port.path() + ": fewer than " + std::to_string(*options.bytes) + " bytes came" + limit +
+           "; try a longer --timeout or a smaller --bytes";
+  }
+  return port.path() + ": the command could not be sent whole; check the adapter";
+}
+
+Exchange converse(const SendOptions& options) {
+  OpenedPort opened = openPort(options.port);
+  Exchange result{opened.path, {}, 0, opened.error};
+  if (opened.port == nullptr) return result;
+  bv::BVSerialPort& port = *opened.port;
+  bv::BVLog::Default::info("opened " + port.path() + " at " + std::to_string(options.port.speed));
+  if (options.drain) discardInput(port);
+  const auto start = std::chrono::steady_clock::now();
+  bool answered = false;
+  {
+    const Countdown countdown(options.timeout);
+    answered = exchange(options, port, result.reply);
+  }
+  result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  // Silence that an interrupt has cut short ends no reply.
+  if (!answered || (interrupted() && options.endsBySilence())) result.error = explainFailure(options, port);
+  // Closing waits for the output, which an interrupt shall not; the destructor does not.
+  if (!interrupted()) port.closePort();
+  return result;
+}
+
+void printJson(const SendOptions& options, const Exchange& result, Output& output) {
+  const bool ok = result.error.empty();
+  bv::Dictionary object{{"command", options.command}, {"port", result.path}, {"ok", ok}, {"seconds", result.seconds}};
+  if (!ok) object.emplace("error", result.error);
+  if (ok || !result.reply.empty()) {
+    if (options.showsHex()) object.emplace("replyHex", result.reply);
+    if (!options.showsHex()) object.emplace("reply", std::string(result.reply.begin(), result.reply.end()));
+  }
+  output.printJson(std::move(object));
+}
+
+void printText(const SendOptions& options, const Exchange& result, Output& output) {
+  if (!result.reply.empty()) {
+    output.print(options.showsHex() ? hexDump(result.reply) : escaped(result.reply) + "\n");
+  } else if (result.error.empty()) {
+    output.remark(result.path + ": nothing came");
+  }
+}
+
+int run(const SendOptions& options, Session& session) {
+  Output& output = session.output();
+  if (!options.log.empty() && !session.startLog(options.log)) return kFailure;
+  const Exchange result = converse(options);
+  if (output.json()) printJson(options, result, output);
+  if (!output.json()) printText(options, result, output);
+  if (!result.error.empty()) output.complain(result.error);
+  return session.logIsComplete() && result.error.empty() ? kSuccess : kFailure;
+}
+
+// What the command line alone cannot know to be wrong.
+void check(SendOptions& options) {
+  if (options.accept && !bv::host::Pattern::compile(*options.accept)) {
+    throw CLI::ValidationError("--accept", "not a regular expression: " + escaped(*options.accept));
+  }
+  if (!options.bytes && !bv::isAscii(options.command)) {
+    throw CLI::ValidationError("COMMAND", "a text command must be ASCII; --bytes N sends any bytes");
+  }
+  const auto bytes = options.hex ? bv::parseHex(options.command) : bytesOf(options.command);
+  if (!bytes) throw CLI::ValidationError("COMMAND", "not pairs of hexadecimal digits: " + escaped(options.command));
+  options.commandBytes = *bytes;
+}
+
+void addModes(CLI::App& command, SendOptions& options) {
+  CLI::Option* const accept = command.add_option("--accept", options.accept,
+                                                 "The reply is complete as soon as it matches this regular expression");
+  accept->type_name("PATTERN");
+  CLI::Option* const bytes =
+      command.add_option("--bytes", options.bytes, "Byte exchange: the reply is complete with N bytes or more");
+  bytes->type_name("N")->check(CLI::Range(0, std::numeric_limits<std::int32_t>::max()).name(""))->excludes(accept);
+  command.add_flag("--hex", options.hex, "COMMAND is hexadecimal, as in \"02 10 03\"")->needs(bytes);
+  command.add_flag("--hex-output", options.hexOutput, "Shows the reply as a hex dump; so does --bytes");
+  command.add_flag("--newline", options.newline, "Appends a line feed to COMMAND; --accept always does")
+      ->excludes(accept)
+      ->excludes(bytes);
+}
+
+}  // namespace
+
+void addSend(CLI::App& program, Chosen& chosen) {
+  CLI::App* const command =
+      program.add_subcommand("send",
+                             "Sends one command and shows the reply: all that comes until the line is silent,\n"
+                             "or what --accept or --bytes ask for");
+  const auto options = std::make_shared<SendOptions>();
+  command->add_option("COMMAND", options->command, "What to send")->required()->type_name("");
+  addPortOptions(*command, options->port);
+  addModes(*command, *options);
+  command->add_option("--timeout", options->timeout, "Time limit; without --accept and --bytes: the silence that ends")
+      ->capture_default_str()
+      ->type_name("")
+      ->check(secondsUpTo(kLongestTimeout));
+  command->add_flag("--drain,!--no-drain", options->drain, "Discards first what came earlier (default)");
+  command->add_option("--log", options->log, "Appends the log lines to this file")->type_name("FILE");
+  command->footer(exitStatusText("the exchange succeeded", "no port, no (or no such) reply, interrupted, or no log"));
+  command->callback([&chosen, options] {
+    check(*options);
+    chosen.run = [options](Session& session) { return run(*options, session); };
+  });
+}
+
+}  // namespace bvdiag

@@ -1,0 +1,56 @@
+// Session, what every command runs with: its output, the machine it was asked to use,
+// and the log. A Session belongs to one thread.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <brisvane/host/platform.h>
+#include <brisvane/host/simulated/machine.h>
+
+#include "output.h"
+
+namespace bvdiag {
+
+inline constexpr int kSuccess = 0;
+inline constexpr int kFailure = 1;
+inline constexpr int kWrongUsage = 2;
+
+// The options that come with every command.
+struct GlobalOptions {
+  std::string machineFile;
+  bool simulated = false;
+  bool json = false;
+  std::string color = "auto";
+};
+
+class LogFileWatch;
+
+class Session {
+ public:
+  // Puts the chosen machine in force until the session ends. Null when it cannot be
+  // had, which `output` has then been told.
+  [[nodiscard]] static std::unique_ptr<Session> start(const GlobalOptions& options, Output& output);
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+  ~Session();
+
+  [[nodiscard]] Output& output() const noexcept { return output_; }
+
+  // Gives the default logger a log file. False when that cannot be written, which is
+  // told: the logger itself tells its caller nothing.
+  [[nodiscard]] bool startLog(const std::string& path, std::optional<std::int64_t> verbosity = std::nullopt) const;
+  // Whether every line so far has reached the log file. A failure is told.
+  [[nodiscard]] bool logIsComplete() const;
+
+ private:
+  Session(Output& output, std::unique_ptr<brisvane::host::simulated::Machine> machine);
+
+  Output& output_;
+  std::unique_ptr<brisvane::host::simulated::Machine> machine_;
+  std::shared_ptr<const LogFileWatch> watch_;
+  std::unique_ptr<brisvane::host::ScopedPlatform> installed_;
+};
+
+}  // namespace bvdiag
