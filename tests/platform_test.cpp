@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <thread>
@@ -16,95 +15,64 @@ namespace brisvane::host {
 namespace {
 
 using namespace std::chrono_literals;
-using brisvane::testing::TemporaryFolder;
-using ::testing::Optional;
-using ::testing::UnorderedElementsAre;
 
-// A machine of either kind, furnished alike: a device that answers, one that cannot be
-// opened, and a few preferences.
-class Bench {
- public:
-  virtual ~Bench() = default;
-  virtual std::shared_ptr<const Platform> platform() const = 0;
+// Two machines furnished alike: a device that answers, one that cannot be opened, and
+// a few preferences.
+constexpr char kMachine[] = R"({
+    "devices": [{"name": "cu.dead"}, {"name": "cu.usbserial-1", "fixture": {
+        "commands": [{"command": "version", "replies": ["FW 1.20\r\n"]}]}}],
+    "preferences": {"standard": {"text": "standard"},
+                    "suites": {"org.example": {"text": "a b", "number": 4, "flag": true, "empty": ""}}}})";
+
+struct SimulatedBench {
+  std::string error;
+  std::unique_ptr<simulated::Machine> machine = simulated::Machine::fromJson(kMachine, error);
+  std::shared_ptr<const Platform> platform = machine->platform();
 };
 
-constexpr char kAnswering[] = R"({"commands": [{"command": "version", "replies": ["FW 1.20\r\n"]}]})";
-
-class RealBench final : public Bench {
- public:
+// The real one has the other's fixture behind its node.
+struct RealBench {
   RealBench() {
-    std::string error;
-    fixture_ = simulated::Fixture::start(*simulated::FixtureScript::fromJson(kAnswering, error), error);
-    std::filesystem::create_directory(folder_ / "dev");
-    std::filesystem::create_symlink(fixture_->node(), folder_ / "dev/cu.usbserial-1");
-    std::filesystem::create_symlink(folder_ / "nowhere", folder_ / "dev/cu.dead");
-    ::setenv("XDG_CONFIG_HOME", folder_.path().c_str(), 1);
-    brisvane::testing::writeFile(folder_ / "org.example.conf", "text=a b\nnumber=4\nflag=true\nempty=\n");
-    brisvane::testing::writeFile(folder_ / (std::string(program_invocation_short_name) + ".conf"), "text=standard\n");
+    std::filesystem::create_directory(folder / "dev");
+    std::filesystem::create_symlink(simulated.machine->fixture("cu.usbserial-1")->node(),
+                                    folder / "dev/cu.usbserial-1");
+    std::filesystem::create_symlink("nowhere", folder / "dev/cu.dead");
+    ::setenv("XDG_CONFIG_HOME", folder.path().c_str(), 1);
+    testing::writeFile(folder / "org.example.conf", "text=a b\nnumber=4\nflag=true\nempty=\n");
+    testing::writeFile(folder / (std::string(program_invocation_short_name) + ".conf"), "text=standard\n");
   }
-  std::shared_ptr<const Platform> platform() const override {
-    return std::make_shared<const Platform>(real::makePlatform({folder_ / "dev", folder_ / "journal"}));
-  }
-
- private:
-  TemporaryFolder folder_;
-  std::unique_ptr<simulated::Fixture> fixture_;
+  SimulatedBench simulated;
+  testing::TemporaryFolder folder;
+  std::shared_ptr<const Platform> platform =
+      std::make_shared<const Platform>(real::makePlatform({folder / "dev", folder / "journal"}));
 };
 
-class SimulatedBench final : public Bench {
- public:
-  SimulatedBench() {
-    std::string error;
-    machine_ = simulated::Machine::fromJson(std::string(R"({
-        "devices": [{"name": "cu.usbserial-1", "fixture": )") +
-                                                kAnswering + R"(}, {"name": "cu.dead"}],
-        "preferences": {
-          "standard": {"text": "standard"},
-          "suites": {"org.example": {"text": "a b", "number": 4, "flag": true, "empty": ""}}}})",
-                                            error);
-  }
-  std::shared_ptr<const Platform> platform() const override { return machine_->platform(); }
-
- private:
-  std::unique_ptr<simulated::Machine> machine_;
-};
-
-using MakeBench = std::unique_ptr<Bench> (*)();
-
-class EveryPlatform : public ::testing::TestWithParam<MakeBench> {
+template <typename Bench>
+class EveryPlatform : public ::testing::Test {
  protected:
-  std::unique_ptr<Bench> bench_ = GetParam()();
-  std::shared_ptr<const Platform> platform_ = bench_->platform();
+  Bench bench_;
 };
+using Benches = ::testing::Types<RealBench, SimulatedBench>;
+TYPED_TEST_SUITE(EveryPlatform, Benches);
 
-INSTANTIATE_TEST_SUITE_P(
-    , EveryPlatform,
-    ::testing::Values(MakeBench([]() -> std::unique_ptr<Bench> { return std::make_unique<RealBench>(); }),
-                      MakeBench([]() -> std::unique_ptr<Bench> { return std::make_unique<SimulatedBench>(); })),
-    [](const auto& machine) { return machine.index == 0 ? "real" : "simulated"; });
-
-TEST_P(EveryPlatform, ListsItsDevicesAndLeadsToEachThatCanBeOpened) {
-  const DeviceNodes& nodes = platform_->deviceNodes();
-  EXPECT_THAT(nodes.list(), Optional(UnorderedElementsAre("cu.usbserial-1", "cu.dead")));
+TYPED_TEST(EveryPlatform, ListsItsDevicesAndLeadsToEachThatCanBeOpened) {
+  const DeviceNodes& nodes = this->bench_.platform->deviceNodes();
+  EXPECT_THAT(nodes.list(), ::testing::Optional(::testing::UnorderedElementsAre("cu.usbserial-1", "cu.dead")));
   for (int program = 0; program < 3; ++program) {
     const int descriptor = terminal::open(nodes.location("/dev/cu.usbserial-1"));
-    ASSERT_GT(descriptor, 2);
-    EXPECT_TRUE(terminal::claim(descriptor) && terminal::makeRaw(descriptor, 9600));
+    ASSERT_TRUE(terminal::claim(descriptor) && terminal::makeRaw(descriptor, 9600));
     const std::string command = "version\r";
     EXPECT_EQ(terminal::write(descriptor, Data(command.begin(), command.end())), command.size());
     std::string reply;
     Data chunk(64);
-    for (int quiet = 0; quiet < 50 && !reply.ends_with('\n');) {
-      const auto count = terminal::read(descriptor, chunk);
-      ASSERT_TRUE(count);
-      if (*count == 0) ++quiet;
-      reply.append(chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(*count));
+    for (int reads = 0; reads < 100 && !reply.ends_with('\n'); ++reads) {
+      const std::size_t count = terminal::read(descriptor, chunk).value();
+      reply.append(chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(count));
     }
     EXPECT_EQ(reply, "FW 1.20\r\n");
     terminal::close(descriptor);
   }
-  for (const char* const absent : {"/dev/cu.dead", "/dev/cu.usbserial-2", "/dev/null", "/dev/tty"}) {
-    errno = 0;
+  for (const char* const absent : {"/dev/cu.dead", "/dev/cu.usbserial-2", "/dev/null"}) {
     EXPECT_EQ(terminal::open(nodes.location(absent)), -1) << absent;
     EXPECT_EQ(errno, ENOENT) << absent;
   }
@@ -113,61 +81,46 @@ TEST_P(EveryPlatform, ListsItsDevicesAndLeadsToEachThatCanBeOpened) {
   }
 }
 
-TEST_P(EveryPlatform, KnowsThePreferencesThatAreSetAsTextsAndNoOthers) {
-  const Preferences& preferences = platform_->preferences();
+TYPED_TEST(EveryPlatform, KnowsThePreferencesThatAreSetAsTextsAndNoOthers) {
+  const Preferences& preferences = this->bench_.platform->preferences();
   EXPECT_EQ(preferences.value("org.example", "text"), "a b");
   EXPECT_EQ(preferences.value("org.example", "number"), "4");
   EXPECT_EQ(preferences.value("org.example", "flag"), "true");
   EXPECT_EQ(preferences.value("org.example", "empty"), "");
   EXPECT_EQ(preferences.value("", "text"), "standard");
-  EXPECT_EQ(preferences.value("org.example", "absent"), std::nullopt);
+  EXPECT_EQ(preferences.value("", "number"), std::nullopt);
   EXPECT_EQ(preferences.value("org.example", "Text"), std::nullopt);
   EXPECT_EQ(preferences.value("org.other", "text"), std::nullopt);
   EXPECT_EQ(preferences.value("standard", "text"), std::nullopt);
-  EXPECT_EQ(preferences.value("", "number"), std::nullopt);
 }
 
-TEST_P(EveryPlatform, HasClocksThatRunWithThoseOfTheMachine) {
-  const Clock& clock = platform_->clock();
-  const auto wall = std::chrono::system_clock::now();
-  const auto steady = std::chrono::steady_clock::now();
-  EXPECT_LE(wall, clock.wall());
-  EXPECT_LE(steady, clock.steady());
-  pause(2ms);
-  EXPECT_GE(clock.steady() - steady, 2ms);
-  EXPECT_LE(clock.steady(), std::chrono::steady_clock::now());
-}
-
-TEST(Platform, AServiceThatWasNotSetOrWasTakenAwayAnswersNothing) {
-  Platform platform = real::makePlatform({});
-  platform.setSystemLog(nullptr);
-  platform.setPreferences(nullptr);
-  platform.setDeviceNodes(nullptr);
-  platform.setClock(nullptr);
-  EXPECT_EQ(platform.deviceNodes().list(), std::nullopt);
-  EXPECT_EQ(platform.deviceNodes().location("/dev/null"), "/dev/null");
-  EXPECT_EQ(platform.preferences().value("", "key"), std::nullopt);
-  platform.systemLog().write({"org.example", "BV"}, LogType::kFault, "%{public}@", "text");
-  EXPECT_GT(platform.clock().wall(), Clock::Wall());
-}
-
-TEST(ScopedPlatform, PutsAPlatformInForceUntilItEnds) {
+TEST(Platform, IsInForceUntilItsScopeEndsAndAnswersNothingWhereItHasNoService) {
   const auto own = platform();
-  ASSERT_NE(own, nullptr);
-  const auto first = std::make_shared<const Platform>();
-  const auto second = std::make_shared<const Platform>();
+  const auto bare = std::make_shared<const Platform>();
+  Platform stripped = real::makePlatform({});
+  stripped.setSystemLog(nullptr);
+  stripped.setPreferences(nullptr);
+  stripped.setDeviceNodes(nullptr);
+  stripped.setClock(nullptr);
+  const auto second = std::make_shared<const Platform>(std::move(stripped));
   {
-    const ScopedPlatform outer(first);
-    EXPECT_EQ(platform(), first);
+    const ScopedPlatform outer(bare);
     {
       const ScopedPlatform inner(second);
       const ScopedPlatform none(nullptr);
-      EXPECT_EQ(platform(), second);
       std::thread([&] { EXPECT_EQ(platform(), second); }).join();
     }
-    EXPECT_EQ(platform(), first);
+    EXPECT_EQ(platform(), bare);
   }
   EXPECT_EQ(platform(), own);
+  for (const auto& nothing : {bare, second}) {
+    EXPECT_EQ(nothing->deviceNodes().list(), std::nullopt);
+    EXPECT_EQ(nothing->deviceNodes().location("/dev/null"), "/dev/null");
+    EXPECT_EQ(nothing->preferences().value("", "key"), std::nullopt);
+    nothing->systemLog().write({"org.example", "BV"}, LogType::kFault, "%{public}@", "text");
+    const auto before = std::chrono::system_clock::now();
+    EXPECT_LE(before, nothing->clock().wall());
+  }
 }
 
 // Stands still until it is set.
@@ -182,16 +135,11 @@ class SetClock final : public Clock {
 TEST(Stopwatch, ADateSetForwardEndsAWaitAndOneSetBackDoesNotLengthenIt) {
   SetClock clock;
   Stopwatch stopwatch(clock);
-  EXPECT_EQ(stopwatch.elapsed(), 0);
   clock.steadyTime += 1500ms;
-  clock.wallTime += 1500ms;
-  EXPECT_DOUBLE_EQ(stopwatch.elapsed(), 1.5);
   clock.wallTime -= 24h;
   EXPECT_DOUBLE_EQ(stopwatch.elapsed(), 1.5);
-  clock.steadyTime += 500ms;
-  EXPECT_DOUBLE_EQ(stopwatch.elapsed(), 2);
   clock.wallTime += 48h;
-  EXPECT_GT(stopwatch.elapsed(), 3600);
+  EXPECT_DOUBLE_EQ(stopwatch.elapsed(), 24 * 3600);
   stopwatch.restart();
   EXPECT_EQ(stopwatch.elapsed(), 0);
 }

@@ -24,6 +24,7 @@ namespace {
 
 using std::chrono::microseconds;
 using std::chrono::milliseconds;
+using std::chrono::steady_clock;
 
 // The bounds of one search. The match limit holds for one starting position (about
 // 2 ms with JIT); the slices below bound the sum over all of them.
@@ -40,11 +41,24 @@ constexpr std::size_t kLargestSlice = 4096;
 constexpr microseconds kShortSlice{1000};
 constexpr microseconds kLongSlice{4000};
 
-microseconds threadTime() noexcept {
-  timespec time{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-  return std::chrono::seconds(time.tv_sec) + microseconds(time.tv_nsec / 1000);
-}
+// The time of one search: processor time, so that a busy machine does not make a
+// search give up, but asked for only when the cheaper clock says that it may be over.
+class SearchTime {
+ public:
+  [[nodiscard]] bool isOver() const noexcept {
+    return steady_clock::now() - steadyStart_ >= kSearchLimit && processorTime() - processorStart_ >= kSearchLimit;
+  }
+
+ private:
+  static microseconds processorTime() noexcept {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return std::chrono::seconds(time.tv_sec) + microseconds(time.tv_nsec / 1000);
+  }
+
+  const steady_clock::time_point steadyStart_ = steady_clock::now();
+  const microseconds processorStart_ = processorTime();
+};
 
 // \uHHHH in PCRE2's own words, \x{HHHH}. PCRE2_ALT_BSUX would do as much, but takes
 // away \x{...} and \U with it. Text quoted by \Q...\E stays as it is.
@@ -107,7 +121,7 @@ int searchSlice(const pcre2_code* code, Search& search, std::string_view text, s
 Pattern::Match rangesOf(pcre2_match_data* data) {
   const PCRE2_SIZE* const offsets = pcre2_get_ovector_pointer(data);
   Pattern::Match match;
-  for (std::uint32_t group = 0; group < pcre2_get_ovector_count(data); ++group) {
+  for (std::size_t group = 0; group < pcre2_get_ovector_count(data); ++group) {
     const std::size_t begin = offsets[2 * group];
     const std::size_t end = offsets[2 * group + 1];
     // \K inside a lookahead can set a begin behind the end.
@@ -150,19 +164,19 @@ std::optional<Pattern::Match> Pattern::firstMatch(std::string_view text) const n
   const pcre2_code* const code = code_->compiled.get();
   Search search(code);
   if (!search.ready() || !isUtf8(text)) return std::nullopt;
-  const microseconds start = threadTime();
-  microseconds now = start;
+  const SearchTime time;
   // A slice would look like the start of a search to \G.
   std::size_t slice = code_->anchorsToSearchStart ? text.size() + 1 : kFirstSlice;
-  for (std::size_t begin = 0; begin <= text.size() && now - start < kSearchLimit;) {
+  for (std::size_t begin = 0; begin <= text.size() && !time.isOver();) {
+    const auto sliceStart = steady_clock::now();
     const std::size_t next = characterBoundary(text, begin + std::min(slice, text.size() + 1 - begin));
     const int result = searchSlice(code, search, text, begin, next - 1);
     if (result > 0) return rangesOf(search.data.get());
     if (result != PCRE2_ERROR_NOMATCH) return std::nullopt;  // over a limit
     begin = next;
-    const microseconds sliceStart = std::exchange(now, threadTime());
-    if (now - sliceStart < kShortSlice) slice = std::min(slice * 2, kLargestSlice);
-    if (now - sliceStart > kLongSlice) slice = std::max(slice / 2, std::size_t{1});
+    const auto taken = steady_clock::now() - sliceStart;
+    if (taken < kShortSlice) slice = std::min(slice * 2, kLargestSlice);
+    if (taken > kLongSlice) slice = std::max(slice / 2, std::size_t{1});
   }
   return std::nullopt;
 } catch (const std::bad_alloc&) {

@@ -50,7 +50,7 @@ std::string escaped(char c) {
   const auto byte = static_cast<unsigned char>(c);
   if (byte >= 0x20 && byte != 0x7F) return {c};
   std::array<char, 8> text{};
-  std::snprintf(text.data(), text.size(), "\\u{%X}", byte);
+  static_cast<void>(std::snprintf(text.data(), text.size(), "\\u{%X}", byte));
   return text.data();
 }
 
@@ -85,7 +85,7 @@ std::shared_ptr<BVLog>& defaultLogUnderLock(std::unique_lock<std::mutex>& lock) 
 
 }  // namespace
 
-BVLog::BVLog(SystemLogHandle osLog, Text logFilePath, std::optional<std::int64_t> verbosityLevel)
+BVLog::BVLog(const SystemLogHandle& osLog, Text logFilePath, std::optional<std::int64_t> verbosityLevel)
     : osLog_(osLog),
       logFilePath_(logFilePath.copy()),
       verbosityLevel_(verbosityLevel ? *verbosityLevel : PreferencesStore::standard().integer(kVerbosityKey)) {}
@@ -180,7 +180,8 @@ void BVLog::setDefault(std::shared_ptr<BVLog> log) {
   if (log != nullptr) current.swap(log);  // the previous one is released after the lock
 }
 
-void BVLog::configureDefault(SystemLogHandle osLog, Text logFilePath, std::optional<std::int64_t> verbosityLevel) {
+void BVLog::configureDefault(const SystemLogHandle& osLog, Text logFilePath,
+                             std::optional<std::int64_t> verbosityLevel) {
   setDefault(std::make_shared<BVLog>(osLog, logFilePath, verbosityLevel));
 }
 

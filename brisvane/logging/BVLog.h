@@ -39,7 +39,7 @@ class BRISVANE_EXPORT BVLog final {
   // A logger on a channel of the system log, with an optional log file. Without a
   // verbosity level, the preference "BrisvaneVerbosityLevel" of the process's standard
   // store decides, now and for good: 0 when it is missing or no number.
-  BVLog(SystemLogHandle osLog, Text logFilePath, std::optional<std::int64_t> verbosityLevel);
+  BVLog(const SystemLogHandle& osLog, Text logFilePath, std::optional<std::int64_t> verbosityLevel);
   BVLog(const BVLog&) = delete;
   BVLog& operator=(const BVLog&) = delete;
   ~BVLog();
@@ -73,7 +73,8 @@ class BRISVANE_EXPORT BVLog final {
   // Replaces the default logger; null is ignored. The previous one is left as it is.
   static void setDefault(std::shared_ptr<BVLog> log);
   // Makes a new logger from these arguments the default one.
-  static void configureDefault(SystemLogHandle osLog, Text logFilePath, std::optional<std::int64_t> verbosityLevel);
+  static void configureDefault(const SystemLogHandle& osLog, Text logFilePath,
+                               std::optional<std::int64_t> verbosityLevel);
 
   // A copy of the text that collects every error of every logger, each followed by a
   // line feed. It takes no more once it is longer than 4,000 user-perceived characters.

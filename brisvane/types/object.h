@@ -52,6 +52,7 @@ class BRISVANE_EXPORT Object {
  public:
   enum class Kind : std::uint8_t { kNull, kBoolean, kInteger, kReal, kText, kData, kDate, kArray, kDictionary };
 
+  // NOLINTBEGIN(google-explicit-constructor): any value may stand where an Object is due.
   Object() noexcept = default;
   Object(std::nullptr_t) noexcept {}
   // Exactly bool: without this no pointer could be kept from becoming true.
@@ -69,6 +70,7 @@ class BRISVANE_EXPORT Object {
   Object(Date date);
   Object(Array array);
   Object(Dictionary dictionary);
+  // NOLINTEND(google-explicit-constructor)
   template <typename T>
   Object(const std::optional<T>&) = delete;  // say what absent means: Brisvane::objectOrNull
 

@@ -19,6 +19,7 @@ namespace brisvane {
 // A std::string_view made from a null pointer is undefined before it gets here.
 class Text {
  public:
+  // NOLINTBEGIN(google-explicit-constructor): becoming a Text unasked is what it is for.
   constexpr Text() noexcept = default;
   constexpr Text(std::nullptr_t) noexcept {}
   constexpr Text(std::nullopt_t) noexcept {}
@@ -37,6 +38,7 @@ class Text {
     { path.native() } -> std::same_as<const std::string&>;
   }
   Text(const Path& path) noexcept : present_(true), view_(path.native()) {}
+  // NOLINTEND(google-explicit-constructor)
 
   // False for an absent text.
   [[nodiscard]] constexpr bool present() const noexcept { return present_; }

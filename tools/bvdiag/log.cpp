@@ -18,6 +18,12 @@ struct LogOptions {
   std::vector<std::string> messages;
 };
 
+// The usage line of the command, whose only positional takes a number that means any.
+class Help final : public CLI::Formatter {
+ public:
+  std::string make_option_usage(const CLI::Option* /*option*/) const override { return "MESSAGE..."; }
+};
+
 void write(const std::string& level, const std::string& message) {
   if (level == "debug") bv::BVLog::Default::debugl(1, message);
   if (level == "info") bv::BVLog::Default::info(message);
@@ -56,7 +62,7 @@ void addLog(CLI::App& program, Chosen& chosen) {
       ->expected(kMostMessages)
       ->allow_extra_args(false)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-      ->option_text("... REQUIRED");
+      ->option_text("REQUIRED");
   command->add_option("--file", options->file, "The log file; default: the system log alone")->type_name("FILE");
   command->add_option("--level", options->level, "debug, info, error or fault; a debug message reaches no file")
       ->capture_default_str()
@@ -65,6 +71,7 @@ void addLog(CLI::App& program, Chosen& chosen) {
   command->add_option("--verbosity", options->verbosity, "The logger's verbosity: below 1 it leaves debug messages out")
       ->capture_default_str()
       ->type_name("N");
+  command->formatter(std::make_shared<Help>());
   command->footer(exitStatusText("written", "the log file cannot be written"));
   command->callback(
       [&chosen, options] { chosen.run = [options](Session& session) { return run(*options, session); }; });

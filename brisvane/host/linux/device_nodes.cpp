@@ -32,6 +32,7 @@ std::optional<std::vector<std::string>> DeviceDirectory::list() const noexcept t
   std::vector<std::string> names;
   for (;;) {
     errno = 0;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): safe on a directory of one's own.
     const dirent* const entry = ::readdir(directory.get());
     if (entry == nullptr) break;
     const std::string_view name = entry->d_name;

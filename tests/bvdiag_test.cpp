@@ -1,0 +1,405 @@
+// The command-line tool as its users meet it: the real program in processes of its own,
+// on pipes and on terminals.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tests/support/temporary_folder.h"
+
+namespace brisvane {
+namespace {
+
+using std::chrono::steady_clock;
+using ::testing::AllOf;
+using testing::contentOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+using testing::TemporaryFolder;
+using testing::writeFile;
+
+// Far more than anything here takes: who runs into it hangs.
+constexpr std::chrono::seconds kHangs{20};
+
+struct Setting {
+  bool terminal = false;                 // one terminal as both streams, all read as output
+  std::vector<std::string> environment;  // beside what every program here gets
+};
+
+class Program {
+ public:
+  explicit Program(std::vector<std::string> arguments, const Setting& setting = {}) {
+    setting.terminal ? openTerminal() : openPipes();
+    arguments.insert(arguments.begin(), BVDIAG_PATH);
+    std::vector<std::string> environment = setting.environment;
+    environment.insert(environment.end(), {"LC_ALL=C", "HOME=/nonexistent"});
+    posix_spawn_file_actions_t files;
+    posix_spawn_file_actions_init(&files);
+    posix_spawn_file_actions_adddup2(&files, childEnds_[0], STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&files, childEnds_[1], STDERR_FILENO);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t signals;
+    sigfillset(&signals);  // a test run in the background would ignore SIGINT
+    posix_spawnattr_setsigdefault(&attributes, &signals);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+    EXPECT_EQ(posix_spawn(&child_, BVDIAG_PATH, &files, &attributes, pointers(arguments).data(),
+                          pointers(environment).data()),
+              0);
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&files);
+    for (const int end : childEnds_) ::close(end);
+  }
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+  ~Program() {
+    if (child_ > 0) {
+      ::kill(child_, SIGKILL);
+      ::waitpid(child_, nullptr, 0);
+    }
+    for (const int end : ends_) ::close(end);
+  }
+
+  // Whether the program prints the text before it ends or hangs.
+  bool prints(const std::string& text) {
+    return read([&] { return output.find(text) != std::string::npos; });
+  }
+
+  void signal(int number) const { ::kill(child_, number); }
+
+  void stopReading() {
+    ::close(ends_[0]);
+    ends_[0] = -1;
+  }
+
+  // The exit status once it has ended; -1 for any other end.
+  int status() {
+    read([] { return false; });
+    int status = 0;
+    const auto deadline = steady_clock::now() + kHangs;
+    while (::waitpid(child_, &status, WNOHANG) == 0) {
+      if (steady_clock::now() > deadline) return -1;
+      ::usleep(1000);
+    }
+    child_ = 0;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+  std::string output;
+  std::string errors;
+
+ private:
+  static std::vector<char*> pointers(std::vector<std::string>& texts) {
+    std::vector<char*> result;
+    for (std::string& text : texts) result.push_back(text.data());
+    result.push_back(nullptr);
+    return result;
+  }
+
+  void openPipes() {
+    for (std::size_t i = 0; i < 2; ++i) {
+      std::array<int, 2> pipe{};
+      EXPECT_EQ(::pipe2(pipe.data(), O_CLOEXEC), 0);
+      ends_[i] = pipe[0];
+      childEnds_[i] = pipe[1];
+    }
+  }
+
+  void openTerminal() {
+    ends_[0] = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    EXPECT_EQ(::unlockpt(ends_[0]), 0);
+    childEnds_[0] = ::open(::ptsname(ends_[0]), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    childEnds_[1] = ::dup(childEnds_[0]);
+  }
+
+  template <typename Condition>
+  bool read(Condition isEnough) {
+    const auto deadline = steady_clock::now() + kHangs;
+    std::array<std::string*, 2> texts{&output, &errors};
+    std::array<pollfd, 2> open{{{ends_[0], POLLIN, 0}, {ends_[1], POLLIN, 0}}};
+    while (!isEnough() && steady_clock::now() < deadline && (open[0].fd >= 0 || open[1].fd >= 0)) {
+      ::poll(open.data(), open.size(), 100);
+      for (std::size_t i = 0; i < open.size(); ++i) {
+        if (open[i].fd < 0 || open[i].revents == 0) continue;
+        std::array<char, 4096> chunk;
+        const ssize_t count = ::read(open[i].fd, chunk.data(), chunk.size());
+        if (count > 0) texts[i]->append(chunk.data(), static_cast<std::size_t>(count));
+        if (count <= 0) open[i].fd = -1;
+      }
+    }
+    return isEnough();
+  }
+
+  pid_t child_ = 0;
+  std::array<int, 2> ends_{-1, -1};
+  std::array<int, 2> childEnds_{-1, -1};
+};
+
+// Runs the program to its end and checks how it ends.
+Program& finished(Program&& program, int status) {
+  EXPECT_EQ(program.status(), status) << program.output << program.errors;
+  return program;
+}
+
+std::string outputOf(std::vector<std::string> arguments, int status = 0) {
+  return finished(Program(std::move(arguments)), status).output;
+}
+
+std::string errorsOf(std::vector<std::string> arguments, int status) {
+  return finished(Program(std::move(arguments)), status).errors;
+}
+
+std::size_t countOf(const std::string& text, const std::string& part) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
+std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
+
+TEST(BvdiagDemo, TakesEveryStepAndShowsTheLog) {
+  const TemporaryFolder folder;
+  const std::string log = folder / "demo.log";
+  writeFile(log, "an earlier run\n");
+  const std::string output = outputOf({"demo", "--log", log});
+  EXPECT_EQ(countOf(output, "✓"), 9U) << output;
+  EXPECT_THAT(output, AllOf(HasSubstr("FW 1.2.3 OK\\r\\n"), HasSubstr("02 90 01 F4 03"), HasSubstr("one by one"),
+                            HasSubstr("aggregated errors:\nError writing to serial port:5\n"), HasSubstr(log),
+                            Not(HasSubstr("an earlier run"))));
+  EXPECT_THAT(contentOf(log), AllOf(StartsWith("an earlier run\n"), HasSubstr("version → FW 1.2.3 OK")));
+  EXPECT_THAT(output, HasSubstr(contentOf(log).substr(contentOf(log).find('\n') + 1)));
+}
+
+TEST(BvdiagDemo, FailsWithAStepAndUsesAFreshLog) {
+  const TemporaryFolder folder;
+  writeFile(folder / "machine.json", R"({"devices": [{"name": "cu.usbserial-BV0001"}]})");
+  Program demo({"demo", "--json", "--machine", folder / "machine.json"}, {false, {"TMPDIR=" + folder.path()}});
+  EXPECT_EQ(demo.status(), 1);
+  EXPECT_THAT(demo.output, AllOf(HasSubstr(R"("ok":false,"result":"cannot be opened")"),
+                                 HasSubstr(R"("log":")" + folder.path() + "/bvdiag-demo-")));
+}
+
+TEST(BvdiagPorts, ListsTheAdaptersAlone) {
+  const TemporaryFolder folder;
+  const std::string machine = folder / "machine.json";
+  writeFile(machine,
+            R"({"devices": [{"name": "cu.usbserial-B"}, {"name": "ttyS0"}, {"name": "cu.usbserial-A\u001b[2J"}]})");
+  EXPECT_EQ(outputOf({"ports", "--machine", machine}),
+            "/dev/cu.usbserial-B  B\n/dev/cu.usbserial-A\\x1b[2J  A\\x1b[2J\n");
+  EXPECT_EQ(outputOf({"--json", "--simulated", "ports"}), R"([{"path":"/dev/cu.usbserial-BV0001","serial":"BV0001"}])"
+                                                          "\n");
+  writeFile(machine, "{}");
+  Program none({"ports", "--machine", machine});
+  EXPECT_EQ(none.status(), 0);
+  EXPECT_EQ(none.output, "");
+  EXPECT_THAT(none.errors, HasSubstr("61-brisvane.rules"));
+  EXPECT_EQ(outputOf({"ports", "--json", "--machine", machine}), "[]\n");
+}
+
+TEST(BvdiagSend, HoldsEachKindOfExchange) {
+  EXPECT_EQ(outputOf({"send", "version", "--simulated", "--accept", "\\d+\\.\\d+\\.\\d+ OK"}), "1.2.3 OK\n");
+  EXPECT_EQ(outputOf({"send", "status", "--simulated", "--newline", "--timeout", "0.5"}),
+            "temp=23.5 volt=5.01 OK\\r\\n\n");
+  EXPECT_EQ(outputOf({"send", "02 10 03", "--hex", "--bytes", "5", "--simulated", "--serial", "BV"}),
+            "00000000  02 90 01 F4 03                                    |.....|\n");
+  EXPECT_THAT(outputOf({"send", "021003", "--hex", "--bytes", "5", "--simulated", "--json"}),
+              AllOf(StartsWith(R"({"command":"021003","ok":true,"port":"/dev/cu.usbserial-BV0001",)"),
+                    HasSubstr(R"("replyHex":"029001F403")"), HasSubstr(R"("seconds":)")));
+  EXPECT_THAT(outputOf({"send", "echo 0123456789", "--accept", "^.*\\r\\n", "--simulated", "--hex-output"}),
+              AllOf(HasSubstr("|0123456789..|"), HasSubstr("30 31 32 33 34 35 36 37  38 39 0D 0A")));
+  // The greeting stands ahead of the reply, unless it is drained.
+  EXPECT_THAT(outputOf({"send", "version", "--simulated", "--no-drain", "--newline", "--timeout", "0.5"}),
+              StartsWith("Fixture BV0001 ready\\r\\nFW"));
+}
+
+TEST(BvdiagSend, EscapesWhatATerminalWouldObey) {
+  const std::string output =
+      outputOf({"send", "echo \x1b[2J\a\ta\\b", "--simulated", "--json", "--accept", "^.*\\r\\n"});
+  EXPECT_THAT(output, HasSubstr(R"("reply":"\u001b[2J\u0007\ta\\b\r\n")"));
+  EXPECT_EQ(outputOf({"send", "echo \x1b[2J\a\ta\\b\x7f", "--simulated", "--accept", "^.*\\r\\n"}),
+            "\\x1b[2J\\x07\\ta\\\\b\\x7f\\r\\n\n");
+}
+
+TEST(BvdiagSend, SaysWhyThereIsNoReply) {
+  const std::string port = "/dev/cu.usbserial-BV0001: ";
+  EXPECT_THAT(errorsOf({"send", "version", "--simulated", "--accept", "no such", "--timeout", "0.3"}, 1),
+              StartsWith("bvdiag: " + port + "no reply matched \"no such\" within 0.3 s; try "));
+  EXPECT_THAT(errorsOf({"send", "version", "--simulated", "--bytes", "99", "--timeout", "0.3"}, 1),
+              StartsWith("bvdiag: " + port + "fewer than 99 bytes"));
+  EXPECT_THAT(errorsOf({"send", "unplug", "--simulated", "--newline", "--timeout", "60"}, 1), HasSubstr("hung up"));
+  EXPECT_THAT(errorsOf({"send", "x", "--port", "/nonexistent/tty"}, 1),
+              StartsWith("bvdiag: /nonexistent/tty: No such file or directory; check the name"));
+  EXPECT_THAT(errorsOf({"send", "x", "--port", "/dev/null"}, 1), StartsWith("bvdiag: /dev/null: Inappropriate ioctl"));
+  EXPECT_THAT(errorsOf({"send", "x", "--simulated", "--serial", "XY"}, 1), HasSubstr("cu.usbserial-XY*"));
+  EXPECT_THAT(outputOf({"send", "x", "--simulated", "--serial", "XY", "--json"}, 1),
+              AllOf(HasSubstr(R"("ok":false)"), HasSubstr(R"("error":"/dev/)")));
+  EXPECT_THAT(errorsOf({"send", "x", "--machine", "/nonexistent.json"}, 1), HasSubstr("/nonexistent.json: No such"));
+  EXPECT_THAT(errorsOf({"send", "x", "--simulated", "--log", "/nonexistent/log"}, 1),
+              StartsWith("bvdiag: log file /nonexistent/log: No such"));
+}
+
+TEST(Bvdiag, TellsWrongUsageFromFailure) {
+  const std::vector<std::vector<std::string>> wrong{
+      {},
+      {"nonsense"},
+      {"send"},
+      {"log"},
+      {"ports", "surplus"},
+      {"send", "x", "--no-such-option"},
+      {"send", "02", "--hex"},
+      {"send", "0", "--hex", "--bytes", "1"},
+      {"send", "x", "--accept", "("},
+      {"send", "x", "--accept", "y", "--bytes", "1"},
+      {"send", "\xc3\xa9"},
+      {"send", "x", "--port", "/dev/null", "--serial", "y"},
+      {"send", "x", "--speed", "0"},
+      {"send", "x", "--timeout", "-1"},
+      {"send", "x", "--timeout", "nan"},
+      {"send", "x", "--timeout", "inf"},
+      {"monitor", "--duration", "soon"},
+      {"ports", "--color", "green"},
+      {"ports", "--simulated", "--machine", "x"},
+  };
+  for (const auto& arguments : wrong) {
+    Program program(arguments);
+    EXPECT_EQ(program.status(), 2) << ::testing::PrintToString(arguments);
+    EXPECT_THAT(program.errors, StartsWith("bvdiag: ")) << ::testing::PrintToString(arguments);
+    EXPECT_EQ(program.output, "");
+  }
+  EXPECT_EQ(outputOf({"--version"}), "bvdiag 1.0 (Brisvane-1)\n");
+  EXPECT_THAT(outputOf({"--help"}), HasSubstr("Exit status: 0"));
+  for (const char* const command : {"demo", "ports", "send", "monitor", "fixture", "log"}) {
+    EXPECT_THAT(outputOf({command, "--help"}), HasSubstr("Exit status: 0")) << command;
+  }
+}
+
+TEST(BvdiagFixture, AnswersOneProgramAfterTheOther) {
+  const TemporaryFolder folder;
+  Program fixture({"fixture", "--link", folder / "tty"});
+  ASSERT_TRUE(fixture.prints("\n"));
+  const std::string node = firstLine(fixture.output);
+  EXPECT_EQ(std::filesystem::read_symlink(folder / "tty"), node);
+  EXPECT_EQ(outputOf({"send", "version", "--port", node, "--accept", "FW .*\\r\\n"}), "FW 1.2.3 OK\\r\\n\n");
+  EXPECT_EQ(outputOf({"send", "echo é?", "--port", folder / "tty", "--bytes", "3", "--timeout", "0.1"}, 1), "");
+  EXPECT_EQ(outputOf({"send", "echo again", "--port", folder / "tty", "--accept", "^.*\\r\\n"}), "again\\r\\n\n");
+  EXPECT_TRUE(fixture.prints("opened\nreceived  version\\n\nsent      FW 1.2.3 OK\\r\\n\nclosed\n"));
+  EXPECT_TRUE(fixture.prints("received  echo é?\n"));
+  EXPECT_THAT(errorsOf({"fixture", "--link", folder / "tty"}, 1), HasSubstr(folder / "tty: File exists"));
+  fixture.signal(SIGINT);
+  EXPECT_EQ(fixture.status(), 0);
+  EXPECT_FALSE(std::filesystem::is_symlink(folder / "tty"));
+}
+
+TEST(BvdiagFixture, FollowsItsScriptToTheHangUp) {
+  const TemporaryFolder folder;
+  writeFile(folder / "script.json", R"({"greeting": [{"text": "on and off", "delay": 0.1}], "hangUpAfter": 2})");
+  Program fixture({"fixture", folder / "script.json", "--json", "--hex", "--link", folder / "tty"});
+  ASSERT_TRUE(fixture.prints("\n"));
+  EXPECT_THAT(fixture.output, StartsWith(R"({"node":"/dev/pts/)"));
+  Program monitor({"monitor", "--port", folder / "tty"});
+  EXPECT_EQ(fixture.status(), 0);
+  EXPECT_THAT(fixture.output, AllOf(HasSubstr(R"({"event":"sent","hex":"6F6E",)"), HasSubstr(R"("hung up")")));
+  EXPECT_EQ(monitor.status(), 1);
+  EXPECT_EQ(monitor.output, "on\n");
+  EXPECT_THAT(monitor.errors, HasSubstr("hung up"));
+
+  writeFile(folder / "script.json", R"({"comands": []})");
+  EXPECT_THAT(errorsOf({"fixture", folder / "script.json"}, 1), HasSubstr("script.json: comands: unknown field"));
+}
+
+TEST(BvdiagFixture, RemovesItsLinkWhenNobodyReads) {
+  const TemporaryFolder folder;
+  Program fixture({"fixture", "--link", folder / "tty"});
+  ASSERT_TRUE(fixture.prints("\n"));
+  fixture.stopReading();
+  Program({"send", "version", "--port", folder / "tty", "--accept", "OK"}).status();
+  EXPECT_EQ(fixture.status(), 1);
+  EXPECT_THAT(fixture.errors, HasSubstr("standard output: Broken pipe"));
+  EXPECT_FALSE(std::filesystem::is_symlink(folder / "tty"));
+}
+
+TEST(BvdiagMonitor, ShowsLinesCharactersAndBytesWhole) {
+  const TemporaryFolder folder;
+  const std::string machine = folder / "machine.json";
+  writeFile(machine, R"({"devices": [{"name": "cu.usbserial-A", "fixture": {"greeting": [
+    {"text": "h\u00e9\r\n\u001b[mtwo\rthree\n\n", "split": 1, "gap": 0.01}, {"hex": "FF C3"}]}}]})");
+  Program monitor({"monitor", "--machine", machine});
+  EXPECT_TRUE(monitor.prints("h\u00e9\n\\x1b[mtwo\nthree\n\n\\xff"));
+  monitor.signal(SIGTERM);
+  EXPECT_EQ(monitor.status(), 0);
+  EXPECT_THAT(monitor.output, ::testing::EndsWith("\\xff\\xc3\n"));
+  EXPECT_THAT(outputOf({"monitor", "--machine", machine, "--json", "--duration", "0.5"}),
+              AllOf(HasSubstr("{\"text\":\"h\",\"time\":"), HasSubstr("{\"text\":\"\u00e9\",")));
+  EXPECT_THAT(outputOf({"monitor", "--machine", machine, "--hex", "--duration", "0.5"}),
+              HasSubstr("00000002  A9                                                |.|\n"));
+}
+
+TEST(Bvdiag, AnInterruptEndsEveryExchangeAsItsTimeLimitWould) {
+  const TemporaryFolder folder;
+  Program fixture({"fixture", "--link", folder / "tty"});
+  ASSERT_TRUE(fixture.prints("\n"));
+  const std::vector<std::vector<std::string>> modes{
+      {"first", "--newline"}, {"second", "--accept", "no such"}, {"third", "--bytes", "99"}};
+  for (const std::vector<std::string>& mode : modes) {
+    std::vector<std::string> arguments{"send", "--timeout", "3600", "--port", folder / "tty", "--log", folder / "log"};
+    arguments.insert(arguments.end(), mode.begin(), mode.end());
+    Program send(arguments);
+    ASSERT_TRUE(fixture.prints("received  " + mode.front())) << fixture.output;
+    EXPECT_THAT(errorsOf({"send", "x", "--port", folder / "tty"}, 1), HasSubstr("another program holds it"));
+    send.signal(mode.front() == "second" ? SIGTERM : SIGINT);
+    EXPECT_EQ(send.status(), 1);
+    EXPECT_THAT(send.errors, HasSubstr("interrupted"));
+  }
+  EXPECT_THAT(contentOf(folder / "log"), AllOf(HasSubstr("second ≠ "), HasSubstr("ERROR Error: Reading serial port")));
+}
+
+TEST(Bvdiag, ColorsAndCountdownAreForTerminalsAlone) {
+  const std::vector<std::string> silent{"send", "silence", "--simulated", "--accept", "x", "--timeout", "0.8"};
+  Program onTerminal(silent, {true, {}});
+  EXPECT_EQ(onTerminal.status(), 1);
+  EXPECT_THAT(onTerminal.output,
+              AllOf(HasSubstr("\rwaiting for the reply: 0."), HasSubstr(" \r\x1b[31mbvdiag:\x1b[0m")));
+  Program onPipe(silent);
+  EXPECT_EQ(onPipe.status(), 1);
+  EXPECT_EQ(onPipe.output, "");
+  EXPECT_THAT(onPipe.errors, StartsWith("bvdiag: "));
+  EXPECT_EQ(countOf(onPipe.errors, "\n"), 1U);
+
+  const std::vector<std::string> failing{"send", "x", "--port", "/nonexistent"};
+  Program withoutColors(failing, {true, {"NO_COLOR=1"}});
+  EXPECT_EQ(withoutColors.status(), 1);
+  EXPECT_THAT(withoutColors.output, StartsWith("bvdiag: "));
+  EXPECT_THAT(errorsOf({"send", "x", "--port", "/nonexistent", "--color", "always"}, 1), StartsWith("\x1b[31m"));
+}
+
+TEST(BvdiagLog, WritesEachMessageAndNoticesWhenItCannot) {
+  const TemporaryFolder folder;
+  const std::string log = folder / "run.log";
+  EXPECT_EQ(outputOf({"log", "--file", log, "plain", "[a,b]", "demo"}), "aggregated errors: none\n");
+  EXPECT_EQ(outputOf({"log", "--file", log, "--level", "error", "first", "--", "-second"}),
+            "aggregated errors:\nfirst\n-second\n");
+  EXPECT_EQ(outputOf({"log", "--level", "fault", "--json", "bad"}),
+            R"({"aggregatedError":"","file":null,"level":"fault","messages":1})"
+            "\n");
+  outputOf({"log", "--file", log, "--level", "debug", "unseen"});
+  const std::string content = contentOf(log);
+  EXPECT_EQ(countOf(content, "\n"), 5U) << content;
+  EXPECT_THAT(content, AllOf(HasSubstr(" plain \n"), HasSubstr(" [a,b] \n"), HasSubstr(" ERROR -second \n")));
+  EXPECT_THAT(errorsOf({"log", "--file", folder / "no/run.log", "x"}, 1),
+              StartsWith("bvdiag: log file " + folder / "no/run.log" + ": No such file or directory"));
+  EXPECT_THAT(errorsOf({"log", "--file", "/dev/full", "x"}, 1), HasSubstr("/dev/full: No space left on device"));
+}
+
+}  // namespace
+}  // namespace brisvane
