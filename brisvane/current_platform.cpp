@@ -1,6 +1,7 @@
 // The one place that knows which machine the library runs on: everything else asks
 // host::platform().
 #include <mutex>
+#include <new>
 #include <utility>
 
 #include "brisvane/host/fork_safety.h"
@@ -32,15 +33,26 @@ std::shared_ptr<const Platform> exchange(std::shared_ptr<const Platform> next) {
   return std::exchange(current().platform, std::move(next));
 }
 
-}  // namespace
-
-std::shared_ptr<const Platform> platform() noexcept {
-  const std::scoped_lock lock(current().mutex);
-  return current().platform;
+// What stands in where the memory for the real machine could not be had.
+std::shared_ptr<const Platform> nothing() noexcept {
+  static NeverDestroyed<Platform> platform;
+  return {std::shared_ptr<const void>(), &*platform};
 }
 
-ScopedPlatform::ScopedPlatform(std::shared_ptr<const Platform> platform)
-    : previous_(platform != nullptr ? exchange(std::move(platform)) : nullptr) {}
+}  // namespace
+
+std::shared_ptr<const Platform> platform() noexcept try {
+  const std::scoped_lock lock(current().mutex);
+  return current().platform;
+} catch (const std::bad_alloc&) {
+  return nothing();
+}
+
+ScopedPlatform::ScopedPlatform(std::shared_ptr<const Platform> platform) noexcept try {
+  if (platform != nullptr) previous_ = exchange(std::move(platform));
+} catch (const std::bad_alloc&) {
+  // Nothing is in force that could be replaced: it stays so.
+}
 
 ScopedPlatform::~ScopedPlatform() {
   if (previous_ != nullptr) exchange(std::move(previous_));

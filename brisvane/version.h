@@ -1,4 +1,5 @@
 // The version of the library, as a number and as a text that `what` finds.
+// Constants: any thread may read them.
 #pragma once
 
 #include "brisvane/types/export.h"

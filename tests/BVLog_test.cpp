@@ -83,15 +83,15 @@ TEST_F(BVLogTest, ChangedPathIsToldWithItsOddCharactersEscapedAndTouchesNoFile) 
   bare.setLogFilePath("");
   bare.setLogFilePath(
       "q\"b\\n\nt\tr\re\x1b"
-      "d\x7f→");
+      "d\x7f\u0085→");
   bare.setLogFilePath(nullptr);
   EXPECT_THAT(
       logged(),
       ElementsAre(
           R"(debug %{public}@|Changed logFilePath from nil to Optional("/var/tmp/run.log"))",
           R"(debug %{public}@|Changed logFilePath from Optional("/var/tmp/run.log") to Optional(""))",
-          R"(debug %{public}@|Changed logFilePath from Optional("") to Optional("q\"b\\n\nt\tr\re\u{1B}d\u{7F}→"))",
-          R"(debug %{public}@|Changed logFilePath from Optional("q\"b\\n\nt\tr\re\u{1B}d\u{7F}→") to nil)"));
+          R"(debug %{public}@|Changed logFilePath from Optional("") to Optional("q\"b\\n\nt\tr\re\u{1B}d\u{7F}\u{85}→"))",
+          R"(debug %{public}@|Changed logFilePath from Optional("q\"b\\n\nt\tr\re\u{1B}d\u{7F}\u{85}→") to nil)"));
   log.setLogFilePath(folder / "other.log");
   EXPECT_FALSE(std::filesystem::exists(folder / "other.log"));
 }

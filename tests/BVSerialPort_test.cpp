@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <termios.h>
 #include <unistd.h>
@@ -9,11 +11,13 @@
 #include <thread>
 
 #include "brisvane/host/linux/termios2.h"
+#include "brisvane/host/terminal.h"
 #include "tests/support/open_port.h"
 
 namespace brisvane {
 namespace {
 
+using host::real::LineSpeed;
 using ::testing::AllOf;
 using testing::bytes;
 using ::testing::ElementsAre;
@@ -121,15 +125,15 @@ TEST_F(BVSerialPortTest, OpenPortIsRawExclusiveBlockingAndAtItsSpeed) {
   EXPECT_EQ(settings.c_iflag & (ICRNL | IXON | IXOFF | ISTRIP | INPCK), 0U);
   EXPECT_EQ(settings.c_oflag & OPOST, 0U);
   EXPECT_EQ(settings.c_cflag & (CSIZE | PARENB | CREAD), static_cast<tcflag_t>(CS8 | CREAD));
-  EXPECT_EQ(host::real::lineSpeed(handle), 115200U);
+  EXPECT_EQ(host::real::lineSpeed(handle), (LineSpeed{115200, 115200}));
 
   BVSerialPort other(port.path());
   EXPECT_EQ(other.openPort(115200), -1);
   port.closePort();
   // 13 and 4097 are glibc's codes for other speeds; 250000 has no code.
-  for (const std::int32_t speed : {250000, 9600, 13, 4097, 1000000}) {
-    ASSERT_GT(other.openPort(speed), 2) << speed;
-    EXPECT_EQ(host::real::lineSpeed(other.spHandle()), static_cast<std::uint32_t>(speed));
+  for (const std::uint32_t speed : {250000U, 9600U, 13U, 4097U, 1000000U}) {
+    ASSERT_GT(other.openPort(static_cast<std::int32_t>(speed)), 2) << speed;
+    EXPECT_EQ(host::real::lineSpeed(other.spHandle()), (LineSpeed{speed, speed}));
     other.closePort();
   }
   EXPECT_EQ(other.openPort(0), -1);
@@ -234,6 +238,8 @@ TEST_F(BVSerialPortTest, BytesAreHandedOutOneByOneAndOutliveTheConnection) {
 TEST_F(BVSerialPortTest, DrainingThrowsAwayWhatHasComeAndLeavesTheReadBuffer) {
   port.setSerialReadBuffer({1, 2});
   ASSERT_TRUE(port.sendLargeData(bytes("five\n")));
+  int waiting = 0;
+  while (waiting < 5) ::ioctl(port.spHandle(), FIONREAD, &waiting);
   port.drainPort();
   EXPECT_FALSE(port.readData());
   EXPECT_EQ(port.serialReadBuffer(), (Data{1, 2}));
@@ -321,12 +327,38 @@ TEST_F(BVSerialPortTest, DescriptorBeyondTheReachOfSelectWorks) {
   port.closePort();
 }
 
-TEST_F(BVSerialPortTest, PortClosedByAnotherThreadEndsAPolledRead) {
-  std::thread reader([&] { EXPECT_FALSE(port.readSerialWithTimeout(50)); });
+TEST_F(BVSerialPortTest, PortClosedByAnotherThreadIsNotReadAnyMore) {
+  // Open, these polls would take 33 s.
+  const auto start = std::chrono::steady_clock::now();
+  std::thread reader([&] { EXPECT_FALSE(port.readSerialWithTimeout(3'000)); });
   while (!port.busy()) std::this_thread::yield();
   port.closePort();
   reader.join();
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(25));
   EXPECT_TRUE(isAtRest());
+}
+
+TEST_F(BVSerialPortTest, PlugPulledDuringAnUploadEndsItAtOnce) {
+  std::thread writer([&] { EXPECT_FALSE(port.sendLargeData(Data(50'000'000, 'x'))); });
+  const auto lock = port.spLock();
+  while (lock->try_lock()) {  // until the writer has it
+    lock->unlock();
+    std::this_thread::yield();
+  }
+  hangUp();
+  writer.join();
+  EXPECT_TRUE(isAtRest());
+}
+
+TEST_F(BVSerialPortTest, RefusedPortLeavesTheOtherProgramsTerminalAsItWas) {
+  port.closePort();
+  const int other = host::terminal::open(machine->fixture("cu.usbserial-A1")->node());
+  ASSERT_EQ(::flock(other, LOCK_EX | LOCK_NB), 0);
+  EXPECT_EQ(port.openPort(115200), -1);
+  int exclusive = 1;
+  ::ioctl(other, TIOCGEXCL, &exclusive);
+  EXPECT_EQ(exclusive, 0);
+  host::terminal::close(other);
 }
 
 }  // namespace

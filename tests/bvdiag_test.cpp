@@ -102,6 +102,7 @@ class Program {
  private:
   static std::vector<char*> pointers(std::vector<std::string>& texts) {
     std::vector<char*> result;
+    result.reserve(texts.size() + 1);
     for (std::string& text : texts) result.push_back(text.data());
     result.push_back(nullptr);
     return result;
@@ -119,7 +120,9 @@ class Program {
   void openTerminal() {
     ends_[0] = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
     EXPECT_EQ(::unlockpt(ends_[0]), 0);
-    childEnds_[0] = ::open(::ptsname(ends_[0]), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    std::array<char, 64> name{};
+    EXPECT_EQ(::ptsname_r(ends_[0], name.data(), name.size()), 0);
+    childEnds_[0] = ::open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC);
     childEnds_[1] = ::dup(childEnds_[0]);
   }
 

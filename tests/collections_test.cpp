@@ -64,6 +64,7 @@ TEST(Collections, TheFirstKeyThatIsHeldDecides) {
   EXPECT_EQ(BV::valueForAnyKeys(dictionary, {}), std::nullopt);
 
   EXPECT_EQ(valueForAnyKeys(dictionary, {"absent", "null"}), null);
+  EXPECT_EQ(valueForAnyKeys(dictionary, Array{1, "two"}), Object(2));
   EXPECT_EQ(valueForAnyKeys(dictionary, {"x"}), std::nullopt);
   EXPECT_EQ(valueForAnyKeys(dictionary, {}), std::nullopt);
   const std::map<int, std::string> names{{1, "one"}, {2, "two"}};

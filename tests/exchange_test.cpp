@@ -2,6 +2,7 @@
 #include <pthread.h>
 #include <signal.h>
 
+#include <limits>
 #include <thread>
 
 #include "tests/support/open_port.h"
@@ -172,20 +173,28 @@ TEST_F(ExchangeTest, PlugPulledDuringThePatternExchangeIsTold) {
 }
 
 TEST_F(ExchangeTest, WallClockSetForwardEndsAWaitAndSetBackDoesNotLengthenIt) {
-  // The clock is moved once the fixture has the command, which is when the wait has begun.
-  const auto moved = [&](std::chrono::seconds by) {
-    return std::jthread([this, by] {
-      while (isAtRest()) std::this_thread::yield();
-      std::this_thread::sleep_for(std::chrono::milliseconds(150));
-      clock->moveWallBy(by);
+  // Moved again and again, because once may be before the wait has begun.
+  const auto moving = [this](std::chrono::seconds by) {
+    return std::jthread([this, by](const std::stop_token& stop) {
+      while (!stop.stop_requested()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        clock->moveWallBy(by);
+      }
     });
   };
   {
-    const auto forward = moved(std::chrono::hours(2));
+    const auto forward = moving(std::chrono::hours(2));
     EXPECT_TRUE(port.sendStringCommand("silence\n", text, 3600.0));
   }
-  const auto back = moved(std::chrono::hours(-5));
+  const auto back = moving(std::chrono::hours(-5));
   EXPECT_TRUE(port.sendStringCommand("silence\n", text, 0.5));
+}
+
+TEST_F(ExchangeTest, TimeLimitThatIsNoNumberEndsEachExchange) {
+  const Seconds nan = std::numeric_limits<Seconds>::quiet_NaN();
+  EXPECT_FALSE(port.sendDataCommand(bytes("silence"), data, 1, nan));
+  EXPECT_TRUE(port.sendStringCommand("silence", text, nan));
+  EXPECT_FALSE(port.sendStringCommand("silence", text, "x", nan));
 }
 
 TEST_F(ExchangeTest, LockIsHeldThroughoutTheFirstTwoAndBetweenNoPollsOfTheThird) {
@@ -211,15 +220,18 @@ TEST_F(ExchangeTest, SignalsNeitherCountAsQuietPollsNorLengthenTheWait) {
   struct sigaction before {};
   ::sigaction(SIGUSR1, &action, &before);
   const pthread_t self = ::pthread_self();
-  const std::jthread storm([self](const std::stop_token& stop) {
-    while (!stop.stop_requested()) {
-      ::pthread_kill(self, SIGUSR1);
-      std::this_thread::sleep_for(std::chrono::milliseconds(3));
-    }
-  });
-  EXPECT_TRUE(port.sendDataCommand(Data{0xAA, 0x0A, 0x04}, data, 0, 5.0));
-  EXPECT_EQ(data, Data{0x41}) << "quiet polls of 0.1 s leave time for a reply after 0.15 s";
-  EXPECT_TRUE(port.sendStringCommand("silence\n", text, 0.3));
+  {
+    const std::jthread storm([self](const std::stop_token& stop) {
+      while (!stop.stop_requested()) {
+        ::pthread_kill(self, SIGUSR1);
+        std::this_thread::sleep_for(std::chrono::milliseconds(3));
+      }
+    });
+    EXPECT_TRUE(port.sendDataCommand(Data{0xAA, 0x0A, 0x04}, data, 0, 5.0));
+    EXPECT_EQ(data, Data{0x41}) << "quiet polls of 0.1 s leave time for a reply after 0.15 s";
+    EXPECT_TRUE(port.sendStringCommand("silence\n", text, 0.3));
+  }
+  ::sigaction(SIGUSR1, &before, nullptr);
 }
 
 }  // namespace

@@ -30,6 +30,8 @@ TEST(Json, IsReadStrictlyAndSaysWhereItIsWrong) {
     EXPECT_NE(errorOf(wrong), "") << wrong;
   }
   EXPECT_THAT(errorOf("{\n  \"a\": x}"), HasSubstr("line 2, column 8"));
+  EXPECT_NE(errorOf(std::string_view("1\0", 2)), "");
+  EXPECT_NE(errorOf("\xEF\xBB\xBF{}"), "");
   EXPECT_TRUE(parseJson(nested(kJsonDepthLimit)));
   EXPECT_THAT(errorOf(nested(kJsonDepthLimit + 1)), HasSubstr("512"));
 
@@ -48,6 +50,10 @@ TEST(Json, IsWrittenTheSameEachTimeAndReadsBackAsItWas) {
   EXPECT_EQ(jsonText(value), "{\"B\":1.5,\"a\\n\":\"x\uFFFDy\\\"\u00E4\",\"b\":\"0AFF\",\"\uFFFD\":null}");
   const Object round(Array{kMost, kLeast, 1, 1.0, 0.1, 1e300, std::string("\0\x1F", 2), true, nullptr, Dictionary{}});
   EXPECT_EQ(parseJson(jsonText(round)), round);
+  EXPECT_EQ(jsonText(std::numeric_limits<double>::infinity()), "null");
+  Object deep;
+  for (int i = 0; i < 100'000; ++i) deep = Array{deep};
+  EXPECT_TRUE(parseJson(jsonText(deep)));  // cut off where reading would be
 }
 
 }  // namespace

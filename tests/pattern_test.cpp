@@ -60,7 +60,6 @@ TEST(Pattern, ASearchThatWouldNotEndIsGivenUp) {
   EXPECT_EQ(found("OK$", million + "OK"), "OK");  // long, but nothing runs away
 }
 
-// A long text is searched piece by piece; no pattern may tell where the pieces meet.
 TEST(Pattern, FindsTheSameAtAnyPositionOfALongText) {
   const auto needle = Pattern::compile("(?<=\u00E9)needle");
   const auto line = Pattern::compile("(?m)^needle$");

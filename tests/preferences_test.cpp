@@ -39,6 +39,7 @@ TEST_F(Preferences, TheFirstDirectoryThatHasTheKeyDecides) {
   EXPECT_EQ(store_.text("key"), "");  // set to nothing, which is not the same as not set
   set("own/" + std::string(program_invocation_short_name) + ".conf", "key=standard");
   EXPECT_EQ(PreferencesStore::standard().text("key"), "standard");
+  EXPECT_EQ(PreferencesStore("").text("key"), std::nullopt);
   EXPECT_EQ(Diagnostics::diagDefaults().text("key"), std::nullopt);
 }
 

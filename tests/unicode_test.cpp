@@ -72,6 +72,8 @@ TEST(Characters, AreCountedAsPeopleSeeThemUpToTheLimitExactly) {
   const std::string line(10'000, 'x');
   EXPECT_FALSE(host::hasMoreCharactersThan(line, 10'000));
   EXPECT_TRUE(host::hasMoreCharactersThan(line, 9'999));
+  EXPECT_TRUE(host::hasMoreCharactersThan("\U0001F600\U0001F600", 1));  // neighbours, not joined
+  EXPECT_TRUE(host::hasMoreCharactersThan("\U0001F1E9\U0001F1EA\U0001F1EB\U0001F1F7", 1));
   // CR LF, marks, jamo, a family, a skin tone, a flag: one character each.
   for (const std::string& one : {std::string("\r\n"), marked, std::string("\u1112\u1161\u11AB"),
                                  std::string("\U0001F468\u200D\U0001F469\u200D\U0001F467"),

@@ -11,9 +11,13 @@ namespace brisvane::host {
 namespace {
 
 // One extended grapheme cluster. \X alone would do, but that of PCRE2 10.42 takes
-// neighbouring pictographs for one cluster, joined or not; rule GB11 is spelled out.
-constexpr std::string_view kCluster = R"(\p{ExtPict}(?:[\p{Grapheme_Extend}\p{Emoji_Modifier}]*\x{200D}\p{ExtPict})*+)"
-                                      R"([\p{Grapheme_Extend}\p{Emoji_Modifier}\p{Mc}\x{200D}]*+|\X)";
+// neighbouring pictographs for one cluster, joined or not, cuts a flag from what extends
+// it, and looks back over all flags ahead of one. So rules GB11 to GB13 are spelled out.
+constexpr std::string_view kCluster = R"((?(DEFINE)(?<extend>[\p{Grapheme_Extend}\p{Emoji_Modifier}]))"
+                                      R"((?<tail>[\p{Grapheme_Extend}\p{Emoji_Modifier}\p{Mc}\x{200D}]*+)))"
+                                      R"((?:\p{ExtPict}(?:(?&extend)*\x{200D}\p{ExtPict})*+(?&tail))"
+                                      R"(|\p{Regional_Indicator}\p{Regional_Indicator}?+(?&tail))"
+                                      R"(|\X))";
 
 pcre2_code* compileCluster() {
   int error = 0;
@@ -38,13 +42,13 @@ bool hasMoreCharactersThan(std::string_view text, std::size_t limit) noexcept tr
   const pcre2_code* const code = clusterPattern();
   const pcre::MatchData data(code != nullptr ? pcre2_match_data_create_from_pattern(code, nullptr) : nullptr);
   if (!data) return true;
-  std::size_t at = 0;
-  for (std::size_t count = 0; at < valid.size(); ++count) {
+  std::string_view rest = valid;
+  for (std::size_t count = 0; !rest.empty(); ++count) {
     if (count == limit) return true;
-    const int result = pcre2_match(code, reinterpret_cast<PCRE2_SPTR>(valid.data()), valid.size(), at,
-                                   PCRE2_NO_UTF_CHECK, data.get(), nullptr);
+    const int result = pcre2_match(code, reinterpret_cast<PCRE2_SPTR>(rest.data()), rest.size(), 0, PCRE2_NO_UTF_CHECK,
+                                   data.get(), nullptr);
     if (result < 0) return true;
-    at = pcre2_get_ovector_pointer(data.get())[1];
+    rest.remove_prefix(pcre2_get_ovector_pointer(data.get())[1]);
   }
   return false;
 } catch (const std::bad_alloc&) {

@@ -5,6 +5,8 @@
 
 namespace brisvane::host {
 
+Clock::~Clock() = default;
+
 Clock::Wall SystemClock::wall() const noexcept { return std::chrono::system_clock::now(); }
 Clock::Steady SystemClock::steady() const noexcept { return std::chrono::steady_clock::now(); }
 

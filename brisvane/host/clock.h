@@ -3,7 +3,6 @@
 #pragma once
 
 #include <chrono>
-#include <memory>
 
 #include "brisvane/types/export.h"
 

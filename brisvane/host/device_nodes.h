@@ -27,8 +27,9 @@ class BRISVANE_EXPORT DeviceNodes {
   virtual std::optional<std::vector<std::string>> list() const noexcept = 0;
 
   // The path to open for a caller's path: a path under "/dev/" leads to the
-  // machine's own device directory, any other path stands as it is.
-  virtual std::string location(std::string_view path) const = 0;
+  // machine's own device directory, any other path stands as it is. Empty, a path that
+  // cannot be opened, for a device that is not there and when memory runs out.
+  virtual std::string location(std::string_view path) const noexcept = 0;
 };
 
 }  // namespace brisvane::host

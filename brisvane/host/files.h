@@ -14,7 +14,9 @@
 namespace brisvane::host {
 
 // Appends `bytes` to the end of the file at `path`, opening and closing it, in one
-// write: lines of several threads and processes neither tear nor overwrite each other.
+// write: lines of several threads and processes neither tear nor overwrite each other on
+// a local file system. Never waits for the reader of a pipe; one that went away raises
+// SIGPIPE, as any write does.
 //
 // A file that does not exist is made beside `path` with mode 0666 under the umask and
 // moved into place complete; a file that someone else has put there meanwhile is

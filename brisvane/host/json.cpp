@@ -88,7 +88,8 @@ std::string hexText(const Data& data) {
 }
 
 // nlohmann's object sorts its keys, which is what makes the text reproducible.
-json toJson(const Object& value) {
+json toJson(const Object& value, std::size_t depth = 0) {
+  if (depth > kJsonDepthLimit) return nullptr;
   switch (value.kind()) {
     case Object::Kind::kNull:
       return nullptr;
@@ -107,12 +108,12 @@ json toJson(const Object& value) {
       return std::chrono::duration<double>(value.date()->time_since_epoch()).count();
     case Object::Kind::kArray: {
       json array = json::array();
-      for (const Object& element : *value.ifArray()) array.push_back(toJson(element));
+      for (const Object& element : *value.ifArray()) array.push_back(toJson(element, depth + 1));
       return array;
     }
     case Object::Kind::kDictionary: {
       json object = json::object();
-      for (const auto& [key, element] : *value.ifDictionary()) object[toUtf8(key)] = toJson(element);
+      for (const auto& [key, element] : *value.ifDictionary()) object[toUtf8(key)] = toJson(element, depth + 1);
       return object;
     }
   }
@@ -123,7 +124,11 @@ json toJson(const Object& value) {
 
 std::optional<Object> parseJson(std::string_view text, std::string* error) {
   ObjectBuilder builder;
-  if (json::sax_parse(text, &builder)) return std::move(builder.result);
+  // Two things that the parser lets pass: it ends at a zero byte, and skips a byte-order mark.
+  if (text.find('\0') != std::string_view::npos || text.starts_with("\xEF\xBB\xBF")) {
+    builder.error = "a zero byte or a byte-order mark is no JSON";
+  } else if (json::sax_parse(text, &builder))
+    return std::move(builder.result);
   if (error != nullptr) *error = std::move(builder.error);
   return std::nullopt;
 }

@@ -22,7 +22,9 @@ inline constexpr std::size_t kJsonDepthLimit = 512;
 [[nodiscard]] BRISVANE_EXPORT std::optional<Object> parseJson(std::string_view text, std::string* error = nullptr);
 
 // The value on one line, the keys of each dictionary in byte order. Data is written
-// in hexadecimal, a date as seconds since 1970; bytes that are not UTF-8 as U+FFFD.
+// in hexadecimal, a date as seconds since 1970; bytes that are not UTF-8 as U+FFFD (of
+// two keys that then are equal one stays); a real that is no number, and what nests
+// deeper than kJsonDepthLimit, as null.
 [[nodiscard]] BRISVANE_EXPORT std::string jsonText(const Object& value);
 
 }  // namespace brisvane::host

@@ -17,7 +17,6 @@ namespace brisvane::host {
 
 struct Pattern::Code {
   pcre::Code compiled;
-  bool anchorsToSearchStart;  // holds \G, which tells where a search began
 };
 
 namespace {
@@ -26,20 +25,11 @@ using std::chrono::microseconds;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-// The bounds of one search. The match limit holds for one starting position (about
-// 2 ms with JIT); the slices below bound the sum over all of them.
-constexpr std::uint32_t kMatchLimit = 1'000'000;
+// The bounds of one search.
+constexpr milliseconds kSearchLimit{50};
 constexpr std::uint32_t kHeapLimitKiB = 20'000;
 constexpr std::size_t kJitStackStart = std::size_t{32} << 10U;
 constexpr std::size_t kJitStackLimit = std::size_t{1} << 20U;
-constexpr milliseconds kSearchLimit{50};
-
-// A search goes over the starting positions slice by slice and looks at the time
-// between them, because PCRE2 itself cannot be interrupted.
-constexpr std::size_t kFirstSlice = 16;
-constexpr std::size_t kLargestSlice = 4096;
-constexpr microseconds kShortSlice{1000};
-constexpr microseconds kLongSlice{4000};
 
 // The time of one search: processor time, so that a busy machine does not make a
 // search give up, but asked for only when the cheaper clock says that it may be over.
@@ -86,37 +76,56 @@ std::string withCodePointEscapes(std::string_view pattern) {
 }
 
 // What one search needs beside the compiled pattern.
-struct Search {
-  pcre::MatchContext context{pcre2_match_context_create(nullptr)};
-  pcre::MatchData data;
-  pcre::JitStack stack;  // for the few patterns that need more than the thread's own
+class Search {
+ public:
+  explicit Search(const pcre2_code* code) : code_(code), data_(pcre2_match_data_create_from_pattern(code, nullptr)) {
+    if (!context_) return;
+    pcre2_set_heap_limit(context_.get(), kHeapLimitKiB);
+    pcre2_set_callout(context_.get(), &Search::goesOn, this);
+  }
+  Search(const Search&) = delete;
+  Search& operator=(const Search&) = delete;
 
-  explicit Search(const pcre2_code* code) : data(pcre2_match_data_create_from_pattern(code, nullptr)) {
-    if (!ready()) return;
-    pcre2_set_match_limit(context.get(), kMatchLimit);
-    pcre2_set_heap_limit(context.get(), kHeapLimitKiB);
+  // Whether there is a match, whose ranges data() then holds.
+  [[nodiscard]] bool matches(std::string_view text) {
+    if (!context_ || !data_) return false;  // memory ran out
+    int result = match(text, 0);
+    // The few patterns that recurse deeply need more stack than the thread has to spare,
+    // or even the heap.
+    if (result == PCRE2_ERROR_JIT_STACKLIMIT && takeMoreStack()) result = match(text, 0);
+    if (result == PCRE2_ERROR_JIT_STACKLIMIT) result = match(text, PCRE2_NO_JIT);
+    return result > 0;
   }
 
-  // False when memory ran out.
-  [[nodiscard]] bool ready() const noexcept { return context && data; }
+  [[nodiscard]] pcre2_match_data* data() const noexcept { return data_.get(); }
 
-  // False when there was nothing more to take.
-  bool takeMoreStack() noexcept {
-    if (stack) return false;
-    stack.reset(pcre2_jit_stack_create(kJitStackStart, kJitStackLimit, nullptr));
-    pcre2_jit_stack_assign(context.get(), nullptr, stack.get());
-    return stack != nullptr;
+ private:
+  int match(std::string_view text, std::uint32_t options) {
+    return pcre2_match(code_, reinterpret_cast<PCRE2_SPTR>(text.data()), text.size(), 0, options | PCRE2_NO_UTF_CHECK,
+                       data_.get(), context_.get());
   }
+
+  bool takeMoreStack() {
+    stack_.reset(pcre2_jit_stack_create(kJitStackStart, kJitStackLimit, nullptr));
+    pcre2_jit_stack_assign(context_.get(), nullptr, stack_.get());
+    return stack_ != nullptr;
+  }
+
+  // Called by the engine at every item of the pattern that it tries.
+  static int goesOn(pcre2_callout_block* /*block*/, void* self) noexcept {
+    constexpr unsigned kItemsBetweenLooks = 64;
+    auto& search = *static_cast<Search*>(self);
+    if (++search.items_ % kItemsBetweenLooks != 0) return 0;
+    return search.time_.isOver() ? PCRE2_ERROR_CALLOUT : 0;
+  }
+
+  const pcre2_code* code_;
+  pcre::MatchContext context_{pcre2_match_context_create(nullptr)};
+  pcre::MatchData data_;
+  pcre::JitStack stack_;
+  SearchTime time_;
+  unsigned items_ = 0;
 };
-
-int searchSlice(const pcre2_code* code, Search& search, std::string_view text, std::size_t begin, std::size_t last) {
-  pcre2_set_offset_limit(search.context.get(), last);
-  for (;;) {
-    const int result = pcre2_match(code, reinterpret_cast<PCRE2_SPTR>(text.data()), text.size(), begin,
-                                   PCRE2_NO_UTF_CHECK, search.data.get(), search.context.get());
-    if (result != PCRE2_ERROR_JIT_STACKLIMIT || !search.takeMoreStack()) return result;
-  }
-}
 
 Pattern::Match rangesOf(pcre2_match_data* data) {
   const PCRE2_SIZE* const offsets = pcre2_get_ovector_pointer(data);
@@ -131,12 +140,6 @@ Pattern::Match rangesOf(pcre2_match_data* data) {
   return match;
 }
 
-// The next starting position at or after `at` that does not split a character.
-std::size_t characterBoundary(std::string_view text, std::size_t at) noexcept {
-  while (at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80U) ++at;
-  return at;
-}
-
 }  // namespace
 
 Pattern::Pattern(std::shared_ptr<const Code> code) noexcept : code_(std::move(code)) {}
@@ -148,37 +151,23 @@ std::optional<Pattern> Pattern::compile(std::string_view pattern) noexcept try {
   const std::string translated = withCodePointEscapes(pattern);
   int error = 0;
   PCRE2_SIZE position = 0;
+  // The callouts are how a search is bounded in time: PCRE2's own match limit starts
+  // anew at each position of the text.
   pcre::Code compiled(pcre2_compile(reinterpret_cast<PCRE2_SPTR>(translated.data()), translated.size(),
-                                    PCRE2_CASELESS | PCRE2_UTF | PCRE2_NEVER_BACKSLASH_C | PCRE2_USE_OFFSET_LIMIT,
-                                    &error, &position, context.get()));
+                                    PCRE2_CASELESS | PCRE2_UTF | PCRE2_NEVER_BACKSLASH_C | PCRE2_AUTO_CALLOUT, &error,
+                                    &position, context.get()));
   if (!compiled) return std::nullopt;
   // Without JIT (a system that forbids writable code) the search is slower, not wrong.
   static_cast<void>(pcre2_jit_compile(compiled.get(), PCRE2_JIT_COMPLETE));
-  const bool anchors = pattern.find("\\G") != std::string_view::npos;
-  return Pattern(std::make_shared<const Code>(Code{std::move(compiled), anchors}));
+  return Pattern(std::make_shared<const Code>(Code{std::move(compiled)}));
 } catch (const std::bad_alloc&) {
   return std::nullopt;
 }
 
 std::optional<Pattern::Match> Pattern::firstMatch(std::string_view text) const noexcept try {
-  const pcre2_code* const code = code_->compiled.get();
-  Search search(code);
-  if (!search.ready() || !isUtf8(text)) return std::nullopt;
-  const SearchTime time;
-  // A slice would look like the start of a search to \G.
-  std::size_t slice = code_->anchorsToSearchStart ? text.size() + 1 : kFirstSlice;
-  for (std::size_t begin = 0; begin <= text.size() && !time.isOver();) {
-    const auto sliceStart = steady_clock::now();
-    const std::size_t next = characterBoundary(text, begin + std::min(slice, text.size() + 1 - begin));
-    const int result = searchSlice(code, search, text, begin, next - 1);
-    if (result > 0) return rangesOf(search.data.get());
-    if (result != PCRE2_ERROR_NOMATCH) return std::nullopt;  // over a limit
-    begin = next;
-    const auto taken = steady_clock::now() - sliceStart;
-    if (taken < kShortSlice) slice = std::min(slice * 2, kLargestSlice);
-    if (taken > kLongSlice) slice = std::max(slice / 2, std::size_t{1});
-  }
-  return std::nullopt;
+  if (!isUtf8(text)) return std::nullopt;
+  Search search(code_->compiled.get());
+  return search.matches(text) ? std::optional<Match>(rangesOf(search.data())) : std::nullopt;
 } catch (const std::bad_alloc&) {
   return std::nullopt;
 }

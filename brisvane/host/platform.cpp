@@ -1,6 +1,9 @@
 #include "brisvane/host/platform.h"
 
+#include <new>
 #include <utility>
+
+#include "brisvane/types/never_destroyed.h"
 
 namespace brisvane::host {
 namespace {
@@ -21,15 +24,20 @@ class NoPreferences final : public Preferences {
 class NoDeviceNodes final : public DeviceNodes {
  public:
   std::optional<std::vector<std::string>> list() const noexcept override { return std::nullopt; }
-  std::string location(std::string_view path) const override { return std::string(path); }
+  std::string location(std::string_view path) const noexcept override try {
+    return std::string(path);
+  } catch (const std::bad_alloc&) {
+    return {};
+  }
 };
 
-// The given service, or the one that answers when there is none.
+// The given service, or the one that answers when there is none. That one is shared by
+// all platforms and owned by nobody: nothing is allocated, nor destroyed at exit.
 template <typename Missing, typename Service>
-std::shared_ptr<const Service> orMissing(std::shared_ptr<const Service> service) {
+std::shared_ptr<const Service> orMissing(std::shared_ptr<const Service> service) noexcept {
   if (service != nullptr) return service;
-  static const auto missing = std::make_shared<const Missing>();
-  return missing;
+  static NeverDestroyed<Missing> missing;
+  return {std::shared_ptr<const void>(), &*missing};
 }
 
 }  // namespace
@@ -38,9 +46,8 @@ std::shared_ptr<const Service> orMissing(std::shared_ptr<const Service> service)
 SystemLog::~SystemLog() = default;
 Preferences::~Preferences() = default;
 DeviceNodes::~DeviceNodes() = default;
-Clock::~Clock() = default;
 
-Platform::Platform() {
+Platform::Platform() noexcept {
   setSystemLog(nullptr);
   setPreferences(nullptr);
   setDeviceNodes(nullptr);

@@ -19,7 +19,7 @@ namespace brisvane::host {
 // clock alone is never missing: without one of its own a platform has the machine's.
 class BRISVANE_EXPORT Platform {
  public:
-  Platform();
+  Platform() noexcept;
 
   void setSystemLog(std::shared_ptr<const SystemLog> systemLog) noexcept;
   void setPreferences(std::shared_ptr<const Preferences> preferences) noexcept;
@@ -39,7 +39,8 @@ class BRISVANE_EXPORT Platform {
 };
 
 // The platform in force: the machine the program runs on, or the innermost
-// ScopedPlatform. Never null. An operation takes it once and uses it to its end.
+// ScopedPlatform. Never null; when memory runs out on first use, one that answers
+// "nothing". An operation takes it once and uses it to its end.
 [[nodiscard]] BRISVANE_EXPORT std::shared_ptr<const Platform> platform() noexcept;
 
 // Puts a platform in force for the whole process, and the one before it back when
@@ -47,7 +48,7 @@ class BRISVANE_EXPORT Platform {
 class BRISVANE_EXPORT ScopedPlatform {
  public:
   // A null platform changes nothing.
-  explicit ScopedPlatform(std::shared_ptr<const Platform> platform);
+  [[nodiscard]] explicit ScopedPlatform(std::shared_ptr<const Platform> platform) noexcept;
   ScopedPlatform(const ScopedPlatform&) = delete;
   ScopedPlatform& operator=(const ScopedPlatform&) = delete;
   ~ScopedPlatform();

@@ -10,6 +10,7 @@
 
 namespace brisvane::host {
 
+// REQUIRES of an implementation: it does not log through BVLog, which is what asks it.
 class BRISVANE_EXPORT Preferences {
  public:
   Preferences() = default;

@@ -11,18 +11,13 @@ namespace brisvane::host {
 
 enum class LogType : std::uint8_t { kDebug, kInfo, kError, kFault };
 
-// The word a log type is told by: "debug", "info", "error", "fault".
-[[nodiscard]] constexpr std::string_view name(LogType type) noexcept {
-  constexpr std::string_view kNames[] = {"debug", "info", "error", "fault"};
-  return kNames[static_cast<std::uint8_t>(type)];
-}
-
 // A channel of the system log: who is logging, and under what heading.
 struct LogChannel {
   std::string_view subsystem;  // reverse-DNS identifier
   std::string_view category;
 };
 
+// REQUIRES of an implementation: it does not log through BVLog, which is what asks it.
 class BRISVANE_EXPORT SystemLog {
  public:
   // The placeholder for the argument in a format. "public" asks a system log that

@@ -11,7 +11,6 @@
 #include <span>
 #include <string>
 
-#include "brisvane/host/error.h"
 #include "brisvane/types/data.h"
 #include "brisvane/types/export.h"
 
@@ -25,8 +24,9 @@ inline constexpr std::chrono::milliseconds kQuietTime{100};
 // exec; -1 on failure with errno set.
 [[nodiscard]] BRISVANE_EXPORT int open(const std::string& path) noexcept;
 
-// Exclusive use, by TIOCEXCL and an advisory lock. The lock alone also keeps the
-// superuser's other programs out, those that ask for it. False when another holds it.
+// Exclusive use, by TIOCEXCL and an advisory lock. False with errno set when another
+// program has the lock. TIOCEXCL then keeps all other programs out but the superuser's,
+// the lock also those, as far as they ask for it.
 [[nodiscard]] BRISVANE_EXPORT bool claim(int descriptor) noexcept;
 
 // Clears every file status flag, O_NONBLOCK included.
@@ -44,7 +44,8 @@ inline constexpr std::chrono::milliseconds kQuietTime{100};
 // up counts as readable. False on time-out and on failure.
 [[nodiscard]] BRISVANE_EXPORT bool waitReadable(int descriptor, std::chrono::microseconds time) noexcept;
 
-// Reads once into `buffer`, waiting at most kQuietTime for the first byte. The number
+// Reads once into `buffer`, waiting kQuietTime for the first byte (up to twice that when
+// another reader takes it). The number
 // of bytes, 0 for a quiet line; nullopt when the read failed or the line has hung up,
 // with errno set (EIO for the latter).
 [[nodiscard]] BRISVANE_EXPORT std::optional<std::size_t> read(int descriptor, std::span<std::uint8_t> buffer) noexcept;
@@ -56,7 +57,7 @@ inline constexpr std::chrono::milliseconds kQuietTime{100};
 // Waits until all queued output has been transmitted. Failures are ignored.
 BRISVANE_EXPORT void drainOutput(int descriptor) noexcept;
 
-// Closes the descriptor. Failures are ignored.
+// Ends exclusive use and closes the descriptor. Failures are ignored.
 BRISVANE_EXPORT void close(int descriptor) noexcept;
 
 }  // namespace brisvane::host::terminal

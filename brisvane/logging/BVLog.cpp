@@ -13,7 +13,7 @@
 #include "brisvane/logging/log_timestamp.h"
 #include "brisvane/logging/preferences_store.h"
 #include "brisvane/types/join.h"
-#include "brisvane/types/never_destroyed.h"
+#include "brisvane/types/unicode.h"
 
 namespace brisvane {
 namespace {
@@ -30,27 +30,27 @@ constexpr std::string_view kFaultPrefix = " FAULT ";
 
 constexpr Text kVerbosityKey = "BrisvaneVerbosityLevel";
 
-std::string escaped(char c) {
-  switch (c) {
-    case '"':
+// The character as it stands between double quotes.
+std::string escaped(std::string_view character, char32_t value) {
+  switch (value) {
+    case U'"':
       return "\\\"";
-    case '\\':
+    case U'\\':
       return "\\\\";
-    case '\0':
+    case U'\0':
       return "\\0";
-    case '\t':
+    case U'\t':
       return "\\t";
-    case '\n':
+    case U'\n':
       return "\\n";
-    case '\r':
+    case U'\r':
       return "\\r";
     default:
       break;
   }
-  const auto byte = static_cast<unsigned char>(c);
-  if (byte >= 0x20 && byte != 0x7F) return {c};
-  std::array<char, 8> text{};
-  static_cast<void>(std::snprintf(text.data(), text.size(), "\\u{%X}", byte));
+  if (!isControl(value)) return std::string(character);
+  std::array<char, 12> text{};
+  static_cast<void>(std::snprintf(text.data(), text.size(), "\\u{%X}", static_cast<unsigned>(value)));
   return text.data();
 }
 
@@ -58,7 +58,11 @@ std::string escaped(char c) {
 std::string quoted(const std::optional<std::string>& path) {
   if (!path) return "nil";
   std::string text = "Optional(\"";
-  for (const char c : *path) text += escaped(c);
+  for (std::string_view rest = *path; !rest.empty();) {
+    const CodePoint first = firstCodePoint(rest);
+    text += escaped(rest.substr(0, first.length), first.value);
+    rest.remove_prefix(first.length);
+  }
   return text += "\")";
 }
 
@@ -72,15 +76,9 @@ void unlessOutOfMemory(const Operation& operation) noexcept {
   }
 }
 
-// The default logger, built on first use.
-std::shared_ptr<BVLog>& defaultLogUnderLock(std::unique_lock<std::mutex>& lock) {
-  // Reads the preferences, which is why the mutex is not held yet.
-  static NeverDestroyed<std::shared_ptr<BVLog>> initial(
-      std::make_shared<BVLog>(SystemLogHandle::waylineLog(), Text(), std::nullopt));
-  lock = std::unique_lock(logState().mutex);
-  auto& current = logState().defaultLog;
-  if (current == nullptr) current = *initial;
-  return current;
+std::shared_ptr<BVLog> currentDefault() {
+  const std::scoped_lock lock(logState().mutex);
+  return logState().defaultLog;
 }
 
 }  // namespace
@@ -135,54 +133,71 @@ void BVLog::debugl(std::int64_t level, Text message) noexcept {
 void BVLog::debug(Text message) noexcept { osLog_.write(LogType::kDebug, kPlainFormat, message.orEmpty()); }
 
 void BVLog::info(Text message) noexcept {
-  osLog_.write(LogType::kInfo, kPlainFormat, message.orEmpty());
-  appendLineToLogFile(kInfoPrefix, message);
+  const auto platform = host::platform();
+  osLog_.write(*platform, LogType::kInfo, kPlainFormat, message.orEmpty());
+  appendLineToLogFile(*platform, kInfoPrefix, message);
 }
 
 void BVLog::error(Text message) noexcept {
-  osLog_.write(LogType::kError, kErrorFormat, message.orEmpty());
+  const auto platform = host::platform();
+  osLog_.write(*platform, LogType::kError, kErrorFormat, message.orEmpty());
   unlessOutOfMemory([&] { collectError(message); });
-  appendLineToLogFile(kErrorPrefix, message);
+  appendLineToLogFile(*platform, kErrorPrefix, message);
 }
 
 void BVLog::fault(Text message) noexcept {
-  osLog_.write(LogType::kFault, kFaultFormat, message.orEmpty());
-  appendLineToLogFile(kFaultPrefix, message);
+  const auto platform = host::platform();
+  osLog_.write(*platform, LogType::kFault, kFaultFormat, message.orEmpty());
+  appendLineToLogFile(*platform, kFaultPrefix, message);
 }
 
 void BVLog::collectError(Text message) {
   const std::string entry = join({message.orEmpty(), "\n"});
-  const std::scoped_lock lock(logState().mutex);
-  std::string& collected = logState().aggregatedError;
-  if (!host::hasMoreCharactersThan(collected, static_cast<std::size_t>(errorStringMaxLength_))) collected += entry;
+  LogState& state = logState();
+  const std::scoped_lock lock(state.mutex);
+  // It only grows until it is replaced: once over the limit it stays so.
+  state.aggregatedErrorIsFull =
+      state.aggregatedErrorIsFull ||
+      host::hasMoreCharactersThan(state.aggregatedError, static_cast<std::size_t>(errorStringMaxLength_));
+  if (!state.aggregatedErrorIsFull) state.aggregatedError += entry;
 }
 
-void BVLog::appendLineToLogFile(std::string_view prefix, Text message) noexcept {
+void BVLog::appendLineToLogFile(const host::Platform& platform, std::string_view prefix, Text message) noexcept {
   unlessOutOfMemory([&] {
     const auto path = logFilePath();
     if (!path || path->empty()) return;
-    const std::string timestamp = logTimestamp(host::platform()->clock().wall());
+    const std::string timestamp = logTimestamp(platform.clock().wall());
     const host::Error failed = host::appendToFile(*path, join({timestamp, prefix, message.orEmpty(), " \n"}));
     if (!failed) return;
-    osLog_.write(LogType::kError, kErrorFormat,
-                 join({"ERROR: Failed to write string to file ", *path, ": ", failed.text()}));
+    osLog_.write(platform, LogType::kError, kErrorFormat,
+                 join({"ERROR: Failed to write string to file ", host::errorText(*path, failed.number())}));
   });
 }
 
 std::shared_ptr<BVLog> BVLog::defaultLog() {
-  std::unique_lock<std::mutex> lock;
-  return defaultLogUnderLock(lock);
+  if (auto current = currentDefault()) return current;
+  const std::scoped_lock build(logState().buildMutex);
+  if (auto current = currentDefault()) return current;
+  auto initial = std::make_shared<BVLog>(SystemLogHandle::waylineLog(), nullptr, std::nullopt);
+  const std::scoped_lock lock(logState().mutex);
+  return logState().defaultLog = std::move(initial);
 }
 
-void BVLog::setDefault(std::shared_ptr<BVLog> log) {
-  std::unique_lock<std::mutex> lock;
-  auto& current = defaultLogUnderLock(lock);
-  if (log != nullptr) current.swap(log);  // the previous one is released after the lock
+void BVLog::setDefault(std::shared_ptr<BVLog> log) noexcept {
+  unlessOutOfMemory([&] {
+    static_cast<void>(defaultLog());
+    if (log == nullptr) return;
+    const std::scoped_lock lock(logState().mutex);
+    logState().defaultLog.swap(log);  // the previous one is released after the lock
+  });
 }
 
 void BVLog::configureDefault(const SystemLogHandle& osLog, Text logFilePath,
-                             std::optional<std::int64_t> verbosityLevel) {
-  setDefault(std::make_shared<BVLog>(osLog, logFilePath, verbosityLevel));
+                             std::optional<std::int64_t> verbosityLevel) noexcept {
+  unlessOutOfMemory([&] {
+    static_cast<void>(defaultLog());
+    setDefault(std::make_shared<BVLog>(osLog, logFilePath, verbosityLevel));
+  });
 }
 
 std::string BVLog::aggregatedErrorDescription() {
@@ -190,17 +205,38 @@ std::string BVLog::aggregatedErrorDescription() {
   return logState().aggregatedError;
 }
 
-void BVLog::initAggregatedError(Text text) {
-  std::string replaced(text.orEmpty());
-  const std::scoped_lock lock(logState().mutex);
-  logState().aggregatedError.swap(replaced);
+void BVLog::initAggregatedError(Text text) noexcept {
+  unlessOutOfMemory([&] {
+    std::string replaced(text.orEmpty());
+    LogState& state = logState();
+    const std::scoped_lock lock(state.mutex);
+    state.aggregatedError.swap(replaced);
+    state.aggregatedErrorIsFull = false;
+  });
 }
 
-void BVLog::Default::trueDebug(Text message) noexcept { defaultLog()->trueDebug(message); }
-void BVLog::Default::debugl(std::int64_t level, Text message) noexcept { defaultLog()->debugl(level, message); }
-void BVLog::Default::debug(Text message) noexcept { defaultLog()->debug(message); }
-void BVLog::Default::info(Text message) noexcept { defaultLog()->info(message); }
-void BVLog::Default::error(Text message) noexcept { defaultLog()->error(message); }
-void BVLog::Default::fault(Text message) noexcept { defaultLog()->fault(message); }
+void BVLog::Default::trueDebug(Text message) noexcept {
+  unlessOutOfMemory([&] { defaultLog()->trueDebug(message); });
+}
+
+void BVLog::Default::debugl(std::int64_t level, Text message) noexcept {
+  unlessOutOfMemory([&] { defaultLog()->debugl(level, message); });
+}
+
+void BVLog::Default::debug(Text message) noexcept {
+  unlessOutOfMemory([&] { defaultLog()->debug(message); });
+}
+
+void BVLog::Default::info(Text message) noexcept {
+  unlessOutOfMemory([&] { defaultLog()->info(message); });
+}
+
+void BVLog::Default::error(Text message) noexcept {
+  unlessOutOfMemory([&] { defaultLog()->error(message); });
+}
+
+void BVLog::Default::fault(Text message) noexcept {
+  unlessOutOfMemory([&] { defaultLog()->fault(message); });
+}
 
 }  // namespace brisvane

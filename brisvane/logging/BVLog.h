@@ -1,12 +1,15 @@
 // BVLog, the logger: the system log, a log file, and a text that collects the errors.
 // Every operation may be called from any thread at the same time, and from the
-// destructor of a static object. All work is done before an operation returns.
+// destructor of a static object. All work is done, and the file system waited for,
+// before an operation returns. What gives a value or makes an object may throw
+// std::bad_alloc, as the containers do; nothing else throws.
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "brisvane/logging/system_log_handle.h"
 #include "brisvane/types/export.h"
@@ -25,7 +28,7 @@ namespace brisvane {
 //   2024-03-05 9:7:4 ERROR Error writing to serial port:5
 //
 // Each line opens the file, appends in one write and closes it: lines of several threads
-// and processes neither tear nor get lost, and a file moved away is followed by a new
+// and processes neither tear nor get lost on a local file system, and a file moved away is followed by a new
 // one at the same path. No operation reports a failure to its caller. A line that
 // cannot be written is told to the system log as an error entry, "ERROR: Failed to write
 // string to file " with the path, ": " and the reason; an existing file that cannot be
@@ -71,16 +74,16 @@ class BRISVANE_EXPORT BVLog final {
   // without a log file; it is never null.
   [[nodiscard]] static std::shared_ptr<BVLog> defaultLog();
   // Replaces the default logger; null is ignored. The previous one is left as it is.
-  static void setDefault(std::shared_ptr<BVLog> log);
+  static void setDefault(std::shared_ptr<BVLog> log) noexcept;
   // Makes a new logger from these arguments the default one.
   static void configureDefault(const SystemLogHandle& osLog, Text logFilePath,
-                               std::optional<std::int64_t> verbosityLevel);
+                               std::optional<std::int64_t> verbosityLevel) noexcept;
 
   // A copy of the text that collects every error of every logger, each followed by a
   // line feed. It takes no more once it is longer than 4,000 user-perceived characters.
   [[nodiscard]] static std::string aggregatedErrorDescription();
   // Replaces that text; an empty one clears it.
-  static void initAggregatedError(Text text);
+  static void initAggregatedError(Text text) noexcept;
 
   // The operations of the logger that is the default at the moment of the call.
   struct Default {
@@ -94,7 +97,7 @@ class BRISVANE_EXPORT BVLog final {
   };
 
  private:
-  void appendLineToLogFile(std::string_view prefix, Text message) noexcept;
+  void appendLineToLogFile(const host::Platform& platform, std::string_view prefix, Text message) noexcept;
   void collectError(Text message);
 
   const SystemLogHandle osLog_;

@@ -18,6 +18,11 @@ struct LogState {
   std::mutex mutex;
   std::shared_ptr<BVLog> defaultLog;  // null until first used
   std::string aggregatedError;
+  bool aggregatedErrorIsFull = false;  // found to be over its limit, which takes counting
+
+  // Held while the first default logger is built, which reads the preferences; `mutex`
+  // is taken inside it.
+  std::mutex buildMutex;
 };
 
 // Built on first use, never destroyed, usable in a forked child.

@@ -9,13 +9,14 @@
 namespace brisvane {
 
 const PreferencesStore& PreferencesStore::standard() {
-  static NeverDestroyed<PreferencesStore> store("");
+  static NeverDestroyed<PreferencesStore> store(Standard{});
   return *store;
 }
 
 PreferencesStore::PreferencesStore(Text suite) : suite_(suite.orEmpty()) {}
 
 std::optional<std::string> PreferencesStore::text(Text key) const noexcept {
+  if (!isStandard_ && suite_.empty()) return std::nullopt;
   return host::platform()->preferences().value(suite_, key.orEmpty());
 }
 

@@ -14,17 +14,21 @@ namespace brisvane {
 // Holds the store's name only: each read asks the preferences of the platform in
 // force at that moment, and sees what is set then.
 class BRISVANE_EXPORT PreferencesStore {
+  struct Standard {};
+
  public:
   // The process's standard store, named after the program.
-  static const PreferencesStore& standard();
+  [[nodiscard]] static const PreferencesStore& standard();
 
-  // The store of a suite. REQUIRES: a name that is not empty.
+  // The store of a suite. One without a name holds nothing.
   explicit PreferencesStore(Text suite);
+  explicit PreferencesStore(Standard /*tag*/) : isStandard_(true) {}
 
   // The suite's name; empty for the standard store.
   [[nodiscard]] const std::string& suite() const noexcept { return suite_; }
 
-  // The text under `key`; nullopt when there is none.
+  // The text under `key`; nullopt when there is none. May read files, and the environment
+  // for where they are: REQUIRES that no other thread sets a variable meanwhile.
   [[nodiscard]] std::optional<std::string> text(Text key) const noexcept;
 
   // The text under `key` read as a decimal integer, a sign allowed; 0 when it is
@@ -32,6 +36,7 @@ class BRISVANE_EXPORT PreferencesStore {
   [[nodiscard]] std::int64_t integer(Text key) const noexcept;
 
  private:
+  bool isStandard_ = false;
   std::string suite_;
 };
 

@@ -1,6 +1,5 @@
 #include "brisvane/logging/system_log_handle.h"
 
-#include "brisvane/host/platform.h"
 #include "brisvane/logging/identifiers.h"
 #include "brisvane/types/never_destroyed.h"
 
@@ -15,8 +14,13 @@ const SystemLogHandle& SystemLogHandle::waylineLog() {
 }
 
 void SystemLogHandle::write(host::LogType type, std::string_view format, std::string_view message) const noexcept {
+  write(*host::platform(), type, format, message);
+}
+
+void SystemLogHandle::write(const host::Platform& platform, host::LogType type, std::string_view format,
+                            std::string_view message) const noexcept {
   const host::LogChannel channel{names_->subsystem, names_->category};
-  host::platform()->systemLog().write(channel, type, format, message);
+  platform.systemLog().write(channel, type, format, message);
 }
 
 }  // namespace brisvane

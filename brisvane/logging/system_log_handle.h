@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "brisvane/host/system_log.h"
+#include "brisvane/host/platform.h"
 #include "brisvane/types/export.h"
 #include "brisvane/types/text.h"
 
@@ -24,7 +24,7 @@ class BRISVANE_EXPORT SystemLogHandle {
   SystemLogHandle& operator=(const SystemLogHandle&) = default;
 
   // The library's own handle, the same one at every call: category "BV".
-  static const SystemLogHandle& waylineLog();
+  [[nodiscard]] static const SystemLogHandle& waylineLog();
 
   [[nodiscard]] const std::string& subsystem() const noexcept { return names_->subsystem; }
   [[nodiscard]] const std::string& category() const noexcept { return names_->category; }
@@ -33,7 +33,10 @@ class BRISVANE_EXPORT SystemLogHandle {
   [[nodiscard]] bool same(const SystemLogHandle& other) const noexcept { return names_ == other.names_; }
 
   // Records one entry: `format` with its placeholder "%{public}@" standing for `message`.
+  // The second form is for an operation that has taken the platform already.
   void write(host::LogType type, std::string_view format, std::string_view message) const noexcept;
+  void write(const host::Platform& platform, host::LogType type, std::string_view format,
+             std::string_view message) const noexcept;
 
  private:
   struct Names {

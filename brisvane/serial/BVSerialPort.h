@@ -3,14 +3,16 @@
 // Threads. These may run at the same time on one port, each waiting for the line as
 // it needs: readSerialWithTimeout, receiveByte, sendLargeData and the three exchanges;
 // clearReadBuffer and every property accessor with any of them. closePort may be
-// called while another thread reads: the read ends. openPort, closePort and drainPort
-// take no lock; two of them at the same time, or one of them during an exchange, have
+// called while another thread polls: what is left of its polls is quiet, 1 ms each.
+// openPort, closePort and drainPort take no lock; two of them at the same time, or one of them during an exchange, have
 // the outcome of the system calls as they happen to fall. Different ports are
 // independent. spLock is not recursive: who holds it must not call an operation that
 // takes it.
 #pragma once
 
 #include <atomic>
+#include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -49,7 +51,8 @@ class BRISVANE_EXPORT BVSerialPort final {
  public:
   // A port on the first node, in the order "/dev/" lists them, whose path begins with
   // "/dev/cu.usbserial-" and `serial`. The port is not opened. Null when "/dev/"
-  // cannot be listed or no node matches. A serial that begins another matches both.
+  // cannot be listed or no node matches. A serial that begins another matches both, and
+  // an empty or absent one matches every adapter.
   [[nodiscard]] static std::unique_ptr<BVSerialPort> createPortWithSerial(Text serial);
 
   // A closed port on a device node. Nothing is opened or validated. The port keeps the
@@ -67,13 +70,14 @@ class BRISVANE_EXPORT BVSerialPort final {
   // in spHandle(), or -1. Asserts DTR, which resets some fixtures. Input that waits in
   // the device is kept: see drainPort. A port that is open already keeps its device
   // exclusively, so that opening it again gives -1; the earlier descriptor is closed.
-  std::int32_t openPort(std::int32_t speed);
+  std::int32_t openPort(std::int32_t speed) noexcept;
 
   // The same on any path, without touching the object: a configured descriptor that
-  // the caller closes, or -1 with nothing left open. Exclusive use is refused to
-  // programs that lock the device; only TIOCEXCL stands against the others, and the
-  // superuser's ignore it. A speed that the driver cannot come within 3 % of fails.
-  [[nodiscard]] std::int32_t openSerialPortWithPath(const char* path, std::uint32_t baudrate) const;
+  // the caller closes, or -1 with nothing left open. Fails when another program holds
+  // the device's advisory lock. From then on TIOCEXCL keeps other programs out but the
+  // superuser's, the lock also those, as far as they ask for it. A speed that the
+  // driver cannot come within 3 % of fails.
+  [[nodiscard]] std::int32_t openSerialPortWithPath(const char* path, std::uint32_t baudrate) const noexcept;
 
   // Waits until queued output has been transmitted, closes spHandle() whoever opened
   // it, and sets it to -1. Harmless on a closed port. Blocks for as long as the
@@ -98,11 +102,15 @@ class BRISVANE_EXPORT BVSerialPort final {
   // once chunks and quiet polls together exceed 4. nullopt when nothing came or the
   // port is closed. (The named time-out is this number of polls.)
   [[nodiscard]] std::optional<Data> readSerialWithTimeout(PollCount pollCount);
+  template <std::floating_point Time>  // a time is no number of polls
+  std::optional<Data> readSerialWithTimeout(Time) = delete;
 
   // Takes the oldest byte from serialReadBuffer(), polling the device by
   // readSerialWithTimeout first when that is empty. 0 when `byte` was stored; -1 when
   // none came, with `byte` untouched.
   std::int32_t receiveByte(std::uint8_t& byte, std::uint32_t pollCount);
+  template <std::floating_point Time>
+  std::int32_t receiveByte(std::uint8_t& byte, Time) = delete;
 
   // Writes all bytes, in as many writes as the device needs. False when the port is
   // closed or a write fails; the rest is dropped then. Blocks while the device takes
@@ -117,8 +125,10 @@ class BRISVANE_EXPORT BVSerialPort final {
 
   // --- Exchanges: a command, and its reply ---
   //
-  // Each blocks the calling thread for up to its time limit, measured as the larger of
-  // the wall clock's and the steady clock's difference. `getResponse` is written only
+  // Each blocks the calling thread: for spLock, for its write while the device takes
+  // nothing, and for its time limit, measured as the larger of the wall clock's and the
+  // steady clock's difference. The limit of the first two is one of silence: a device
+  // that keeps sending keeps them going. `getResponse` is written only
   // when the result is true. serialReadBuffer() is neither used nor changed. A text
   // command must be 7-bit ASCII; a received byte above 0x7F becomes U+FFFD.
 
@@ -127,6 +137,9 @@ class BRISVANE_EXPORT BVSerialPort final {
   // command could not be written whole, or when the line stayed quiet for longer than
   // `timeout`. Holds spLock to its end.
   [[nodiscard]] bool sendDataCommand(ByteView command, Data& getResponse, std::int32_t minimumLength, Seconds timeout);
+
+  template <std::floating_point Length, typename Time>  // the last two swapped
+  bool sendDataCommand(ByteView command, Data& getResponse, Length, Time) = delete;
 
   // Sends the text as it is; the reply is all that comes until the line has been quiet
   // for `withTimeout`, trimmed of blanks and tabs at both ends. Always takes that long.
@@ -191,6 +204,7 @@ class BRISVANE_EXPORT BVSerialPort final {
 
   std::shared_ptr<std::mutex> spLock_ = std::make_shared<std::mutex>();
   Data serialReadBuffer_;
+  std::size_t handedOut_ = 0;  // bytes at its front that are gone
   std::string busyState_;
 };
 

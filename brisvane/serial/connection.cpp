@@ -45,17 +45,21 @@ BVSerialPort::~BVSerialPort() {
   if (opened != -1 && opened == spHandle_) terminal::close(opened);
 }
 
-std::int32_t BVSerialPort::openPort(std::int32_t speed) {
+std::int32_t BVSerialPort::openPort(std::int32_t speed) noexcept {
   const bool hasName = isAscii(path_) && path_.find('\0') == std::string::npos;
   const std::int32_t opened = hasName ? openSerialPortWithPath(path_.c_str(), static_cast<std::uint32_t>(speed)) : -1;
   const std::int32_t earlierOpened = openedHandle_.exchange(opened);
   const std::int32_t earlier = spHandle_.exchange(opened);
   if (earlier != -1 && earlier == earlierOpened) terminal::close(earlier);
-  BVLog::Default::debug(join({"Serial Port handle: ", std::to_string(opened)}));
+  try {
+    BVLog::Default::debug(join({"Serial Port handle: ", std::to_string(opened)}));
+  } catch (const std::bad_alloc&) {
+    // The line is lost, the port is not.
+  }
   return opened;
 }
 
-std::int32_t BVSerialPort::openSerialPortWithPath(const char* path, std::uint32_t baudrate) const try {
+std::int32_t BVSerialPort::openSerialPortWithPath(const char* path, std::uint32_t baudrate) const noexcept try {
   if (path == nullptr) return -1;
   const int descriptor = terminal::open(platform_->deviceNodes().location(path));
   if (descriptor == -1) return -1;
@@ -100,12 +104,13 @@ void BVSerialPort::setSpLock(std::shared_ptr<std::mutex> lock) noexcept {
 
 Data BVSerialPort::serialReadBuffer() const {
   const std::scoped_lock lock(bufferMonitor_);
-  return serialReadBuffer_;
+  return {serialReadBuffer_.begin() + static_cast<std::ptrdiff_t>(handedOut_), serialReadBuffer_.end()};
 }
 
 void BVSerialPort::setSerialReadBuffer(Data buffer) noexcept {
   const std::scoped_lock lock(bufferMonitor_);
   serialReadBuffer_.swap(buffer);
+  handedOut_ = 0;
 }
 
 std::string BVSerialPort::busyState() const {

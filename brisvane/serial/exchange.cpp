@@ -1,7 +1,6 @@
 // The three command/reply exchanges of a port.
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <new>
 #include <utility>
 
@@ -10,6 +9,7 @@
 #include "brisvane/host/terminal.h"
 #include "brisvane/logging/BVLog.h"
 #include "brisvane/serial/BVSerialPort.h"
+#include "brisvane/serial/polling.h"
 #include "brisvane/support/strings.h"
 #include "brisvane/types/join.h"
 #include "brisvane/types/unicode.h"
@@ -20,7 +20,6 @@ namespace {
 namespace terminal = host::terminal;
 using Additions::stringByTrimmingWhitespace;
 
-constexpr std::chrono::microseconds kPollPause{1'000};
 constexpr std::size_t kChunkSize = 256;
 // A byte exchange is complete at the next quiet poll after this many, all in all.
 constexpr int kQuietPolls = 2;
@@ -74,7 +73,8 @@ bool BVSerialPort::sendDataCommand(ByteView command, Data& getResponse, std::int
       reply.insert(reply.end(), bytes.begin(), bytes.end());
     }
     // The time-out comes first: it wins over a reply completed in the same poll.
-    if (silence.elapsed() > timeout) {
+    // (Written so that a limit that is no number ends the exchange, too.)
+    if (!(silence.elapsed() <= timeout)) {
       BVLog::Default::error("Error: Reading serial port timed out.");
       return false;
     }

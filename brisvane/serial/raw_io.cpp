@@ -6,9 +6,11 @@
 #include <new>
 #include <utility>
 
+#include "brisvane/host/clock.h"
 #include "brisvane/host/terminal.h"
 #include "brisvane/logging/BVLog.h"
 #include "brisvane/serial/BVSerialPort.h"
+#include "brisvane/serial/polling.h"
 #include "brisvane/types/hex.h"
 #include "brisvane/types/join.h"
 
@@ -19,7 +21,6 @@ using std::chrono::microseconds;
 namespace terminal = host::terminal;
 
 constexpr std::size_t kPollSize = 1024;
-constexpr microseconds kPollPause{1'000};
 constexpr microseconds kPollWait{10'000};
 // A polled read ends when chunks and the quiet polls after the first exceed this.
 constexpr int kEnoughPolls = 4;
@@ -92,8 +93,12 @@ std::optional<Data> BVSerialPort::readSerialWithTimeout(PollCount pollCount) try
 std::optional<std::uint8_t> BVSerialPort::takeBufferedByte() {
   const std::scoped_lock monitor(bufferMonitor_);
   if (serialReadBuffer_.empty()) return std::nullopt;
-  const std::uint8_t byte = serialReadBuffer_.front();
-  serialReadBuffer_.erase(serialReadBuffer_.begin());
+  const std::uint8_t byte = serialReadBuffer_[handedOut_];
+  // Moving the rest to the front for each byte would be quadratic.
+  if (++handedOut_ == serialReadBuffer_.size()) {
+    serialReadBuffer_.clear();
+    handedOut_ = 0;
+  }
   return byte;
 }
 
@@ -143,6 +148,7 @@ void BVSerialPort::clearReadBuffer() noexcept {
   const std::scoped_lock monitor(bufferMonitor_);
   std::fill(serialReadBuffer_.begin(), serialReadBuffer_.end(), std::uint8_t{0});
   serialReadBuffer_.clear();
+  handedOut_ = 0;
 }
 
 std::string BVSerialPort::hexStringFromData(ByteView data) {

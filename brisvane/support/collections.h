@@ -1,11 +1,13 @@
 // Helpers on arrays and dictionaries: mapping, null stripping, first-present lookup.
 // The functions keep no state and may be called from any thread, as long as no other
-// thread changes their receiver meanwhile.
+// thread changes their receiver meanwhile. They may throw std::bad_alloc, as the
+// containers do that they give.
 #pragma once
 
 #include <cstddef>
 #include <functional>
 #include <initializer_list>
+#include <iterator>
 #include <optional>
 
 #include "brisvane/types/export.h"
@@ -39,18 +41,25 @@ namespace BV {
 
 }  // namespace BV
 
-// The same lookup on any map: a copy of the value of the first of `keys` that it
-// holds, else nullopt. One lookup a key, none after the first hit.
+// The same lookup on any map that has key_type, mapped_type and find: a copy of the value
+// of the first of `keys` that it holds, else nullopt. One lookup a key, none after the
+// first hit.
 //
 //   std::map<int, std::string> names = {{1, "one"}, {2, "two"}};
 //   valueForAnyKeys(names, {3, 2, 1});  // "two"
 template <typename AnyMap, typename Keys = std::initializer_list<typename AnyMap::key_type>>
+requires requires(const AnyMap& map, const Keys& keys) { map.find(*std::begin(keys)); }
 [[nodiscard]] std::optional<typename AnyMap::mapped_type> valueForAnyKeys(const AnyMap& map, const Keys& keys) {
   for (const auto& key : keys) {
     const auto found = map.find(key);
     if (found != map.end()) return found->second;
   }
   return std::nullopt;
+}
+
+// And on a Dictionary with keys of any kind.
+[[nodiscard]] inline std::optional<Object> valueForAnyKeys(const Dictionary& dictionary, const Array& keys) {
+  return BV::valueForAnyKeys(dictionary, keys);
 }
 
 }  // namespace brisvane

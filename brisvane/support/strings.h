@@ -1,6 +1,6 @@
 // Helpers on text: emptiness, trimming and prefixing.
 // The functions keep no state and may be called from any thread. An absent receiver
-// counts as the empty text.
+// counts as the empty text. What gives a text may throw std::bad_alloc, as texts do.
 #pragma once
 
 #include <string>

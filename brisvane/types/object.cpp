@@ -141,6 +141,7 @@ const Array* Object::ifArray() const noexcept { return contentIf<Array>(value_);
 const Dictionary* Object::ifDictionary() const noexcept { return contentIf<Dictionary>(value_); }
 
 bool operator==(const Object& left, const Object& right) {
+  if (left.same(right)) return true;
   Pairs pending{{&left, &right}};
   while (!pending.empty()) {
     const auto [a, b] = pending.back();

@@ -29,7 +29,8 @@ struct TextHash {
   std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>{}(text); }
 };
 
-// Neither can hold an absent entry, because an Object always holds something.
+// Neither can hold an absent entry, because an Object always holds something. Copy an
+// Array as `Array b = a` or `b(a)`: `Array b{a}` is an array that holds the array a.
 using Array = std::vector<Object>;
 using Dictionary = std::unordered_map<std::string, Object, TextHash, std::equal_to<>>;
 
@@ -38,9 +39,9 @@ using Date = std::chrono::system_clock::time_point;
 
 // The integer types an Object is made from; bool and the character types are not among them.
 template <typename T>
-concept ObjectInteger =
-    std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char> && !std::same_as<T, wchar_t> &&
-    !std::same_as<T, char8_t> && !std::same_as<T, char16_t> && !std::same_as<T, char32_t>;
+concept ObjectInteger = std::integral<T> && sizeof(T) <= sizeof(std::uint64_t) && !std::same_as<T, bool> &&
+                        !std::same_as<T, char> && !std::same_as<T, wchar_t> && !std::same_as<T, char8_t> &&
+                        !std::same_as<T, char16_t> && !std::same_as<T, char32_t>;
 
 // A shared handle to one immutable value. Copying a handle is cheap and shares the
 // value, identity included; each other construction makes a value of its own. A
@@ -97,7 +98,7 @@ class BRISVANE_EXPORT Object {
   [[nodiscard]] std::optional<Dictionary> dictionary() const;
 
   // The content in place; null when the Object is of another kind. The pointer
-  // lives as long as this Object or any copy of it.
+  // lives as long as some handle to this value does.
   [[nodiscard]] const std::string* ifText() const noexcept;
   [[nodiscard]] const Data* ifData() const noexcept;
   [[nodiscard]] const Array* ifArray() const noexcept;
@@ -108,7 +109,7 @@ class BRISVANE_EXPORT Object {
   // Whether both hold equal content, containers compared to any depth.
   friend BRISVANE_EXPORT bool operator==(const Object& left, const Object& right);
 
-  struct Value;  // the shared representation, private to object.cpp
+  struct Value;  // the shared representation, which object.cpp alone knows
 
  private:
   struct Boolean {

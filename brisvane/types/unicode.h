@@ -28,6 +28,11 @@ struct CodePoint {
 // Appends the UTF-8 form of a code point; U+FFFD for a surrogate or a value above U+10FFFF.
 BRISVANE_EXPORT void appendUtf8(std::string& text, char32_t codePoint);
 
+// Whether the character is a control character (general category Cc).
+[[nodiscard]] constexpr bool isControl(char32_t codePoint) noexcept {
+  return codePoint < 0x20 || (codePoint >= 0x7F && codePoint < 0xA0);
+}
+
 [[nodiscard]] BRISVANE_EXPORT bool isAscii(std::string_view text) noexcept;
 [[nodiscard]] BRISVANE_EXPORT bool isUtf8(std::string_view text) noexcept;
 

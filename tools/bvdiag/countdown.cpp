@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
-#include <cstdio>
+#include <iomanip>
+#include <iostream>
 #include <mutex>
+#include <sstream>
 #include <string>
 
 namespace bvdiag {
@@ -25,16 +27,19 @@ void show(const std::stop_token& stop, double seconds) {
   std::condition_variable_any wake;
   std::unique_lock lock(mutex);
   const auto stoppedWithin = [&](milliseconds time) {
-    return wake.wait_for(lock, stop, time, [] { return false; }), stop.stop_requested();
+    wake.wait_for(lock, stop, time, [] { return false; });
+    return stop.stop_requested();
   };
-  int width = 0;
+  std::size_t width = 0;
   for (milliseconds pause = kPatience; !stoppedWithin(pause); pause = kStep) {
     const std::chrono::duration<double> elapsed = steady_clock::now() - start;
-    const double left = std::max(0.0, seconds - elapsed.count());
-    width = std::max(width, std::fprintf(stderr, "\rwaiting for the reply: %.1f s left (Ctrl-C ends it) ", left));
-    std::fflush(stderr);
+    std::ostringstream line;
+    line << "\rwaiting for the reply: " << std::fixed << std::setprecision(1)
+         << std::max(0.0, seconds - elapsed.count()) << " s left (Ctrl-C ends it) ";
+    std::cerr << line.str();
+    width = std::max(width, line.str().size());
   }
-  if (width > 0) std::fprintf(stderr, "\r%*s\r", width, "");
+  if (width > 0) std::cerr << "\r" + std::string(width, ' ') + "\r";
 }
 
 }  // namespace

@@ -1,9 +1,10 @@
 // bvdiag, the command line of Brisvane: talks to fixtures, or plays one.
 #include <csignal>
 
-#include <array>
-#include <cstdio>
 #include <exception>
+#include <iomanip>
+#include <iostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -19,9 +20,9 @@ std::string versionText() {
   constexpr std::string_view kMark = "PROJECT:";
   const std::string text = BrisvaneVersionString;
   const std::size_t project = text.find(kMark) + kMark.size();
-  std::array<char, 32> number{};
-  std::snprintf(number.data(), number.size(), "%.1f", BrisvaneVersionNumber);
-  return std::string("bvdiag ") + number.data() + " (" + text.substr(project, text.find('\n') - project) + ")";
+  std::ostringstream version;
+  version << "bvdiag " << std::fixed << std::setprecision(1) << BrisvaneVersionNumber;
+  return version.str() + " (" + text.substr(project, text.find('\n') - project) + ")";
 }
 
 std::string failureMessage(const CLI::App* program, const CLI::Error& error) {
@@ -72,11 +73,11 @@ int run(int count, char** arguments) {
 
 int main(int count, char** arguments) {
   // A reader that goes away is told as a failed write, after which links are removed.
-  std::signal(SIGPIPE, SIG_IGN);
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
   try {
     return bvdiag::run(count, arguments);
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "bvdiag: %s\n", error.what());
+    std::cerr << std::string("bvdiag: ") + error.what() + "\n";
     return bvdiag::kFailure;
   }
 }

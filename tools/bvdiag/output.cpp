@@ -3,10 +3,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <iomanip>
+#include <iostream>
+#include <sstream>
 
 #include <brisvane/host/error.h>
 #include <brisvane/host/json.h>
@@ -23,6 +25,7 @@ constexpr std::string_view kReset = "\x1b[0m";
 
 bool wantsColor(std::string_view choice, int stream) {
   if (choice != "auto") return choice == "always";
+  // Nothing here changes the environment. NOLINTNEXTLINE(concurrency-mt-unsafe)
   return ::isatty(stream) == 1 && std::getenv("NO_COLOR") == nullptr;
 }
 
@@ -57,17 +60,17 @@ std::string_view shortEscape(char32_t character) {
 bool isControl(char32_t character) { return character < 0x20 || (character >= 0x7F && character < 0xA0); }
 
 void appendByteEscapes(std::string& text, std::string_view bytes) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
   for (const char byte : bytes) {
-    std::array<char, 5> escape{};
-    std::snprintf(escape.data(), escape.size(), "\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
-    text += escape.data();
+    const auto value = static_cast<unsigned char>(byte);
+    text.append("\\x").append(1, kDigits[value / 16U]).append(1, kDigits[value % 16U]);
   }
 }
 
 std::string hexRow(bv::ByteView row, std::size_t offset) {
-  std::array<char, 24> number{};
-  std::snprintf(number.data(), number.size(), "%08zx ", offset);
-  std::string text = number.data();
+  std::ostringstream number;
+  number << std::hex << std::setfill('0') << std::setw(8) << offset << ' ';
+  std::string text = number.str();
   std::string characters;
   for (std::size_t i = 0; i < kRow; ++i) {
     text += i == kRow / 2 ? "  " : " ";
@@ -113,9 +116,9 @@ std::string hexDump(bv::ByteView bytes, std::size_t offset) {
 }
 
 std::string secondsText(double seconds) {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.3g s", seconds);
-  return text.data();
+  std::ostringstream text;
+  text << std::setprecision(3) << seconds << " s";
+  return text.str();
 }
 
 Output::Output(bool json, std::string_view color)
@@ -140,9 +143,9 @@ std::string Output::colored(Color color, std::string_view text) const {
 void Output::complain(std::string_view message) const {
   const std::string prefix =
       colorsError_ ? std::string(sequence(Color::kRed)).append("bvdiag:").append(kReset) : std::string("bvdiag:");
-  std::fprintf(stderr, "%s %s\n", prefix.c_str(), escaped(message).c_str());
+  std::cerr << prefix + " " + escaped(message) + "\n";
 }
 
-void Output::remark(std::string_view message) const { std::fprintf(stderr, "%s\n", escaped(message).c_str()); }
+void Output::remark(std::string_view message) const { std::cerr << escaped(message) + "\n"; }
 
 }  // namespace bvdiag

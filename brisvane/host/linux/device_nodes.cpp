@@ -43,9 +43,11 @@ std::optional<std::vector<std::string>> DeviceDirectory::list() const noexcept t
   return std::nullopt;
 }
 
-std::string DeviceDirectory::location(std::string_view path) const {
+std::string DeviceDirectory::location(std::string_view path) const noexcept try {
   if (!path.starts_with(kDirectory)) return std::string(path);
   return join({directory_, "/", path.substr(kDirectory.size())});
+} catch (const std::bad_alloc&) {
+  return {};
 }
 
 }  // namespace brisvane::host::real

@@ -1,7 +1,9 @@
 // The device directory on Linux, or a folder that stands in for it.
+// Safe from any thread: nothing of it changes.
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include "brisvane/host/device_nodes.h"
 
@@ -13,7 +15,7 @@ class DeviceDirectory final : public DeviceNodes {
   explicit DeviceDirectory(std::string directory) : directory_(std::move(directory)) {}
 
   std::optional<std::vector<std::string>> list() const noexcept override;
-  std::string location(std::string_view path) const override;
+  std::string location(std::string_view path) const noexcept override;
 
  private:
   std::string directory_;

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <new>
@@ -17,7 +18,9 @@ namespace {
 using real::Descriptor;
 using real::openDescriptor;
 
-constexpr int kAppendFlags = O_WRONLY | O_APPEND | O_NOCTTY;
+// O_NONBLOCK: a file does not care, and a pipe that nobody reads is an error, not a wait.
+constexpr int kAppendFlags = O_WRONLY | O_APPEND | O_NOCTTY | O_NONBLOCK;
+constexpr int kReadFlags = O_RDONLY | O_NOCTTY | O_NONBLOCK;
 constexpr mode_t kNewFileMode = 0666;  // under the umask
 
 Error lastError() noexcept { return Error(errno); }
@@ -28,6 +31,7 @@ Error writeAll(int descriptor, std::string_view bytes) noexcept {
     const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
     if (written < 0 && errno == EINTR) continue;
     if (written < 0) return lastError();
+    if (written == 0) return Error(EIO);
     bytes.remove_prefix(static_cast<std::size_t>(written));
   }
   return {};
@@ -36,11 +40,26 @@ Error writeAll(int descriptor, std::string_view bytes) noexcept {
 // A name for a file beside `path`, short enough for any file system.
 std::string nameBeside(const std::string& path) {
   std::uint64_t number = 0;
-  if (::getrandom(&number, sizeof number, GRND_NONBLOCK) != sizeof number)
-    number = reinterpret_cast<std::uintptr_t>(&number);
+  if (::getrandom(&number, sizeof number, GRND_NONBLOCK) != sizeof number) {
+    // Early in the boot. A name that is taken is only tried again.
+    number = static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count()) ^
+             static_cast<std::uint64_t>(::getpid()) << 32U;
+  }
   std::string name = path.substr(0, path.rfind('/') + 1).append(".bv");
-  for (int i = 0; i < 8; ++i) name += hexDigit(static_cast<unsigned>(number >> (4 * i)));
+  for (unsigned shift = 0; shift < 64; shift += 4) name += hexDigit(static_cast<unsigned>(number >> shift));
   return name;
+}
+
+// A new file beside `path`, whose name it gives; invalid with errno set on failure.
+Descriptor createBeside(const std::string& path, std::string& name) {
+  constexpr int kTries = 16;
+  Descriptor file;
+  for (int i = 0; i < kTries; ++i) {
+    name = nameBeside(path);
+    file = openDescriptor(name.c_str(), kAppendFlags | O_CREAT | O_EXCL, kNewFileMode);
+    if (file.valid() || errno != EEXIST) break;
+  }
+  return file;
 }
 
 // Moves a complete file to `path`; EEXIST when something is there already.
@@ -62,14 +81,19 @@ Error moveWithoutReplacing(const std::string& from, const std::string& path, std
 
 // Makes the file at `path`, complete from the moment it can be seen.
 Error createFile(const std::string& path, std::string_view bytes) {
-  const std::string beside = nameBeside(path);
-  Descriptor file = openDescriptor(beside.c_str(), kAppendFlags | O_CREAT | O_EXCL, kNewFileMode);
+  std::string beside;
+  Descriptor file = createBeside(path, beside);
   if (!file.valid()) return lastError();
   Error failed = writeAll(file.get(), bytes);
   file.reset(-1);
   if (!failed) failed = moveWithoutReplacing(beside, path, bytes);
   if (failed) ::unlink(beside.c_str());
   return failed;
+}
+
+bool isSymbolicLink(const std::string& path) noexcept {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
 }
 
 bool canExist(std::string_view path) noexcept { return !path.empty() && path.find('\0') == std::string_view::npos; }
@@ -79,15 +103,16 @@ bool canExist(std::string_view path) noexcept { return !path.empty() && path.fin
 Error appendToFile(std::string_view path, std::string_view bytes) noexcept try {
   if (!canExist(path)) return Error(ENOENT);
   const std::string name(path);
-  // The second round is for a file that another writer made in between. More would
-  // loop on a dangling symbolic link, which cannot be opened nor made.
-  constexpr int kRounds = 2;
+  // A further round is for a file that another writer has made in between, and then
+  // moved away, and so on. A dangling symbolic link can neither be opened nor made.
+  constexpr int kRounds = 100;
   for (int round = 0; round < kRounds; ++round) {
     const Descriptor file = openDescriptor(name.c_str(), kAppendFlags);
     if (file.valid()) return writeAll(file.get(), bytes);
     if (errno != ENOENT) return lastError();
     const Error failed = createFile(name, bytes);
     if (failed.number() != EEXIST) return failed;
+    if (round > 0 && isSymbolicLink(name)) break;
   }
   return Error(ENOENT);
 } catch (const std::bad_alloc&) {
@@ -97,17 +122,18 @@ Error appendToFile(std::string_view path, std::string_view bytes) noexcept try {
 std::optional<std::string> readFile(std::string_view path, std::size_t limit, Error& error) noexcept try {
   error = canExist(path) ? Error() : Error(ENOENT);
   if (error) return std::nullopt;
-  const Descriptor file = openDescriptor(std::string(path).c_str(), O_RDONLY | O_NOCTTY);
+  const std::string name(path);
+  const Descriptor file = openDescriptor(name.c_str(), kReadFlags);
+  if (!file.valid()) error = lastError();
   std::string content;
   char chunk[4096];
-  for (;;) {
-    const ssize_t count = file.valid() ? ::read(file.get(), chunk, sizeof chunk) : -1;
+  while (!error) {
+    const ssize_t count = ::read(file.get(), chunk, sizeof chunk);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) error = lastError();
     if (count <= 0) break;
     content.append(chunk, static_cast<std::size_t>(count));
     if (content.size() > limit) error = Error(EFBIG);
-    if (error) break;
   }
   return error ? std::nullopt : std::optional<std::string>(std::move(content));
 } catch (const std::bad_alloc&) {

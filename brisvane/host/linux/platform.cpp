@@ -1,5 +1,7 @@
 #include "brisvane/host/linux/platform.h"
 
+#include <memory>
+
 #include "brisvane/host/linux/device_nodes.h"
 #include "brisvane/host/linux/preferences.h"
 #include "brisvane/host/linux/system_log.h"

@@ -1,4 +1,5 @@
 // The real machine: each platform service on Linux.
+// The function may be called from any thread.
 #pragma once
 
 #include <string>

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <new>
+#include <utility>
 #include <vector>
 
 #include "brisvane/host/files.h"
@@ -39,10 +40,11 @@ std::vector<std::string> configurationDirectories() {
     if (directory.starts_with('/')) directories.push_back(std::move(directory));
   };
   const std::string own = environment("XDG_CONFIG_HOME");
+  const std::string home = environment("HOME");
   if (own.starts_with('/')) {
     add(own);
-  } else {
-    add(join({environment("HOME"), "/.config"}));
+  } else if (home.starts_with('/')) {
+    add(join({home, "/.config"}));
   }
   const std::string shared = environment("XDG_CONFIG_DIRS");
   std::string_view rest = shared.empty() ? std::string_view("/etc/xdg") : std::string_view(shared);

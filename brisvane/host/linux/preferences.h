@@ -1,4 +1,5 @@
 // Preferences on Linux: key=value files in the XDG configuration directories.
+// Safe from any thread, as long as no other sets an environment variable meanwhile.
 #pragma once
 
 #include "brisvane/host/preferences.h"

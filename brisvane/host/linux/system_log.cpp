@@ -10,9 +10,12 @@
 
 #include <array>
 #include <cerrno>
+#include <mutex>
 #include <new>
 
+#include "brisvane/host/fork_safety.h"
 #include "brisvane/types/join.h"
+#include "brisvane/types/never_destroyed.h"
 
 namespace brisvane::host::real {
 namespace {
@@ -38,6 +41,25 @@ std::string filledIn(std::string_view format, std::string_view argument) {
   return text;
 }
 
+std::mutex& syslogMutex();
+
+struct SyslogLock {
+  SyslogLock() { surviveFork<syslogMutex>(); }
+  std::mutex mutex;
+};
+
+// syslog(3) holds a lock of glibc's while it writes, which a forked child may find taken
+// for ever. This one around it is free in the child; a fork waits for one entry.
+std::mutex& syslogMutex() {
+  static NeverDestroyed<SyslogLock> lock;
+  return lock->mutex;
+}
+
+void writeToSyslog(int priority, const std::string& message) {
+  const std::scoped_lock lock(syslogMutex());
+  ::syslog(LOG_USER | priority, "%s", message.c_str());
+}
+
 void writeToJournal(const LogChannel& channel, int priority, std::string_view message) {
   const std::array fields{join({"MESSAGE=", message}), join({"PRIORITY=", std::to_string(priority)}),
                           join({"SYSLOG_IDENTIFIER=", program_invocation_short_name}),
@@ -59,7 +81,7 @@ void JournalLog::write(const LogChannel& channel, LogType type, std::string_view
   if (::access(journalSocket_.c_str(), F_OK) == 0) {
     writeToJournal(channel, priorityOf(type), message);
   } else {
-    ::syslog(LOG_USER | priorityOf(type), "%s", message.c_str());
+    writeToSyslog(priorityOf(type), message);
   }
 } catch (const std::bad_alloc&) {
   // Dropped: a log never fails towards its caller.

@@ -1,7 +1,9 @@
 // The system log on Linux: the journal, or syslog where there is no journal.
+// Safe from any thread, and in a child forked while another thread writes.
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include "brisvane/host/system_log.h"
 

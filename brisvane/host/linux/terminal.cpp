@@ -27,9 +27,12 @@ constexpr std::uint32_t kSlowestStandardRate = 50;
 // Whether the line runs within 3 % of the speed asked for, the most that an
 // asynchronous line bears.
 bool runsAt(int descriptor, std::uint32_t speed) noexcept {
-  constexpr double kTolerance = 0.03;
+  const auto isNear = [speed](std::uint32_t actual) {
+    constexpr double kTolerance = 0.03;
+    return std::abs(static_cast<double>(actual) - speed) <= kTolerance * speed;
+  };
   const auto actual = real::lineSpeed(descriptor);
-  return actual && std::abs(static_cast<double>(*actual) - speed) <= kTolerance * speed;
+  return actual && isNear(actual->input) && isNear(actual->output);
 }
 
 // Polls until something is to be told or the time is over; a signal takes nothing
@@ -72,9 +75,15 @@ int open(const std::string& path) noexcept {
 }
 
 bool claim(int descriptor) noexcept {
+  int alreadyExclusive = 0;
+  ::ioctl(descriptor, TIOCGEXCL, &alreadyExclusive);
   if (::ioctl(descriptor, TIOCEXCL) == -1) return false;
   // Only a lock that another holds is a refusal; a device without locks is not.
-  return ::flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+  if (::flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return true;
+  // The mark is the terminal's, and so that other program's: it stays as it was.
+  if (alreadyExclusive == 0) ::ioctl(descriptor, TIOCNXCL);
+  errno = EWOULDBLOCK;
+  return false;
 }
 
 bool clearStatusFlags(int descriptor) noexcept { return ::fcntl(descriptor, F_SETFL, 0) != -1; }
@@ -90,6 +99,7 @@ bool makeRaw(int descriptor, std::uint32_t speed) noexcept {
   // What glibc's cfmakeraw leaves of input processing, and the receiver.
   settings.c_iflag &= ~static_cast<tcflag_t>(INPCK | IXOFF | IXANY);
   settings.c_cflag |= CREAD;
+  settings.c_cflag &= ~static_cast<tcflag_t>(CIBAUD);  // an input speed of its own, if it had one
   settings.c_cc[VMIN] = 0;
   settings.c_cc[VTIME] = 1;
   if (speed >= kSlowestStandardRate) ::cfsetspeed(&settings, speed);
@@ -140,6 +150,11 @@ void drainOutput(int descriptor) noexcept {
   }
 }
 
-void close(int descriptor) noexcept { ::close(descriptor); }
+void close(int descriptor) noexcept {
+  // A pseudo-terminal lives on while its other end is open, and TIOCEXCL with it: to all
+  // but the superuser it could not be opened again.
+  ::ioctl(descriptor, TIOCNXCL);
+  ::close(descriptor);
+}
 
 }  // namespace brisvane::host::terminal

@@ -8,10 +8,10 @@ extern "C" int ioctl(int descriptor, unsigned long request, ...) noexcept;
 
 namespace brisvane::host::real {
 
-std::optional<std::uint32_t> lineSpeed(int descriptor) noexcept {
+std::optional<LineSpeed> lineSpeed(int descriptor) noexcept {
   termios2 settings{};
   if (ioctl(descriptor, TCGETS2, &settings) == -1) return std::nullopt;
-  return settings.c_ospeed;
+  return LineSpeed{settings.c_ispeed, settings.c_ospeed};
 }
 
 bool setLineSpeed(int descriptor, std::uint32_t speed) noexcept {

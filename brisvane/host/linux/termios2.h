@@ -8,8 +8,16 @@
 
 namespace brisvane::host::real {
 
-// The output speed in force, in bits per second; nullopt with errno set on failure.
-std::optional<std::uint32_t> lineSpeed(int descriptor) noexcept;
+// In bits per second.
+struct LineSpeed {
+  std::uint32_t input;
+  std::uint32_t output;
+
+  bool operator==(const LineSpeed&) const = default;
+};
+
+// The speeds in force; nullopt with errno set on failure.
+std::optional<LineSpeed> lineSpeed(int descriptor) noexcept;
 
 // Sets any speed for both directions (BOTHER); false with errno set on failure. The
 // driver may settle for another: read it back.

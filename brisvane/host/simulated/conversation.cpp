@@ -9,9 +9,15 @@ namespace {
 using std::chrono::duration;
 using std::chrono::duration_cast;
 
+// What is longer is no command: it is thrown away.
+constexpr std::size_t kLongestCommand = std::size_t{64} << 10U;
+
 Conversation::Clock::duration seconds(double number) {
   return duration_cast<Conversation::Clock::duration>(duration<double>(number));
 }
+
+// No reply is later than this, so that adding to it cannot overflow.
+Conversation::Time farthest(Conversation::Time now) { return now + std::chrono::hours(24 * 365); }
 
 std::string_view viewOf(const Data& bytes) { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
 
@@ -41,9 +47,9 @@ std::vector<Data> chunksOf(const FixtureScript::Reply& reply, const Data& bytes)
   auto at = bytes.begin();
   for (std::size_t i = 0; at != bytes.end(); ++i) {
     const auto left = static_cast<std::size_t>(bytes.end() - at);
-    std::size_t size = left;
-    if (reply.splitsEvenly) size = std::min(reply.split.front(), left);
-    if (!reply.splitsEvenly && i < reply.split.size()) size = std::min(reply.split[i], left);
+    const std::size_t index = reply.splitsEvenly ? 0 : i;
+    const std::size_t asked = index < reply.split.size() ? std::max(reply.split[index], std::size_t{1}) : left;
+    const std::size_t size = std::min(asked, left);
     chunks.emplace_back(at, at + static_cast<std::ptrdiff_t>(size));
     at += static_cast<std::ptrdiff_t>(size);
   }
@@ -58,8 +64,8 @@ void Conversation::begin(Time now) {
 }
 
 void Conversation::end() {
-  for (const Outgoing& unsent : outgoing_) scheduled_ -= unsent.bytes.size();
   received_.clear();
+  searched_ = 0;
   outgoing_.clear();
   lastDue_ = {};
 }
@@ -70,6 +76,10 @@ void Conversation::receive(ByteView bytes, Time now) {
   if (script_.echo) schedule(Data(bytes.begin(), bytes.end()), now);
   while (takeBytesCommand() || (!mayBecomeBytesCommand() && takeLine(now))) {
   }
+  if (received_.size() > kLongestCommand) {
+    received_.clear();
+    searched_ = 0;
+  }
 }
 
 void Conversation::advance(Time now) {
@@ -78,6 +88,7 @@ void Conversation::advance(Time now) {
   const auto found = std::find_if(script_.commands.begin(), script_.commands.end(), isWhole);
   if (found != script_.commands.end()) {
     received_.clear();
+    searched_ = 0;
     answer(*found, {}, nullptr, now);
   }
   while (takeLine(now)) {  // what might have become a command of bytes, and did not
@@ -88,6 +99,7 @@ bool Conversation::takeBytesCommand() {
   for (const FixtureScript::Command& command : script_.commands) {
     if (!command.bytes || !received_.starts_with(viewOf(*command.bytes))) continue;
     received_.erase(0, command.bytes->size());
+    searched_ = 0;
     answer(command, {}, nullptr, lastReceived_);
     return true;
   }
@@ -104,7 +116,8 @@ bool Conversation::mayBecomeBytesCommand() const {
 }
 
 bool Conversation::takeLine(Time now) {
-  const std::size_t end = received_.find_first_of("\r\n");
+  const std::size_t end = received_.find_first_of("\r\n", searched_);
+  searched_ = end == std::string::npos ? received_.size() : 0;
   if (end == std::string::npos) return false;
   const std::string line = received_.substr(0, end);
   received_.erase(0, end + 1);
@@ -124,7 +137,7 @@ void Conversation::answer(std::string_view line, Time now) {
 void Conversation::answer(const FixtureScript::Command& command, std::string_view line, const Pattern::Match* match,
                           Time now) {
   for (const FixtureScript::Reply& reply : command.replies) {
-    say(reply, match != nullptr ? withGroups(reply.bytes, line, *match) : reply.bytes, now);
+    say(reply, match != nullptr && reply.isText ? withGroups(reply.bytes, line, *match) : reply.bytes, now);
   }
   if (command.hangsUp) enqueue({std::max(now, lastDue_), {}, true});
 }
@@ -135,21 +148,17 @@ void Conversation::say(const FixtureScript::Replies& replies, Time now) {
 
 void Conversation::say(const FixtureScript::Reply& reply, Data bytes, Time now) {
   for (std::size_t i = 0; i < reply.noise; ++i) bytes.push_back(static_cast<std::uint8_t>(noise_() >> 8U));
-  Time due = std::max(now, lastDue_) + seconds(reply.delay);
+  Time due = std::min(std::max(now, lastDue_) + seconds(reply.delay), farthest(now));
+  lastDue_ = due;
   for (Data& chunk : chunksOf(reply, bytes)) {
     schedule(std::move(chunk), due);
-    due += seconds(reply.gap);
+    due = std::min(due + seconds(reply.gap), farthest(now));
   }
 }
 
-// Cuts the bytes off where the script hangs up.
 void Conversation::schedule(Data bytes, Time due) {
   lastDue_ = std::max(lastDue_, due);
-  const std::size_t left = script_.hangUpAfter.value_or(scheduled_ + bytes.size()) - scheduled_;
-  const bool reached = script_.hangUpAfter && bytes.size() >= left;
-  bytes.resize(std::min(bytes.size(), left));
-  scheduled_ += bytes.size();
-  enqueue({due, std::move(bytes), reached});
+  enqueue({due, std::move(bytes), false});
 }
 
 // An echo goes ahead of replies that are still to come.
@@ -172,7 +181,7 @@ Data Conversation::takeDue(Time now) {
 
 std::optional<Conversation::Time> Conversation::nextDue(Time now) const {
   std::optional<Time> next;
-  if (!outgoing_.empty()) next = outgoing_.front().due;
+  if (!outgoing_.empty() && !hangUp_) next = outgoing_.front().due;
   const Time quiet = lastReceived_ + seconds(script_.commandGap);
   if (!received_.empty() && quiet > now) next = std::min(next.value_or(quiet), quiet);
   return next;

@@ -33,6 +33,8 @@ class Conversation {
   [[nodiscard]] Data takeDue(Time now);
   // When advance or takeDue has something to do next; nullopt for not before more comes.
   [[nodiscard]] std::optional<Time> nextDue(Time now) const;
+  // After how many bytes the script hangs up, whatever they are.
+  [[nodiscard]] std::optional<std::size_t> hangUpAfter() const { return script_.hangUpAfter; }
   // Whether the script hangs up after what has been taken.
   [[nodiscard]] bool wantsHangUp() const { return hangUp_; }
 
@@ -55,11 +57,11 @@ class Conversation {
 
   FixtureScript script_;
   std::minstd_rand noise_;
-  std::string received_;  // not yet a command
+  std::string received_;      // not yet a command
+  std::size_t searched_ = 0;  // of it, without finding a line end
   Time lastReceived_{};
   std::deque<Outgoing> outgoing_;
   Time lastDue_{};
-  std::size_t scheduled_ = 0;  // bytes sent or to be sent, over the fixture's life
   bool hangUp_ = false;
 };
 

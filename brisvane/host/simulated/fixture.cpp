@@ -9,6 +9,8 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <new>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -23,8 +25,13 @@ namespace {
 using std::chrono::milliseconds;
 
 // How long a hang-up of the script's waits for the program to read what came before.
-constexpr milliseconds kHangUpPatience{500};
-constexpr milliseconds kHangUpStep{10};
+constexpr milliseconds kHangUpPatience{2000};
+
+// How long a program may take from its close to giving back its lock.
+constexpr milliseconds kClosingTime{50};
+
+// The time between two looks at either.
+constexpr milliseconds kStep{5};
 
 }  // namespace
 
@@ -43,7 +50,12 @@ class Fixture::Worker {
   bool start() {
     wake_.set(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     if (wake_.get() < 0 || !terminal_.open()) return false;
-    thread_ = std::thread([this] { run(); });
+    try {
+      thread_ = std::thread([this] { run(); });
+    } catch (const std::system_error& refused) {
+      errno = refused.code().value();
+      return false;
+    }
     return true;
   }
 
@@ -63,13 +75,19 @@ class Fixture::Worker {
   [[nodiscard]] bool hasHungUp() const noexcept { return hungUp_; }
 
  private:
-  void run() {
-    while (!stopping_ && !hangUpIsDue()) {
-      waitForSomething();
-      followConnections();
-      receive();
-      conversation_.advance(Conversation::Clock::now());
-      send();
+  void run() noexcept {
+    try {
+      while (!stopping_ && !hangUpIsDue()) {
+        waitForSomething();
+        // Read first: then every opening ahead of these bytes is known.
+        Data received = read();
+        followConnections(received);
+        hear(received);
+        conversation_.advance(Conversation::Clock::now());
+        send();
+      }
+    } catch (const std::bad_alloc&) {
+      // A fixture that cannot go on hangs up.
     }
     terminal_.hangUp();
     hungUp_ = true;
@@ -82,7 +100,7 @@ class Fixture::Worker {
   }
 
   void waitForSomething() {
-    const bool blocked = !outgoing_.empty();
+    const bool blocked = !outgoing_.empty() && !hangUpRequested_;
     std::array<pollfd, 3> requests{{{terminal_.device(), static_cast<short>(blocked ? POLLIN | POLLOUT : POLLIN), 0},
                                     {terminal_.watch(), POLLIN, 0},
                                     {wake_.get(), POLLIN, 0}}};
@@ -91,7 +109,7 @@ class Fixture::Worker {
 
   // In milliseconds, as poll wants it; -1 for as long as it takes.
   [[nodiscard]] int timeToWait() const {
-    if (hangUpRequested_) return static_cast<int>(kHangUpStep.count());
+    if (hangUpRequested_ || closedAt_) return static_cast<int>(kStep.count());
     const auto now = Conversation::Clock::now();
     const auto due = conversation_.nextDue(now);
     if (!due) return -1;
@@ -99,64 +117,83 @@ class Fixture::Worker {
     return static_cast<int>(std::max(left, milliseconds::zero()).count());
   }
 
-  void followConnections() {
-    const std::vector<bool> changes = terminal_.openedOrClosed();
-    for (auto change = changes.begin(); change != changes.end(); ++change) {
-      if (*change) {
-        if (programs_++ == 0) begin();
-      } else {
-        // What waits is the closing program's, unless another has opened the node since.
-        if (std::find(change, changes.end(), true) == changes.end()) receive();
-        if (--programs_ == 0) end();
-      }
+  // inotify tells that programs have opened or closed the node, but merges events that
+  // follow each other, so that they cannot be counted. One program at a time is what a
+  // fixture is for; a second one that is refused opens and closes, too. Only the lock
+  // tells them apart, which a program gives back a moment after its close is told.
+  void followConnections(Data& received) {
+    const auto now = Conversation::Clock::now();
+    for (const bool opened : terminal_.openedOrClosed()) {
+      if (opened && connected_ && closedAt_) end();  // one has gone, the next has come
+      if (opened && !connected_) begin();
+      if (!opened && connected_) closedAt_ = now;
     }
-    // At every occasion, not at the close alone: the next program may be as quick.
-    terminal_.endExclusiveUse();
+    if (!closedAt_) return;
+    if (!terminal_.isLocked()) {
+      hear(std::exchange(received, {}));  // it is the closing program's
+      end();
+    } else if (now - *closedAt_ > kClosingTime) {
+      closedAt_.reset();
+    }
   }
 
   void begin() {
+    connected_ = true;
     conversation_.begin(Conversation::Clock::now());
     tell(Event::kOpened, {});
   }
 
   void end() {
+    connected_ = false;
+    closedAt_.reset();
     conversation_.end();
     outgoing_.clear();
     terminal_.discardUnread();
+    terminal_.endExclusiveUse();
     tell(Event::kClosed, {});
   }
 
-  void receive() {
+  // What the program has written, so much that a talkative one leaves time for the rest.
+  [[nodiscard]] Data read() const {
+    constexpr std::size_t kMost = std::size_t{64} << 10U;
+    Data received;
     std::array<std::uint8_t, 4096> chunk;
-    for (;;) {
+    while (received.size() < kMost) {
       const ssize_t count = ::read(terminal_.device(), chunk.data(), chunk.size());
-      if (count <= 0) return;
-      const ByteView bytes = ByteView(chunk).first(static_cast<std::size_t>(count));
-      tell(Event::kReceived, bytes);
-      conversation_.receive(bytes, Conversation::Clock::now());
+      if (count <= 0) break;
+      received.insert(received.end(), chunk.begin(), chunk.begin() + count);
     }
+    return received;
   }
 
-  // Writes what is due, as much as the line takes; the rest waits for POLLOUT.
+  void hear(const Data& received) {
+    if (received.empty()) return;
+    tell(Event::kReceived, received);
+    conversation_.receive(received, Conversation::Clock::now());
+  }
+
+  // Writes what is due, as much as the line takes; the rest waits for POLLOUT. Of the
+  // bytes beyond the script's hang-up none is sent.
   void send() {
     const Data due = conversation_.takeDue(Conversation::Clock::now());
     outgoing_.insert(outgoing_.end(), due.begin(), due.end());
-    if (!outgoing_.empty()) {
-      const ssize_t count = ::write(terminal_.device(), outgoing_.data(), outgoing_.size());
-      const auto sent = static_cast<std::ptrdiff_t>(std::max(count, ssize_t{0}));
-      if (sent > 0) tell(Event::kSent, ByteView(outgoing_).first(static_cast<std::size_t>(sent)));
-      outgoing_.erase(outgoing_.begin(), outgoing_.begin() + sent);
+    const std::size_t allowed = conversation_.hangUpAfter().value_or(sent_ + outgoing_.size()) - sent_;
+    if (!outgoing_.empty() && allowed > 0) {
+      const ssize_t count = ::write(terminal_.device(), outgoing_.data(), std::min(outgoing_.size(), allowed));
+      const auto sent = static_cast<std::size_t>(std::max(count, ssize_t{0}));
+      if (sent > 0) tell(Event::kSent, ByteView(outgoing_).first(sent));
+      outgoing_.erase(outgoing_.begin(), outgoing_.begin() + static_cast<std::ptrdiff_t>(sent));
+      sent_ += sent;
     }
-    if (conversation_.wantsHangUp() && outgoing_.empty() && !hangUpRequested_) {
-      hangUpRequested_ = Conversation::Clock::now();
-    }
+    const bool over = conversation_.hangUpAfter() == sent_ || (conversation_.wantsHangUp() && outgoing_.empty());
+    if (over && !hangUpRequested_) hangUpRequested_ = Conversation::Clock::now();
   }
 
   // A line that hangs up loses what was not read: the program gets some time for it.
   [[nodiscard]] bool hangUpIsDue() const {
     if (!hangUpRequested_) return false;
     const auto waited = Conversation::Clock::now() - *hangUpRequested_;
-    return waited > kHangUpPatience || (waited > 2 * kHangUpStep && terminal_.unread() == 0);
+    return waited > kHangUpPatience || (waited > 4 * kStep && terminal_.unread() == 0);
   }
 
   Conversation conversation_;
@@ -164,7 +201,9 @@ class Fixture::Worker {
   PseudoTerminal terminal_;
   Handle wake_;
   Data outgoing_;
-  int programs_ = 0;  // that have the node open
+  std::size_t sent_ = 0;  // bytes, over the fixture's life
+  bool connected_ = false;
+  std::optional<Conversation::Clock::time_point> closedAt_;  // a program whose lock may still be held
   std::optional<Conversation::Clock::time_point> hangUpRequested_;
   std::atomic<bool> stopping_{false};
   std::atomic<bool> hungUp_{false};

@@ -13,14 +13,14 @@
 
 namespace brisvane::host::simulated {
 
-// Any program can open its node, one after the other, as it would a USB adapter's. A
+// Any program can open its node, one at a time, as it would a USB adapter's. A
 // text command ends with a carriage return, a line feed or both; a command known by its
 // exact text or bytes is also taken when the line goes quiet after it.
 class BRISVANE_EXPORT Fixture {
  public:
   enum class Event : std::uint8_t { kOpened, kClosed, kReceived, kSent, kHungUp };
   // Called on the fixture's thread as things happen; the bytes are empty but for
-  // kReceived and kSent.
+  // kReceived and kSent. It must not throw. kHungUp may come after hangUp has returned.
   using Observer = std::function<void(Event event, ByteView bytes)>;
 
   // Starts a fixture. Null when the system gives no pseudo-terminal; `error` then says why.

@@ -1,5 +1,6 @@
 #include "brisvane/host/simulated/fixture_script.h"
 
+#include <random>
 #include <utility>
 
 #include "brisvane/host/json.h"
@@ -46,16 +47,15 @@ FixtureScript::Reply readReply(const Object& description, const std::string& pla
   FixtureScript::Reply reply;
   if (const std::string* const text = description.ifText()) {
     reply.bytes = bytesOf(*text);
+    reply.isText = true;
     return reply;
   }
   ScriptReader reader(description, place);
   const std::string_view content = oneOf(reader, {"text", "hex", "noise"});
-  if (content == "text") reply.bytes = bytesOf(reader.text(content));
+  reply.isText = content == "text";
+  if (reply.isText) reply.bytes = bytesOf(reader.text(content));
   if (content == "hex") reply.bytes = hexBytes(reader, content);
-  if (content == "noise") {
-    reply.noise = reader.count(content, 0, 1);
-    if (reply.noise > kMostNoise) reader.fail(content, "must be at most 1000000");
-  }
+  if (content == "noise") reply.noise = reader.count(content, 0, 1, kMostNoise);
   reply.delay = reader.seconds("delay", reply.delay);
   readSplit(reader, reply);
   reply.gap = reader.seconds("gap", reply.gap);
@@ -73,7 +73,11 @@ FixtureScript::Command readCommand(const Object& description, const std::string&
   ScriptReader reader(description, place);
   FixtureScript::Command command;
   const std::string_view kind = oneOf(reader, {"command", "pattern", "hex"});
-  if (kind == "command") command.text = reader.text(kind);
+  if (kind == "command") {
+    command.text = reader.text(kind);
+    const bool isLine = !command.text->empty() && command.text->find_first_of("\r\n") == std::string::npos;
+    if (!isLine) reader.fail(kind, "must be one line, without its end");
+  }
   if (kind == "hex") command.bytes = hexBytes(reader, kind);
   if (kind == "pattern") {
     command.pattern = Pattern::compile(reader.text(kind));
@@ -86,6 +90,7 @@ FixtureScript::Command readCommand(const Object& description, const std::string&
 }
 
 FixtureScript readScript(const Object& description) {
+  constexpr std::size_t kLargestSeed = std::minstd_rand::modulus - 1;
   FixtureScript script;
   ScriptReader reader(description, "");
   script.greeting = readReplies(reader, "greeting");
@@ -94,9 +99,9 @@ FixtureScript readScript(const Object& description) {
     script.commands.push_back(readCommand(command, place));
   }
   script.unknown = readReplies(reader, "unknown");
-  if (reader.has("hangUpAfter")) script.hangUpAfter = reader.count("hangUpAfter", 0);
+  if (reader.has("hangUpAfter")) script.hangUpAfter = reader.count("hangUpAfter", 1, 1);
   script.commandGap = reader.seconds("commandGap", script.commandGap);
-  script.seed = static_cast<std::uint32_t>(reader.count("seed", script.seed));
+  script.seed = static_cast<std::uint32_t>(reader.count("seed", script.seed, 1, kLargestSeed));
   reader.finish();
   return script;
 }

@@ -19,9 +19,10 @@ struct FixtureScript {
   // Bytes that the fixture sends, after a delay, whole or in chunks.
   struct Reply {
     Data bytes;
+    bool isText = false;             // in a reply to a pattern, $1 to $9 stand for its groups
     std::size_t noise = 0;           // this many random bytes instead
     double delay = 0;                // seconds after what was sent before
-    std::vector<std::size_t> split;  // sizes of the chunks; what is left over is the last
+    std::vector<std::size_t> split;  // sizes of the chunks, 1 or more; what is left is the last
     bool splitsEvenly = false;       // the one size in `split` repeats
     double gap = 0.02;               // seconds between chunks
   };

@@ -1,5 +1,6 @@
 #include "brisvane/host/simulated/machine.h"
 
+#include <algorithm>
 #include <mutex>
 #include <new>
 #include <utility>
@@ -78,11 +79,13 @@ class DescribedDevices final : public DeviceNodes {
     return std::nullopt;
   }
 
-  std::string location(std::string_view path) const override {
+  std::string location(std::string_view path) const noexcept override try {
     if (!path.starts_with(kDirectory)) return std::string(path);
     const Fixture* const found = fixture(path.substr(kDirectory.size()));
     // The real machine's devices are not this one's.
     return found != nullptr && !found->hasHungUp() ? found->node() : std::string();
+  } catch (const std::bad_alloc&) {
+    return {};
   }
 
   [[nodiscard]] Fixture* fixture(std::string_view name) const noexcept {
@@ -153,6 +156,10 @@ std::vector<Device> readDevices(ScriptReader& reader) {
   std::vector<Device> devices;
   for (const auto& [description, place] : reader.elements("devices")) {
     devices.push_back(readDevice(description, place));
+    const auto isSame = [&](const Device& device) { return device.name == devices.back().name; };
+    if (std::count_if(devices.begin(), devices.end(), isSame) > 1) {
+      throw ScriptError{place + ".name: there is another device of this name"};
+    }
   }
   return devices;
 }
@@ -194,7 +201,7 @@ std::unique_ptr<Machine> Machine::fromFile(Text path, std::string& error) {
   const auto content = readFile(path.orEmpty(), kLargest, failed);
   auto machine = content ? fromJson(*content, error) : nullptr;
   if (machine == nullptr) {
-    error = std::string(path.orEmpty()) + ": " + (failed ? failed.text() : error);
+    error = failed ? errorText(path.orEmpty(), failed.number()) : std::string(path.orEmpty()) + ": " + error;
   }
   return machine;
 }

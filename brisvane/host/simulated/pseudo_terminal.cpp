@@ -3,12 +3,17 @@
 #include <fcntl.h>
 #include <sys/inotify.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <array>
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 
 namespace brisvane::host::simulated {
 
@@ -51,6 +56,21 @@ std::vector<bool> PseudoTerminal::openedOrClosed() {
       at += sizeof event + event.len;
     }
   }
+}
+
+// Asking for the lock oneself could refuse it to a program that comes at that moment;
+// /proc/locks only tells. Its lines: "1: FLOCK  ADVISORY  WRITE 1234 00:18:5 0 EOF".
+bool PseudoTerminal::isLocked() const {
+  struct stat status {};
+  if (::fstat(ownEnd_.get(), &status) != 0) return false;
+  std::array<char, 64> id{};
+  static_cast<void>(std::snprintf(id.data(), id.size(), " %02x:%02x:%ju ", major(status.st_dev), minor(status.st_dev),
+                                  static_cast<std::uintmax_t>(status.st_ino)));
+  std::ifstream locks("/proc/locks");
+  for (std::string line; std::getline(locks, line);) {
+    if (line.find(" FLOCK ") != std::string::npos && line.find(id.data()) != std::string::npos) return true;
+  }
+  return false;
 }
 
 void PseudoTerminal::endExclusiveUse() noexcept { ::ioctl(ownEnd_.get(), TIOCNXCL); }

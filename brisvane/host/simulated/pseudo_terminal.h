@@ -42,9 +42,10 @@ class PseudoTerminal {
   // the last call.
   [[nodiscard]] std::vector<bool> openedOrClosed();
 
-  // The pair lives on between two programs, and TIOCEXCL of the first with it: to all
-  // but the superuser the node would stay closed. (The advisory lock goes with the
-  // program.)
+  // Whether a program holds the advisory lock on the node. It goes with the program.
+  [[nodiscard]] bool isLocked() const;
+  // Ends what a program has left behind that was killed: TIOCEXCL lives on with the pair,
+  // and to all but the superuser the node would stay closed.
   void endExclusiveUse() noexcept;
   // Throws away what the program has not read.
   void discardUnread() noexcept;

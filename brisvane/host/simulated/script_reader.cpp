@@ -1,6 +1,5 @@
 #include "brisvane/host/simulated/script_reader.h"
 
-#include <cmath>
 #include <optional>
 
 namespace brisvane::host::simulated {
@@ -51,13 +50,16 @@ double ScriptReader::seconds(std::string_view key, double fallback) {
   constexpr double kLongest = 86'400;
   const auto number = numberFrom(value(key));
   if (!number && !has(key)) return fallback;
-  if (!number || *number < 0 || *number > kLongest) fail(key, "must be a number of seconds from 0 to 86400");
+  if (!number || !(*number >= 0 && *number <= kLongest)) fail(key, "must be a number of seconds from 0 to 86400");
   return *number;
 }
 
-std::size_t ScriptReader::count(std::string_view key, std::size_t fallback, std::size_t smallest) {
+std::size_t ScriptReader::count(std::string_view key, std::size_t fallback, std::size_t smallest, std::size_t largest) {
   const Object field = value(key);
-  return has(key) ? countFrom(field, placeOf(key), smallest) : fallback;
+  if (!has(key)) return fallback;
+  const std::size_t number = countFrom(field, placeOf(key), smallest);
+  if (number > largest) fail(key, "must be at most " + std::to_string(largest));
+  return number;
 }
 
 std::vector<std::pair<Object, std::string>> ScriptReader::elements(std::string_view key) {

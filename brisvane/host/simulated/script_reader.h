@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -28,7 +29,8 @@ class ScriptReader {
   [[nodiscard]] std::string text(std::string_view key);
   [[nodiscard]] bool boolean(std::string_view key, bool fallback);
   [[nodiscard]] double seconds(std::string_view key, double fallback);
-  [[nodiscard]] std::size_t count(std::string_view key, std::size_t fallback, std::size_t smallest = 0);
+  [[nodiscard]] std::size_t count(std::string_view key, std::size_t fallback, std::size_t smallest,
+                                  std::size_t largest = SIZE_MAX);
   // The elements of an array, each with its place; none when the field is missing.
   [[nodiscard]] std::vector<std::pair<Object, std::string>> elements(std::string_view key);
   // The field's value; the null marker when it is missing.
