@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <vector>
 
 namespace brisvane::host::real {
@@ -26,8 +27,15 @@ constexpr char kJournalSocket[] = "/run/systemd/journal/socket";
 
 // The calling process's /run and /dev become its own: nothing reaches the machine's logs.
 bool isolate() {
-  const int flags = ::geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWUSER | CLONE_NEWNS;
-  return ::unshare(flags) == 0 && ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+  const auto user = std::to_string(::geteuid());
+  const auto group = std::to_string(::getegid());
+  if (::unshare(user == "0" ? CLONE_NEWNS : CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
+  if (user != "0") {  // the owner of a namespace of its own, where it can make files
+    std::ofstream("/proc/self/setgroups") << "deny";
+    std::ofstream("/proc/self/uid_map") << "0 " << user << " 1";
+    std::ofstream("/proc/self/gid_map") << "0 " << group << " 1";
+  }
+  return ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
          ::mount("none", "/run", "tmpfs", 0, nullptr) == 0 && ::mount("none", "/dev", "tmpfs", 0, nullptr) == 0;
 }
 

@@ -16,7 +16,8 @@ TEST(Text, IsAbsentWhenWhatItWasMadeOfIsAndOnlyThen) {
   EXPECT_EQ(taken(std::nullopt), std::nullopt);
   EXPECT_EQ(taken(static_cast<const char*>(nullptr)), std::nullopt);
   EXPECT_EQ(taken(std::optional<std::string>()), std::nullopt);
-  EXPECT_EQ(taken(std::optional<std::string_view>()), std::nullopt);
+  static constexpr std::optional<std::string_view> kNone;
+  EXPECT_EQ(taken(kNone), std::nullopt);
   EXPECT_EQ(taken(""), "");
   EXPECT_EQ(taken(std::optional<std::string>("")), "");
   EXPECT_EQ(taken(std::filesystem::path()), "");

@@ -89,7 +89,6 @@ std::string hexText(const Data& data) {
 
 // nlohmann's object sorts its keys, which is what makes the text reproducible.
 json toJson(const Object& value, std::size_t depth = 0) {
-  if (depth > kJsonDepthLimit) return nullptr;
   switch (value.kind()) {
     case Object::Kind::kNull:
       return nullptr;
@@ -107,11 +106,13 @@ json toJson(const Object& value, std::size_t depth = 0) {
     case Object::Kind::kDate:
       return std::chrono::duration<double>(value.date()->time_since_epoch()).count();
     case Object::Kind::kArray: {
+      if (depth == kJsonDepthLimit) return nullptr;
       json array = json::array();
       for (const Object& element : *value.ifArray()) array.push_back(toJson(element, depth + 1));
       return array;
     }
     case Object::Kind::kDictionary: {
+      if (depth == kJsonDepthLimit) return nullptr;
       json object = json::object();
       for (const auto& [key, element] : *value.ifDictionary()) object[toUtf8(key)] = toJson(element, depth + 1);
       return object;

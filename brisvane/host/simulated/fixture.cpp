@@ -68,7 +68,7 @@ class Fixture::Worker {
   // Until the thread has closed its end.
   void stopAndWait() noexcept {
     stop();
-    hungUp_.wait(false);
+    closed_.wait(false);
   }
 
   [[nodiscard]] const std::string& node() const noexcept { return terminal_.node(); }
@@ -89,9 +89,11 @@ class Fixture::Worker {
     } catch (const std::bad_alloc&) {
       // A fixture that cannot go on hangs up.
     }
-    terminal_.hangUp();
+    // In this order: who sees the line hang up finds it told.
     hungUp_ = true;
-    hungUp_.notify_all();
+    terminal_.hangUp();
+    closed_ = true;
+    closed_.notify_all();
     tell(Event::kHungUp, {});
   }
 
@@ -207,6 +209,7 @@ class Fixture::Worker {
   std::optional<Conversation::Clock::time_point> hangUpRequested_;
   std::atomic<bool> stopping_{false};
   std::atomic<bool> hungUp_{false};
+  std::atomic<bool> closed_{false};
   std::thread thread_;
 };
 

@@ -13,7 +13,8 @@
 
 namespace brisvane::host::simulated {
 
-// Any program can open its node, one at a time, as it would a USB adapter's. A
+// Any program can open its node, one at a time, as it would a USB adapter's. What a
+// program has left unread is taken away a moment after it has closed the line. A
 // text command ends with a carriage return, a line feed or both; a command known by its
 // exact text or bytes is also taken when the line goes quiet after it.
 class BRISVANE_EXPORT Fixture {

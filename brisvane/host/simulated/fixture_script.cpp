@@ -89,14 +89,14 @@ FixtureScript::Command readCommand(const Object& description, const std::string&
   return command;
 }
 
-FixtureScript readScript(const Object& description) {
+FixtureScript readScript(const Object& description, const std::string& place) {
   constexpr std::size_t kLargestSeed = std::minstd_rand::modulus - 1;
   FixtureScript script;
-  ScriptReader reader(description, "");
+  ScriptReader reader(description, place);
   script.greeting = readReplies(reader, "greeting");
   script.echo = reader.boolean("echo", script.echo);
-  for (const auto& [command, place] : reader.elements("commands")) {
-    script.commands.push_back(readCommand(command, place));
+  for (const auto& [command, where] : reader.elements("commands")) {
+    script.commands.push_back(readCommand(command, where));
   }
   script.unknown = readReplies(reader, "unknown");
   if (reader.has("hangUpAfter")) script.hangUpAfter = reader.count("hangUpAfter", 1, 1);
@@ -108,8 +108,8 @@ FixtureScript readScript(const Object& description) {
 
 }  // namespace
 
-std::optional<FixtureScript> FixtureScript::from(const Object& description, std::string& error) try {
-  return readScript(description);
+std::optional<FixtureScript> FixtureScript::from(const Object& description, std::string& error, Text place) try {
+  return readScript(description, std::string(place.orEmpty()));
 } catch (const ScriptError& wrong) {
   error = wrong.text;
   return std::nullopt;

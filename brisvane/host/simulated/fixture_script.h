@@ -12,6 +12,7 @@
 #include "brisvane/types/data.h"
 #include "brisvane/types/export.h"
 #include "brisvane/types/object.h"
+#include "brisvane/types/text.h"
 
 namespace brisvane::host::simulated {
 
@@ -46,8 +47,10 @@ struct FixtureScript {
   std::uint32_t seed = 1;                  // of the noise
 
   // Reads a script from its description; docs/simulated.md tells the form. nullopt
-  // when it is malformed; `error` then names the place and what is wrong there.
-  [[nodiscard]] BRISVANE_EXPORT static std::optional<FixtureScript> from(const Object& description, std::string& error);
+  // when it is malformed; `error` then names the place and what is wrong there, the place
+  // beginning with `place` when the script is part of a larger description.
+  [[nodiscard]] BRISVANE_EXPORT static std::optional<FixtureScript> from(const Object& description, std::string& error,
+                                                                         Text place = nullptr);
   // The same from JSON text.
   [[nodiscard]] BRISVANE_EXPORT static std::optional<FixtureScript> fromJson(std::string_view json, std::string& error);
 };

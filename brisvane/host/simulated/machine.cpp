@@ -145,8 +145,8 @@ Device readDevice(const Object& description, const std::string& place) {
   reader.finish();
   if (fixture.isNull()) return device;
   std::string error;
-  auto script = FixtureScript::from(fixture, error);
-  if (!script) throw ScriptError{reader.placeOf("fixture") + "." + error};
+  auto script = FixtureScript::from(fixture, error, reader.placeOf("fixture"));
+  if (!script) throw ScriptError{error};
   device.fixture = Fixture::start(std::move(*script), error);
   if (device.fixture == nullptr) throw ScriptError{reader.placeOf("fixture") + ": " + error};
   return device;

@@ -21,7 +21,7 @@ std::size_t countFrom(const Object& value, const std::string& place, std::size_t
 
 ScriptReader::ScriptReader(const Object& value, std::string place) : place_(std::move(place)) {
   const Dictionary* const fields = value.ifDictionary();
-  if (fields == nullptr) throw ScriptError{(place_.empty() ? "description" : place_) + ": must be an object"};
+  if (fields == nullptr) throw ScriptError{place_ + (place_.empty() ? "must" : ": must") + " be an object"};
   fields_ = *fields;
 }
 
