@@ -4,33 +4,24 @@
 #include <new>
 #include <utility>
 
-#include "brisvane/host/fork_safety.h"
 #include "brisvane/host/linux/platform.h"
 #include "brisvane/host/platform.h"
+#include "brisvane/host/process_locks.h"
 #include "brisvane/types/never_destroyed.h"
 
 namespace brisvane::host {
 namespace {
 
-std::mutex& currentMutex();
-
-struct Current {
-  Current() { surviveFork<currentMutex>(); }
-
-  std::mutex mutex;
-  std::shared_ptr<const Platform> platform = std::make_shared<const Platform>(real::makePlatform(real::Roots{}));
-};
-
-Current& current() {
-  static NeverDestroyed<Current> instance;
-  return *instance;
+// Null until first asked for. REQUIRES: the platform's lock is held.
+std::shared_ptr<const Platform>& current() {
+  static constinit NeverDestroyed<std::shared_ptr<const Platform>> platform;
+  if (*platform == nullptr) *platform = std::make_shared<const Platform>(real::makePlatform(real::Roots{}));
+  return *platform;
 }
 
-std::mutex& currentMutex() { return current().mutex; }
-
 std::shared_ptr<const Platform> exchange(std::shared_ptr<const Platform> next) {
-  const std::scoped_lock lock(current().mutex);
-  return std::exchange(current().platform, std::move(next));
+  const std::scoped_lock lock(processLocks().platform);
+  return std::exchange(current(), std::move(next));
 }
 
 // What stands in where the memory for the real machine could not be had.
@@ -42,8 +33,8 @@ std::shared_ptr<const Platform> nothing() noexcept {
 }  // namespace
 
 std::shared_ptr<const Platform> platform() noexcept try {
-  const std::scoped_lock lock(current().mutex);
-  return current().platform;
+  const std::scoped_lock lock(processLocks().platform);
+  return current();
 } catch (const std::bad_alloc&) {
   return nothing();
 }

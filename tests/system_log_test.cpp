@@ -13,6 +13,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 #include <vector>
 
 namespace brisvane::host::real {
@@ -93,21 +94,50 @@ void expectEntriesInTheLogThatListens() {
   EXPECT_THAT(heard(syslog), ElementsAre());
 }
 
-TEST(SystemLog, EntriesReachTheJournalWithTheirChannelOrSyslogWhereThereIsNoJournal) {
+// Children are forked while other threads are in the middle of an entry for syslog.
+void expectForkedChildrenToLog() {
+  const JournalLog log(kJournalSocket);
+  std::vector<std::jthread> threads;
+  for (int i = 0; i < 3; ++i) {
+    threads.emplace_back([&log](const std::stop_token& stop) {
+      while (!stop.stop_requested()) writeEntries(log);
+    });
+  }
+  for (int i = 0; i < 30; ++i) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      ::alarm(20);
+      writeEntries(log);
+      ::_exit(0);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    ASSERT_EQ(status, 0) << "the child hung";
+  }
+}
+
+// Runs the expectations in a process with a /run and a /dev of its own.
+void inIsolation(void (*expectations)()) {
   constexpr int kNotPermitted = 77;
   std::fflush(nullptr);
   const pid_t child = ::fork();
   if (child == 0) {
     if (!isolate()) ::_exit(kNotPermitted);
-    expectEntriesInTheLogThatListens();
+    expectations();
     std::fflush(nullptr);
-    ::_exit(HasFailure() ? 1 : 0);
+    ::_exit(::testing::Test::HasFailure() ? 1 : 0);
   }
   int status = -1;
   ASSERT_EQ(::waitpid(child, &status, 0), child);
   if (WIFEXITED(status) && WEXITSTATUS(status) == kNotPermitted) GTEST_SKIP() << "no mounts of one's own";
   EXPECT_EQ(status, 0);
 }
+
+TEST(SystemLog, EntriesReachTheJournalWithTheirChannelOrSyslogWhereThereIsNoJournal) {
+  inIsolation(expectEntriesInTheLogThatListens);
+}
+
+TEST(SystemLog, ChildForkedWhileOtherThreadsLogCanLog) { inIsolation(expectForkedChildrenToLog); }
 
 }  // namespace
 }  // namespace brisvane::host::real

@@ -77,7 +77,8 @@ TEST(Characters, AreCountedAsPeopleSeeThemUpToTheLimitExactly) {
   // CR LF, marks, jamo, a family, a skin tone, a flag: one character each.
   for (const std::string& one : {std::string("\r\n"), marked, std::string("\u1112\u1161\u11AB"),
                                  std::string("\U0001F468\u200D\U0001F469\u200D\U0001F467"),
-                                 std::string("\U0001F44D\U0001F3FD"), std::string("\U0001F1E9\U0001F1EA")}) {
+                                 std::string("\U0001F44D\U0001F3FD"), std::string("\U0001F1E9\U0001F1EA"),
+                                 std::string("\U0001F1E9\U0001F1EA\uFE0F"), std::string("\U0001F1E9\u200D")}) {
     EXPECT_FALSE(host::hasMoreCharactersThan(one, 1)) << one;
     EXPECT_TRUE(host::hasMoreCharactersThan(one, 0)) << one;
     EXPECT_FALSE(host::hasMoreCharactersThan("a" + one + "\xE2\x82" + one, 5)) << one;

@@ -29,7 +29,7 @@ using std::chrono::steady_clock;
 constexpr milliseconds kSearchLimit{50};
 constexpr std::uint32_t kHeapLimitKiB = 20'000;
 constexpr std::size_t kJitStackStart = std::size_t{32} << 10U;
-constexpr std::size_t kJitStackLimit = std::size_t{1} << 20U;
+constexpr std::size_t kJitStackLimit = std::size_t{8} << 20U;
 
 // The time of one search: processor time, so that a busy machine does not make a
 // search give up, but asked for only when the cheaper clock says that it may be over.

@@ -9,6 +9,7 @@
 #include "brisvane/host/characters.h"
 #include "brisvane/host/files.h"
 #include "brisvane/host/platform.h"
+#include "brisvane/host/process_locks.h"
 #include "brisvane/logging/log_state.h"
 #include "brisvane/logging/log_timestamp.h"
 #include "brisvane/logging/preferences_store.h"
@@ -77,7 +78,7 @@ void unlessOutOfMemory(const Operation& operation) noexcept {
 }
 
 std::shared_ptr<BVLog> currentDefault() {
-  const std::scoped_lock lock(logState().mutex);
+  const std::scoped_lock lock(host::processLocks().loggers);
   return logState().defaultLog;
 }
 
@@ -91,7 +92,7 @@ BVLog::BVLog(const SystemLogHandle& osLog, Text logFilePath, std::optional<std::
 BVLog::~BVLog() = default;
 
 std::optional<std::string> BVLog::logFilePath() const {
-  const std::scoped_lock lock(logState().mutex);
+  const std::scoped_lock lock(host::processLocks().loggers);
   return logFilePath_;
 }
 
@@ -100,7 +101,7 @@ void BVLog::setLogFilePath(Text path) noexcept {
     const auto now = path.copy();
     auto then = now;
     {
-      const std::scoped_lock lock(logState().mutex);
+      const std::scoped_lock lock(host::processLocks().loggers);
       then.swap(logFilePath_);
     }
     osLog_.write(LogType::kDebug, kPlainFormat, join({"Changed logFilePath from ", quoted(then), " to ", quoted(now)}));
@@ -108,7 +109,7 @@ void BVLog::setLogFilePath(Text path) noexcept {
 }
 
 std::int64_t BVLog::verbosityLevel() const noexcept {
-  const std::scoped_lock lock(logState().mutex);
+  const std::scoped_lock lock(host::processLocks().loggers);
   return verbosityLevel_;
 }
 
@@ -116,7 +117,7 @@ void BVLog::setVerbosityLevel(std::int64_t level) noexcept {
   unlessOutOfMemory([&] {
     std::int64_t then = level;
     {
-      const std::scoped_lock lock(logState().mutex);
+      const std::scoped_lock lock(host::processLocks().loggers);
       std::swap(then, verbosityLevel_);
     }
     osLog_.write(LogType::kDebug, kPlainFormat,
@@ -154,7 +155,7 @@ void BVLog::fault(Text message) noexcept {
 void BVLog::collectError(Text message) {
   const std::string entry = join({message.orEmpty(), "\n"});
   LogState& state = logState();
-  const std::scoped_lock lock(state.mutex);
+  const std::scoped_lock lock(host::processLocks().loggers);
   // It only grows until it is replaced: once over the limit it stays so.
   state.aggregatedErrorIsFull =
       state.aggregatedErrorIsFull ||
@@ -176,10 +177,10 @@ void BVLog::appendLineToLogFile(const host::Platform& platform, std::string_view
 
 std::shared_ptr<BVLog> BVLog::defaultLog() {
   if (auto current = currentDefault()) return current;
-  const std::scoped_lock build(logState().buildMutex);
+  const std::scoped_lock build(host::processLocks().defaultLogger);
   if (auto current = currentDefault()) return current;
   auto initial = std::make_shared<BVLog>(SystemLogHandle::waylineLog(), nullptr, std::nullopt);
-  const std::scoped_lock lock(logState().mutex);
+  const std::scoped_lock lock(host::processLocks().loggers);
   return logState().defaultLog = std::move(initial);
 }
 
@@ -187,7 +188,7 @@ void BVLog::setDefault(std::shared_ptr<BVLog> log) noexcept {
   unlessOutOfMemory([&] {
     static_cast<void>(defaultLog());
     if (log == nullptr) return;
-    const std::scoped_lock lock(logState().mutex);
+    const std::scoped_lock lock(host::processLocks().loggers);
     logState().defaultLog.swap(log);  // the previous one is released after the lock
   });
 }
@@ -201,7 +202,7 @@ void BVLog::configureDefault(const SystemLogHandle& osLog, Text logFilePath,
 }
 
 std::string BVLog::aggregatedErrorDescription() {
-  const std::scoped_lock lock(logState().mutex);
+  const std::scoped_lock lock(host::processLocks().loggers);
   return logState().aggregatedError;
 }
 
@@ -209,7 +210,7 @@ void BVLog::initAggregatedError(Text text) noexcept {
   unlessOutOfMemory([&] {
     std::string replaced(text.orEmpty());
     LogState& state = logState();
-    const std::scoped_lock lock(state.mutex);
+    const std::scoped_lock lock(host::processLocks().loggers);
     state.aggregatedError.swap(replaced);
     state.aggregatedErrorIsFull = false;
   });

@@ -5,24 +5,19 @@
 #include <ctime>
 #include <mutex>
 
-#include "brisvane/host/fork_safety.h"
+#include "brisvane/host/process_locks.h"
 #include "brisvane/types/join.h"
-#include "brisvane/types/never_destroyed.h"
 
 namespace brisvane {
 namespace {
 
-std::mutex& formatterMutex();
-
-// Built on the first timestamp and kept until the process ends.
+// Dates as "yyyy-MM-dd" and calendars, in the local time zone.
 class LogDateFormatter {
  public:
-  LogDateFormatter() { host::surviveFork<formatterMutex>(); }
-
-  // The calendar in the local time zone. glibc guards its time-zone data by a lock
-  // that a forked child may find taken for ever; ours around it is released there.
-  std::tm calendar(std::time_t seconds) {
-    const std::scoped_lock lock(mutex);
+  // glibc guards its time-zone data by a lock that a forked child may find taken for
+  // ever; ours around it is free in the child.
+  static std::tm calendar(std::time_t seconds) {
+    const std::scoped_lock lock(host::processLocks().timeZone);
     std::tm fields{};
     ::localtime_r(&seconds, &fields);
     return fields;
@@ -34,21 +29,12 @@ class LogDateFormatter {
                                      fields.tm_mon + 1, fields.tm_mday);
     return {text.data(), static_cast<std::size_t>(length)};
   }
-
-  std::mutex mutex;
 };
-
-LogDateFormatter& logDateFormatter() {
-  static NeverDestroyed<LogDateFormatter> formatter;
-  return *formatter;
-}
-
-std::mutex& formatterMutex() { return logDateFormatter().mutex; }
 
 }  // namespace
 
 std::string logTimestamp(host::Clock::Wall moment) {
-  const std::tm fields = logDateFormatter().calendar(host::Clock::Wall::clock::to_time_t(moment));
+  const std::tm fields = LogDateFormatter::calendar(host::Clock::Wall::clock::to_time_t(moment));
   return join({LogDateFormatter::date(fields), " ", std::to_string(fields.tm_hour), ":", std::to_string(fields.tm_min),
                ":", std::to_string(fields.tm_sec)});
 }

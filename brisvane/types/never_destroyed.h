@@ -2,29 +2,32 @@
 // Private to the library.
 #pragma once
 
-#include <new>
 #include <utility>
 
 namespace brisvane {
 
 // Holds a T whose destructor never runs, so that the destructor of another static
-// object can still use it. Declare it as a function's `static`: it is then built on
-// first use, once, whichever thread comes first.
+// object can still use it. As a function's `static` it is built on first use, once,
+// whichever thread comes first; `constinit`, it needs no building at all.
 template <typename T>
 class NeverDestroyed {
  public:
   template <typename... Arguments>
-  explicit NeverDestroyed(Arguments&&... arguments) {
-    new (storage_) T(std::forward<Arguments>(arguments)...);
-  }
+  constexpr explicit NeverDestroyed(Arguments&&... arguments) : storage_(std::forward<Arguments>(arguments)...) {}
   NeverDestroyed(const NeverDestroyed&) = delete;
   NeverDestroyed& operator=(const NeverDestroyed&) = delete;
 
-  T& operator*() noexcept { return *std::launder(reinterpret_cast<T*>(storage_)); }
-  T* operator->() noexcept { return &**this; }
+  T& operator*() noexcept { return storage_.object; }
+  T* operator->() noexcept { return &storage_.object; }
 
  private:
-  alignas(T) unsigned char storage_[sizeof(T)];
+  union Storage {
+    template <typename... Arguments>
+    constexpr explicit Storage(Arguments&&... arguments) : object(std::forward<Arguments>(arguments)...) {}
+    constexpr ~Storage() {}
+    T object;
+  };
+  Storage storage_;
 };
 
 }  // namespace brisvane

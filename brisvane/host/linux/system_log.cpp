@@ -13,9 +13,8 @@
 #include <mutex>
 #include <new>
 
-#include "brisvane/host/fork_safety.h"
+#include "brisvane/host/process_locks.h"
 #include "brisvane/types/join.h"
-#include "brisvane/types/never_destroyed.h"
 
 namespace brisvane::host::real {
 namespace {
@@ -41,22 +40,10 @@ std::string filledIn(std::string_view format, std::string_view argument) {
   return text;
 }
 
-std::mutex& syslogMutex();
-
-struct SyslogLock {
-  SyslogLock() { surviveFork<syslogMutex>(); }
-  std::mutex mutex;
-};
-
 // syslog(3) holds a lock of glibc's while it writes, which a forked child may find taken
-// for ever. This one around it is free in the child; a fork waits for one entry.
-std::mutex& syslogMutex() {
-  static NeverDestroyed<SyslogLock> lock;
-  return lock->mutex;
-}
-
+// for ever. Ours around it is free in the child; a fork waits for one entry.
 void writeToSyslog(int priority, const std::string& message) {
-  const std::scoped_lock lock(syslogMutex());
+  const std::scoped_lock lock(processLocks().syslog);
   ::syslog(LOG_USER | priority, "%s", message.c_str());
 }
 

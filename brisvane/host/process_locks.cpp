@@ -1,0 +1,33 @@
+#include "brisvane/host/process_locks.h"
+
+#include <pthread.h>
+
+namespace brisvane::host {
+namespace {
+
+constinit ProcessLocks locks;
+
+void takeAll() {
+  locks.defaultLogger.lock();
+  locks.loggers.lock();
+  locks.platform.lock();
+  locks.timeZone.lock();
+  locks.syslog.lock();
+}
+
+void releaseAll() {
+  locks.syslog.unlock();
+  locks.timeZone.unlock();
+  locks.platform.unlock();
+  locks.loggers.unlock();
+  locks.defaultLogger.unlock();
+}
+
+// When the library is loaded: later, a fork could come in the middle of it.
+__attribute__((constructor)) void holdAcrossForks() { pthread_atfork(takeAll, releaseAll, releaseAll); }
+
+}  // namespace
+
+ProcessLocks& processLocks() noexcept { return locks; }
+
+}  // namespace brisvane::host

@@ -1,0 +1,25 @@
+// The mutexes that guard what the whole process shares, and their order. Private to the
+// library.
+//
+// All of them are held across every fork, so that a child never starts with one taken by
+// a thread that it does not have. They need no initialisation and are never destroyed:
+// the first use of anything, a fork and the destructor of a static object may come in
+// any order.
+#pragma once
+
+#include <mutex>
+
+namespace brisvane::host {
+
+// In the order in which one may be taken while another is held.
+struct ProcessLocks {
+  std::mutex defaultLogger;  // the building of the first default logger
+  std::mutex loggers;        // what all loggers share; never held during I/O
+  std::mutex platform;       // which platform is in force
+  std::mutex timeZone;       // around localtime_r
+  std::mutex syslog;         // around syslog(3)
+};
+
+ProcessLocks& processLocks() noexcept;
+
+}  // namespace brisvane::host
