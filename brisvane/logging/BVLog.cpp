@@ -156,11 +156,12 @@ void BVLog::collectError(Text message) {
   const std::string entry = join({message.orEmpty(), "\n"});
   LogState& state = logState();
   const std::scoped_lock lock(host::processLocks().loggers);
+  if (!state.aggregatedError) state.aggregatedError.emplace();
   // It only grows until it is replaced: once over the limit it stays so.
   state.aggregatedErrorIsFull =
       state.aggregatedErrorIsFull ||
-      host::hasMoreCharactersThan(state.aggregatedError, static_cast<std::size_t>(errorStringMaxLength_));
-  if (!state.aggregatedErrorIsFull) state.aggregatedError += entry;
+      host::hasMoreCharactersThan(*state.aggregatedError, static_cast<std::size_t>(errorStringMaxLength_));
+  if (!state.aggregatedErrorIsFull) *state.aggregatedError += entry;
 }
 
 void BVLog::appendLineToLogFile(const host::Platform& platform, std::string_view prefix, Text message) noexcept {
@@ -203,12 +204,12 @@ void BVLog::configureDefault(const SystemLogHandle& osLog, Text logFilePath,
 
 std::string BVLog::aggregatedErrorDescription() {
   const std::scoped_lock lock(host::processLocks().loggers);
-  return logState().aggregatedError;
+  return logState().aggregatedError.value_or(std::string());
 }
 
 void BVLog::initAggregatedError(Text text) noexcept {
   unlessOutOfMemory([&] {
-    std::string replaced(text.orEmpty());
+    std::optional<std::string> replaced(text.orEmpty());
     LogState& state = logState();
     const std::scoped_lock lock(host::processLocks().loggers);
     state.aggregatedError.swap(replaced);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace brisvane {
@@ -11,9 +12,9 @@ class BVLog;
 // REQUIRES of every use: host::processLocks().loggers is held, which stands for the
 // properties of every logger, too. Hold it for a copy or an assignment, never during I/O.
 struct LogState {
-  std::shared_ptr<BVLog> defaultLog;  // null until first used
-  std::string aggregatedError;
-  bool aggregatedErrorIsFull = false;  // found to be over its limit, which takes counting
+  std::shared_ptr<BVLog> defaultLog;           // null until first used
+  std::optional<std::string> aggregatedError;  // none for empty: a text would need initialisation
+  bool aggregatedErrorIsFull = false;          // found to be over its limit, which takes counting
 };
 
 // Needs no initialisation and is never destroyed.
