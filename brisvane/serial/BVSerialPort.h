@@ -178,9 +178,9 @@ class BRISVANE_EXPORT BVSerialPort final {
   void setSerialReadBuffer(Data buffer) noexcept;
 
   // A text that nothing in the library changes. Polled reads on one port run one at a
-  // time, whatever it says.
+  // time, whatever it says. Setting it changes nothing when memory runs out.
   [[nodiscard]] std::string busyState() const;
-  void setBusyState(Text state);
+  void setBusyState(Text state) noexcept;
 
   // True while readSerialWithTimeout runs.
   [[nodiscard]] bool busy() const noexcept { return busy_; }

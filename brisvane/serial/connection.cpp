@@ -118,10 +118,12 @@ std::string BVSerialPort::busyState() const {
   return busyState_;
 }
 
-void BVSerialPort::setBusyState(Text state) {
+void BVSerialPort::setBusyState(Text state) noexcept try {
   std::string text(state.orEmpty());
   const std::scoped_lock lock(propertyMutex_);
   busyState_.swap(text);
+} catch (const std::bad_alloc&) {
+  // It stays as it was.
 }
 
 }  // namespace brisvane

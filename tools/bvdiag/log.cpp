@@ -14,7 +14,6 @@ namespace bv = brisvane;
 struct LogOptions {
   std::string file;
   std::string level = "info";
-  std::int64_t verbosity = 1;
   std::vector<std::string> messages;
 };
 
@@ -25,7 +24,7 @@ class Help final : public CLI::Formatter {
 };
 
 void write(const std::string& level, const std::string& message) {
-  if (level == "debug") bv::BVLog::Default::debugl(1, message);
+  if (level == "debug") bv::BVLog::Default::debug(message);
   if (level == "info") bv::BVLog::Default::info(message);
   if (level == "error") bv::BVLog::Default::error(message);
   if (level == "fault") bv::BVLog::Default::fault(message);
@@ -33,8 +32,7 @@ void write(const std::string& level, const std::string& message) {
 
 int run(const LogOptions& options, Session& session) {
   Output& output = session.output();
-  if (!options.file.empty() && !session.startLog(options.file, options.verbosity)) return kFailure;
-  bv::BVLog::defaultLog()->setVerbosityLevel(options.verbosity);
+  if (!options.file.empty() && !session.startLog(options.file)) return kFailure;
   for (const std::string& message : options.messages) write(options.level, message);
   const std::string errors = bv::BVLog::aggregatedErrorDescription();
   if (output.json()) {
@@ -68,9 +66,6 @@ void addLog(CLI::App& program, Chosen& chosen) {
       ->capture_default_str()
       ->check(CLI::IsMember({"debug", "info", "error", "fault"}))
       ->type_name("LEVEL");
-  command->add_option("--verbosity", options->verbosity, "The logger's verbosity: below 1 it leaves debug messages out")
-      ->capture_default_str()
-      ->type_name("N");
   command->formatter(std::make_shared<Help>());
   command->footer(exitStatusText("written", "the log file cannot be written"));
   command->callback(

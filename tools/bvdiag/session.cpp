@@ -2,6 +2,7 @@
 
 #include <mutex>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include <brisvane/all.h>
@@ -73,14 +74,14 @@ Session::Session(Output& output, std::unique_ptr<Machine> machine) : output_(out
 
 Session::~Session() = default;
 
-bool Session::startLog(const std::string& path, std::optional<std::int64_t> verbosity) const {
+bool Session::startLog(const std::string& path) const {
   // Writes nothing, but finds out whether it could.
   if (const bv::host::Error failed = bv::host::appendToFile(path, "")) {
     output_.complain("log file " + path + ": " + failed.text() +
                      "; check that its folder exists and is yours to write");
     return false;
   }
-  bv::BVLog::configureDefault(bv::SystemLogHandle::waylineLog(), path, verbosity);
+  bv::BVLog::configureDefault(bv::SystemLogHandle::waylineLog(), path, std::nullopt);
   return true;
 }
 

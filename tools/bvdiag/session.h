@@ -3,7 +3,6 @@
 #pragma once
 
 #include <memory>
-#include <optional>
 #include <string>
 
 #include <brisvane/host/platform.h>
@@ -40,7 +39,7 @@ class Session {
 
   // Gives the default logger a log file. False when that cannot be written, which is
   // told: the logger itself tells its caller nothing.
-  [[nodiscard]] bool startLog(const std::string& path, std::optional<std::int64_t> verbosity = std::nullopt) const;
+  [[nodiscard]] bool startLog(const std::string& path) const;
   // Whether every line so far has reached the log file. A failure is told.
   [[nodiscard]] bool logIsComplete() const;
 
