@@ -181,9 +181,10 @@ TEST_F(BVLogTest, ProcessWideObjectsAreTheSameAtEveryCall) {
   EXPECT_NE(Diagnostics::diagDefaults().suite(), PreferencesStore::standard().suite());
 }
 
-// Runs `body` in `processes` children of 8 threads each and waits for them.
-template <typename Body>
-void inProcesses(int processes, const Body& body) {
+// Runs `body` in `processes` children of 8 threads each, and `meanwhile` in a thread of
+// this process, which is forked while it has no other (as a thread sanitizer wants it).
+template <typename Body, typename Meanwhile>
+void inProcesses(int processes, const Body& body, const Meanwhile& meanwhile) {
   std::vector<pid_t> children;
   for (int process = 0; process < processes; ++process) {
     children.push_back(::fork());
@@ -193,6 +194,7 @@ void inProcesses(int processes, const Body& body) {
     threads.clear();
     ::_exit(0);
   }
+  const std::jthread other(meanwhile);
   for (const pid_t child : children) {
     int status = -1;
     ::waitpid(child, &status, 0);
@@ -202,20 +204,19 @@ void inProcesses(int processes, const Body& body) {
 
 TEST_F(BVLogTest, WritersOfTwoProcessesLoseAndTearNothingWhileTheFileIsMovedAway) {
   constexpr int kLines = 10'000;
-  std::jthread mover([&](const std::stop_token& stop) {
-    for (int moved = 0; !stop.stop_requested();) {
-      ::usleep(100'000);
-      if (::rename(path.c_str(), (folder / ("moved" + std::to_string(moved))).c_str()) == 0) ++moved;
-    }
-  });
-  inProcesses(2, [&](int writer) {
+  const auto write = [&](int writer) {
     for (int line = 0; line < kLines; ++line) {
       log.info(std::to_string(writer) + " " + std::to_string(line) +
                std::string(static_cast<std::size_t>(line % 90), '.'));
     }
-  });
-  mover.request_stop();
-  mover.join();
+  };
+  const auto moveAway = [&](const std::stop_token& stop) {
+    for (int moved = 0; !stop.stop_requested();) {
+      ::usleep(100'000);
+      if (::rename(path.c_str(), (folder / ("moved" + std::to_string(moved))).c_str()) == 0) ++moved;
+    }
+  };
+  inProcesses(2, write, moveAway);
   std::map<int, std::vector<bool>> seen;
   std::size_t lines = 0;
   for (const auto& file : std::filesystem::directory_iterator(folder.path())) {
@@ -234,16 +235,19 @@ TEST_F(BVLogTest, WritersOfTwoProcessesLoseAndTearNothingWhileTheFileIsMovedAway
 }
 
 TEST_F(BVLogTest, SharedStateIsSafeFromAnyThread) {
-  inProcesses(1, [&](int thread) {
-    for (int i = 0; i < 300; ++i) {
-      BVLog::setDefault(std::make_shared<BVLog>(SystemLogHandle::waylineLog(), path, thread));
-      BVLog::Default::error("e");
-      BVLog::initAggregatedError(BVLog::aggregatedErrorDescription());
-      log.setLogFilePath(i % 2 == 0 ? Text(path) : Text());
-      log.setVerbosityLevel(i);
-      log.debugl(i, "d");
-    }
-  });
+  inProcesses(
+      1,
+      [&](int thread) {
+        for (int i = 0; i < 300; ++i) {
+          BVLog::setDefault(std::make_shared<BVLog>(SystemLogHandle::waylineLog(), path, thread));
+          BVLog::Default::error("e");
+          BVLog::initAggregatedError(BVLog::aggregatedErrorDescription());
+          log.setLogFilePath(i % 2 == 0 ? Text(path) : Text());
+          log.setVerbosityLevel(i);
+          log.debugl(i, "d");
+        }
+      },
+      [] {});
   EXPECT_EQ(contentOf(path).size(), 8U * 300U * std::string("2024-03-05 9:7:3 ERROR e \n").size());
 }
 
