@@ -11,8 +11,10 @@
 
 #include <array>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/support/temporary_folder.h"
@@ -302,6 +304,32 @@ TEST(BvdiagFixture, AnswersOneProgramAfterTheOther) {
   fixture.signal(SIGINT);
   EXPECT_EQ(fixture.status(), 0);
   EXPECT_FALSE(std::filesystem::is_symlink(folder / "tty"));
+}
+
+// What a shell command prints.
+std::string printedBy(const std::string& command) {
+  std::string text;
+  std::FILE* const pipe = ::popen(command.c_str(), "re");
+  for (int c = 0; (c = std::fgetc(pipe)) != EOF;) text += static_cast<char>(c);
+  ::pclose(pipe);
+  return text;
+}
+
+TEST(Bvdiag, AgreesWithATerminalProgramOfOthersAtEitherEnd) {
+  const TemporaryFolder folder;
+  const std::string node = folder / "tty";
+  {
+    Program fixture({"fixture", "--link", node});
+    ASSERT_TRUE(fixture.prints("\n"));
+    EXPECT_EQ(printedBy("printf 'version\\n' | socat -t2 - " + node + ",raw,echo=0"), "FW 1.2.3 OK\r\n");
+  }
+  writeFile(folder / "device", "read -r line; printf '%s by socat\\r\\n' \"$line\"; sleep 1");
+  const std::string device =
+      "socat PTY,link=" + (folder / "made") + ",raw,echo=0 EXEC:'sh " + (folder / "device") + "'";
+  const std::jthread other([&] { printedBy(device); });
+  for (int i = 0; i < 20'000 && !std::filesystem::exists(folder / "made"); ++i) ::usleep(1000);
+  EXPECT_EQ(outputOf({"send", "--port", folder / "made", "version", "--accept", "version by socat\\r\\n"}),
+            "version by socat\\r\\n\n");
 }
 
 TEST(BvdiagFixture, FollowsItsScriptToTheHangUp) {
