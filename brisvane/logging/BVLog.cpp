@@ -21,7 +21,7 @@ namespace {
 
 using host::LogType;
 
-constexpr std::string_view kPlainFormat = "%{public}@";
+constexpr std::string_view kPlainFormat = host::SystemLog::kPlaceholder;
 constexpr std::string_view kErrorFormat = "ERROR %{public}@";
 constexpr std::string_view kFaultFormat = "FAULT %{public}@";
 

@@ -56,9 +56,6 @@ std::string_view shortEscape(char32_t character) {
   }
 }
 
-// The two ranges of control characters: a terminal obeys the upper one too.
-bool isControl(char32_t character) { return character < 0x20 || (character >= 0x7F && character < 0xA0); }
-
 void appendByteEscapes(std::string& text, std::string_view bytes) {
   constexpr std::string_view kDigits = "0123456789abcdef";
   for (const char byte : bytes) {
@@ -93,7 +90,7 @@ std::string escaped(std::string_view text) {
     const std::string_view bytes = text.substr(0, next.length);
     if (const auto escape = shortEscape(next.value); !escape.empty()) {
       result += escape;
-    } else if (!next.valid || isControl(next.value)) {
+    } else if (!next.valid || brisvane::isControl(next.value)) {
       appendByteEscapes(result, bytes);
     } else {
       result += bytes;
