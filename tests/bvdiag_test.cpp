@@ -346,7 +346,7 @@ TEST(BvdiagFixture, FollowsItsScriptToTheHangUp) {
   EXPECT_THAT(monitor.errors, HasSubstr("hung up"));
 
   writeFile(folder / "script.json", R"({"comands": []})");
-  EXPECT_THAT(errorsOf({"fixture", folder / "script.json"}, 1), HasSubstr("script.json: comands: unknown field"));
+  EXPECT_THAT(errorsOf({"fixture", folder / "script.json"}, 1), HasSubstr("script.json: line 1: comands: unknown field"));
 }
 
 TEST(BvdiagFixture, RemovesItsLinkWhenNobodyReads) {

@@ -184,13 +184,13 @@ TEST(Machine, ThatIsMalformedIsRefusedWithThePlaceAndTheReason) {
        "unknown[0].split[1]: must be a whole number of at least 1"}};
   std::string error;
   for (const auto& [script, expected] : fixtures) {
-    EXPECT_EQ(Machine::fromJson(R"({"devices": [{"name": "a", "fixture": )" + script + "}]}", error), nullptr);
-    EXPECT_EQ(error, "devices[0].fixture." + expected);
+    EXPECT_EQ(Machine::fromJson("{\n\"devices\": [{\"name\": \"a\",\n\"fixture\": " + script + "}]}", error), nullptr);
+    EXPECT_EQ(error, "line 3: devices[0].fixture." + expected);
   }
   EXPECT_EQ(Machine::fromJson(R"({"devices": [{"name": "a"}, {"name": "../b"}]})", error), nullptr);
-  EXPECT_EQ(error, "devices[1].name: must be a file name");
+  EXPECT_EQ(error, "line 1: devices[1].name: must be a file name");
   EXPECT_EQ(Machine::fromJson(R"({"preferences": {"suites": {"s": {"k": [1]}}}})", error), nullptr);
-  EXPECT_EQ(error, "preferences.suites.s.k: must be a text, a number, true or false");
+  EXPECT_EQ(error, "line 1: preferences.suites.s.k: must be a text, a number, true or false");
   EXPECT_EQ(Machine::fromFile("/nowhere/bench.json", error), nullptr);
   EXPECT_EQ(error, "/nowhere/bench.json: No such file or directory");
   EXPECT_NE(Machine::fromJson(Machine::exampleDescription(), error), nullptr) << error;

@@ -1,9 +1,10 @@
-// Files, as the logger and the machine description need them.
+// Files and folders, as the logger and the descriptions of machines need them.
 // The functions keep no state and may be called from any thread; they block for as
 // long as the file system does. A path that holds U+0000 does not exist.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -29,5 +30,14 @@ BRISVANE_EXPORT Error appendToFile(std::string_view path, std::string_view bytes
 // The content of a file of at most `limit` bytes. On failure `error` says why; a
 // larger file is EFBIG.
 BRISVANE_EXPORT std::optional<std::string> readFile(std::string_view path, std::size_t limit, Error& error) noexcept;
+
+enum class FileKind : std::uint8_t { kNone, kFolder, kOther };
+
+// What is at `path`, symbolic links followed; kNone also when that cannot be found out.
+[[nodiscard]] BRISVANE_EXPORT FileKind fileKind(std::string_view path) noexcept;
+
+// Makes the folder at `path` and every missing one above it, mode 0777 under the umask.
+// A folder that is there already is no error.
+BRISVANE_EXPORT Error createFolders(std::string_view path) noexcept;
 
 }  // namespace brisvane::host

@@ -1,5 +1,7 @@
 #include "brisvane/host/json.h"
 
+#include <cstddef>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <utility>
 #include <vector>
@@ -12,17 +14,49 @@ namespace {
 
 using nlohmann::json;
 
+// How far the parser has read.
+struct Progress {
+  std::size_t line = 1;
+  bool atLineStart = false;  // its last character was a line end
+};
+
+// Tells of its progress through a text.
+class LineCounter {
+ public:
+  using iterator_category = std::input_iterator_tag;
+  using value_type = char;
+  using difference_type = std::ptrdiff_t;
+  using pointer = const char*;
+  using reference = const char&;
+
+  LineCounter(const char* at, Progress* progress) noexcept : at_(at), progress_(progress) {}
+  reference operator*() const noexcept { return *at_; }
+  LineCounter& operator++() noexcept {
+    progress_->atLineStart = *at_++ == '\n';
+    progress_->line += progress_->atLineStart ? 1 : 0;
+    return *this;
+  }
+  bool operator==(const LineCounter& other) const noexcept { return at_ == other.at_; }
+
+ private:
+  const char* at_;
+  Progress* progress_;
+};
+
 // Builds Objects from the parser's events, so that no second tree stands between.
 class ObjectBuilder final : public nlohmann::json_sax<json> {
  public:
   std::optional<Object> result;
   std::string error;
 
+  // Without `lines`, none are kept.
+  explicit ObjectBuilder(JsonLines* lines, const Progress& progress) : lines_(lines), progress_(progress) {}
+
   bool null() override { return put({}); }
   bool boolean(bool value) override { return put(value); }
-  bool number_integer(number_integer_t value) override { return put(value); }
-  bool number_unsigned(number_unsigned_t value) override { return put(value); }
-  bool number_float(number_float_t value, const string_t& /*spelling*/) override { return put(value); }
+  bool number_integer(number_integer_t value) override { return putNumber(value); }
+  bool number_unsigned(number_unsigned_t value) override { return putNumber(value); }
+  bool number_float(number_float_t value, const string_t& /*spelling*/) override { return putNumber(value); }
   bool string(string_t& value) override { return put(std::move(value)); }
   bool binary(binary_t& /*value*/) override { return false; }
 
@@ -30,6 +64,7 @@ class ObjectBuilder final : public nlohmann::json_sax<json> {
   bool start_array(std::size_t /*size*/) override { return open(false); }
   bool key(string_t& value) override {
     open_.back().key = std::move(value);
+    noteLine(progress_.line);
     return true;
   }
   bool end_object() override { return close(); }
@@ -47,12 +82,40 @@ class ObjectBuilder final : public nlohmann::json_sax<json> {
  private:
   struct Container {
     bool isObject;
+    std::string place;  // kept only when lines are
     std::string key;
     Array array;
     Dictionary dictionary;
   };
 
+  // The place of what comes next.
+  [[nodiscard]] std::string place() const {
+    if (open_.empty()) return {};
+    const Container& in = open_.back();
+    if (!in.isObject) return in.place + "[" + std::to_string(in.array.size()) + "]";
+    return in.place.empty() ? in.key : in.place + "." + in.key;
+  }
+
+  void noteLine(std::size_t line) {
+    if (lines_ != nullptr) lines_->insert_or_assign(place(), line);
+  }
+
+  void noteElement(std::size_t line) {
+    if (!open_.empty() && !open_.back().isObject) noteLine(line);
+  }
+
+  // A number ends where the parser meets what is none, and be it the line's end.
+  bool putNumber(Object value) {
+    noteElement(progress_.line - (progress_.atLineStart ? 1 : 0));
+    return store(std::move(value));
+  }
+
   bool put(Object value) {
+    noteElement(progress_.line);
+    return store(std::move(value));
+  }
+
+  bool store(Object value) {
     if (open_.empty()) {
       result = std::move(value);
     } else if (open_.back().isObject) {
@@ -68,16 +131,19 @@ class ObjectBuilder final : public nlohmann::json_sax<json> {
       error = "nested deeper than " + std::to_string(kJsonDepthLimit) + " levels";
       return false;
     }
-    open_.push_back({isObject, {}, {}, {}});
+    noteElement(progress_.line);
+    open_.push_back({isObject, lines_ != nullptr ? place() : std::string(), {}, {}, {}});
     return true;
   }
 
   bool close() {
     Container closed = std::move(open_.back());
     open_.pop_back();
-    return put(closed.isObject ? Object(std::move(closed.dictionary)) : Object(std::move(closed.array)));
+    return store(closed.isObject ? Object(std::move(closed.dictionary)) : Object(std::move(closed.array)));
   }
 
+  JsonLines* lines_;
+  const Progress& progress_;
   std::vector<Container> open_;
 };
 
@@ -123,13 +189,17 @@ json toJson(const Object& value, std::size_t depth = 0) {
 
 }  // namespace
 
-std::optional<Object> parseJson(std::string_view text, std::string* error) {
-  ObjectBuilder builder;
+std::optional<Object> parseJson(std::string_view text, std::string* error, JsonLines* lines) {
+  Progress progress;
+  ObjectBuilder builder(lines, progress);
   // Two things that the parser lets pass: it ends at a zero byte, and skips a byte-order mark.
   if (text.find('\0') != std::string_view::npos || text.starts_with("\xEF\xBB\xBF")) {
     builder.error = "a zero byte or a byte-order mark is no JSON";
-  } else if (json::sax_parse(text, &builder))
+  } else if (lines == nullptr ? json::sax_parse(text, &builder)
+                              : json::sax_parse(LineCounter(text.data(), &progress),
+                                                LineCounter(text.data() + text.size(), &progress), &builder)) {
     return std::move(builder.result);
+  }
   if (error != nullptr) *error = std::move(builder.error);
   return std::nullopt;
 }

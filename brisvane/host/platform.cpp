@@ -1,5 +1,6 @@
 #include "brisvane/host/platform.h"
 
+#include <cerrno>
 #include <new>
 #include <utility>
 
@@ -31,6 +32,36 @@ class NoDeviceNodes final : public DeviceNodes {
   }
 };
 
+class NoRegistry final : public Registry {
+ public:
+  NodeHandle root() const noexcept override { return 0; }
+  NodeHandle nodeAtPath(std::string_view /*path*/) const noexcept override { return 0; }
+  NodeHandle firstNodeOfClass(std::string_view /*name*/) const noexcept override { return 0; }
+  std::optional<Object> property(NodeHandle /*node*/, std::string_view /*name*/) const noexcept override {
+    return std::nullopt;
+  }
+  std::int32_t setProperty(NodeHandle /*node*/, std::string_view /*name*/,
+                           std::string_view /*value*/) const noexcept override {
+    return ENOENT;
+  }
+  std::vector<std::string> propertyNames(NodeHandle /*node*/) const noexcept override { return {}; }
+  Origin origin(NodeHandle /*node*/, std::string_view /*name*/) const noexcept override { return {{}, Error(ENOENT)}; }
+  void release(NodeHandle /*node*/) const noexcept override {}
+};
+
+class NoIdentity final : public IdentityService {
+ public:
+  std::optional<Object> answer(std::string_view /*key*/) const noexcept override { return std::nullopt; }
+  Origin origin(std::string_view /*key*/) const noexcept override { return {{}, Error(ENODATA)}; }
+};
+
+class NoSystemVersion final : public SystemVersion {
+ public:
+  std::optional<Dictionary> entries() const noexcept override { return std::nullopt; }
+  std::optional<OsVersion> running() const noexcept override { return std::nullopt; }
+  Origin origin(std::string_view /*entry*/) const noexcept override { return {{}, Error(ENOENT)}; }
+};
+
 // The given service, or the one that answers when there is none. That one is shared by
 // all platforms and owned by nobody: nothing is allocated, nor destroyed at exit.
 template <typename Missing, typename Service>
@@ -46,11 +77,17 @@ std::shared_ptr<const Service> orMissing(std::shared_ptr<const Service> service)
 SystemLog::~SystemLog() = default;
 Preferences::~Preferences() = default;
 DeviceNodes::~DeviceNodes() = default;
+Registry::~Registry() = default;
+IdentityService::~IdentityService() = default;
+SystemVersion::~SystemVersion() = default;
 
 Platform::Platform() noexcept {
   setSystemLog(nullptr);
   setPreferences(nullptr);
   setDeviceNodes(nullptr);
+  setRegistry(nullptr);
+  setIdentityService(nullptr);
+  setSystemVersion(nullptr);
   setClock(nullptr);
 }
 
@@ -64,6 +101,18 @@ void Platform::setPreferences(std::shared_ptr<const Preferences> preferences) no
 
 void Platform::setDeviceNodes(std::shared_ptr<const DeviceNodes> deviceNodes) noexcept {
   deviceNodes_ = orMissing<NoDeviceNodes>(std::move(deviceNodes));
+}
+
+void Platform::setRegistry(std::shared_ptr<const Registry> registry) noexcept {
+  registry_ = orMissing<NoRegistry>(std::move(registry));
+}
+
+void Platform::setIdentityService(std::shared_ptr<const IdentityService> identityService) noexcept {
+  identityService_ = orMissing<NoIdentity>(std::move(identityService));
+}
+
+void Platform::setSystemVersion(std::shared_ptr<const SystemVersion> systemVersion) noexcept {
+  systemVersion_ = orMissing<NoSystemVersion>(std::move(systemVersion));
 }
 
 void Platform::setClock(std::shared_ptr<const Clock> clock) noexcept {

@@ -8,15 +8,18 @@
 
 #include "brisvane/host/clock.h"
 #include "brisvane/host/device_nodes.h"
+#include "brisvane/host/identity_service.h"
 #include "brisvane/host/preferences.h"
+#include "brisvane/host/registry.h"
 #include "brisvane/host/system_log.h"
+#include "brisvane/host/system_version.h"
 #include "brisvane/types/export.h"
 
 namespace brisvane::host {
 
 // A copyable set of services. One that was not set, or was set to null, answers
-// "nothing": it records no entry, knows no preference and lists no device. The
-// clock alone is never missing: without one of its own a platform has the machine's.
+// "nothing": it records no entry, knows no preference, lists no device, has no registry
+// node and no answer. The clock alone is never missing: without one of its own a platform has the machine's.
 class BRISVANE_EXPORT Platform {
  public:
   Platform() noexcept;
@@ -24,17 +27,26 @@ class BRISVANE_EXPORT Platform {
   void setSystemLog(std::shared_ptr<const SystemLog> systemLog) noexcept;
   void setPreferences(std::shared_ptr<const Preferences> preferences) noexcept;
   void setDeviceNodes(std::shared_ptr<const DeviceNodes> deviceNodes) noexcept;
+  void setRegistry(std::shared_ptr<const Registry> registry) noexcept;
+  void setIdentityService(std::shared_ptr<const IdentityService> identityService) noexcept;
+  void setSystemVersion(std::shared_ptr<const SystemVersion> systemVersion) noexcept;
   void setClock(std::shared_ptr<const Clock> clock) noexcept;
 
   [[nodiscard]] const SystemLog& systemLog() const noexcept { return *systemLog_; }
   [[nodiscard]] const Preferences& preferences() const noexcept { return *preferences_; }
   [[nodiscard]] const DeviceNodes& deviceNodes() const noexcept { return *deviceNodes_; }
+  [[nodiscard]] const Registry& registry() const noexcept { return *registry_; }
+  [[nodiscard]] const IdentityService& identityService() const noexcept { return *identityService_; }
+  [[nodiscard]] const SystemVersion& systemVersion() const noexcept { return *systemVersion_; }
   [[nodiscard]] const Clock& clock() const noexcept { return *clock_; }
 
  private:
   std::shared_ptr<const SystemLog> systemLog_;
   std::shared_ptr<const Preferences> preferences_;
   std::shared_ptr<const DeviceNodes> deviceNodes_;
+  std::shared_ptr<const Registry> registry_;
+  std::shared_ptr<const IdentityService> identityService_;
+  std::shared_ptr<const SystemVersion> systemVersion_;
   std::shared_ptr<const Clock> clock_;
 };
 

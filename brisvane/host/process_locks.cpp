@@ -8,9 +8,12 @@ namespace {
 constinit ProcessLocks locks;
 
 void takeAll() {
+  locks.systemInfo.lock();
   locks.defaultLogger.lock();
   locks.loggers.lock();
   locks.platform.lock();
+  locks.registries.lock();
+  locks.osVersion.lock();
   locks.timeZone.lock();
   locks.syslog.lock();
 }
@@ -18,9 +21,12 @@ void takeAll() {
 void releaseAll() {
   locks.syslog.unlock();
   locks.timeZone.unlock();
+  locks.osVersion.unlock();
+  locks.registries.unlock();
   locks.platform.unlock();
   locks.loggers.unlock();
   locks.defaultLogger.unlock();
+  locks.systemInfo.unlock();
 }
 
 // When the library is loaded: later, a fork could come in the middle of it.

@@ -13,9 +13,12 @@ namespace brisvane::host {
 
 // In the order in which one may be taken while another is held.
 struct ProcessLocks {
+  std::mutex systemInfo;     // the building of the shared profile, which asks the platform
   std::mutex defaultLogger;  // the building of the first default logger
   std::mutex loggers;        // what all loggers share; never held during I/O
   std::mutex platform;       // which platform is in force
+  std::mutex registries;     // the open nodes of every registry
+  std::mutex osVersion;      // the OS version of every profile
   std::mutex timeZone;       // around localtime_r
   std::mutex syslog;         // around syslog(3)
 };

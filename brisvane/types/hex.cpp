@@ -7,6 +7,11 @@ void appendHex(std::string& text, std::uint8_t byte) {
   text += hexDigit(byte);
 }
 
+void appendLowerHex(std::string& text, std::uint8_t byte) {
+  text += lowerHexDigit(byte >> 4U);
+  text += lowerHexDigit(byte);
+}
+
 std::optional<Data> parseHex(std::string_view text) {
   constexpr std::string_view kBlanks = " \t\r\n";
   Data bytes;

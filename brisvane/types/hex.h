@@ -14,6 +14,9 @@ namespace brisvane {
 // The upper-case digit of the low four bits.
 [[nodiscard]] constexpr char hexDigit(unsigned value) noexcept { return "0123456789ABCDEF"[value & 0xFU]; }
 
+// The lower-case digit of the low four bits.
+[[nodiscard]] constexpr char lowerHexDigit(unsigned value) noexcept { return "0123456789abcdef"[value & 0xFU]; }
+
 // The value of one digit of either case; nullopt for any other character.
 [[nodiscard]] constexpr std::optional<std::uint8_t> hexValue(char digit) noexcept {
   if (digit >= '0' && digit <= '9') return static_cast<std::uint8_t>(digit - '0');
@@ -24,6 +27,8 @@ namespace brisvane {
 
 // Appends the byte's two upper-case digits.
 BRISVANE_EXPORT void appendHex(std::string& text, std::uint8_t byte);
+// Appends the byte's two lower-case digits.
+BRISVANE_EXPORT void appendLowerHex(std::string& text, std::uint8_t byte);
 
 // The bytes that pairs of digits spell, as a person writes them: blanks, tabs and
 // line ends between pairs are skipped. nullopt for any other character and for

@@ -122,6 +122,23 @@ std::string toUtf8(std::string_view text) {
   return valid;
 }
 
+std::u16string toUtf16(std::string_view text) {
+  std::u16string units;
+  units.reserve(text.size());
+  while (!text.empty()) {
+    const CodePoint point = firstCodePoint(text);
+    text.remove_prefix(point.length);
+    if (point.value < 0x10000) {
+      units += static_cast<char16_t>(point.value);
+      continue;
+    }
+    const char32_t offset = point.value - 0x10000;
+    units += static_cast<char16_t>(0xD800 + (offset >> 10U));
+    units += static_cast<char16_t>(0xDC00 + (offset & 0x3FFU));
+  }
+  return units;
+}
+
 std::size_t utf16Length(std::string_view text) noexcept {
   std::size_t units = 0;
   while (!text.empty()) {

@@ -39,6 +39,9 @@ BRISVANE_EXPORT void appendUtf8(std::string& text, char32_t codePoint);
 // The text with each byte that is not UTF-8 replaced by U+FFFD.
 [[nodiscard]] BRISVANE_EXPORT std::string toUtf8(std::string_view text);
 
+// The text in UTF-16, each byte that is not UTF-8 as U+FFFD.
+[[nodiscard]] BRISVANE_EXPORT std::u16string toUtf16(std::string_view text);
+
 // The text's length in UTF-16 code units, the unit of every length and index that
 // an operation takes or gives. A byte that is not UTF-8 counts as U+FFFD: one unit.
 [[nodiscard]] BRISVANE_EXPORT std::size_t utf16Length(std::string_view text) noexcept;

@@ -57,10 +57,9 @@ std::string_view shortEscape(char32_t character) {
 }
 
 void appendByteEscapes(std::string& text, std::string_view bytes) {
-  constexpr std::string_view kDigits = "0123456789abcdef";
   for (const char byte : bytes) {
-    const auto value = static_cast<unsigned char>(byte);
-    text.append("\\x").append(1, kDigits[value / 16U]).append(1, kDigits[value % 16U]);
+    text += "\\x";
+    bv::appendLowerHex(text, static_cast<std::uint8_t>(byte));
   }
 }
 

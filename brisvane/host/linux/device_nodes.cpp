@@ -1,44 +1,15 @@
 #include "brisvane/host/linux/device_nodes.h"
 
-#include <dirent.h>
-
-#include <cerrno>
-#include <memory>
 #include <new>
 
-#include "brisvane/host/linux/descriptor.h"
+#include "brisvane/host/linux/directory.h"
 #include "brisvane/types/join.h"
 
 namespace brisvane::host::real {
-namespace {
-
-struct CloseDirectory {
-  void operator()(DIR* directory) const noexcept { ::closedir(directory); }
-};
-using Directory = std::unique_ptr<DIR, CloseDirectory>;
-
-Directory openDirectory(const std::string& path) {
-  Descriptor descriptor = openDescriptor(path.c_str(), O_RDONLY | O_DIRECTORY);
-  Directory directory(descriptor.valid() ? ::fdopendir(descriptor.get()) : nullptr);
-  if (directory) static_cast<void>(descriptor.release());  // the directory owns it now
-  return directory;
-}
-
-}  // namespace
 
 std::optional<std::vector<std::string>> DeviceDirectory::list() const noexcept try {
-  const Directory directory = openDirectory(directory_);
-  if (!directory) return std::nullopt;
-  std::vector<std::string> names;
-  for (;;) {
-    errno = 0;
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): safe on a directory of one's own.
-    const dirent* const entry = ::readdir(directory.get());
-    if (entry == nullptr) break;
-    const std::string_view name = entry->d_name;
-    if (name != "." && name != "..") names.emplace_back(name);
-  }
-  return errno == 0 ? std::optional(std::move(names)) : std::nullopt;
+  Error error;
+  return listDirectory(directory_, error);
 } catch (const std::bad_alloc&) {
   return std::nullopt;
 }

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <new>
 
 #include "brisvane/host/linux/descriptor.h"
@@ -139,6 +140,23 @@ std::optional<std::string> readFile(std::string_view path, std::size_t limit, Er
 } catch (const std::bad_alloc&) {
   error = Error(ENOMEM);
   return std::nullopt;
+}
+
+FileKind fileKind(std::string_view path) noexcept try {
+  struct stat status {};
+  if (!canExist(path) || ::stat(std::string(path).c_str(), &status) != 0) return FileKind::kNone;
+  return S_ISDIR(status.st_mode) ? FileKind::kFolder : FileKind::kOther;
+} catch (const std::bad_alloc&) {
+  return FileKind::kNone;
+}
+
+Error createFolders(std::string_view path) noexcept try {
+  if (!canExist(path)) return Error(ENOENT);
+  std::error_code failed;
+  std::filesystem::create_directories(path, failed);
+  return Error(failed.value());
+} catch (const std::bad_alloc&) {
+  return Error(ENOMEM);
 }
 
 }  // namespace brisvane::host

@@ -2,8 +2,13 @@
 
 #include <memory>
 
+#include "brisvane/host/linux/administrator_file.h"
 #include "brisvane/host/linux/device_nodes.h"
+#include "brisvane/host/linux/efi_variables.h"
+#include "brisvane/host/linux/identity.h"
+#include "brisvane/host/linux/os_release.h"
 #include "brisvane/host/linux/preferences.h"
+#include "brisvane/host/linux/registry.h"
 #include "brisvane/host/linux/system_log.h"
 
 namespace brisvane::host::real {
@@ -13,6 +18,11 @@ Platform makePlatform(const Roots& roots) {
   platform.setSystemLog(std::make_shared<JournalLog>(roots.journalSocket));
   platform.setPreferences(std::make_shared<ConfigFiles>());
   platform.setDeviceNodes(std::make_shared<DeviceDirectory>(roots.deviceDirectory));
+  const AdministratorFile file(roots.administratorFile);
+  const auto variables = std::make_shared<const EfiVariables>(roots.efiVariables, roots.anyFileSystem);
+  platform.setRegistry(std::make_shared<NodeRegistry>(registryNodes(roots.smbios, roots.deviceTree, variables, file)));
+  platform.setIdentityService(std::make_shared<MachineIdentity>(variables, roots.soc, file));
+  platform.setSystemVersion(std::make_shared<OsRelease>(roots.osRelease, roots.vendorOsRelease, file));
   platform.setClock(std::make_shared<SystemClock>());
   return platform;
 }

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "brisvane/host/machine_description.h"
 #include "brisvane/host/platform.h"
 
 namespace brisvane::host::real {
@@ -12,6 +13,14 @@ namespace brisvane::host::real {
 struct Roots {
   std::string deviceDirectory = "/dev";
   std::string journalSocket = "/run/systemd/journal/socket";
+  std::string administratorFile{kAdministratorFile};
+  std::string smbios = "/sys/class/dmi/id";
+  std::string deviceTree = "/proc/device-tree";
+  std::string soc = "/sys/devices/soc0";
+  std::string osRelease = "/etc/os-release";
+  std::string vendorOsRelease = "/usr/lib/os-release";
+  std::string efiVariables = "/sys/firmware/efi/efivars";
+  bool anyFileSystem = false;  // as the one of the variables
 };
 
 Platform makePlatform(const Roots& roots);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "brisvane/host/files.h"
+#include "brisvane/host/linux/directory.h"
 #include "brisvane/types/join.h"
 
 namespace brisvane::host::real {
@@ -52,11 +53,6 @@ std::vector<std::string> configurationDirectories() {
   return directories;
 }
 
-// A store's name becomes a file's name: it must not lead out of its directory.
-bool isFileName(std::string_view name) noexcept {
-  return !name.empty() && name.find('/') == std::string_view::npos && name.find('\0') == std::string_view::npos;
-}
-
 std::optional<std::string> valueIn(std::string_view content, std::string_view key) {
   std::optional<std::string> value;
   while (!content.empty()) {
@@ -71,7 +67,7 @@ std::optional<std::string> valueIn(std::string_view content, std::string_view ke
 
 std::optional<std::string> ConfigFiles::value(std::string_view suite, std::string_view key) const noexcept try {
   const std::string_view name = suite.empty() ? std::string_view(program_invocation_short_name) : suite;
-  if (!isFileName(name)) return std::nullopt;
+  if (!isFileName(name)) return std::nullopt;  // it must not lead out of its directory
   for (const std::string& directory : configurationDirectories()) {
     Error error;
     const auto content = readFile(join({directory, "/", name, ".conf"}), kLargestFile, error);

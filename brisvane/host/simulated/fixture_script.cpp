@@ -3,23 +3,21 @@
 #include <random>
 #include <utility>
 
-#include "brisvane/host/json.h"
-#include "brisvane/host/simulated/script_reader.h"
-#include "brisvane/types/hex.h"
+#include "brisvane/host/description_reader.h"
 
 namespace brisvane::host::simulated {
 namespace {
 
 Data bytesOf(std::string_view text) { return {text.begin(), text.end()}; }
 
-Data hexBytes(ScriptReader& reader, std::string_view key) {
-  auto bytes = parseHex(reader.text(key));
-  if (!bytes || bytes->empty()) reader.fail(key, "must be pairs of hexadecimal digits");
-  return std::move(*bytes);
+Data hexBytes(DescriptionReader& reader, std::string_view key) {
+  Data bytes = reader.hex(key);
+  if (bytes.empty()) reader.fail(key, "must be pairs of hexadecimal digits");
+  return bytes;
 }
 
 // Exactly one of these fields must be there; gives its name.
-std::string_view oneOf(const ScriptReader& reader, std::initializer_list<std::string_view> keys) {
+std::string_view oneOf(const DescriptionReader& reader, std::initializer_list<std::string_view> keys) {
   std::string_view found;
   std::string names;
   for (const std::string_view key : keys) {
@@ -33,7 +31,7 @@ std::string_view oneOf(const ScriptReader& reader, std::initializer_list<std::st
   return found;
 }
 
-void readSplit(ScriptReader& reader, FixtureScript::Reply& reply) {
+void readSplit(DescriptionReader& reader, FixtureScript::Reply& reply) {
   if (reader.value("split").ifArray() != nullptr) {
     for (const auto& [size, place] : reader.elements("split")) reply.split.push_back(countFrom(size, place, 1));
   } else if (reader.has("split")) {
@@ -50,7 +48,7 @@ FixtureScript::Reply readReply(const Object& description, const std::string& pla
     reply.isText = true;
     return reply;
   }
-  ScriptReader reader(description, place);
+  DescriptionReader reader(description, place);
   const std::string_view content = oneOf(reader, {"text", "hex", "noise"});
   reply.isText = content == "text";
   if (reply.isText) reply.bytes = bytesOf(reader.text(content));
@@ -63,14 +61,14 @@ FixtureScript::Reply readReply(const Object& description, const std::string& pla
   return reply;
 }
 
-FixtureScript::Replies readReplies(ScriptReader& reader, std::string_view key) {
+FixtureScript::Replies readReplies(DescriptionReader& reader, std::string_view key) {
   FixtureScript::Replies replies;
   for (const auto& [description, place] : reader.elements(key)) replies.push_back(readReply(description, place));
   return replies;
 }
 
 FixtureScript::Command readCommand(const Object& description, const std::string& place) {
-  ScriptReader reader(description, place);
+  DescriptionReader reader(description, place);
   FixtureScript::Command command;
   const std::string_view kind = oneOf(reader, {"command", "pattern", "hex"});
   if (kind == "command") {
@@ -92,7 +90,7 @@ FixtureScript::Command readCommand(const Object& description, const std::string&
 FixtureScript readScript(const Object& description, const std::string& place) {
   constexpr std::size_t kLargestSeed = std::minstd_rand::modulus - 1;
   FixtureScript script;
-  ScriptReader reader(description, place);
+  DescriptionReader reader(description, place);
   script.greeting = readReplies(reader, "greeting");
   script.echo = reader.boolean("echo", script.echo);
   for (const auto& [command, where] : reader.elements("commands")) {
@@ -108,16 +106,14 @@ FixtureScript readScript(const Object& description, const std::string& place) {
 
 }  // namespace
 
-std::optional<FixtureScript> FixtureScript::from(const Object& description, std::string& error, Text place) try {
-  return readScript(description, std::string(place.orEmpty()));
-} catch (const ScriptError& wrong) {
-  error = wrong.text;
-  return std::nullopt;
+FixtureScript FixtureScript::read(const Object& description, const std::string& place) {
+  return readScript(description, place);
 }
 
 std::optional<FixtureScript> FixtureScript::fromJson(std::string_view json, std::string& error) {
-  const auto description = parseJson(json, &error);
-  return description ? from(*description, error) : std::nullopt;
+  FixtureScript script;
+  const auto read = [&script](const Object& description) { script = readScript(description, ""); };
+  return readDescription(json, error, read) ? std::optional(std::move(script)) : std::nullopt;
 }
 
 }  // namespace brisvane::host::simulated

@@ -12,7 +12,6 @@
 #include "brisvane/types/data.h"
 #include "brisvane/types/export.h"
 #include "brisvane/types/object.h"
-#include "brisvane/types/text.h"
 
 namespace brisvane::host::simulated {
 
@@ -46,12 +45,11 @@ struct FixtureScript {
   double commandGap = 0.05;                // seconds of quiet that end a command without a line end
   std::uint32_t seed = 1;                  // of the noise
 
-  // Reads a script from its description; docs/simulated.md tells the form. nullopt
-  // when it is malformed; `error` then names the place and what is wrong there, the place
-  // beginning with `place` when the script is part of a larger description.
-  [[nodiscard]] BRISVANE_EXPORT static std::optional<FixtureScript> from(const Object& description, std::string& error,
-                                                                         Text place = nullptr);
-  // The same from JSON text.
+  // Reads a script from its description, or from that part of one which stands at
+  // `place`; docs/simulated.md tells the form. Throws DescriptionError when it is malformed.
+  [[nodiscard]] BRISVANE_EXPORT static FixtureScript read(const Object& description, const std::string& place);
+  // The same from JSON text; nullopt when it is malformed, and `error` then says what is
+  // wrong, on which line.
   [[nodiscard]] BRISVANE_EXPORT static std::optional<FixtureScript> fromJson(std::string_view json, std::string& error);
 };
 

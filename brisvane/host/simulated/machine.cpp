@@ -1,164 +1,68 @@
 #include "brisvane/host/simulated/machine.h"
 
 #include <algorithm>
-#include <mutex>
-#include <new>
 #include <utility>
 
-#include "brisvane/host/files.h"
+#include "brisvane/host/description_reader.h"
 #include "brisvane/host/json.h"
-#include "brisvane/host/simulated/script_reader.h"
+#include "brisvane/host/machine_description.h"
+#include "brisvane/host/simulated/described_services.h"
+#include "brisvane/host/simulated/variables.h"
 
 namespace brisvane::host::simulated {
 namespace {
 
-class RecordedLog final : public SystemLog {
- public:
-  void write(const LogChannel& channel, LogType type, std::string_view format,
-             std::string_view argument) const noexcept override try {
-    LogEntry entry{std::string(channel.subsystem), std::string(channel.category), type, std::string(format),
-                   std::string(argument)};
-    const std::scoped_lock lock(mutex_);
-    entries_.push_back(std::move(entry));
-  } catch (const std::bad_alloc&) {
-    // Dropped: a log never fails towards its caller.
-  }
-
-  [[nodiscard]] std::vector<LogEntry> entries() const {
-    const std::scoped_lock lock(mutex_);
-    return entries_;
-  }
-
-  void clear() const noexcept {
-    const std::scoped_lock lock(mutex_);
-    entries_.clear();
-  }
-
- private:
-  mutable std::mutex mutex_;
-  mutable std::vector<LogEntry> entries_;
-};
-
-// The key of the standard store, which no suite can have.
-constexpr std::string_view kStandard;
-
-class DescribedPreferences final : public Preferences {
- public:
-  explicit DescribedPreferences(Dictionary stores) : stores_(std::move(stores)) {}
-
-  std::optional<std::string> value(std::string_view suite, std::string_view key) const noexcept override try {
-    const auto store = stores_.find(suite);
-    const Dictionary* const values = store != stores_.end() ? store->second.ifDictionary() : nullptr;
-    if (values == nullptr) return std::nullopt;
-    const auto found = values->find(key);
-    return found != values->end() ? found->second.text() : std::nullopt;
-  } catch (const std::bad_alloc&) {
-    return std::nullopt;
-  }
-
- private:
-  const Dictionary stores_;  // by suite: the texts of each
-};
-
-struct Device {
-  std::string name;
-  std::shared_ptr<Fixture> fixture;  // null: listed, but cannot be opened
-};
-
-class DescribedDevices final : public DeviceNodes {
- public:
-  explicit DescribedDevices(std::vector<Device> devices) : devices_(std::move(devices)) {}
-
-  std::optional<std::vector<std::string>> list() const noexcept override try {
-    std::vector<std::string> names;
-    for (const Device& device : devices_) {
-      if (device.fixture == nullptr || !device.fixture->hasHungUp()) names.push_back(device.name);
-    }
-    return names;
-  } catch (const std::bad_alloc&) {
-    return std::nullopt;
-  }
-
-  std::string location(std::string_view path) const noexcept override try {
-    if (!path.starts_with(kDirectory)) return std::string(path);
-    const Fixture* const found = fixture(path.substr(kDirectory.size()));
-    // The real machine's devices are not this one's.
-    return found != nullptr && !found->hasHungUp() ? found->node() : std::string();
-  } catch (const std::bad_alloc&) {
-    return {};
-  }
-
-  [[nodiscard]] Fixture* fixture(std::string_view name) const noexcept {
-    for (const Device& device : devices_) {
-      if (device.name == name) return device.fixture.get();
-    }
-    return nullptr;
-  }
-
-  void hangUp() const noexcept {
-    for (const Device& device : devices_) {
-      if (device.fixture != nullptr) device.fixture->hangUp();
-    }
-  }
-
- private:
-  const std::vector<Device> devices_;
-};
+// Where the values come from when the description is in no file.
+constexpr std::string_view kNoFile = "the machine's description";
 
 // The values of one store, as the texts that a preferences file would hold.
 Dictionary readStore(const Object& description, const std::string& place) {
   Dictionary store;
   const Dictionary* const values = description.ifDictionary();
-  if (values == nullptr) throw ScriptError{place + ": must be an object"};
+  if (values == nullptr) throw DescriptionError{place, "must be an object"};
   for (const auto& [key, value] : *values) {
     const bool simple = value.ifArray() == nullptr && value.ifDictionary() == nullptr && !value.isNull();
-    if (!simple) throw ScriptError{place + "." + key + ": must be a text, a number, true or false"};
+    if (!simple) throw DescriptionError{place + "." + key, "must be a text, a number, true or false"};
     store.emplace(key, value.ifText() != nullptr ? value : Object(jsonText(value)));
   }
   return store;
 }
 
-Dictionary readPreferences(const Object& description) {
+Dictionary readPreferences(DescriptionReader reader) {
   Dictionary stores;
-  if (description.isNull()) return stores;
-  ScriptReader reader(description, "preferences");
   if (reader.has("standard")) {
-    stores.emplace(kStandard, readStore(reader.value("standard"), reader.placeOf("standard")));
+    stores.emplace(kStandardStore, readStore(reader.value("standard"), reader.placeOf("standard")));
   }
-  if (const Object suites = reader.value("suites"); !suites.isNull()) {
-    const std::string place = reader.placeOf("suites");
-    if (suites.ifDictionary() == nullptr) throw ScriptError{place + ": must be an object"};
-    for (const auto& [name, suite] : *suites.ifDictionary()) {
-      if (name.empty()) throw ScriptError{place + ": a suite needs a name"};
-      stores.insert_or_assign(name, readStore(suite, place + "." + name));
-    }
+  const std::string place = reader.placeOf("suites");
+  for (const auto& [name, suite] : reader.members("suites").value_or(Dictionary())) {
+    if (name.empty()) throw DescriptionError{place, "a suite needs a name"};
+    stores.insert_or_assign(name, readStore(suite, place + "." + name));
   }
   reader.finish();
   return stores;
 }
 
 Device readDevice(const Object& description, const std::string& place) {
-  ScriptReader reader(description, place);
+  DescriptionReader reader(description, place);
   Device device{reader.text("name"), nullptr};
   if (device.name.empty() || device.name.find('/') != std::string::npos) reader.fail("name", "must be a file name");
   const Object fixture = reader.value("fixture");
   reader.finish();
   if (fixture.isNull()) return device;
+  const std::string placeOfFixture = reader.placeOf("fixture");
   std::string error;
-  auto script = FixtureScript::from(fixture, error, reader.placeOf("fixture"));
-  if (!script) throw ScriptError{error};
-  device.fixture = Fixture::start(std::move(*script), error);
-  if (device.fixture == nullptr) throw ScriptError{reader.placeOf("fixture") + ": " + error};
+  device.fixture = Fixture::start(FixtureScript::read(fixture, placeOfFixture), error);
+  if (device.fixture == nullptr) throw DescriptionError{placeOfFixture, error};
   return device;
 }
 
-std::vector<Device> readDevices(ScriptReader& reader) {
+std::vector<Device> readDevices(DescriptionReader& reader) {
   std::vector<Device> devices;
   for (const auto& [description, place] : reader.elements("devices")) {
     devices.push_back(readDevice(description, place));
     const auto isSame = [&](const Device& device) { return device.name == devices.back().name; };
     if (std::count_if(devices.begin(), devices.end(), isSame) > 1) {
-      throw ScriptError{place + ".name: there is another device of this name"};
+      throw DescriptionError{place + ".name", "there is another device of this name"};
     }
   }
   return devices;
@@ -173,37 +77,46 @@ struct Machine::Services {
   std::shared_ptr<const Platform> platform;
 };
 
-std::unique_ptr<Machine> Machine::fromDescription(const Object& description, std::string& error) try {
-  ScriptReader reader(description, "");
+std::unique_ptr<Machine> Machine::make(const Object& description, const std::string& place) {
+  DescriptionReader reader(description, "");
   auto services = std::make_unique<Services>();
-  services->preferences = std::make_shared<const DescribedPreferences>(readPreferences(reader.value("preferences")));
+  auto preferences = reader.object("preferences");
+  services->preferences = std::make_shared<const DescribedPreferences>(
+      preferences ? readPreferences(std::move(*preferences)) : Dictionary());
+  const MachineDescription machine = MachineDescription::read(reader);
+  auto firmware = reader.object("firmware");
+  auto variables = firmware ? std::make_shared<const MemoryVariables>(std::move(*firmware)) : nullptr;
   services->devices = std::make_shared<const DescribedDevices>(readDevices(reader));
   reader.finish();
   Platform platform;
   platform.setSystemLog(services->systemLog);
   platform.setPreferences(services->preferences);
   platform.setDeviceNodes(services->devices);
+  platform.setRegistry(describedRegistry(machine, std::move(variables), place));
+  platform.setIdentityService(std::make_shared<const DescribedIdentity>(machine.identity, place));
+  platform.setSystemVersion(std::make_shared<const DescribedVersion>(machine, place));
   services->platform = std::make_shared<const Platform>(std::move(platform));
   return std::unique_ptr<Machine>(new Machine(std::move(services)));
-} catch (const ScriptError& wrong) {
-  error = wrong.text;
+}
+
+std::unique_ptr<Machine> Machine::fromDescription(const Object& description, std::string& error) try {
+  return make(description, std::string(kNoFile));
+} catch (const DescriptionError& wrong) {
+  error = wrong.text();
   return nullptr;
 }
 
 std::unique_ptr<Machine> Machine::fromJson(std::string_view json, std::string& error) {
-  const auto description = parseJson(json, &error);
-  return description ? fromDescription(*description, error) : nullptr;
+  std::unique_ptr<Machine> machine;
+  const auto read = [&machine](const Object& description) { machine = make(description, std::string(kNoFile)); };
+  return readDescription(json, error, read) ? std::move(machine) : nullptr;
 }
 
 std::unique_ptr<Machine> Machine::fromFile(Text path, std::string& error) {
-  constexpr std::size_t kLargest = std::size_t{16} << 20U;
-  Error failed;
-  const auto content = readFile(path.orEmpty(), kLargest, failed);
-  auto machine = content ? fromJson(*content, error) : nullptr;
-  if (machine == nullptr) {
-    error = failed ? errorText(path.orEmpty(), failed.number()) : std::string(path.orEmpty()) + ": " + error;
-  }
-  return machine;
+  std::unique_ptr<Machine> machine;
+  const std::string place(path.orEmpty());
+  const auto read = [&](const Object& description) { machine = make(description, place); };
+  return readDescriptionFile(place, error, read) ? std::move(machine) : nullptr;
 }
 
 std::string_view Machine::exampleDescription() noexcept {
@@ -223,7 +136,29 @@ std::string_view Machine::exampleDescription() noexcept {
       ],
       "unknown": ["ERR unknown command\r\n"]
     }}
-  ]
+  ],
+  "registry": {
+    "root": {"RookeryBuildVersion": "BV-7 DEVELOPMENT"},
+    "chosen": {"chip-id": {"hex": "17 4B"}, "board-id": {"hex": "0B"}},
+    "platform": {
+      "HwPlatformSerialNumber": "BV00SIM0001",
+      "HwPlatformUUID": "7D0B5A16-42C5-4B0C-9D3C-5E1D1C3A9F01",
+      "model": "BVSim1,1",
+      "board-id": "BVB-SIM1",
+      "target-type": "sim1",
+      "bridge-model": "S1AP"
+    },
+    "rom": {"version": "BVSim 1.4.2"}
+  },
+  "identity": {"SigningFuse": false, "UniqueChipID": 81985529216486895},
+  "systemVersion": {"ProductBuildVersion": "12B5003a", "ProductUserVisibleVersion": "12.5", "running": "12.5.0"},
+  "firmware": {
+    "variables": {
+      "EDA7697C-EB6C-4553-A921-C131036FC939:bench-mode": "burn-in",
+      "EDA7697C-EB6C-4553-A921-C131036FC939:bench": "{\"station\": 4, \"operator\": \"BV\"}",
+      "A5D42023-9BB9-4366-8741-A4A0161FDEDE:calibration": {"hex": "01 02 FF"}
+    }
+  }
 }
 )json";
 }

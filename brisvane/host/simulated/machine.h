@@ -31,8 +31,8 @@ struct LogEntry {
 //   auto machine = simulated::Machine::fromFile("bench.json", error);
 //   host::ScopedPlatform installed(machine->platform());
 //
-// Its files, clock and terminals are the real ones; its devices, preferences and
-// system log are its own.
+// Its files, clock and terminals are the real ones; its devices, preferences, system log,
+// registry, firmware variables, identity and versions are its own.
 class BRISVANE_EXPORT Machine {
  public:
   // A machine as described; docs/simulated.md tells the form. Its fixtures run from now on
@@ -63,6 +63,7 @@ class BRISVANE_EXPORT Machine {
 
  private:
   struct Services;
+  static std::unique_ptr<Machine> make(const Object& description, const std::string& place);
   explicit Machine(std::unique_ptr<Services> services) noexcept;
   std::unique_ptr<Services> services_;
 };

@@ -1,0 +1,33 @@
+// The device-identity query service: who this very machine is.
+// Any number of threads may ask at the same time.
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+#include "brisvane/host/origin.h"
+#include "brisvane/types/export.h"
+#include "brisvane/types/object.h"
+
+namespace brisvane::host {
+
+class BRISVANE_EXPORT IdentityService {
+ public:
+  static constexpr std::string_view kSigningFuse = "SigningFuse";                    // a boolean
+  static constexpr std::string_view kFirmwareVersion = "FirmwareVersion";            // a text
+  static constexpr std::string_view kUniqueChipID = "UniqueChipID";                  // an unsigned number of 64 bits
+  static constexpr std::string_view kUniqueDeviceID = "ProvisioningUniqueDeviceID";  // a text
+
+  IdentityService() = default;
+  IdentityService(const IdentityService&) = delete;
+  IdentityService& operator=(const IdentityService&) = delete;
+  virtual ~IdentityService();
+
+  // The answer for a key; nullopt when there is none.
+  [[nodiscard]] virtual std::optional<Object> answer(std::string_view key) const noexcept = 0;
+
+  // Where the answer comes from, or would.
+  [[nodiscard]] virtual Origin origin(std::string_view key) const noexcept = 0;
+};
+
+}  // namespace brisvane::host

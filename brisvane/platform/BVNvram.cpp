@@ -1,0 +1,217 @@
+#include "brisvane/platform/BVNvram.h"
+
+#include <cerrno>
+#include <new>
+#include <utility>
+
+#include "brisvane/host/json.h"
+#include "brisvane/host/platform.h"
+#include "brisvane/host/variable_store.h"
+#include "brisvane/platform/BVSystemInfo.h"
+#include "brisvane/types/join.h"
+#include "brisvane/types/unicode.h"
+
+namespace brisvane {
+namespace {
+
+using host::OpenNode;
+using host::Registry;
+using host::VariableStore;
+
+constexpr std::int32_t kNoStore = -1;
+
+std::string fullName(const Guid& space, Text name) { return join({guidText(space), ":", name.orEmpty()}); }
+
+// Whether both are one object, or both are absent.
+bool same(const std::optional<Object>& left, const std::optional<Object>& right) noexcept {
+  return left.has_value() == right.has_value() && (!left || left->same(*right));
+}
+
+std::string_view textOf(const Data& bytes) noexcept {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+bool isRefused(bool requireDevFused, bool requireInternalOS) {
+  if (requireDevFused && BVSystemInfo::shared().isProductionFused()) return true;
+  return requireInternalOS && !BVSystemInfo::shared().isInternaOS();
+}
+
+std::int32_t setProperty(std::string_view name, std::string_view value) noexcept {
+  const auto platform = host::platform();
+  const Registry& registry = platform->registry();
+  const OpenNode options(registry, registry.nodeAtPath(Registry::kOptionsPath));
+  return options ? registry.setProperty(options.handle(), name, value) : kNoStore;
+}
+
+// Calls an operation with a full name, and gives `failure` when memory runs out for that.
+template <typename Result, typename Operation>
+Result inNamespace(const Guid& space, Text name, Result failure, Operation operation) noexcept try {
+  return operation(fullName(space, name));
+} catch (const std::bad_alloc&) {
+  return failure;
+}
+
+}  // namespace
+
+std::optional<Object> BVNvram::dataFromVariable(Text name, bool requireDevFused, bool requireInternalOS,
+                                                const std::optional<Object>& notFoundObject) noexcept try {
+  if (isRefused(requireDevFused, requireInternalOS)) return notFoundObject;
+  const auto platform = host::platform();
+  const Registry& registry = platform->registry();
+  const OpenNode options(registry, registry.nodeAtPath(Registry::kOptionsPath));
+  if (!options) return notFoundObject;
+  auto value = registry.property(options.handle(), name.orEmpty());
+  return value ? std::move(value) : notFoundObject;
+} catch (const std::bad_alloc&) {
+  return notFoundObject;
+}
+
+std::optional<Object> BVNvram::dictionaryFromVariable(Text name, bool requireDevFused, bool requireInternalOS,
+                                                      const std::optional<Object>& notFoundObject) noexcept try {
+  const auto value = dataFromVariable(name, requireDevFused, requireInternalOS, notFoundObject);
+  if (same(value, notFoundObject)) return notFoundObject;
+  const Data* const bytes = value->ifData();
+  if (bytes == nullptr) return notFoundObject;
+  auto parsed = host::parseJson(textOf(*bytes));
+  return parsed && parsed->ifDictionary() != nullptr ? std::move(parsed) : notFoundObject;
+} catch (const std::bad_alloc&) {
+  return notFoundObject;
+}
+
+std::optional<Object> BVNvram::stringFromVariable(Text name, bool requireDevFused, bool requireInternalOS,
+                                                  const std::optional<Object>& notFoundObject) noexcept try {
+  auto value = dataFromVariable(name, requireDevFused, requireInternalOS, notFoundObject);
+  if (same(value, notFoundObject)) return notFoundObject;
+  if (value->ifText() != nullptr) return value;
+  const Data* const bytes = value->ifData();
+  if (bytes == nullptr) return notFoundObject;
+  const std::string_view text = textOf(*bytes);
+  return isUtf8(text) ? std::optional<Object>(text) : std::nullopt;
+} catch (const std::bad_alloc&) {
+  return notFoundObject;
+}
+
+std::optional<Object> BVNvram::dataFromVariable(Text name) noexcept {
+  return dataFromVariable(name, false, false, std::nullopt);
+}
+
+std::optional<Dictionary> BVNvram::dictionaryFromVariable(Text name) noexcept try {
+  const auto value = dictionaryFromVariable(name, false, false, std::nullopt);
+  return value ? value->dictionary() : std::nullopt;
+} catch (const std::bad_alloc&) {
+  return std::nullopt;
+}
+
+std::optional<std::string> BVNvram::stringFromVariable(Text name) noexcept try {
+  const auto value = stringFromVariable(name, false, false, std::nullopt);
+  return value ? value->text() : std::nullopt;
+} catch (const std::bad_alloc&) {
+  return std::nullopt;
+}
+
+std::int32_t BVNvram::writeStringVariable(Text name, Text value) noexcept {
+  return setProperty(name.orEmpty(), value.orEmpty());
+}
+
+std::int32_t BVNvram::deleteVariable(Text name) noexcept {
+  const std::int32_t status = setProperty(VariableStore::kDelete, name.orEmpty());
+  if (status != 0) return status;
+  static_cast<void>(setProperty(VariableStore::kCommit, VariableStore::kCommit));
+  return 0;
+}
+
+// --- The system namespace ---
+
+std::optional<Object> BVNvram::systemGUID_dataFromVariable(Text name, bool requireDevFused, bool requireInternalOS,
+                                                           const std::optional<Object>& notFoundObject) noexcept {
+  return inNamespace(kSystemGuid, name, notFoundObject, [&](Text full) {
+    return dataFromVariable(full, requireDevFused, requireInternalOS, notFoundObject);
+  });
+}
+
+std::optional<Object> BVNvram::systemGUID_dictionaryFromVariable(Text name, bool requireDevFused,
+                                                                 bool requireInternalOS,
+                                                                 const std::optional<Object>& notFoundObject) noexcept {
+  return inNamespace(kSystemGuid, name, notFoundObject, [&](Text full) {
+    return dictionaryFromVariable(full, requireDevFused, requireInternalOS, notFoundObject);
+  });
+}
+
+std::optional<Object> BVNvram::systemGUID_stringFromVariable(Text name, bool requireDevFused, bool requireInternalOS,
+                                                             const std::optional<Object>& notFoundObject) noexcept {
+  return inNamespace(kSystemGuid, name, notFoundObject, [&](Text full) {
+    return stringFromVariable(full, requireDevFused, requireInternalOS, notFoundObject);
+  });
+}
+
+std::optional<Object> BVNvram::systemGUID_dataFromVariable(Text name) noexcept {
+  return inNamespace(kSystemGuid, name, std::optional<Object>(), [](Text full) { return dataFromVariable(full); });
+}
+
+std::optional<Dictionary> BVNvram::systemGUID_dictionaryFromVariable(Text name) noexcept {
+  return inNamespace(kSystemGuid, name, std::optional<Dictionary>(),
+                     [](Text full) { return dictionaryFromVariable(full); });
+}
+
+std::optional<std::string> BVNvram::systemGUID_stringFromVariable(Text name) noexcept {
+  return inNamespace(kSystemGuid, name, std::optional<std::string>(),
+                     [](Text full) { return stringFromVariable(full); });
+}
+
+std::int32_t BVNvram::writeSystemGUID_StringVariable(Text name, Text value) noexcept {
+  return inNamespace(kSystemGuid, name, std::int32_t{ENOMEM},
+                     [value](Text full) { return writeStringVariable(full, value); });
+}
+
+std::int32_t BVNvram::deleteSystemGUIDVariable(Text name) noexcept {
+  return inNamespace(kSystemGuid, name, std::int32_t{ENOMEM}, [](Text full) { return deleteVariable(full); });
+}
+
+// --- The larder namespace ---
+
+std::optional<Object> BVNvram::larderGUID_dataFromVariable(Text name, bool requireDevFused, bool requireInternalOS,
+                                                           const std::optional<Object>& notFoundObject) noexcept {
+  return inNamespace(kLarderGuid, name, notFoundObject, [&](Text full) {
+    return dataFromVariable(full, requireDevFused, requireInternalOS, notFoundObject);
+  });
+}
+
+std::optional<Object> BVNvram::larderGUID_dictionaryFromVariable(Text name, bool requireDevFused,
+                                                                 bool requireInternalOS,
+                                                                 const std::optional<Object>& notFoundObject) noexcept {
+  return inNamespace(kLarderGuid, name, notFoundObject, [&](Text full) {
+    return dictionaryFromVariable(full, requireDevFused, requireInternalOS, notFoundObject);
+  });
+}
+
+std::optional<Object> BVNvram::larderGUID_stringFromVariable(Text name, bool requireDevFused, bool requireInternalOS,
+                                                             const std::optional<Object>& notFoundObject) noexcept {
+  return inNamespace(kLarderGuid, name, notFoundObject, [&](Text full) {
+    return stringFromVariable(full, requireDevFused, requireInternalOS, notFoundObject);
+  });
+}
+
+std::optional<Object> BVNvram::larderGUID_dataFromVariable(Text name) noexcept {
+  return inNamespace(kLarderGuid, name, std::optional<Object>(), [](Text full) { return dataFromVariable(full); });
+}
+
+std::optional<Dictionary> BVNvram::larderGUID_dictionaryFromVariable(Text name) noexcept {
+  return inNamespace(kLarderGuid, name, std::optional<Dictionary>(),
+                     [](Text full) { return dictionaryFromVariable(full); });
+}
+
+std::optional<std::string> BVNvram::larderGUID_stringFromVariable(Text name) noexcept {
+  return inNamespace(kLarderGuid, name, std::optional<std::string>(),
+                     [](Text full) { return stringFromVariable(full); });
+}
+
+std::int32_t BVNvram::writeLarderGUID_StringVariable(Text name, Text value) noexcept {
+  return inNamespace(kLarderGuid, name, std::int32_t{ENOMEM},
+                     [value](Text full) { return writeStringVariable(full, value); });
+}
+
+std::int32_t BVNvram::deleteLarderGUIDVariable(Text name) noexcept {
+  return inNamespace(kLarderGuid, name, std::int32_t{ENOMEM}, [](Text full) { return deleteVariable(full); });
+}
+
+}  // namespace brisvane
