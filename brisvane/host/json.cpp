@@ -204,6 +204,8 @@ std::optional<Object> parseJson(std::string_view text, std::string* error, JsonL
   return std::nullopt;
 }
 
-std::string jsonText(const Object& value) { return toJson(value).dump(); }
+std::string jsonText(const Object& value, JsonLayout layout) {
+  return toJson(value).dump(layout == JsonLayout::kIndented ? 2 : -1);
+}
 
 }  // namespace brisvane::host

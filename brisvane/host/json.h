@@ -28,10 +28,12 @@ using JsonLines = std::unordered_map<std::string, std::size_t>;
 [[nodiscard]] BRISVANE_EXPORT std::optional<Object> parseJson(std::string_view text, std::string* error = nullptr,
                                                               JsonLines* lines = nullptr);
 
-// The value on one line, the keys of each dictionary in byte order. Data is written
+enum class JsonLayout { kOneLine, kIndented };
+
+// The value as JSON, the keys of each dictionary in byte order. Data is written
 // in hexadecimal, a date as seconds since 1970; bytes that are not UTF-8 as U+FFFD (of
 // two keys that then are equal one stays); a real that is no number, and what nests
 // deeper than kJsonDepthLimit, as null.
-[[nodiscard]] BRISVANE_EXPORT std::string jsonText(const Object& value);
+[[nodiscard]] BRISVANE_EXPORT std::string jsonText(const Object& value, JsonLayout layout = JsonLayout::kOneLine);
 
 }  // namespace brisvane::host

@@ -24,6 +24,10 @@ void addSend(CLI::App& program, Chosen& chosen);
 void addMonitor(CLI::App& program, Chosen& chosen);
 void addFixture(CLI::App& program, Chosen& chosen);
 void addLog(CLI::App& program, Chosen& chosen);
+void addProfile(CLI::App& program, Chosen& chosen);
+void addNvram(CLI::App& program, Chosen& chosen);
+void addRegistry(CLI::App& program, Chosen& chosen);
+void addMachine(CLI::App& program, Chosen& chosen);
 
 // What the help of a command ends with.
 inline std::string exitStatusText(const std::string& success, const std::string& failure) {

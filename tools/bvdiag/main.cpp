@@ -1,4 +1,4 @@
-// bvdiag, the command line of Brisvane: talks to fixtures, or plays one.
+// bvdiag, the command line of Brisvane.
 #include <csignal>
 
 #include <exception>
@@ -45,7 +45,7 @@ void addGlobalOptions(CLI::App& program, GlobalOptions& options) {
 }
 
 int run(int count, char** arguments) {
-  CLI::App program("Talks to test fixtures on serial adapters, or plays one.", "bvdiag");
+  CLI::App program("Talks to test fixtures on serial adapters, or plays one; tells who the machine is.", "bvdiag");
   GlobalOptions options;
   Chosen chosen;
   addGlobalOptions(program, options);
@@ -53,7 +53,10 @@ int run(int count, char** arguments) {
   program.footer(
       "Exit status: 0 success; 1 a failed operation, told on standard error; 2 wrong usage.\n"
       "`bvdiag COMMAND --help` tells of one command.");
-  for (const auto add : {addDemo, addPorts, addSend, addMonitor, addFixture, addLog}) add(program, chosen);
+  for (const auto add :
+       {addDemo, addPorts, addSend, addMonitor, addFixture, addLog, addProfile, addNvram, addRegistry, addMachine}) {
+    add(program, chosen);
+  }
   try {
     program.parse(count, arguments);
   } catch (const CLI::ParseError& error) {

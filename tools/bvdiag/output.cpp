@@ -111,6 +111,19 @@ std::string hexDump(bv::ByteView bytes, std::size_t offset) {
   return text;
 }
 
+std::string valueText(const bv::Object& value) {
+  constexpr std::size_t kMost = 64;
+  if (const std::string* const text = value.ifText()) return escaped(*text);
+  const bv::Data* const bytes = value.ifData();
+  if (bytes == nullptr) return bv::host::jsonText(value);
+  std::string text = "<";
+  for (std::size_t i = 0; i < std::min(bytes->size(), kMost); ++i) {
+    if (i > 0) text += ' ';
+    bv::appendLowerHex(text, (*bytes)[i]);
+  }
+  return text + (bytes->size() > kMost ? " ... " + std::to_string(bytes->size()) + " bytes>" : ">");
+}
+
 std::string secondsText(double seconds) {
   std::ostringstream text;
   text << std::setprecision(3) << seconds << " s";

@@ -36,6 +36,8 @@ class Session {
   ~Session();
 
   [[nodiscard]] Output& output() const noexcept { return output_; }
+  // Whether the machine in force is a simulated one.
+  [[nodiscard]] bool isSimulated() const noexcept { return machine_ != nullptr; }
 
   // Gives the default logger a log file. False when that cannot be written, which is
   // told: the logger itself tells its caller nothing.

@@ -1,0 +1,23 @@
+#include "confirmation.h"
+
+#include <unistd.h>
+
+#include <iostream>
+
+namespace bvdiag {
+
+bool confirmed(const Session& session, const std::string& question, bool yes) {
+  if (yes || session.isSimulated()) return true;
+  if (::isatty(STDIN_FILENO) != 1) {
+    session.output().complain(question + " nobody can be asked; give --yes to have it done");
+    return false;
+  }
+  std::cerr << question + " [y/N] " << std::flush;
+  std::string answer;
+  std::getline(std::cin, answer);
+  if (answer == "y" || answer == "Y" || answer == "yes") return true;
+  session.output().remark("nothing was changed");
+  return false;
+}
+
+}  // namespace bvdiag

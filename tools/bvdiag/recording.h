@@ -1,0 +1,18 @@
+// The recording of a machine: a description that replays as the same machine.
+#pragma once
+
+#include <brisvane/types/object.h>
+
+namespace bvdiag {
+
+struct RecordingOptions {
+  bool variables = false;  // the values of the firmware variables, as they are
+  bool unmasked = false;   // serial numbers and the like as they are
+};
+
+// The machine of the platform in force, in the form that Machine::fromFile reads. What
+// tells one machine from its siblings (serial numbers, UUIDs, seeds, hardware addresses)
+// is masked: each letter becomes X, each digit 0, wherever it occurs outside of variables.
+[[nodiscard]] brisvane::Dictionary recordMachine(const RecordingOptions& options);
+
+}  // namespace bvdiag

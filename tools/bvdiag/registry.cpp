@@ -1,0 +1,102 @@
+// `bvdiag registry show`: the nodes of the device registry, and what they say.
+#include "registry.h"
+
+#include <memory>
+#include <string>
+
+#include <brisvane/all.h>
+#include <brisvane/host/files.h>
+#include <brisvane/host/machine_description.h>
+#include <brisvane/host/platform.h>
+
+#include "commands.h"
+
+namespace bvdiag {
+namespace {
+
+namespace bv = brisvane;
+using bv::host::Registry;
+
+constexpr std::size_t kColumn = 28;
+
+std::string_view kindText(const bv::Object& value) {
+  switch (value.kind()) {
+    case bv::Object::Kind::kText:
+      return "text";
+    case bv::Object::Kind::kData:
+      return "bytes";
+    case bv::Object::Kind::kBoolean:
+      return "flag";
+    default:
+      return "number";
+  }
+}
+
+void showNode(Session& session, const KnownNode& known, bool variables) {
+  Output& output = session.output();
+  const Registry& registry = bv::host::platform()->registry();
+  const bv::host::OpenNode node(registry, known.open(registry));
+  if (!node) return output.print(std::string(known.name) + "  (not there)\n");
+  output.print(output.colored(Color::kCyan, known.name) + "\n");
+  const auto names = registry.propertyNames(node.handle());
+  if (known.name == kOptionsNode && !variables) {
+    return output.print("  " + std::to_string(names.size()) + " firmware variables; --variables shows them\n");
+  }
+  for (const std::string& name : names) {
+    const auto value = registry.property(node.handle(), name);
+    if (!value) continue;
+    std::string line = "  " + escaped(name);
+    line.append(line.size() < kColumn ? kColumn - line.size() : 1, ' ').append(kindText(*value)).append("  ");
+    output.print(line + valueText(*value) + "\n");
+  }
+}
+
+int show(Session& session, bool variables) {
+  complainOfAdministratorFile(session);
+  bv::Dictionary tree;
+  const Registry& registry = bv::host::platform()->registry();
+  for (const KnownNode& known : kKnownNodes) {
+    if (!session.output().json()) {
+      showNode(session, known, variables);
+    } else if (auto properties = propertiesOf(registry, known); known.name != kOptionsNode || variables) {
+      tree.emplace(known.name, properties ? bv::Object(std::move(*properties)) : bv::Object());
+    }
+  }
+  if (session.output().json()) session.output().printJson(std::move(tree));
+  return kSuccess;
+}
+
+}  // namespace
+
+std::optional<bv::Dictionary> propertiesOf(const Registry& registry, const KnownNode& known) {
+  const bv::host::OpenNode node(registry, known.open(registry));
+  if (!node) return std::nullopt;
+  bv::Dictionary properties;
+  for (const std::string& name : registry.propertyNames(node.handle())) {
+    const auto value = registry.property(node.handle(), name);
+    if (value) properties.emplace(name, bv::host::describeValue(*value));
+  }
+  return properties;
+}
+
+void complainOfAdministratorFile(const Session& session) {
+  std::string error;
+  const std::string path(bv::host::kAdministratorFile);
+  if (session.isSimulated() || bv::host::fileKind(path) == bv::host::FileKind::kNone) return;
+  if (!bv::host::MachineDescription::fromFile(path, error)) {
+    session.output().complain(error + "; the file counts for nothing until that is mended");
+  }
+}
+
+void addRegistry(CLI::App& program, Chosen& chosen) {
+  CLI::App* const command = program.add_subcommand("registry", "Shows the device registry");
+  command->require_subcommand(1);
+  CLI::App* const showing = command->add_subcommand("show", "Shows the nodes that a profile is gathered from");
+  const auto variables = std::make_shared<bool>(false);
+  showing->add_flag("--variables", *variables, "Shows each firmware variable, too");
+  showing->footer(exitStatusText("shown", "never"));
+  showing->callback(
+      [&chosen, variables] { chosen.run = [variables](Session& session) { return show(session, *variables); }; });
+}
+
+}  // namespace bvdiag

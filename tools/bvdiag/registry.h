@@ -1,0 +1,40 @@
+// The registry's nodes as commands name them.
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string_view>
+
+#include <brisvane/host/registry.h>
+#include <brisvane/types/object.h>
+
+#include "session.h"
+
+namespace bvdiag {
+
+// A node, and how it is opened.
+struct KnownNode {
+  std::string_view name;  // as in a machine's description
+  brisvane::host::NodeHandle (*open)(const brisvane::host::Registry& registry);
+};
+
+inline constexpr std::string_view kOptionsNode = "options";
+
+inline constexpr std::array<KnownNode, 5> kKnownNodes{{
+    {"root", [](const brisvane::host::Registry& registry) { return registry.root(); }},
+    {"chosen", [](const auto& registry) { return registry.nodeAtPath(brisvane::host::Registry::kChosenPath); }},
+    {"platform",
+     [](const auto& registry) { return registry.firstNodeOfClass(brisvane::host::Registry::kPlatformClass); }},
+    {"rom", [](const auto& registry) { return registry.nodeAtPath(brisvane::host::Registry::kRomPath); }},
+    {kOptionsNode, [](const auto& registry) { return registry.nodeAtPath(brisvane::host::Registry::kOptionsPath); }},
+}};
+
+// A node's properties as a machine's description spells them; nullopt when there is no
+// such node.
+[[nodiscard]] std::optional<brisvane::Dictionary> propertiesOf(const brisvane::host::Registry& registry,
+                                                               const KnownNode& known);
+
+// Tells of an administrator's file that cannot be read: the library takes it for missing.
+void complainOfAdministratorFile(const Session& session);
+
+}  // namespace bvdiag
