@@ -178,7 +178,7 @@ TEST(BvdiagDemo, TakesEveryStepAndShowsTheLog) {
   const std::string log = folder / "demo.log";
   writeFile(log, "an earlier run\n");
   const std::string output = outputOf({"demo", "--log", log});
-  EXPECT_EQ(countOf(output, "✓"), 9U) << output;
+  EXPECT_EQ(countOf(output, "✓"), 11U) << output;
   EXPECT_THAT(output, AllOf(HasSubstr("FW 1.2.3 OK\\r\\n"), HasSubstr("02 90 01 F4 03"), HasSubstr("one by one"),
                             HasSubstr("aggregated errors:\nError writing to serial port:5\n"), HasSubstr(log),
                             Not(HasSubstr("an earlier run"))));
@@ -346,7 +346,8 @@ TEST(BvdiagFixture, FollowsItsScriptToTheHangUp) {
   EXPECT_THAT(monitor.errors, HasSubstr("hung up"));
 
   writeFile(folder / "script.json", R"({"comands": []})");
-  EXPECT_THAT(errorsOf({"fixture", folder / "script.json"}, 1), HasSubstr("script.json: line 1: comands: unknown field"));
+  EXPECT_THAT(errorsOf({"fixture", folder / "script.json"}, 1),
+              HasSubstr("script.json: line 1: comands: unknown field"));
 }
 
 TEST(BvdiagFixture, RemovesItsLinkWhenNobodyReads) {
@@ -412,6 +413,86 @@ TEST(Bvdiag, ColorsAndCountdownAreForTerminalsAlone) {
   EXPECT_EQ(withoutColors.status(), 1);
   EXPECT_THAT(withoutColors.output, StartsWith("bvdiag: "));
   EXPECT_THAT(errorsOf({"send", "x", "--port", "/nonexistent", "--color", "always"}, 1), StartsWith("\x1b[31m"));
+}
+
+TEST(BvdiagProfile, TellsWhereEachValueComesFromOrWhyThereIsNone) {
+  const TemporaryFolder folder;
+  const std::string machine = folder / "machine.json";
+  writeFile(machine, R"({"registry": {"platform": {"model": "M\u001b1"}, "rom": {"version": {"hex": "0102"}}},
+                         "identity": {"UniqueChipID": 18446744073709551615}})");
+  EXPECT_THAT(outputOf({"profile", "--machine", machine}),
+              AllOf(HasSubstr("modelID                 M\\x1b1\n"), HasSubstr("serialNumber            absent\n"),
+                    HasSubstr("firmwareVersion         0102\n"), HasSubstr("boardId                 Orvel\n")));
+  EXPECT_THAT(outputOf({"profile", "--machine", machine, "--explain"}),
+              AllOf(HasSubstr("no such node: chosen model\n"),
+                    HasSubstr("not asked without a node chosen: identity UniqueChipID"),
+                    HasSubstr("answered: platform model (" + machine),
+                    HasSubstr("not answered: platform HwPlatformSerialNumber (" + machine)));
+  EXPECT_THAT(outputOf({"profile", "--machine", machine, "--json"}),
+              AllOf(HasSubstr(R"("chipId":null)"), HasSubstr(R"("modelID":"M\u001b1")"), HasSubstr(R"("ecid":null)")));
+}
+
+TEST(BvdiagNvram, ReadsEachViewAndSaysWhyItCannot) {
+  const auto nvram = [](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"--simulated", "nvram"});
+    return arguments;
+  };
+  const auto get = [&](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "get");
+    return nvram(arguments);
+  };
+  EXPECT_EQ(outputOf(get({"bench-mode", "--namespace", "system", "--require-dev-fused", "--require-internal-os"})),
+            "burn-in\n");
+  EXPECT_EQ(outputOf(get({"EDA7697C-EB6C-4553-A921-C131036FC939:bench", "--view", "dictionary"})),
+            "{\"operator\":\"BV\",\"station\":4}\n");
+  EXPECT_THAT(outputOf(get({"calibration", "--namespace", "larder", "--view", "data"})), HasSubstr("01 02 FF"));
+  EXPECT_THAT(errorsOf(get({"calibration", "--namespace", "larder"}), 1), HasSubstr("holds no text"));
+  EXPECT_THAT(errorsOf(get({"bench-mode"}), 1), HasSubstr("check the name"));
+  EXPECT_THAT(errorsOf(get({"none", "--namespace", "system"}), 1), HasSubstr("No such file"));
+  EXPECT_EQ(outputOf(nvram({"list", "--namespace", "larder"})), "A5D42023-9BB9-4366-8741-A4A0161FDEDE:calibration\n");
+  EXPECT_THAT(errorsOf(nvram({"set", "a", "value", "--namespace", "system"}), 0), HasSubstr("forgets"));
+  EXPECT_THAT(errorsOf(nvram({"delete", "a", "--namespace", "system"}), 1), HasSubstr("(2)"));
+  const TemporaryFolder folder;
+  writeFile(folder / "machine.json", R"({"identity": {"SigningFuse": true}, "firmware": {"readOnly": true}})");
+  const auto refused = [&](const std::string& guard) {
+    return errorsOf({"nvram", "--machine", folder / "machine.json", "get", "a", "--namespace", "system", guard}, 1);
+  };
+  EXPECT_THAT(refused("--require-dev-fused"), HasSubstr("production-fused"));
+  EXPECT_THAT(refused("--require-internal-os"), HasSubstr("no internal OS"));
+  EXPECT_THAT(errorsOf({"nvram", "set", "a", "b", "--namespace", "system", "--machine", folder / "machine.json"}, 1),
+              HasSubstr("Read-only file system (30)"));
+  // Without a terminal nobody can agree to a change of a real machine.
+  EXPECT_THAT(errorsOf({"nvram", "delete", "a", "--namespace", "system"}, 1), HasSubstr("give --yes"));
+}
+
+TEST(BvdiagMachine, RecordsAMachineThatReplaysAsTheSameOne) {
+  const TemporaryFolder folder;
+  const std::string copy = folder / "copy.json";
+  outputOf({"--simulated", "machine", "record", copy, "--unmasked", "--variables"});
+  for (const std::vector<std::string>& command :
+       std::vector<std::vector<std::string>>{{"profile"},
+                                             {"registry", "show", "--variables"},
+                                             {"nvram", "list"},
+                                             {"machine", "record", "-", "--unmasked"}}) {
+    std::vector<std::string> original{"--simulated"};
+    std::vector<std::string> replayed{"--machine", copy};
+    original.insert(original.end(), command.begin(), command.end());
+    replayed.insert(replayed.end(), command.begin(), command.end());
+    EXPECT_EQ(outputOf(replayed), outputOf(original));
+  }
+  const std::string before = contentOf(copy);
+  EXPECT_THAT(errorsOf({"--simulated", "machine", "record", copy}, 1), HasSubstr("there is something already"));
+  EXPECT_EQ(contentOf(copy), before);
+
+  writeFile(folder / "secret.json", R"({"identity": {"UniqueChipID": 123456},
+      "registry": {"platform": {"HwPlatformSerialNumber": "AB-12c", "model": "M1"},
+                   "chosen": {"bootargs": "serial=AB-12c quiet", "rng-seed": {"hex": "01ff"}, "serial-number": {"hex": "41320000"}}},
+      "firmware": {"variables": {"EDA7697C-EB6C-4553-A921-C131036FC939:a": "b"}}})");
+  const std::string masked = outputOf({"--machine", folder / "secret.json", "machine", "record", "-"});
+  EXPECT_THAT(masked, AllOf(HasSubstr(R"("HwPlatformSerialNumber": "XX-00X")"), HasSubstr(R"("model": "M1")"),
+                            HasSubstr(R"("bootargs": "serial=XX-00X quiet")"), HasSubstr(R"("hex": "0000")"),
+                            HasSubstr(R"("hex": "58300000")"), HasSubstr(R"("UniqueChipID": 0)"),
+                            HasSubstr(R"("variables": {})")));
 }
 
 TEST(BvdiagLog, WritesEachMessageAndNoticesWhenItCannot) {

@@ -44,6 +44,22 @@ TEST(Json, IsReadStrictlyAndSaysWhereItIsWrong) {
             Object(Dictionary{{"k", Array{2}}, {"", Array{true, nullptr, Dictionary{}}}}));
 }
 
+TEST(Json, TellsTheLineOfEachValueByItsPlace) {
+  JsonLines lines;
+  ASSERT_TRUE(parseJson("{\"a\":\n1,\n\"b\": [10\n, \"t\\n\",\n[true\n]\n, {\"c\":\nnull}],\"d.e\":\n\n{\"f\":0}}",
+                        nullptr, &lines));
+  EXPECT_EQ(lines, (JsonLines{{"a", 1},
+                              {"b", 3},
+                              {"b[0]", 3},
+                              {"b[1]", 4},
+                              {"b[2]", 5},
+                              {"b[2][0]", 5},
+                              {"b[3]", 7},
+                              {"b[3].c", 7},
+                              {"d.e", 8},
+                              {"d.e.f", 10}}));
+}
+
 TEST(Json, IsWrittenTheSameEachTimeAndReadsBackAsItWas) {
   const Date date{std::chrono::milliseconds(1500)};
   const Dictionary value{{"b", Data{0x0A, 0xFF}}, {"a\n", "x\xFFy\"\u00E4"}, {"B", date}, {"\xFF", nullptr}};

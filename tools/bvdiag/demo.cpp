@@ -39,12 +39,14 @@ class Demo {
 
  private:
   Outcome configureLog();
+  Outcome gatherProfile();
   Outcome find();
   Outcome open();
   Outcome askWithPattern();
   Outcome askUntilSilence();
   Outcome askInBytes();
   Outcome readByteByByte();
+  Outcome readGuardedVariable();
   Outcome unplug();
   Outcome close();
 
@@ -65,6 +67,12 @@ Outcome Demo::configureLog() {
   const bool started = session_.startLog(log_);
   bv::BVLog::Default::info("bvdiag demo");
   return {started, log_};
+}
+
+Outcome Demo::gatherProfile() {
+  const bv::BVSystemInfo& machine = bv::BVSystemInfo::shared();
+  if (!machine.modelID() || !machine.systemSerialNumber()) return {false, "the machine does not say who it is"};
+  return {true, *machine.modelID() + ", serial number " + *machine.systemSerialNumber()};
 }
 
 Outcome Demo::find() {
@@ -107,6 +115,13 @@ Outcome Demo::readByteByByte() {
   return {reply == bytesOf("one by one\r\n"), std::string(reply.begin(), reply.end())};
 }
 
+Outcome Demo::readGuardedVariable() {
+  const bv::Object refused;
+  const auto value = bv::BVNvram::systemGUID_stringFromVariable("bench-mode", true, true, refused);
+  if (!value || value->same(refused)) return {false, "bench-mode is not there, or refused on this machine"};
+  return {true, "bench-mode = " + value->text().value_or("")};
+}
+
 Outcome Demo::unplug() {
   std::string reply;
   const bool answered = port_->sendStringCommand("unplug", reply, "never said", kTimeout);
@@ -139,10 +154,11 @@ bool Demo::take(std::string_view name, Outcome (Demo::*step)()) {
 
 bool Demo::run() {
   if (!take("configure the log", &Demo::configureLog)) return false;
+  const bool isKnown = take("who the machine is", &Demo::gatherProfile);
   const bool ok = take("find the port by its serial number", &Demo::find) &&
                   take("open the port, drain the greeting", &Demo::open) && converse();
   showLog();
-  return session_.logIsComplete() && ok;
+  return session_.logIsComplete() && isKnown && ok;
 }
 
 bool Demo::converse() {
@@ -150,6 +166,7 @@ bool Demo::converse() {
   ok &= take("text, until the line is silent", &Demo::askUntilSilence);
   ok &= take("bytes", &Demo::askInBytes);
   ok &= take("a block, then byte by byte", &Demo::readByteByByte);
+  ok &= take("a guarded firmware variable", &Demo::readGuardedVariable);
   ok &= take("the fixture is unplugged", &Demo::unplug);
   ok &= take("close the port", &Demo::close);
   return ok;

@@ -1,5 +1,4 @@
 // `bvdiag profile`: who the machine is, and where each value comes from.
-#include <algorithm>
 #include <cerrno>
 #include <memory>
 #include <span>
@@ -30,6 +29,7 @@ constexpr std::size_t kColumn = 24;
 struct Source {
   std::string_view service;
   std::string_view name;
+  std::string_view needs = {};  // a node without which it is not asked
 };
 
 constexpr std::string_view kIdentity = "identity";
@@ -55,11 +55,13 @@ const std::vector<Entry>& entries() {
       {"modelID", {{"chosen", "model"}, {"platform", "model"}}},
       {"boardId", {{"platform", "board-id"}}},
       {"chipId", {{kCompanionChip, ""}, {"chosen", "chip-id"}}},
-      {"ecid", {{kIdentity, IdentityService::kUniqueChipID}}},
-      {"uuid", {{kIdentity, IdentityService::kUniqueDeviceID}, {"platform", "HwPlatformUUID"}}},
+      {"ecid", {{kIdentity, IdentityService::kUniqueChipID, "chosen"}}},
+      {"uuid", {{kIdentity, IdentityService::kUniqueDeviceID, "platform"}, {"platform", "HwPlatformUUID"}}},
       {"keelModelName", {{"platform", "bridge-model"}}},
       {"firmwareVersion",
-       {{kIdentity, IdentityService::kFirmwareVersion}, {"chosen", "firmware-version"}, {"rom", "version"}}},
+       {{kIdentity, IdentityService::kFirmwareVersion, "chosen"},
+        {"chosen", "firmware-version"},
+        {"rom", "version", "platform"}}},
       {"vireoVersion", {{kVersion, SystemVersion::kUserVisibleVersion}}},
       {"buildVersion", {{kVersion, SystemVersion::kBuildVersion}}},
       {"strRookeryBuildVersion", {{"root", "RookeryBuildVersion"}}},
@@ -113,11 +115,13 @@ Finding findingFrom(const Source& source) {
   } else if (source.service == kVersion) {
     origin = platform->systemVersion().origin(source.name);
   } else {
-    const auto known = std::find_if(kKnownNodes.begin(), kKnownNodes.end(),
-                                    [&source](const KnownNode& node) { return node.name == source.service; });
-    const bv::host::OpenNode node(platform->registry(), known->open(platform->registry()));
+    const bv::host::OpenNode node(platform->registry(), openNode(platform->registry(), source.service));
     origin = platform->registry().origin(node.handle(), source.name);
     if (!node) finding.reason = "no such node";
+  }
+  if (!source.needs.empty() &&
+      !bv::host::OpenNode(platform->registry(), openNode(platform->registry(), source.needs))) {
+    finding.reason = "not asked without a node " + std::string(source.needs);
   }
   finding.place = origin.place;
   if (finding.reason.empty()) finding.reason = reasonText(origin.error.number());

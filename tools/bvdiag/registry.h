@@ -29,6 +29,15 @@ inline constexpr std::array<KnownNode, 5> kKnownNodes{{
     {kOptionsNode, [](const auto& registry) { return registry.nodeAtPath(brisvane::host::Registry::kOptionsPath); }},
 }};
 
+// Opens the node of this name; 0 when there is none.
+[[nodiscard]] inline brisvane::host::NodeHandle openNode(const brisvane::host::Registry& registry,
+                                                         std::string_view name) {
+  for (const KnownNode& known : kKnownNodes) {
+    if (known.name == name) return known.open(registry);
+  }
+  return 0;
+}
+
 // A node's properties as a machine's description spells them; nullopt when there is no
 // such node.
 [[nodiscard]] std::optional<brisvane::Dictionary> propertiesOf(const brisvane::host::Registry& registry,

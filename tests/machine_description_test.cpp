@@ -1,0 +1,111 @@
+#include "brisvane/host/machine_description.h"
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+
+#include "brisvane/host/identity_service.h"
+#include "tests/support/linux_machine.h"
+
+namespace brisvane::host {
+namespace {
+
+using ::testing::HasSubstr;
+
+TEST(MachineDescription, ThatIsWrongIsRefusedWithItsFileLineAndKey) {
+  const testing::TemporaryFolder folder;
+  const std::string file = folder / "machine.json";
+  const std::pair<std::string, std::string> cases[] = {
+      {"{\n \"registry\": {\n  \"chosen\": {\n   \"chip-id\": {\"hex\": \"3\"}}}}",
+       "line 4: registry.chosen.chip-id.hex: must be pairs of hexadecimal digits"},
+      {"{\"registry\": {\n\"platfrom\": {}}}", "line 2: registry.platfrom: unknown field"},
+      {"{\"registry\": {\"rom\":\n\n {\"version\": [\n1]}}}",
+       "line 3: registry.rom.version: must be a text, a number, true, false or {\"hex\": \"...\"}"},
+      {"{\"registry\": []}", "line 1: registry: must be an object"},
+      {"\n{\"identity\": {\"SigningFuze\": true}}", "line 2: identity.SigningFuze: unknown field"},
+      {"{\"identity\": {\"UniqueChipID\": -1}}", "line 1: identity.UniqueChipID: must be a whole number of 64 bits"},
+      {"{\"systemVersion\": {\n\"running\": \"twelve\"}}",
+       "line 2: systemVersion.running: must be a version, as in \"12.5.1\""},
+      {"{\n\"devices\": []}", "line 2: devices: unknown field"},
+      {"[]", "line 1: must be an object"}};
+  std::string error;
+  for (const auto& [json, expected] : cases) {
+    testing::writeFile(file, json);
+    EXPECT_FALSE(MachineDescription::fromFile(file, error)) << json;
+    EXPECT_EQ(error, file + ": " + expected);
+  }
+  testing::writeFile(file, "{\n\n\"registry\": }");
+  EXPECT_FALSE(MachineDescription::fromFile(file, error));
+  EXPECT_THAT(error, HasSubstr(file + ": parse error at line 3"));
+  EXPECT_FALSE(MachineDescription::fromFile(folder / "none.json", error));
+  EXPECT_EQ(error, folder / "none.json: No such file or directory");
+}
+
+TEST(MachineDescription, OfAVersionTakesOneToThreeNumbers) {
+  EXPECT_EQ(parseVersion("12"), (OsVersion{12, 0, 0}));
+  EXPECT_EQ(parseVersion("22.04"), (OsVersion{22, 4, 0}));
+  EXPECT_EQ(parseVersion("12.5.1.7"), (OsVersion{12, 5, 1}));
+  for (const char* const wrong : {"", ".", "12.", "-1", "+1", " 12", "12 beta", "rolling", "9223372036854775808"}) {
+    EXPECT_EQ(parseVersion(wrong), std::nullopt) << wrong;
+  }
+}
+
+TEST(LinuxIdentity, IsTheFirmwaresAndTheChipsUnlessTheAdministratorSaysOtherwise) {
+  const testing::LinuxMachine machine;
+  const auto platform = machine.platform();
+  const IdentityService& identity = platform->identityService();
+  EXPECT_EQ(identity.answer(IdentityService::kSigningFuse), std::nullopt);
+  EXPECT_EQ(identity.answer(IdentityService::kUniqueChipID), std::nullopt);
+  constexpr char kGlobal[] = "-8be4df61-93ca-11d2-aa0d-00e098032b8c";
+  for (const int secureBoot : {0, 1}) {
+    for (const int setupMode : {0, 1}) {
+      machine.write(std::string("variables/SecureBoot") + kGlobal,
+                    std::string("\6\0\0\0", 4) + static_cast<char>(secureBoot));
+      machine.write(std::string("variables/SetupMode") + kGlobal,
+                    std::string("\6\0\0\0", 4) + static_cast<char>(setupMode));
+      EXPECT_EQ(identity.answer(IdentityService::kSigningFuse), Object(secureBoot == 1 && setupMode == 0));
+    }
+  }
+  machine.write("soc/serial_number", "0x0123456789abcdef\n");
+  EXPECT_EQ(identity.answer(IdentityService::kUniqueChipID), Object(std::uint64_t{0x0123456789ABCDEF}));
+  for (const char* const wrong : {"10123456789ABCDEF\n", "12G4", "", "\n", "0x", "-1"}) {
+    machine.write("soc/serial_number", wrong);
+    EXPECT_EQ(identity.answer(IdentityService::kUniqueChipID), std::nullopt) << wrong;
+    EXPECT_EQ(identity.origin(IdentityService::kUniqueChipID).error.number(), ENODATA);
+  }
+  EXPECT_EQ(identity.answer(IdentityService::kFirmwareVersion), std::nullopt);
+  EXPECT_EQ(identity.origin(IdentityService::kFirmwareVersion).error.number(), ENOENT);
+  machine.write("machine.json", R"({"identity": {"SigningFuse": true, "UniqueChipID": 7, "FirmwareVersion": "1",
+                                                 "ProvisioningUniqueDeviceID": "u"}})");
+  EXPECT_EQ(identity.answer(IdentityService::kSigningFuse), Object(true));
+  EXPECT_EQ(identity.answer(IdentityService::kUniqueChipID), Object(7));
+  EXPECT_EQ(identity.answer(IdentityService::kFirmwareVersion), Object("1"));
+  EXPECT_EQ(identity.answer(IdentityService::kUniqueDeviceID), Object("u"));
+  EXPECT_EQ(identity.answer("Another"), std::nullopt);
+}
+
+TEST(LinuxVersion, IsReadAsAShellWouldFromTheFirstFileThatIsThere) {
+  const testing::LinuxMachine machine;
+  const auto platform = machine.platform();
+  const SystemVersion& version = platform->systemVersion();
+  EXPECT_EQ(version.entries(), std::nullopt);
+  EXPECT_EQ(version.running(), std::nullopt);
+  machine.write("vendor-os-release", "VERSION_ID=11\nBUILD_ID=vendor\n");
+  EXPECT_EQ(version.entries(), (Dictionary{{"ProductUserVisibleVersion", "11"}, {"ProductBuildVersion", "vendor"}}));
+  machine.write("os-release",
+                "# VERSION_ID=1\nXVERSION_ID=2\nVERSION_ID=3\n VERSION_ID='12.5'\t\r\nBUILD_ID=\"1\\\"2\\$\"");
+  EXPECT_EQ(version.entries(), (Dictionary{{"ProductUserVisibleVersion", "12.5"}, {"ProductBuildVersion", "1\"2$"}}));
+  EXPECT_EQ(version.running(), (OsVersion{12, 5, 0}));
+  machine.write("os-release", "NAME=x\nVERSION_ID=rolling");
+  EXPECT_EQ(version.entries(), (Dictionary{{"ProductUserVisibleVersion", "rolling"}}));
+  EXPECT_EQ(version.running(), std::nullopt);
+  EXPECT_EQ(version.origin(SystemVersion::kBuildVersion).error.number(), ENODATA);
+  machine.write("machine.json", R"({"systemVersion": {"ProductBuildVersion": "12B5003a", "running": "4.1"}})");
+  EXPECT_EQ(version.entries(),
+            (Dictionary{{"ProductUserVisibleVersion", "rolling"}, {"ProductBuildVersion", "12B5003a"}}));
+  EXPECT_EQ(version.running(), (OsVersion{4, 1, 0}));
+  EXPECT_EQ(version.origin(SystemVersion::kBuildVersion).place, machine / "machine.json");
+}
+
+}  // namespace
+}  // namespace brisvane::host
