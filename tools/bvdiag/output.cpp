@@ -63,6 +63,13 @@ void appendByteEscapes(std::string& text, std::string_view bytes) {
   }
 }
 
+// Whether bytes are printable ASCII, but for zero bytes at their end.
+bool isText(bv::ByteView bytes) {
+  while (!bytes.empty() && bytes.back() == 0) bytes = bytes.first(bytes.size() - 1);
+  return !bytes.empty() &&
+         std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte >= 0x20 && byte < 0x7F; });
+}
+
 std::string hexRow(bv::ByteView row, std::size_t offset) {
   std::ostringstream number;
   number << std::hex << std::setfill('0') << std::setw(8) << offset << ' ';
@@ -116,6 +123,7 @@ std::string valueText(const bv::Object& value) {
   if (const std::string* const text = value.ifText()) return escaped(*text);
   const bv::Data* const bytes = value.ifData();
   if (bytes == nullptr) return bv::host::jsonText(value);
+  if (isText(*bytes)) return "\"" + escaped(*bytes) + "\"";
   std::string text = "<";
   for (std::size_t i = 0; i < std::min(bytes->size(), kMost); ++i) {
     if (i > 0) text += ' ';

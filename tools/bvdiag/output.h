@@ -20,8 +20,9 @@ namespace bvdiag {
 // that of the first byte.
 [[nodiscard]] std::string hexDump(brisvane::ByteView bytes, std::size_t offset = 0);
 
-// A value on one line: a text escaped, bytes in hexadecimal, anything else as JSON. Of more
-// than 64 bytes the first are shown, and how many there are.
+// A value on one line: a text escaped; bytes between angle brackets, in hexadecimal, or
+// between quotes where they are text; anything else as JSON. Of more than 64 bytes in
+// hexadecimal the first are shown, and how many there are.
 [[nodiscard]] std::string valueText(const brisvane::Object& value);
 
 // A number of seconds as a person reads it: "2 s", "0.25 s".

@@ -101,7 +101,7 @@ struct Finding {
 
 Finding companionChip() {
   const BVSystemInfo& machine = BVSystemInfo::shared();
-  const bool isThere = kKnowsCompanionChips && machine.boardIDStr() && machine.targetType();
+  const bool isThere = machine.boardIDStr() && machine.targetType();
   return {std::string(kCompanionChip), {}, isThere ? reasonText(0) : "none"};
 }
 
@@ -132,6 +132,7 @@ Finding findingFrom(const Source& source) {
 std::vector<Finding> findingsFor(const Entry& entry, bool isFlag) {
   std::vector<Finding> findings;
   for (const Source& source : entry.sources) {
+    if (source.service == kCompanionChip && !kKnowsCompanionChips) continue;
     findings.push_back(findingFrom(source));
     if (findings.back().isAnswer() && !isFlag) break;
   }
