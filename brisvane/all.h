@@ -8,6 +8,7 @@
 #include "brisvane/logging/system_log_handle.h"
 #include "brisvane/platform/BVNvram.h"
 #include "brisvane/platform/BVSystemInfo.h"
+#include "brisvane/process/BVProcess.h"
 #include "brisvane/serial/BVSerialPort.h"
 #include "brisvane/support/Brisvane.h"
 #include "brisvane/support/collections.h"

@@ -62,6 +62,25 @@ class NoSystemVersion final : public SystemVersion {
   Origin origin(std::string_view /*entry*/) const noexcept override { return {{}, Error(ENOENT)}; }
 };
 
+class NoLaunchService final : public LaunchService {
+ public:
+  SubscriptionHandle subscribe(std::int32_t /*session*/, std::int32_t /*flags*/, SerialQueue& /*queue*/,
+                               NotificationCallback /*callback*/) const noexcept override {
+    return 0;
+  }
+  std::int32_t selectCodes(SubscriptionHandle /*subscription*/, std::span<const std::int32_t> /*codes*/,
+                           std::int32_t /*first*/, std::int32_t /*second*/, std::int32_t /*third*/,
+                           std::int32_t /*fourth*/) const noexcept override {
+    return ENOTSUP;
+  }
+  void unsubscribe(SubscriptionHandle /*subscription*/) const noexcept override {}
+  std::int32_t registerBundle(std::string_view /*url*/, bool /*forceUpdate*/) const noexcept override {
+    return ENOTSUP;
+  }
+  void open(std::string_view /*url*/, const OpenConfiguration& /*configuration*/,
+            OpenCompletion /*completion*/) const noexcept override {}  // never answered
+};
+
 // The given service, or the one that answers when there is none. That one is shared by
 // all platforms and owned by nobody: nothing is allocated, nor destroyed at exit.
 template <typename Missing, typename Service>
@@ -80,6 +99,7 @@ DeviceNodes::~DeviceNodes() = default;
 Registry::~Registry() = default;
 IdentityService::~IdentityService() = default;
 SystemVersion::~SystemVersion() = default;
+LaunchService::~LaunchService() = default;
 
 Platform::Platform() noexcept {
   setSystemLog(nullptr);
@@ -88,6 +108,7 @@ Platform::Platform() noexcept {
   setRegistry(nullptr);
   setIdentityService(nullptr);
   setSystemVersion(nullptr);
+  setLaunchService(nullptr);
   setClock(nullptr);
 }
 
@@ -113,6 +134,10 @@ void Platform::setIdentityService(std::shared_ptr<const IdentityService> identit
 
 void Platform::setSystemVersion(std::shared_ptr<const SystemVersion> systemVersion) noexcept {
   systemVersion_ = orMissing<NoSystemVersion>(std::move(systemVersion));
+}
+
+void Platform::setLaunchService(std::shared_ptr<const LaunchService> launchService) noexcept {
+  launchService_ = orMissing<NoLaunchService>(std::move(launchService));
 }
 
 void Platform::setClock(std::shared_ptr<const Clock> clock) noexcept {

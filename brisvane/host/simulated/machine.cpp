@@ -7,6 +7,7 @@
 #include "brisvane/host/json.h"
 #include "brisvane/host/machine_description.h"
 #include "brisvane/host/simulated/described_services.h"
+#include "brisvane/host/simulated/launch_service.h"
 #include "brisvane/host/simulated/variables.h"
 
 namespace brisvane::host::simulated {
@@ -83,12 +84,13 @@ std::unique_ptr<Machine> Machine::make(const Object& description, const std::str
   auto preferences = reader.object("preferences");
   services->preferences = std::make_shared<const DescribedPreferences>(
       preferences ? readPreferences(std::move(*preferences)) : Dictionary());
+  Platform platform;
   const MachineDescription machine = MachineDescription::read(reader);
   auto firmware = reader.object("firmware");
   auto variables = firmware ? std::make_shared<const MemoryVariables>(std::move(*firmware)) : nullptr;
+  platform.setLaunchService(std::make_shared<const DescribedLauncher>(reader));
   services->devices = std::make_shared<const DescribedDevices>(readDevices(reader));
   reader.finish();
-  Platform platform;
   platform.setSystemLog(services->systemLog);
   platform.setPreferences(services->preferences);
   platform.setDeviceNodes(services->devices);
@@ -152,6 +154,11 @@ std::string_view Machine::exampleDescription() noexcept {
   },
   "identity": {"SigningFuse": false, "UniqueChipID": 81985529216486895},
   "systemVersion": {"ProductBuildVersion": "12B5003a", "ProductUserVisibleVersion": "12.5", "running": "12.5.0"},
+  "applications": [
+    {"path": "/opt/brisvane/helper", "identifier": "org.brisvane.helper", "launch": [
+      {"code": 256}, {"code": 272, "delay": 0.02}, {"answer": true, "delay": 0.01}, {"code": 258, "delay": 0.1}
+    ]}
+  ],
   "firmware": {
     "variables": {
       "EDA7697C-EB6C-4553-A921-C131036FC939:bench-mode": "burn-in",

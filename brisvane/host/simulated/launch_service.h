@@ -1,0 +1,51 @@
+// The launch service of a simulated machine: applications that come up as described.
+// Private to the simulated machine. Safe from any thread.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "brisvane/host/description_reader.h"
+#include "brisvane/host/launch_service.h"
+#include "brisvane/host/launch_subscriptions.h"
+
+namespace brisvane::host::simulated {
+
+class DescribedLauncher final : public LaunchService {
+ public:
+  // From the fields "applications" and "launchService" of a description. Throws DescriptionError.
+  explicit DescribedLauncher(DescriptionReader& machine);
+
+  SubscriptionHandle subscribe(std::int32_t session, std::int32_t flags, SerialQueue& queue,
+                               NotificationCallback callback) const noexcept override;
+  std::int32_t selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes, std::int32_t first,
+                           std::int32_t second, std::int32_t third, std::int32_t fourth) const noexcept override;
+  void unsubscribe(SubscriptionHandle subscription) const noexcept override;
+  std::int32_t registerBundle(std::string_view url, bool forceUpdate) const noexcept override;
+  void open(std::string_view url, const OpenConfiguration& configuration,
+            OpenCompletion completion) const noexcept override;
+
+ private:
+  // One thing that happens after an application has been asked for.
+  struct Event {
+    double delay = 0;                       // seconds after the one before
+    std::optional<std::int32_t> code;       // a notification; else the answer
+    std::optional<std::string> identifier;  // that the notification names
+    std::optional<std::string> error;       // that the answer gives
+  };
+  struct Application {
+    std::string path;
+    std::vector<Event> events;
+  };
+  static Application readApplication(const Object& description, const std::string& place);
+  static Event readEvent(const Object& description, const std::string& place, const std::string& identifier);
+
+  std::vector<Application> applications_;
+  bool refusesSubscriptions_ = false;
+  mutable LaunchSubscriptions subscriptions_;
+  mutable LaunchWorkers workers_;  // the last: ends while the rest is there
+};
+
+}  // namespace brisvane::host::simulated

@@ -1,0 +1,163 @@
+#include "brisvane/process/BVProcess.h"
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <new>
+#include <optional>
+
+#include "brisvane/host/file_url.h"
+#include "brisvane/host/launch_service.h"
+#include "brisvane/host/platform.h"
+#include "brisvane/logging/BVLog.h"
+#include "brisvane/process/wait_object.h"
+#include "brisvane/types/join.h"
+
+namespace brisvane {
+namespace {
+
+using host::LaunchService;
+
+constexpr std::string_view kQueueLabel = "org.brisvane.process.runapp";
+constexpr std::int32_t kSession = -2;
+
+constexpr std::array<std::int32_t, 6> kCodes{0x100, 0x110, 0x118, 0x106, 0x103, 0x102};
+
+// What the two callbacks call themselves in their lines.
+constexpr std::string_view kNotified = "launchNotification";
+constexpr std::string_view kCompleted = "openCompletion";
+
+bool isFinishing(std::int32_t code) noexcept {
+  return code == 0x102 || code == 0x103 || code == 0x106 || code == 0x118;
+}
+bool isQuiet(std::int32_t code) noexcept { return code == 0x100 || code == 0x110; }
+
+std::string hexText(std::int32_t code) {
+  std::array<char, 9> text{};
+  static_cast<void>(std::snprintf(text.data(), text.size(), "%x", static_cast<unsigned>(code)));
+  return text.data();
+}
+
+// Whole seconds as nanoseconds: 2^31 of them are far from the 64 bits' end.
+std::chrono::nanoseconds limitOf(std::int32_t seconds) noexcept {
+  return std::chrono::nanoseconds(std::int64_t{seconds} * 1'000'000'000);
+}
+
+void debug(std::initializer_list<std::string_view> pieces) { BVLog::Default::debug(join(pieces)); }
+
+// Whether a notification is about the expected application.
+bool concerns(const Dictionary& data, const std::optional<std::string>& bundleID) {
+  const auto found = data.find(LaunchService::kBundleIdentifier);
+  const std::string* const identifier = found != data.end() ? found->second.ifText() : nullptr;
+  debug({kNotified, " BkBundleIdentifier: ", identifier != nullptr ? std::string_view(*identifier) : "(null)"});
+  return identifier != nullptr && bundleID == *identifier;
+}
+
+void onNotification(std::int32_t code, const Dictionary* data, const std::optional<std::string>& bundleID,
+                    WaitObject& up) {
+  debug({kNotified, " -- RQNotificationID: ", hexText(code), " --"});
+  if (data != nullptr && !concerns(*data, bundleID)) return;
+  if (isFinishing(code)) {
+    debug({kNotified, " doneWithApplicaion : 1"});
+    return up.signal();
+  }
+  if (!isQuiet(code)) debug({kNotified, " Ignore RQNotificationID: ", std::to_string(code)});
+  debug({kNotified, " doneWithApplicaion : 0"});
+}
+
+std::string_view failureText(std::int64_t result) noexcept {
+  if (result == BVProcess::kRunAppNoNotifications) return "Error in setup notification";
+  return result == BVProcess::kRunAppTimedOut ? "Process timed out" : "Error in launching application";
+}
+
+// A subscription to the codes, for as long as this object lives.
+class Notifications {
+ public:
+  Notifications(const LaunchService& service, host::SerialQueue& queue, host::NotificationCallback callback) noexcept
+      : service_(service),
+        handle_(service.subscribe(kSession, 0, queue, std::move(callback))),
+        status_(service.selectCodes(handle_, kCodes, 0, 0, 0, 0)) {}
+  Notifications(const Notifications&) = delete;
+  Notifications& operator=(const Notifications&) = delete;
+  ~Notifications() { service_.unsubscribe(handle_); }
+
+  [[nodiscard]] bool areSetUp() const noexcept { return status_ == 0; }
+
+ private:
+  const LaunchService& service_;
+  const host::SubscriptionHandle handle_;
+  const std::int32_t status_;
+};
+
+// Everything between the setting up of notifications and their end.
+std::int64_t launchAndWait(Text path, const std::vector<std::string>& arguments, Text bundleID, std::int32_t timeOut) {
+  const auto platform = host::platform();
+  const auto up = std::make_shared<WaitObject>();
+  host::SerialQueue queue{std::string(kQueueLabel)};
+  const Notifications notifications(
+      platform->launchService(), queue,
+      [expected = bundleID.copy(), up](std::int32_t code, double /*time*/, const Dictionary* data,
+                                       const void* /*application*/, std::int32_t /*session*/, const void* /*further*/) {
+        try {
+          onNotification(code, data, expected, *up);
+        } catch (const std::bad_alloc&) {
+          // Its lines are lost; a finishing one is then as good as not come.
+        }
+      });
+  const std::string url = host::fileUrl(path.orEmpty());
+  if (!notifications.areSetUp()) return BVProcess::kRunAppNoNotifications;
+  BVLog::Default::debug("using openItemWithURL");
+  if (!BVProcess::openItemWithURL(url, arguments, timeOut)) return BVProcess::kRunAppNotLaunched;
+  return up->wait(limitOf(timeOut), platform->clock()) ? BVProcess::kRunAppUp : BVProcess::kRunAppTimedOut;
+}
+
+// What an open request and its completion share; the later of them lets go of it.
+struct Opening {
+  WaitObject answered;
+  std::atomic<std::int32_t> failed{0};
+};
+
+void onCompletion(const std::optional<std::string>& error, Opening& opening) noexcept try {
+  debug({kCompleted, " completionHandler called"});
+  if (error) {
+    opening.failed = 1;
+    BVLog::Default::error(join({"openAppURL Error: ", *error}));
+  }
+  opening.answered.signal();
+} catch (const std::bad_alloc&) {
+  if (error) opening.failed = 1;
+  opening.answered.signal();
+}
+
+}  // namespace
+
+std::int64_t BVProcess::runApp(Text path, const std::vector<std::string>& arguments, Text bundleID,
+                               std::int32_t timeOut) noexcept try {
+  const std::int64_t result = launchAndWait(path, arguments, bundleID, timeOut);
+  if (result != kRunAppUp) BVLog::Default::error(join({"runApp: ", failureText(result)}));
+  return result;
+} catch (const std::bad_alloc&) {
+  return kRunAppNotLaunched;
+}
+
+bool BVProcess::openItemWithURL(Text url, const std::vector<std::string>& launchParameters,
+                                std::int32_t timeOut) noexcept try {
+  const auto platform = host::platform();
+  const LaunchService& service = platform->launchService();
+  service.registerBundle(url.orEmpty(), false);
+  const auto opening = std::make_shared<Opening>();
+  service.open(url.orEmpty(), {launchParameters},
+               [opening](const std::optional<std::string>& error) { onCompletion(error, *opening); });
+  if (!opening->answered.wait(limitOf(timeOut), platform->clock())) {
+    BVLog::Default::error("openApplicationAtURL timed out");
+    opening->failed = 1;
+    return false;
+  }
+  return opening->failed == 0;
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
+}  // namespace brisvane

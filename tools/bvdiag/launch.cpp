@@ -1,0 +1,108 @@
+// `bvdiag launch`: starts an application and tells whether it came up in time.
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <brisvane/all.h>
+#include <brisvane/host/file_url.h>
+
+#include "commands.h"
+#include "interrupt.h"
+
+namespace bvdiag {
+namespace {
+
+namespace bv = brisvane;
+using bv::BVProcess;
+
+struct LaunchOptions {
+  std::string path;
+  std::vector<std::string> arguments;
+  std::string identifier;
+  std::int32_t timeout = 10;
+  bool openOnly = false;
+  std::string log;
+};
+
+// The identifier that an application on Linux has when nothing else is said: the name of
+// its file without ".desktop".
+std::string identifierOf(std::string path) {
+  constexpr std::string_view kEnding = ".desktop";
+  while (path.size() > 1 && path.ends_with('/')) path.pop_back();
+  path.erase(0, path.rfind('/') + 1);
+  if (path.ends_with(kEnding)) path.resize(path.size() - kEnding.size());
+  return path;
+}
+
+std::string adviceFor(std::int64_t result) {
+  switch (result) {
+    case BVProcess::kRunAppNoNotifications:
+      return "the launch service tells nothing: no descriptor or thread is left";
+    case BVProcess::kRunAppTimedOut:
+      return "launched, but not up in time: check the identifier (--id), or give it longer (--timeout)";
+    default:
+      return "not launched";
+  }
+}
+
+// What the operation has reported, on one line.
+std::string reportedErrors() {
+  std::string text = bv::BVLog::aggregatedErrorDescription();
+  while (text.ends_with('\n')) text.pop_back();
+  for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at)) text.replace(at, 1, "; ");
+  return text;
+}
+
+int run(const LaunchOptions& options, Session& session) {
+  Output& output = session.output();
+  if (!options.log.empty() && !session.startLog(options.log)) return kFailure;
+  const auto start = std::chrono::steady_clock::now();
+  const std::string identifier = options.identifier.empty() ? identifierOf(options.path) : options.identifier;
+  std::int64_t result = BVProcess::kRunAppUp;
+  if (options.openOnly) {
+    const bool isOpened =
+        BVProcess::openItemWithURL(bv::host::fileUrl(options.path), options.arguments, options.timeout);
+    result = isOpened ? BVProcess::kRunAppUp : BVProcess::kRunAppNotLaunched;
+  } else {
+    result = BVProcess::runApp(options.path, options.arguments, identifier, options.timeout);
+  }
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  const bool isUp = result == BVProcess::kRunAppUp;
+  if (output.json()) {
+    output.printJson(
+        bv::Dictionary{{"path", options.path}, {"identifier", identifier}, {"result", result}, {"seconds", seconds}});
+  } else if (isUp) {
+    output.print(escaped(identifier) + (options.openOnly ? " is launched" : " is up") + " after " +
+                 secondsText(seconds) + "\n");
+  }
+  if (!isUp) {
+    // What the service said is in the aggregated errors: the operation itself tells a number.
+    output.complain(options.path + ": " + (interrupted() ? "interrupted" : adviceFor(result)) + " (result " +
+                    std::to_string(result) + "): " + reportedErrors());
+  }
+  return session.logIsComplete() && isUp ? kSuccess : kFailure;
+}
+
+}  // namespace
+
+void addLaunch(CLI::App& program, Chosen& chosen) {
+  CLI::App* const command = program.add_subcommand("launch", "Launches an application and waits until it is up");
+  const auto options = std::make_shared<LaunchOptions>();
+  constexpr std::int32_t kLongest = 86'400;
+  command->add_option("PATH", options->path, "An executable, an AppDir or a desktop entry")->required();
+  command->add_option("ARGUMENT", options->arguments, "Its arguments; after -- they may begin with a dash");
+  command->add_option("--id", options->identifier, "Its identifier; default: the file's name, without .desktop")
+      ->type_name("ID");
+  command->add_option("--timeout", options->timeout, "How long the launch, and then the coming up, may each take")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0, kLongest).name(""))
+      ->capture_default_str();
+  command->add_flag("--open-only", options->openOnly, "Waits until it is launched, not until it is up");
+  command->add_option("--log", options->log, "The log file; default: the system log alone")->type_name("FILE");
+  command->footer(exitStatusText("up, or with --open-only launched", "not so, in time"));
+  command->callback(
+      [&chosen, options] { chosen.run = [options](Session& session) { return run(*options, session); }; });
+}
+
+}  // namespace bvdiag
