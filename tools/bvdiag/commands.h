@@ -24,6 +24,7 @@ void addSend(CLI::App& program, Chosen& chosen);
 void addMonitor(CLI::App& program, Chosen& chosen);
 void addFixture(CLI::App& program, Chosen& chosen);
 void addLog(CLI::App& program, Chosen& chosen);
+void addExec(CLI::App& program, Chosen& chosen);
 void addLaunch(CLI::App& program, Chosen& chosen);
 void addProfile(CLI::App& program, Chosen& chosen);
 void addNvram(CLI::App& program, Chosen& chosen);

@@ -10,6 +10,7 @@
 #include <mutex>
 #include <sstream>
 #include <string>
+#include <utility>
 
 namespace bvdiag {
 namespace {
@@ -21,7 +22,7 @@ using std::chrono::steady_clock;
 constexpr milliseconds kPatience{500};
 constexpr milliseconds kStep{100};
 
-void show(const std::stop_token& stop, double seconds) {
+void show(const std::stop_token& stop, const std::string& what, std::optional<double> seconds) {
   const auto start = steady_clock::now();
   std::mutex mutex;
   std::condition_variable_any wake;
@@ -34,8 +35,9 @@ void show(const std::stop_token& stop, double seconds) {
   for (milliseconds pause = kPatience; !stoppedWithin(pause); pause = kStep) {
     const std::chrono::duration<double> elapsed = steady_clock::now() - start;
     std::ostringstream line;
-    line << "\rwaiting for the reply: " << std::fixed << std::setprecision(1)
-         << std::max(0.0, seconds - elapsed.count()) << " s left (Ctrl-C ends it) ";
+    line << '\r' << what << ": " << std::fixed << std::setprecision(1);
+    if (seconds) line << std::max(0.0, *seconds - elapsed.count()) << " s left (Ctrl-C ends it) ";
+    if (!seconds) line << elapsed.count() << " s (Ctrl-C ends it) ";
     std::cerr << line.str();
     width = std::max(width, line.str().size());
   }
@@ -44,9 +46,9 @@ void show(const std::stop_token& stop, double seconds) {
 
 }  // namespace
 
-Countdown::Countdown(double seconds) {
+Countdown::Countdown(std::string what, std::optional<double> seconds) {
   if (::isatty(STDERR_FILENO) != 1) return;
-  thread_ = std::jthread([seconds](const std::stop_token& stop) { show(stop, seconds); });
+  thread_ = std::jthread([what = std::move(what), seconds](const std::stop_token& stop) { show(stop, what, seconds); });
 }
 
 }  // namespace bvdiag

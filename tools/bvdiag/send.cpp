@@ -79,7 +79,7 @@ Exchange converse(const SendOptions& options) {
   const auto start = std::chrono::steady_clock::now();
   bool answered = false;
   {
-    const Countdown countdown(options.timeout);
+    const Countdown countdown("waiting for the reply", options.timeout);
     answered = exchange(options, port, result.reply);
   }
   result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

@@ -35,7 +35,7 @@ class ReadySocket {
  public:
   // False when it cannot be had.
   bool open() {
-    socket_.reset(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    socket_ = Descriptor::aboveStandardStreams(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     socklen_t length = sizeof address.sun_family;  // the kernel chooses an abstract name
@@ -117,7 +117,8 @@ void activate(const Launch& launch) {
 class StopEvent {
  public:
   explicit StopEvent(const std::stop_token& stop)
-      : event_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), callback_(stop, Raise{event_.get()}) {}
+      : event_(Descriptor::aboveStandardStreams(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))),
+        callback_(stop, Raise{event_.get()}) {}
   [[nodiscard]] int get() const noexcept { return event_.get(); }
 
  private:
@@ -134,7 +135,7 @@ class StopEvent {
 
 // Waits for the process, so that it leaves no zombie, and on the way for its readiness.
 void accompany(const Launch& launch, pid_t process, const ReadySocket* ready) {
-  const Descriptor ended(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
+  const Descriptor ended = Descriptor::aboveStandardStreams(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
   const StopEvent stop(launch.stop);
   const bool canWait = ended.valid() && stop.get() >= 0;
   for (bool isGone = false; !isGone && !launch.stop.stop_requested();) {

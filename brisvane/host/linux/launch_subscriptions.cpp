@@ -36,7 +36,9 @@ class LaunchSubscriptions::Subscription {
  public:
   // Throws std::system_error when there is no descriptor or thread for it.
   Subscription(SerialQueue& queue, NotificationCallback callback)
-      : queue_(queue), callback_(std::move(callback)), pending_(::eventfd(0, EFD_CLOEXEC | EFD_SEMAPHORE)) {
+      : queue_(queue),
+        callback_(std::move(callback)),
+        pending_(real::Descriptor::aboveStandardStreams(::eventfd(0, EFD_CLOEXEC | EFD_SEMAPHORE))) {
     if (!pending_.valid()) throw std::system_error(errno, std::generic_category());
     thread_ = std::thread([this] { deliver(); });
   }

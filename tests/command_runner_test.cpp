@@ -1,0 +1,131 @@
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <thread>
+
+#include "brisvane/support/Brisvane.h"
+#include "tests/support/own_process.h"
+#include "tests/support/simulated_test.h"
+
+namespace brisvane {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+using ::testing::ElementsAre;
+using ::testing::Optional;
+
+class CommandRunner : public testing::SimulatedTest {
+ protected:
+  // What a shell prints; nullopt for no text.
+  static std::optional<std::string> shell(const std::string& script, Text directory = nullptr) {
+    std::optional<std::string> output = "before";
+    EXPECT_TRUE(Brisvane::runCommandWithLaunchPath("/bin/sh", {"-c", script}, directory, output)) << script;
+    return output;
+  }
+  static std::string failure(Text path, const std::vector<std::string>& arguments = {}, Text directory = nullptr) {
+    std::optional<std::string> output;
+    EXPECT_FALSE(Brisvane::runCommandWithLaunchPath(path, arguments, directory, output)) << path.orEmpty();
+    return output.value_or("");
+  }
+};
+
+TEST_F(CommandRunner, GivesBothStreamsInTheirOrderHoweverTheProgramEnds) {
+  EXPECT_EQ(shell("echo out; echo err >&2; echo 'out 2'; exit 3"), "out\nerr\nout 2\n");
+  EXPECT_THAT(logged(), ElementsAre("debug %{public}@|Executing command [/bin/sh] "
+                                    "[\"-c\", \"echo out; echo err >&2; echo 'out 2'; exit 3\"]\n"));
+  EXPECT_EQ(shell("printf ' a\\0b \\n\\n'"), std::string(" a\0b \n\n", 7));
+  EXPECT_EQ(shell(""), "");
+  EXPECT_EQ(shell("kill -9 $$"), "");
+  EXPECT_EQ(shell("printf 'a\\377'"), std::nullopt);
+  std::optional<std::string> output;
+  EXPECT_TRUE(Brisvane::runCommandWithLaunchPath("/bin/echo", {"a b", "", "\u00E4", "$x"}, nullptr, output));
+  EXPECT_EQ(output, "a b  \u00E4 $x\n");
+}
+
+TEST_F(CommandRunner, ReadsWhileTheProgramRuns) {
+  constexpr std::size_t kSize = std::size_t{64} << 20U;
+  const auto output = shell("head -c " + std::to_string(kSize) + " /dev/zero");
+  EXPECT_EQ(output.value_or("").size(), kSize);
+}
+
+TEST_F(CommandRunner, StartsInTheFolderThatIsGiven) {
+  std::filesystem::create_directory(folder / "sub");
+  testing::writeFile(folder / "sub/run", "#!/bin/sh\npwd\n");
+  std::filesystem::permissions(folder / "sub/run", std::filesystem::perms::owner_all);
+  EXPECT_EQ(shell("pwd", folder / "sub"), (folder / "sub") + "\n");
+  EXPECT_EQ(shell("pwd"), std::filesystem::current_path().string() + "\n");
+  std::optional<std::string> output;
+  EXPECT_TRUE(Brisvane::runCommandWithLaunchPath("./run", {}, folder / "sub", output));
+  EXPECT_EQ(output, (folder / "sub") + "\n");
+}
+
+TEST_F(CommandRunner, SaysWhatCannotBeStartedAndWhy) {
+  testing::writeFile(folder / "data", "echo x\n");
+  EXPECT_EQ(failure("/nowhere/program"), "/nowhere/program: No such file or directory");
+  EXPECT_THAT(logged(), ElementsAre("debug %{public}@|Executing command [/nowhere/program] []\n",
+                                    "error ERROR %{public}@|Command exception: "
+                                    "[/nowhere/program: No such file or directory]"));
+  EXPECT_EQ(failure(folder / "data"), (folder / "data") + ": Permission denied");
+  EXPECT_EQ(failure(folder.path()), folder.path() + ": Permission denied");
+  EXPECT_EQ(failure("sh"), "sh: No such file or directory");
+  EXPECT_EQ(failure("/bin/sh", {}, "/nowhere"), "/nowhere: No such file or directory");
+  EXPECT_EQ(failure("/bin/sh", {}, folder / "data"), (folder / "data") + ": Not a directory");
+  EXPECT_EQ(failure("/bin/sh", {std::string("a\0b", 3)}), "/bin/sh: Invalid argument");
+  for (const Text none : {Text(nullptr), Text("")}) EXPECT_NE(failure(none), "");
+}
+
+TEST_F(CommandRunner, WaitsForAChildThatKeepsTheOutputOpen) {
+  const auto start = steady_clock::now();
+  EXPECT_EQ(shell("sleep 0.4 & echo started"), "started\n");
+  EXPECT_GE(steady_clock::now() - start, milliseconds(400));
+}
+
+TEST_F(CommandRunner, RunsManyAtOnceWithoutOneHoldingUpAnother) {
+  std::vector<std::thread> threads;
+  std::atomic<int> slow{0};
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&slow] {
+      EXPECT_EQ(shell("sleep 3"), "");
+      ++slow;
+    });
+  }
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([&slow, i] {
+      for (int round = 0; round < 10; ++round) EXPECT_EQ(shell("echo " + std::to_string(i)), std::to_string(i) + "\n");
+      // A pipe that had leaked into a slow one would have been waited for.
+      EXPECT_EQ(slow, 0);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+TEST_F(CommandRunner, GivesTheProgramDefaultSignals) {
+  const auto pipeBefore = ::signal(SIGPIPE, SIG_IGN);
+  const auto childBefore = ::signal(SIGCHLD, SIG_IGN);  // its end cannot be waited for then
+  sigset_t blocked;
+  sigset_t before;
+  ::sigemptyset(&blocked);
+  ::sigaddset(&blocked, SIGTERM);
+  ::pthread_sigmask(SIG_BLOCK, &blocked, &before);
+  EXPECT_EQ(shell("kill -PIPE $$; echo alive"), "");
+  EXPECT_EQ(shell("kill -TERM $$; echo alive"), "");
+  EXPECT_EQ(shell("echo ended"), "ended\n");
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  ::signal(SIGPIPE, pipeBefore);
+  ::signal(SIGCHLD, childBefore);
+}
+
+TEST_F(CommandRunner, WorksInAProgramWithoutStandardStreams) {
+  testing::inProcessOfItsOwn([] {
+    for (const int stream : {0, 1, 2}) ::close(stream);
+    std::optional<std::string> output;
+    const bool ran = Brisvane::runCommandWithLaunchPath("/bin/sh", {"-c", "echo out; echo err >&2"}, nullptr, output);
+    std::_Exit(ran && output == "out\nerr\n" ? 0 : 1);
+  });
+}
+
+}  // namespace
+}  // namespace brisvane

@@ -1,0 +1,78 @@
+// `bvdiag exec`: runs a command-line program and shows what it printed.
+#include <unistd.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <brisvane/all.h>
+
+#include "commands.h"
+#include "countdown.h"
+
+namespace bvdiag {
+namespace {
+
+namespace bv = brisvane;
+
+struct ExecOptions {
+  std::string program;
+  std::vector<std::string> arguments;
+  std::string directory;
+  std::string log;
+};
+
+// The program's path, where a shell would find it.
+std::string pathOf(const std::string& program) {
+  if (program.find('/') != std::string::npos) return program;
+  // Nothing here changes the environment. NOLINTNEXTLINE(concurrency-mt-unsafe)
+  const char* const variable = std::getenv("PATH");
+  std::string_view folders = variable != nullptr ? variable : "";
+  while (!folders.empty()) {
+    const std::string_view folder = folders.substr(0, folders.find(':'));
+    folders.remove_prefix(std::min(folder.size() + 1, folders.size()));
+    std::string path = std::string(folder) + "/" + program;
+    if (::access(path.c_str(), X_OK) == 0) return path;
+  }
+  return program;
+}
+
+int run(const ExecOptions& options, Session& session) {
+  Output& output = session.output();
+  if (!options.log.empty() && !session.startLog(options.log)) return kFailure;
+  const std::string path = pathOf(options.program);
+  const bv::Text directory = options.directory.empty() ? bv::Text() : bv::Text(options.directory);
+  std::optional<std::string> text;
+  bool ran = false;
+  {
+    const Countdown waiting("waiting for " + options.program);
+    ran = bv::Brisvane::runCommandWithLaunchPath(path, options.arguments, directory, text);
+  }
+  if (output.json()) {
+    output.printJson(bv::Dictionary{
+        {"program", path}, {"ran", ran}, {ran ? "output" : "error", text ? bv::Object(*text) : bv::Object()}});
+  } else if (ran && text) {
+    output.print(*text);
+  }
+  if (!ran) output.complain(text.value_or("no memory") + "; check the path and the folder");
+  if (ran && !text) output.complain(path + ": its output is no UTF-8 text");
+  return session.logIsComplete() && ran && text ? kSuccess : kFailure;
+}
+
+}  // namespace
+
+void addExec(CLI::App& program, Chosen& chosen) {
+  CLI::App* const command =
+      program.add_subcommand("exec", "Runs a program to its end, then shows all that it printed, on either stream");
+  const auto options = std::make_shared<ExecOptions>();
+  command->add_option("PROGRAM", options->program, "A path, or a name that is looked for in PATH")->required();
+  command->add_option("ARGUMENT", options->arguments, "Its arguments; after -- they may begin with a dash");
+  command->add_option("--dir", options->directory, "The folder to run it in; default: this one")->type_name("FOLDER");
+  command->add_option("--log", options->log, "The log file; default: the system log alone")->type_name("FILE");
+  command->footer(exitStatusText("run, however it ended", "not run, or its output is no text"));
+  command->callback(
+      [&chosen, options] { chosen.run = [options](Session& session) { return run(*options, session); }; });
+}
+
+}  // namespace bvdiag
