@@ -62,6 +62,12 @@ class NoSystemVersion final : public SystemVersion {
   Origin origin(std::string_view /*entry*/) const noexcept override { return {{}, Error(ENOENT)}; }
 };
 
+class NoNetworkInterfaces final : public NetworkInterfaces {
+ public:
+  std::optional<std::vector<NetworkInterface>> interfaces() const noexcept override { return std::nullopt; }
+  std::optional<std::vector<InterfaceAddress>> addresses() const noexcept override { return std::nullopt; }
+};
+
 // The given service, or the one that answers when there is none. That one is shared by
 // all platforms and owned by nobody: nothing is allocated, nor destroyed at exit.
 template <typename Missing, typename Service>
@@ -80,6 +86,7 @@ DeviceNodes::~DeviceNodes() = default;
 Registry::~Registry() = default;
 IdentityService::~IdentityService() = default;
 SystemVersion::~SystemVersion() = default;
+NetworkInterfaces::~NetworkInterfaces() = default;
 
 Platform::Platform() noexcept {
   setSystemLog(nullptr);
@@ -88,6 +95,7 @@ Platform::Platform() noexcept {
   setRegistry(nullptr);
   setIdentityService(nullptr);
   setSystemVersion(nullptr);
+  setNetworkInterfaces(nullptr);
   setClock(nullptr);
 }
 
@@ -113,6 +121,10 @@ void Platform::setIdentityService(std::shared_ptr<const IdentityService> identit
 
 void Platform::setSystemVersion(std::shared_ptr<const SystemVersion> systemVersion) noexcept {
   systemVersion_ = orMissing<NoSystemVersion>(std::move(systemVersion));
+}
+
+void Platform::setNetworkInterfaces(std::shared_ptr<const NetworkInterfaces> networkInterfaces) noexcept {
+  networkInterfaces_ = orMissing<NoNetworkInterfaces>(std::move(networkInterfaces));
 }
 
 void Platform::setClock(std::shared_ptr<const Clock> clock) noexcept {

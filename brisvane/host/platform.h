@@ -9,6 +9,7 @@
 #include "brisvane/host/clock.h"
 #include "brisvane/host/device_nodes.h"
 #include "brisvane/host/identity_service.h"
+#include "brisvane/host/network_interfaces.h"
 #include "brisvane/host/preferences.h"
 #include "brisvane/host/registry.h"
 #include "brisvane/host/system_log.h"
@@ -19,7 +20,8 @@ namespace brisvane::host {
 
 // A copyable set of services. One that was not set, or was set to null, answers
 // "nothing": it records no entry, knows no preference, lists no device, has no registry
-// node and no answer. The clock alone is never missing: without one of its own a platform has the machine's.
+// node, no network interface and no answer. The clock alone is never missing: without one of its own a platform has the
+// machine's.
 class BRISVANE_EXPORT Platform {
  public:
   Platform() noexcept;
@@ -30,6 +32,7 @@ class BRISVANE_EXPORT Platform {
   void setRegistry(std::shared_ptr<const Registry> registry) noexcept;
   void setIdentityService(std::shared_ptr<const IdentityService> identityService) noexcept;
   void setSystemVersion(std::shared_ptr<const SystemVersion> systemVersion) noexcept;
+  void setNetworkInterfaces(std::shared_ptr<const NetworkInterfaces> networkInterfaces) noexcept;
   void setClock(std::shared_ptr<const Clock> clock) noexcept;
 
   [[nodiscard]] const SystemLog& systemLog() const noexcept { return *systemLog_; }
@@ -38,6 +41,7 @@ class BRISVANE_EXPORT Platform {
   [[nodiscard]] const Registry& registry() const noexcept { return *registry_; }
   [[nodiscard]] const IdentityService& identityService() const noexcept { return *identityService_; }
   [[nodiscard]] const SystemVersion& systemVersion() const noexcept { return *systemVersion_; }
+  [[nodiscard]] const NetworkInterfaces& networkInterfaces() const noexcept { return *networkInterfaces_; }
   [[nodiscard]] const Clock& clock() const noexcept { return *clock_; }
 
  private:
@@ -47,6 +51,7 @@ class BRISVANE_EXPORT Platform {
   std::shared_ptr<const Registry> registry_;
   std::shared_ptr<const IdentityService> identityService_;
   std::shared_ptr<const SystemVersion> systemVersion_;
+  std::shared_ptr<const NetworkInterfaces> networkInterfaces_;
   std::shared_ptr<const Clock> clock_;
 };
 

@@ -6,6 +6,7 @@
 #include "brisvane/host/linux/device_nodes.h"
 #include "brisvane/host/linux/efi_variables.h"
 #include "brisvane/host/linux/identity.h"
+#include "brisvane/host/linux/network_interfaces.h"
 #include "brisvane/host/linux/os_release.h"
 #include "brisvane/host/linux/preferences.h"
 #include "brisvane/host/linux/registry.h"
@@ -23,6 +24,7 @@ Platform makePlatform(const Roots& roots) {
   platform.setRegistry(std::make_shared<NodeRegistry>(registryNodes(roots.smbios, roots.deviceTree, variables, file)));
   platform.setIdentityService(std::make_shared<MachineIdentity>(variables, roots.soc, file));
   platform.setSystemVersion(std::make_shared<OsRelease>(roots.osRelease, roots.vendorOsRelease, file));
+  platform.setNetworkInterfaces(std::make_shared<LinkInterfaces>(roots.networkInterfaces));
   platform.setClock(std::make_shared<SystemClock>());
   return platform;
 }
