@@ -27,6 +27,7 @@ void addLog(CLI::App& program, Chosen& chosen);
 void addProfile(CLI::App& program, Chosen& chosen);
 void addNvram(CLI::App& program, Chosen& chosen);
 void addRegistry(CLI::App& program, Chosen& chosen);
+void addInterfaces(CLI::App& program, Chosen& chosen);
 void addMachine(CLI::App& program, Chosen& chosen);
 
 // What the help of a command ends with.

@@ -53,8 +53,8 @@ int run(int count, char** arguments) {
   program.footer(
       "Exit status: 0 success; 1 a failed operation, told on standard error; 2 wrong usage.\n"
       "`bvdiag COMMAND --help` tells of one command.");
-  for (const auto add :
-       {addDemo, addPorts, addSend, addMonitor, addFixture, addLog, addProfile, addNvram, addRegistry, addMachine}) {
+  for (const auto add : {addDemo, addPorts, addSend, addMonitor, addFixture, addLog, addProfile, addNvram, addRegistry,
+                         addInterfaces, addMachine}) {
     add(program, chosen);
   }
   try {
