@@ -20,7 +20,6 @@ namespace {
 
 namespace bv = brisvane;
 using bv::host::IdentityService;
-using bv::host::SystemVersion;
 
 char masked(char character) {
   if (character >= '0' && character <= '9') return '0';
@@ -166,7 +165,7 @@ std::optional<bv::Dictionary> firmware(bool withValues) {
 }
 
 // Hides in two rounds: what is hidden under one name must not show under another.
-void hideIn(Mask& mask, std::vector<bv::Dictionary*> parts) {
+void hideIn(Mask& mask, const std::vector<bv::Dictionary*>& parts) {
   std::vector<bv::Object*> others;
   for (bv::Dictionary* const part : parts) {
     for (auto& [name, value] : *part) {
