@@ -473,6 +473,7 @@ TEST(BvdiagMachine, RecordsAMachineThatReplaysAsTheSameOne) {
        std::vector<std::vector<std::string>>{{"profile"},
                                              {"registry", "show", "--variables"},
                                              {"nvram", "list"},
+                                             {"interfaces", "--json"},
                                              {"machine", "record", "-", "--unmasked"}}) {
     std::vector<std::string> original{"--simulated"};
     std::vector<std::string> replayed{"--machine", copy};
@@ -487,12 +488,40 @@ TEST(BvdiagMachine, RecordsAMachineThatReplaysAsTheSameOne) {
   writeFile(folder / "secret.json", R"({"identity": {"UniqueChipID": 123456},
       "registry": {"platform": {"HwPlatformSerialNumber": "AB-12c", "model": "M1"},
                    "chosen": {"bootargs": "serial=AB-12c quiet", "rng-seed": {"hex": "01ff"}, "serial-number": {"hex": "41320000"}}},
+      "interfaces": [{"name": "eth0", "type": "Ethernet", "mac": "AB:cd:01-23:ef:45", "addresses": ["192.0.2.1"]}],
       "firmware": {"variables": {"EDA7697C-EB6C-4553-A921-C131036FC939:a": "b"}}})");
   const std::string masked = outputOf({"--machine", folder / "secret.json", "machine", "record", "-"});
   EXPECT_THAT(masked, AllOf(HasSubstr(R"("HwPlatformSerialNumber": "XX-00X")"), HasSubstr(R"("model": "M1")"),
                             HasSubstr(R"("bootargs": "serial=XX-00X quiet")"), HasSubstr(R"("hex": "0000")"),
                             HasSubstr(R"("hex": "58300000")"), HasSubstr(R"("UniqueChipID": 0)"),
+                            HasSubstr(R"("mac": "AB:cd:01-00:00:00")"), HasSubstr(R"("192.0.2.1")"),
                             HasSubstr(R"("variables": {})")));
+}
+
+TEST(BvdiagInterfaces, ListsAndRecordsWhatTheMachineHas) {
+  const TemporaryFolder folder;
+  EXPECT_EQ(outputOf({"--simulated", "interfaces"}),
+            "eth0             Ethernet   02:00:5e:10:00:01  192.0.2.10\n"
+            "wlan0            IEEE80211  02:00:5e:10:00:02  198.51.100.7\n");
+  writeFile(folder / "machine.json", R"({"interfaces": [
+      {"name": "eth0", "type": "Ethernet", "up": false, "mac": "02:00:5e:10:00:01", "addresses": ["192.0.2.1"]},
+      {"type": "VLAN"},
+      {"name": "a long\u001b[name of it", "type": "VLAN", "addresses": ["192.0.2.2", "192.0.2.3"]},
+      {"name": "lo", "type": "Ethernet", "loopback": true, "addresses": ["127.0.0.1"]}]})");
+  const std::string line = "a long\\x1b[name of it VLAN  192.0.2.2          192.0.2.3\n";
+  EXPECT_EQ(outputOf({"--machine", folder / "machine.json", "interfaces"}), line + line);
+
+  outputOf({"--machine", folder / "machine.json", "machine", "record", folder / "copy.json"});
+  EXPECT_EQ(outputOf({"--machine", folder / "copy.json", "interfaces"}), line + line);
+
+  for (const std::string failure : {"enumeration", "addresses"}) {
+    const std::string machine = folder / (failure + ".json");
+    writeFile(machine, R"({"interfaceFailure": ")" + failure + R"("})");
+    outputOf({"--machine", machine, "machine", "record", folder / ("copy of " + failure)});
+    EXPECT_THAT(contentOf(folder / ("copy of " + failure)), HasSubstr(R"("interfaceFailure": ")" + failure + '"'));
+  }
+  EXPECT_THAT(errorsOf({"--machine", folder / "enumeration.json", "interfaces"}, 1), HasSubstr("cannot be listed"));
+  EXPECT_EQ(outputOf({"--machine", folder / "addresses.json", "interfaces", "--json"}), "[]\n");
 }
 
 TEST(BvdiagLog, WritesEachMessageAndNoticesWhenItCannot) {

@@ -101,6 +101,7 @@ TEST(Platform, IsInForceUntilItsScopeEndsAndAnswersNothingWhereItHasNoService) {
   stripped.setSystemLog(nullptr);
   stripped.setPreferences(nullptr);
   stripped.setDeviceNodes(nullptr);
+  stripped.setNetworkInterfaces(nullptr);
   stripped.setClock(nullptr);
   const auto second = std::make_shared<const Platform>(std::move(stripped));
   {
@@ -117,6 +118,8 @@ TEST(Platform, IsInForceUntilItsScopeEndsAndAnswersNothingWhereItHasNoService) {
     EXPECT_EQ(nothing->deviceNodes().list(), std::nullopt);
     EXPECT_EQ(nothing->deviceNodes().location("/dev/null"), "/dev/null");
     EXPECT_EQ(nothing->preferences().value("", "key"), std::nullopt);
+    EXPECT_EQ(nothing->networkInterfaces().interfaces(), std::nullopt);
+    EXPECT_EQ(nothing->networkInterfaces().addresses(), std::nullopt);
     nothing->systemLog().write({"org.example", "BV"}, LogType::kFault, "%{public}@", "text");
     const auto before = std::chrono::system_clock::now();
     EXPECT_LE(before, nothing->clock().wall());

@@ -81,6 +81,12 @@ class NoLaunchService final : public LaunchService {
             OpenCompletion /*completion*/) const noexcept override {}  // never answered
 };
 
+class NoNetworkInterfaces final : public NetworkInterfaces {
+ public:
+  std::optional<std::vector<NetworkInterface>> interfaces() const noexcept override { return std::nullopt; }
+  std::optional<std::vector<InterfaceAddress>> addresses() const noexcept override { return std::nullopt; }
+};
+
 // The given service, or the one that answers when there is none. That one is shared by
 // all platforms and owned by nobody: nothing is allocated, nor destroyed at exit.
 template <typename Missing, typename Service>
@@ -100,6 +106,7 @@ Registry::~Registry() = default;
 IdentityService::~IdentityService() = default;
 SystemVersion::~SystemVersion() = default;
 LaunchService::~LaunchService() = default;
+NetworkInterfaces::~NetworkInterfaces() = default;
 
 Platform::Platform() noexcept {
   setSystemLog(nullptr);
@@ -109,6 +116,7 @@ Platform::Platform() noexcept {
   setIdentityService(nullptr);
   setSystemVersion(nullptr);
   setLaunchService(nullptr);
+  setNetworkInterfaces(nullptr);
   setClock(nullptr);
 }
 
@@ -138,6 +146,10 @@ void Platform::setSystemVersion(std::shared_ptr<const SystemVersion> systemVersi
 
 void Platform::setLaunchService(std::shared_ptr<const LaunchService> launchService) noexcept {
   launchService_ = orMissing<NoLaunchService>(std::move(launchService));
+}
+
+void Platform::setNetworkInterfaces(std::shared_ptr<const NetworkInterfaces> networkInterfaces) noexcept {
+  networkInterfaces_ = orMissing<NoNetworkInterfaces>(std::move(networkInterfaces));
 }
 
 void Platform::setClock(std::shared_ptr<const Clock> clock) noexcept {

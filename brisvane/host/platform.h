@@ -10,6 +10,7 @@
 #include "brisvane/host/device_nodes.h"
 #include "brisvane/host/identity_service.h"
 #include "brisvane/host/launch_service.h"
+#include "brisvane/host/network_interfaces.h"
 #include "brisvane/host/preferences.h"
 #include "brisvane/host/registry.h"
 #include "brisvane/host/system_log.h"
@@ -20,8 +21,8 @@ namespace brisvane::host {
 
 // A copyable set of services. One that was not set, or was set to null, answers
 // "nothing": it records no entry, knows no preference, lists no device, has no registry
-// node and no answer, and launches nothing. The clock alone is never missing: without one of its own a platform has the
-// machine's.
+// node, no network interface and no answer, and launches nothing. The clock alone is never missing: without one of its
+// own a platform has the machine's.
 class BRISVANE_EXPORT Platform {
  public:
   Platform() noexcept;
@@ -33,6 +34,7 @@ class BRISVANE_EXPORT Platform {
   void setIdentityService(std::shared_ptr<const IdentityService> identityService) noexcept;
   void setSystemVersion(std::shared_ptr<const SystemVersion> systemVersion) noexcept;
   void setLaunchService(std::shared_ptr<const LaunchService> launchService) noexcept;
+  void setNetworkInterfaces(std::shared_ptr<const NetworkInterfaces> networkInterfaces) noexcept;
   void setClock(std::shared_ptr<const Clock> clock) noexcept;
 
   [[nodiscard]] const SystemLog& systemLog() const noexcept { return *systemLog_; }
@@ -42,6 +44,7 @@ class BRISVANE_EXPORT Platform {
   [[nodiscard]] const IdentityService& identityService() const noexcept { return *identityService_; }
   [[nodiscard]] const SystemVersion& systemVersion() const noexcept { return *systemVersion_; }
   [[nodiscard]] const LaunchService& launchService() const noexcept { return *launchService_; }
+  [[nodiscard]] const NetworkInterfaces& networkInterfaces() const noexcept { return *networkInterfaces_; }
   [[nodiscard]] const Clock& clock() const noexcept { return *clock_; }
 
  private:
@@ -52,6 +55,7 @@ class BRISVANE_EXPORT Platform {
   std::shared_ptr<const IdentityService> identityService_;
   std::shared_ptr<const SystemVersion> systemVersion_;
   std::shared_ptr<const LaunchService> launchService_;
+  std::shared_ptr<const NetworkInterfaces> networkInterfaces_;
   std::shared_ptr<const Clock> clock_;
 };
 

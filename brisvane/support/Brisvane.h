@@ -2,6 +2,7 @@
 // The class keeps no state; its operations may be called from any thread.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,6 +33,25 @@ class BRISVANE_EXPORT Brisvane final {
   // that child. The output is kept in memory. Standard input is the caller's.
   static bool runCommandWithLaunchPath(Text launchPath, const std::vector<std::string>& arguments, Text currentDir,
                                        std::optional<std::string>& outputMessage) noexcept;
+
+  // The wired, virtual-LAN and wireless interfaces that are up with an IPv4 address. Each
+  // element is a dictionary of four texts: "NetworkInterfaceName", "NetworkInterfaceType"
+  // ("Ethernet", "VLAN" or "IEEE80211"), "IPAddress" in dotted decimal, and "MacAddress",
+  // which for an interface without a hardware address is its first IPv4 address.
+  //
+  // The order is that of the machine's addresses. An interface with several is listed once
+  // for each: these elements are one and the same Object, with the last address. Blocks for
+  // as long as the kernel takes to answer.
+  //
+  // nullopt when the machine cannot enumerate its interfaces, and when memory runs out; an
+  // empty array when their addresses cannot be had.
+  [[nodiscard]] static std::optional<Array> findEthernetInterfaces() noexcept;
+
+  // How many code units of UTF-16 must be inserted, deleted or replaced to make one text of
+  // the other: 2 for "flaw" and "lawn". Case counts, nothing is normalised, and a byte that is
+  // not UTF-8 counts as U+FFFD. An absent text counts as empty. Takes time in proportion to
+  // the product of the lengths, and memory to that of `second`. -1 when memory runs out.
+  [[nodiscard]] static std::int64_t levenshteinDistanceBetween(Text first, Text second) noexcept;
 };
 
 }  // namespace brisvane

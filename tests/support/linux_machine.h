@@ -12,7 +12,7 @@ namespace brisvane::testing {
 class LinuxMachine {
  public:
   // Writes a file of the machine: "smbios/product_name", "tree/chosen/chip-id", "soc/serial_number",
-  // "variables/x-<GUID>", "os-release", "vendor-os-release" or "machine.json".
+  // "variables/x-<GUID>", "os-release", "vendor-os-release", "net/lo/uevent" or "machine.json".
   void write(const std::string& name, const std::string& content) const { writeFile(folder_ / name, content); }
 
   [[nodiscard]] std::string operator/(const std::string& name) const { return folder_ / name; }
@@ -30,6 +30,7 @@ class LinuxMachine {
     roots.vendorOsRelease = folder_ / "vendor-os-release";
     roots.efiVariables = folder_ / "variables";
     roots.anyFileSystem = true;
+    roots.networkInterfaces = folder_ / "net";
     return std::make_shared<const host::Platform>(host::real::makePlatform(roots));
   }
 

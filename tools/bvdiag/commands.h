@@ -29,6 +29,7 @@ void addLaunch(CLI::App& program, Chosen& chosen);
 void addProfile(CLI::App& program, Chosen& chosen);
 void addNvram(CLI::App& program, Chosen& chosen);
 void addRegistry(CLI::App& program, Chosen& chosen);
+void addInterfaces(CLI::App& program, Chosen& chosen);
 void addMachine(CLI::App& program, Chosen& chosen);
 
 // What the help of a command ends with.

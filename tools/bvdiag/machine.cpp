@@ -49,7 +49,8 @@ void addMachine(CLI::App& program, Chosen& chosen) {
   const auto options = std::make_shared<RecordingOptions>();
   recording->add_option("FILE", *path, "A new file, or - for standard output")->required();
   recording->add_flag("--variables", options->variables, "Adds the values of the firmware variables, unmasked");
-  recording->add_flag("--unmasked", options->unmasked, "Leaves serial numbers, UUIDs and seeds as they are");
+  recording->add_flag("--unmasked", options->unmasked,
+                      "Leaves serial numbers, UUIDs, seeds and hardware addresses as they are");
   recording->footer(exitStatusText("written", "not written"));
   recording->callback([&chosen, path, options] {
     chosen.run = [path, options](Session& session) { return record(*path, *options, session); };

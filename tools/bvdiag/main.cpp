@@ -54,7 +54,7 @@ int run(int count, char** arguments) {
       "Exit status: 0 success; 1 a failed operation, told on standard error; 2 wrong usage.\n"
       "`bvdiag COMMAND --help` tells of one command.");
   for (const auto add : {addDemo, addPorts, addSend, addMonitor, addFixture, addLog, addExec, addLaunch, addProfile,
-                         addNvram, addRegistry, addMachine}) {
+                         addNvram, addRegistry, addInterfaces, addMachine}) {
     add(program, chosen);
   }
   try {

@@ -8,8 +8,10 @@
 #include <brisvane/all.h>
 #include <brisvane/host/identity_service.h>
 #include <brisvane/host/machine_description.h>
+#include <brisvane/host/network_interfaces.h>
 #include <brisvane/host/platform.h>
 #include <brisvane/host/system_version.h>
+#include <brisvane/types/hex.h>
 
 #include "registry.h"
 
@@ -18,7 +20,6 @@ namespace {
 
 namespace bv = brisvane;
 using bv::host::IdentityService;
-using bv::host::SystemVersion;
 
 char masked(char character) {
   if (character >= '0' && character <= '9') return '0';
@@ -164,7 +165,7 @@ std::optional<bv::Dictionary> firmware(bool withValues) {
 }
 
 // Hides in two rounds: what is hidden under one name must not show under another.
-void hideIn(Mask& mask, std::vector<bv::Dictionary*> parts) {
+void hideIn(Mask& mask, const std::vector<bv::Dictionary*>& parts) {
   std::vector<bv::Object*> others;
   for (bv::Dictionary* const part : parts) {
     for (auto& [name, value] : *part) {
@@ -183,6 +184,52 @@ bv::Dictionary described(bv::Dictionary values) {
   return values;
 }
 
+// What tells an adapter from its siblings, the digits after the maker's three octets, as 0.
+std::string maskedHardwareAddress(std::string address) {
+  constexpr int kMakersDigits = 6;
+  int digits = 0;
+  for (char& character : address) {
+    if (bv::hexValue(character) && ++digits > kMakersDigits) character = '0';
+  }
+  return address;
+}
+
+// The entry of an interface; its addresses are of all entries of its name in the list.
+bv::Dictionary describedInterface(const bv::host::NetworkInterface& interface,
+                                  const std::vector<bv::host::InterfaceAddress>& entries, bool unmasked) {
+  bv::Dictionary description{{"type", interface.type}};
+  if (const auto& mac = interface.hardwareAddress) {
+    description.emplace("mac", unmasked ? *mac : maskedHardwareAddress(*mac));
+  }
+  if (!interface.name) return description;
+  description.emplace("name", *interface.name);
+  bv::Array addresses;
+  for (const bv::host::InterfaceAddress& entry : entries) {
+    if (entry.name != *interface.name) continue;
+    description.insert_or_assign("up", entry.isUp);
+    description.insert_or_assign("loopback", entry.isLoopback);
+    if (entry.ipv4) addresses.emplace_back(bv::host::dottedText(*entry.ipv4));
+  }
+  description.emplace("addresses", std::move(addresses));
+  return description;
+}
+
+void addInterfaces(bv::Dictionary& machine, bool unmasked) {
+  const auto platform = bv::host::platform();
+  const auto interfaces = platform->networkInterfaces().interfaces();
+  auto entries = platform->networkInterfaces().addresses();
+  if (!interfaces || !entries) machine.emplace("interfaceFailure", interfaces ? "addresses" : "enumeration");
+  if (!interfaces) return;
+  if (!entries) entries.emplace();
+  bv::Array descriptions;
+  for (const auto& interface : *interfaces) {
+    descriptions.emplace_back(describedInterface(interface, *entries, unmasked));
+    // A further interface of this name, which takes its place, has no addresses to add.
+    std::erase_if(*entries, [&interface](const auto& entry) { return interface.name == entry.name; });
+  }
+  machine.emplace("interfaces", std::move(descriptions));
+}
+
 }  // namespace
 
 bv::Dictionary recordMachine(const RecordingOptions& options) {
@@ -198,6 +245,7 @@ bv::Dictionary recordMachine(const RecordingOptions& options) {
   bv::Dictionary machine{{"registry", std::move(registry)}, {"identity", described(std::move(identity))}};
   if (auto version = systemVersion()) machine.emplace("systemVersion", std::move(*version));
   if (auto store = firmware(options.variables)) machine.emplace("firmware", std::move(*store));
+  addInterfaces(machine, options.unmasked);
   return machine;
 }
 

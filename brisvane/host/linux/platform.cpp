@@ -7,6 +7,7 @@
 #include "brisvane/host/linux/efi_variables.h"
 #include "brisvane/host/linux/identity.h"
 #include "brisvane/host/linux/launch_service.h"
+#include "brisvane/host/linux/network_interfaces.h"
 #include "brisvane/host/linux/os_release.h"
 #include "brisvane/host/linux/preferences.h"
 #include "brisvane/host/linux/registry.h"
@@ -25,6 +26,7 @@ Platform makePlatform(const Roots& roots) {
   platform.setIdentityService(std::make_shared<MachineIdentity>(variables, roots.soc, file));
   platform.setSystemVersion(std::make_shared<OsRelease>(roots.osRelease, roots.vendorOsRelease, file));
   platform.setLaunchService(std::make_shared<ApplicationLauncher>());
+  platform.setNetworkInterfaces(std::make_shared<LinkInterfaces>(roots.networkInterfaces));
   platform.setClock(std::make_shared<SystemClock>());
   return platform;
 }

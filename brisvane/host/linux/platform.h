@@ -21,6 +21,7 @@ struct Roots {
   std::string vendorOsRelease = "/usr/lib/os-release";
   std::string efiVariables = "/sys/firmware/efi/efivars";
   bool anyFileSystem = false;  // as the one of the variables
+  std::string networkInterfaces = "/sys/class/net";
 };
 
 Platform makePlatform(const Roots& roots);

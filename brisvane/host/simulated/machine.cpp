@@ -7,6 +7,7 @@
 #include "brisvane/host/json.h"
 #include "brisvane/host/machine_description.h"
 #include "brisvane/host/simulated/described_services.h"
+#include "brisvane/host/simulated/interfaces.h"
 #include "brisvane/host/simulated/launch_service.h"
 #include "brisvane/host/simulated/variables.h"
 
@@ -89,6 +90,7 @@ std::unique_ptr<Machine> Machine::make(const Object& description, const std::str
   auto firmware = reader.object("firmware");
   auto variables = firmware ? std::make_shared<const MemoryVariables>(std::move(*firmware)) : nullptr;
   platform.setLaunchService(std::make_shared<const DescribedLauncher>(reader));
+  auto interfaces = std::make_shared<const DescribedInterfaces>(reader);
   services->devices = std::make_shared<const DescribedDevices>(readDevices(reader));
   reader.finish();
   platform.setSystemLog(services->systemLog);
@@ -97,6 +99,7 @@ std::unique_ptr<Machine> Machine::make(const Object& description, const std::str
   platform.setRegistry(describedRegistry(machine, std::move(variables), place));
   platform.setIdentityService(std::make_shared<const DescribedIdentity>(machine.identity, place));
   platform.setSystemVersion(std::make_shared<const DescribedVersion>(machine, place));
+  platform.setNetworkInterfaces(std::move(interfaces));
   services->platform = std::make_shared<const Platform>(std::move(platform));
   return std::unique_ptr<Machine>(new Machine(std::move(services)));
 }
@@ -165,7 +168,12 @@ std::string_view Machine::exampleDescription() noexcept {
       "EDA7697C-EB6C-4553-A921-C131036FC939:bench": "{\"station\": 4, \"operator\": \"BV\"}",
       "A5D42023-9BB9-4366-8741-A4A0161FDEDE:calibration": {"hex": "01 02 FF"}
     }
-  }
+  },
+  "interfaces": [
+    {"name": "lo", "type": "loopback", "loopback": true, "addresses": ["127.0.0.1"]},
+    {"name": "eth0", "type": "Ethernet", "mac": "02:00:5e:10:00:01", "addresses": ["192.0.2.10"]},
+    {"name": "wlan0", "type": "IEEE80211", "mac": "02:00:5e:10:00:02", "addresses": ["198.51.100.7"]}
+  ]
 }
 )json";
 }
