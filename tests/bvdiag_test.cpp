@@ -178,7 +178,7 @@ TEST(BvdiagDemo, TakesEveryStepAndShowsTheLog) {
   const std::string log = folder / "demo.log";
   writeFile(log, "an earlier run\n");
   const std::string output = outputOf({"demo", "--log", log});
-  EXPECT_EQ(countOf(output, "✓"), 11U) << output;
+  EXPECT_EQ(countOf(output, "✓"), 13U) << output;
   EXPECT_THAT(output, AllOf(HasSubstr("FW 1.2.3 OK\\r\\n"), HasSubstr("02 90 01 F4 03"), HasSubstr("one by one"),
                             HasSubstr("aggregated errors:\nError writing to serial port:5\n"), HasSubstr(log),
                             Not(HasSubstr("an earlier run"))));
@@ -522,6 +522,30 @@ TEST(BvdiagInterfaces, ListsAndRecordsWhatTheMachineHas) {
   }
   EXPECT_THAT(errorsOf({"--machine", folder / "enumeration.json", "interfaces"}, 1), HasSubstr("cannot be listed"));
   EXPECT_EQ(outputOf({"--machine", folder / "addresses.json", "interfaces", "--json"}), "[]\n");
+}
+
+TEST(BvdiagLaunch, TellsEachResultAndItsReason) {
+  EXPECT_THAT(outputOf({"--simulated", "launch", "/opt/brisvane/helper", "--id", "org.brisvane.helper"}),
+              StartsWith("org.brisvane.helper is up after "));
+  EXPECT_THAT(outputOf({"launch", "/bin/true", "--json"}),
+              HasSubstr(R"("identifier":"true","path":"/bin/true","result":0)"));
+  EXPECT_THAT(outputOf({"launch", "/bin/true", "--open-only"}), StartsWith("true is launched"));
+  EXPECT_THAT(errorsOf({"launch", "/nowhere/tool"}, 1),
+              AllOf(HasSubstr("(result 3)"), HasSubstr("openAppURL Error: /nowhere/tool: No such file or directory")));
+  EXPECT_THAT(errorsOf({"launch", "/bin/true", "--id", "other", "--timeout", "1"}, 1), HasSubstr("(result 2)"));
+  const TemporaryFolder folder;
+  writeFile(folder / "machine.json", R"({"launchService": {"refusesSubscriptions": true}})");
+  EXPECT_THAT(errorsOf({"--machine", folder / "machine.json", "launch", "/x"}, 1), HasSubstr("(result 1)"));
+}
+
+TEST(BvdiagExec, ShowsWhatTheProgramPrintedAndWaitsVisibly) {
+  EXPECT_EQ(outputOf({"exec", "/bin/sh", "--", "-c", "echo out; echo err >&2; exit 7"}), "out\nerr\n");
+  EXPECT_THAT(outputOf({"exec", "--json", "/bin/echo", "a"}), HasSubstr(R"("output":"a\n")"));
+  EXPECT_THAT(errorsOf({"exec", "no-such-program"}, 1), HasSubstr("no-such-program: No such file or directory"));
+  EXPECT_THAT(errorsOf({"exec", "/bin/true", "--dir", "/nowhere"}, 1), HasSubstr("/nowhere: No such file"));
+  EXPECT_THAT(errorsOf({"exec", "/usr/bin/printf", "\\377"}, 1), HasSubstr("no UTF-8"));
+  Program waiting({"exec", "sleep", "5"}, {.terminal = true, .environment = {"PATH=/usr/bin:/bin"}});
+  EXPECT_TRUE(waiting.prints("waiting for sleep: 0."));
 }
 
 TEST(BvdiagLog, WritesEachMessageAndNoticesWhenItCannot) {

@@ -47,6 +47,8 @@ class Demo {
   Outcome askInBytes();
   Outcome readByteByByte();
   Outcome readGuardedVariable();
+  Outcome launch();
+  Outcome runCommand();
   Outcome unplug();
   Outcome close();
 
@@ -122,6 +124,19 @@ Outcome Demo::readGuardedVariable() {
   return {true, "bench-mode = " + value->text().value_or("")};
 }
 
+Outcome Demo::launch() {
+  constexpr std::int32_t kLimit = 5;
+  constexpr const char* kHelper = "org.brisvane.helper";
+  const bool isUp = bv::BVProcess::runApp("/opt/brisvane/helper", {"--quiet"}, kHelper, kLimit) == 0;
+  return {isUp, std::string(kHelper) + (isUp ? " is up" : " did not come up")};
+}
+
+Outcome Demo::runCommand() {
+  std::optional<std::string> output;
+  const bool ran = bv::Brisvane::runCommandWithLaunchPath("/bin/uname", {"-sm"}, std::nullopt, output);
+  return {ran, output.value_or("")};
+}
+
 Outcome Demo::unplug() {
   std::string reply;
   const bool answered = port_->sendStringCommand("unplug", reply, "never said", kTimeout);
@@ -167,6 +182,8 @@ bool Demo::converse() {
   ok &= take("bytes", &Demo::askInBytes);
   ok &= take("a block, then byte by byte", &Demo::readByteByByte);
   ok &= take("a guarded firmware variable", &Demo::readGuardedVariable);
+  ok &= take("a helper application", &Demo::launch);
+  ok &= take("a command", &Demo::runCommand);
   ok &= take("the fixture is unplugged", &Demo::unplug);
   ok &= take("close the port", &Demo::close);
   return ok;
