@@ -5,10 +5,15 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cstdlib>
+
 namespace {
 
 // Of the speeds that the tests use; 0 for any other.
 speed_t speedOf(tcflag_t code) { return code == B9600 ? 9600 : code == B115200 ? 115200 : 0; }
+
+// The machine's own programs, which a test may run, cannot load it.
+[[gnu::constructor]] void keepFromChildren() { ::unsetenv("LD_PRELOAD"); }
 
 }  // namespace
 
