@@ -487,15 +487,18 @@ TEST(BvdiagMachine, RecordsAMachineThatReplaysAsTheSameOne) {
 
   writeFile(folder / "secret.json", R"({"identity": {"UniqueChipID": 123456},
       "registry": {"platform": {"HwPlatformSerialNumber": "AB-12c", "model": "M1"},
-                   "chosen": {"bootargs": "serial=AB-12c quiet", "rng-seed": {"hex": "01ff"}, "serial-number": {"hex": "41320000"}}},
-      "interfaces": [{"name": "eth0", "type": "Ethernet", "mac": "AB:cd:01-23:ef:45", "addresses": ["192.0.2.1"]}],
+                   "chosen": {"bootargs": "serial=AB-12c quiet root=PARTUUID=738a-02 net.addr=00:e0:4C:68:00:01 x=y1",
+                              "id": "7d0B5a16-42c5-4b0c-9d3c-5e1d1c3a9f01", "rng-seed": {"hex": "01ff"}, "serial-number": {"hex": "41320000"}}},
+      "interfaces": [{"name": "enx00e04c680001", "type": "Ethernet", "mac": "00:E0:4C:68:00:01"}, {"name": "eth0", "type": "Ethernet", "mac": "AB:cd:01-23:ef:45", "addresses": ["192.0.2.1"]}],
       "firmware": {"variables": {"EDA7697C-EB6C-4553-A921-C131036FC939:a": "b"}}})");
   const std::string masked = outputOf({"--machine", folder / "secret.json", "machine", "record", "-"});
-  EXPECT_THAT(masked, AllOf(HasSubstr(R"("HwPlatformSerialNumber": "XX-00X")"), HasSubstr(R"("model": "M1")"),
-                            HasSubstr(R"("bootargs": "serial=XX-00X quiet")"), HasSubstr(R"("hex": "0000")"),
-                            HasSubstr(R"("hex": "58300000")"), HasSubstr(R"("UniqueChipID": 0)"),
-                            HasSubstr(R"("mac": "AB:cd:01-00:00:00")"), HasSubstr(R"("192.0.2.1")"),
-                            HasSubstr(R"("variables": {})")));
+  EXPECT_THAT(
+      masked,
+      AllOf(HasSubstr(R"("HwPlatformSerialNumber": "XX-00X")"), HasSubstr(R"("model": "M1")"),
+            HasSubstr("serial=XX-00X quiet root=PARTUUID=000X-00 net.addr=00:e0:4C:00:00:00 x=y1"),
+            HasSubstr(R"("id": "0X0X0X00-00X0-0X0X-0X0X-0X0X0X0X0X00")"), HasSubstr(R"("name": "enx00X00X000000")"),
+            HasSubstr(R"("hex": "0000")"), HasSubstr(R"("hex": "58300000")"), HasSubstr(R"("UniqueChipID": 0)"),
+            HasSubstr(R"("mac": "AB:cd:01-00:00:00")"), HasSubstr(R"("192.0.2.1")"), HasSubstr(R"("variables": {})")));
 }
 
 TEST(BvdiagInterfaces, ListsAndRecordsWhatTheMachineHas) {

@@ -44,20 +44,14 @@ TEST(Json, IsReadStrictlyAndSaysWhereItIsWrong) {
             Object(Dictionary{{"k", Array{2}}, {"", Array{true, nullptr, Dictionary{}}}}));
 }
 
-TEST(Json, TellsTheLineOfEachValueByItsPlace) {
-  JsonLines lines;
-  ASSERT_TRUE(parseJson("{\"a\":\n1,\n\"b\": [10\n, \"t\\n\",\n[true\n]\n, {\"c\":\nnull}],\"d.e\":\n\n{\"f\":0}}",
-                        nullptr, &lines));
-  EXPECT_EQ(lines, (JsonLines{{"a", 1},
-                              {"b", 3},
-                              {"b[0]", 3},
-                              {"b[1]", 4},
-                              {"b[2]", 5},
-                              {"b[2][0]", 5},
-                              {"b[3]", 7},
-                              {"b[3].c", 7},
-                              {"d.e", 8},
-                              {"d.e.f", 10}}));
+TEST(Json, TellsTheLineOfAValueByItsPlace) {
+  constexpr char kText[] =
+      "{\"a\":\n1,\n\"b\": [10\n, \"t\\n\",\n[true\n]\n, {\"c\":\nnull}],\"d.e\":\n\n{\"f\":0}, \"bb\": {\"c\": 1}}";
+  const std::pair<const char*, std::size_t> lines[] = {
+      {"", 1},        {"a", 1},       {"b", 3},      {"b[0]", 3}, {"b[1]", 4},   {"b[2]", 5},
+      {"b[2][0]", 5}, {"b[3]", 7},    {"b[3].c", 7}, {"d.e", 8},  {"d.e.f", 10}, {"b[3].missing", 7},
+      {"b[9]", 3},    {"missing", 1}, {"bb.c", 10}};
+  for (const auto& [place, line] : lines) EXPECT_EQ(jsonLine(kText, place), line) << place;
 }
 
 TEST(Json, IsWrittenTheSameEachTimeAndReadsBackAsItWas) {

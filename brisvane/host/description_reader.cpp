@@ -13,17 +13,6 @@ std::optional<double> numberFrom(const Object& value) {
   return std::nullopt;
 }
 
-// The line of a place, or of the nearest thing around it that stands in the text: a field
-// that is missing has none.
-std::size_t lineOf(const JsonLines& lines, std::string_view place) {
-  for (;;) {
-    if (const auto found = lines.find(std::string(place)); found != lines.end()) return found->second;
-    const std::size_t end = place.find_last_of(".[");
-    if (end == std::string_view::npos) return 1;
-    place = place.substr(0, end);
-  }
-}
-
 }  // namespace
 
 std::string DescriptionError::text() const { return place.empty() ? what : place + ": " + what; }
@@ -123,14 +112,13 @@ void DescriptionReader::finish() const {
 }
 
 bool readDescription(std::string_view json, std::string& error, const std::function<void(const Object& value)>& read) {
-  JsonLines lines;
-  const auto value = parseJson(json, &error, &lines);
+  const auto value = parseJson(json, &error);
   if (!value) return false;
   try {
     read(*value);
     return true;
   } catch (const DescriptionError& wrong) {
-    error = "line " + std::to_string(lineOf(lines, wrong.place)) + ": " + wrong.text();
+    error = "line " + std::to_string(jsonLine(json, wrong.place)) + ": " + wrong.text();
     return false;
   }
 }

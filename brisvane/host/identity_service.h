@@ -11,6 +11,8 @@
 
 namespace brisvane::host {
 
+// REQUIRES of an implementation, as of every service that a profile is gathered from: it
+// neither asks for BVSystemInfo::shared() nor forks.
 class BRISVANE_EXPORT IdentityService {
  public:
   static constexpr std::string_view kSigningFuse = "SigningFuse";                    // a boolean

@@ -49,8 +49,12 @@ class ObjectBuilder final : public nlohmann::json_sax<json> {
   std::optional<Object> result;
   std::string error;
 
-  // Without `lines`, none are kept.
-  explicit ObjectBuilder(JsonLines* lines, const Progress& progress) : lines_(lines), progress_(progress) {}
+  ObjectBuilder() = default;
+  // Finds the line of a place, too.
+  ObjectBuilder(std::string_view wanted, const Progress& progress) : wanted_(wanted), progress_(&progress) {}
+
+  // Of the wanted place, or of the nearest thing around it.
+  std::size_t line = 1;
 
   bool null() override { return put({}); }
   bool boolean(bool value) override { return put(value); }
@@ -64,7 +68,7 @@ class ObjectBuilder final : public nlohmann::json_sax<json> {
   bool start_array(std::size_t /*size*/) override { return open(false); }
   bool key(string_t& value) override {
     open_.back().key = std::move(value);
-    noteLine(progress_.line);
+    noteLine(0);
     return true;
   }
   bool end_object() override { return close(); }
@@ -82,7 +86,8 @@ class ObjectBuilder final : public nlohmann::json_sax<json> {
  private:
   struct Container {
     bool isObject;
-    std::string place;  // kept only when lines are
+    bool isAroundWanted;
+    std::string place;  // of a container around the wanted place
     std::string key;
     Array array;
     Dictionary dictionary;
@@ -96,22 +101,29 @@ class ObjectBuilder final : public nlohmann::json_sax<json> {
     return in.place.empty() ? in.key : in.place + "." + in.key;
   }
 
-  void noteLine(std::size_t line) {
-    if (lines_ != nullptr) lines_->insert_or_assign(place(), line);
+  // Whether a place is the wanted one or around it.
+  [[nodiscard]] bool isAroundWanted(std::string_view place) const {
+    return wanted_.starts_with(place) && (place.empty() || wanted_.size() == place.size() ||
+                                          wanted_[place.size()] == '.' || wanted_[place.size()] == '[');
   }
 
-  void noteElement(std::size_t line) {
-    if (!open_.empty() && !open_.back().isObject) noteLine(line);
+  // What comes next stands on the line that has been reached, less `back`.
+  void noteLine(std::size_t back) {
+    if (progress_ != nullptr && open_.back().isAroundWanted && isAroundWanted(place())) line = progress_->line - back;
+  }
+
+  void noteElement(std::size_t back = 0) {
+    if (!open_.empty() && !open_.back().isObject) noteLine(back);
   }
 
   // A number ends where the parser meets what is none, and be it the line's end.
   bool putNumber(Object value) {
-    noteElement(progress_.line - (progress_.atLineStart ? 1 : 0));
+    noteElement(progress_ != nullptr && progress_->atLineStart ? 1 : 0);
     return store(std::move(value));
   }
 
   bool put(Object value) {
-    noteElement(progress_.line);
+    noteElement();
     return store(std::move(value));
   }
 
@@ -131,8 +143,11 @@ class ObjectBuilder final : public nlohmann::json_sax<json> {
       error = "nested deeper than " + std::to_string(kJsonDepthLimit) + " levels";
       return false;
     }
-    noteElement(progress_.line);
-    open_.push_back({isObject, lines_ != nullptr ? place() : std::string(), {}, {}, {}});
+    noteElement();
+    const bool mayBeAround = progress_ != nullptr && (open_.empty() || open_.back().isAroundWanted);
+    std::string where = mayBeAround ? place() : std::string();
+    const bool isAround = mayBeAround && isAroundWanted(where);
+    open_.push_back({isObject, isAround, std::move(where), {}, {}, {}});
     return true;
   }
 
@@ -142,8 +157,8 @@ class ObjectBuilder final : public nlohmann::json_sax<json> {
     return store(closed.isObject ? Object(std::move(closed.dictionary)) : Object(std::move(closed.array)));
   }
 
-  JsonLines* lines_;
-  const Progress& progress_;
+  std::string_view wanted_;
+  const Progress* progress_ = nullptr;
   std::vector<Container> open_;
 };
 
@@ -189,19 +204,23 @@ json toJson(const Object& value, std::size_t depth = 0) {
 
 }  // namespace
 
-std::optional<Object> parseJson(std::string_view text, std::string* error, JsonLines* lines) {
-  Progress progress;
-  ObjectBuilder builder(lines, progress);
+std::optional<Object> parseJson(std::string_view text, std::string* error) {
+  ObjectBuilder builder;
   // Two things that the parser lets pass: it ends at a zero byte, and skips a byte-order mark.
   if (text.find('\0') != std::string_view::npos || text.starts_with("\xEF\xBB\xBF")) {
     builder.error = "a zero byte or a byte-order mark is no JSON";
-  } else if (lines == nullptr ? json::sax_parse(text, &builder)
-                              : json::sax_parse(LineCounter(text.data(), &progress),
-                                                LineCounter(text.data() + text.size(), &progress), &builder)) {
+  } else if (json::sax_parse(text, &builder)) {
     return std::move(builder.result);
   }
   if (error != nullptr) *error = std::move(builder.error);
   return std::nullopt;
+}
+
+std::size_t jsonLine(std::string_view text, std::string_view place) {
+  Progress progress;
+  ObjectBuilder builder(place, progress);
+  json::sax_parse(LineCounter(text.data(), &progress), LineCounter(text.data() + text.size(), &progress), &builder);
+  return builder.line;
 }
 
 std::string jsonText(const Object& value, JsonLayout layout) {

@@ -6,7 +6,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
 #include "brisvane/types/export.h"
 #include "brisvane/types/object.h"
@@ -16,17 +15,16 @@ namespace brisvane::host {
 // The deepest nesting of arrays and objects that is read.
 inline constexpr std::size_t kJsonDepthLimit = 512;
 
-// The lines, counted from 1, on which the values of a JSON text stand, by their place in
-// it, as in "devices[0].name": that of an element's key, or of the element itself.
-using JsonLines = std::unordered_map<std::string, std::size_t>;
-
 // The value that `text` spells, as RFC 8259 has it; nullopt when it is not JSON, is
-// not UTF-8 or nests too deep. `error` then says where and why, when given; `lines` is
-// filled with where the values stand. Whole
+// not UTF-8 or nests too deep. `error` then says where and why, when given. Whole
 // numbers within 64 bits become integers, other numbers reals; of equal keys in one
 // object the last counts.
-[[nodiscard]] BRISVANE_EXPORT std::optional<Object> parseJson(std::string_view text, std::string* error = nullptr,
-                                                              JsonLines* lines = nullptr);
+[[nodiscard]] BRISVANE_EXPORT std::optional<Object> parseJson(std::string_view text, std::string* error = nullptr);
+
+// The line, counted from 1, on which a value of a JSON text stands, by its place in it, as
+// in "devices[0].name": that of its key, or of the element itself. For a place that is not
+// there, the line of the nearest thing around it. REQUIRES that `text` is JSON.
+[[nodiscard]] BRISVANE_EXPORT std::size_t jsonLine(std::string_view text, std::string_view place);
 
 enum class JsonLayout { kOneLine, kIndented };
 

@@ -25,8 +25,6 @@ struct VariableName {
   [[nodiscard]] BRISVANE_EXPORT static std::optional<VariableName> parse(std::string_view fullName);
   // "GUID:name", letters of the GUID upper-case.
   [[nodiscard]] BRISVANE_EXPORT std::string text() const;
-
-  bool operator==(const VariableName&) const = default;
 };
 
 // Each variable is a property, named in full; a write of a property is a write of the
@@ -35,7 +33,7 @@ struct VariableName {
 //
 // A write gives 0 or an errno value. Those that every store gives: EINVAL for a name
 // that is none, and for an empty value, which firmware would take for a deletion; ENOENT
-// for the deletion of a variable that is not there.
+// for the deletion of a variable that is not there; ENAMETOOLONG for a name of more than 218 bytes.
 class BRISVANE_EXPORT VariableStore : public RegistryNode {
  public:
   static constexpr std::string_view kDelete = "HwNVRAM-DELETE-PROPERTY";

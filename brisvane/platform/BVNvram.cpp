@@ -36,9 +36,7 @@ bool isRefused(bool requireDevFused, bool requireInternalOS) {
   return requireInternalOS && !BVSystemInfo::shared().isInternaOS();
 }
 
-std::int32_t setProperty(std::string_view name, std::string_view value) noexcept {
-  const auto platform = host::platform();
-  const Registry& registry = platform->registry();
+std::int32_t setProperty(const Registry& registry, std::string_view name, std::string_view value) noexcept {
   const OpenNode options(registry, registry.nodeAtPath(Registry::kOptionsPath));
   return options ? registry.setProperty(options.handle(), name, value) : kNoStore;
 }
@@ -110,13 +108,14 @@ std::optional<std::string> BVNvram::stringFromVariable(Text name) noexcept try {
 }
 
 std::int32_t BVNvram::writeStringVariable(Text name, Text value) noexcept {
-  return setProperty(name.orEmpty(), value.orEmpty());
+  return setProperty(host::platform()->registry(), name.orEmpty(), value.orEmpty());
 }
 
 std::int32_t BVNvram::deleteVariable(Text name) noexcept {
-  const std::int32_t status = setProperty(VariableStore::kDelete, name.orEmpty());
+  const auto platform = host::platform();
+  const std::int32_t status = setProperty(platform->registry(), VariableStore::kDelete, name.orEmpty());
   if (status != 0) return status;
-  static_cast<void>(setProperty(VariableStore::kCommit, VariableStore::kCommit));
+  static_cast<void>(setProperty(platform->registry(), VariableStore::kCommit, VariableStore::kCommit));
   return 0;
 }
 

@@ -37,7 +37,7 @@ class BRISVANE_EXPORT BVSystemInfo final {
   // The one instance of the process, gathered on first use and not again unless
   // setPlatformInfo() is called. It is never destroyed. Blocks while the files of the
   // machine are read, and while another thread is the first. REQUIRES that no service of
-  // the platform in force calls it in turn. The first use may throw std::bad_alloc.
+  // the platform in force calls it in turn, or forks. The first use may throw std::bad_alloc.
   [[nodiscard]] static BVSystemInfo& shared();
 
   // An instance of the caller's own, gathered now.
@@ -59,7 +59,7 @@ class BRISVANE_EXPORT BVSystemInfo final {
   // "vireoVersion", "firmwareVersion", "uuid", "ecid", "buildVersion",
   // "strRookeryBuildVersion" (the null marker when absent), "boardId" ("Orvel" when
   // absent), "keelModelName" ("notKeel" when absent), and the booleans "isSeedBuild",
-  // "isPrePelorusHost", "isProductionFused" and "isInternaOS".
+  // "isPrePelorusHost", "isProductionFused" and "isInternaOS". May throw std::bad_alloc.
   [[nodiscard]] Dictionary profile() const;
 
   // --- Registry decoders ---

@@ -105,6 +105,13 @@ Finding companionChip() {
   return {std::string(kCompanionChip), {}, isThere ? reasonText(0) : "none"};
 }
 
+// Whether the profile can make something of a property that is there.
+bool isOfUse(bv::host::NodeHandle node, std::string_view name) {
+  const BVSystemInfo& decoder = BVSystemInfo::shared();
+  if (name == "chip-id") return decoder.numFromHwRegEntryDataFlipWord(node, name).has_value();
+  return decoder.stringFromHwRegEntry(node, name).has_value();
+}
+
 Finding findingFrom(const Source& source) {
   if (source.service == kCompanionChip) return companionChip();
   const auto platform = bv::host::platform();
@@ -118,6 +125,7 @@ Finding findingFrom(const Source& source) {
     const bv::host::OpenNode node(platform->registry(), openNode(platform->registry(), source.service));
     origin = platform->registry().origin(node.handle(), source.name);
     if (!node) finding.reason = "no such node";
+    if (!origin.error && !isOfUse(node.handle(), source.name)) finding.reason = "not of use";
   }
   if (!source.needs.empty() &&
       !bv::host::OpenNode(platform->registry(), openNode(platform->registry(), source.needs))) {

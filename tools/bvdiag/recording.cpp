@@ -1,6 +1,5 @@
 #include "recording.h"
 
-#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,8 +10,8 @@
 #include <brisvane/host/network_interfaces.h>
 #include <brisvane/host/platform.h>
 #include <brisvane/host/system_version.h>
-#include <brisvane/types/hex.h>
 
+#include "mask.h"
 #include "registry.h"
 
 namespace bvdiag {
@@ -20,99 +19,6 @@ namespace {
 
 namespace bv = brisvane;
 using bv::host::IdentityService;
-
-char masked(char character) {
-  if (character >= '0' && character <= '9') return '0';
-  const bool isLetter = (character >= 'A' && character <= 'Z') || (character >= 'a' && character <= 'z');
-  return isLetter ? 'X' : character;
-}
-
-std::string lowerCase(std::string text) {
-  for (char& character : text) {
-    if (character >= 'A' && character <= 'Z') character = static_cast<char>(character - 'A' + 'a');
-  }
-  return text;
-}
-
-// Hides what tells one machine from its siblings.
-class Mask {
- public:
-  explicit Mask(bool isOff) : isOff_(isOff) {}
-
-  // Whether what has this name is to be hidden.
-  [[nodiscard]] bool hides(const std::string& name) const {
-    if (isOff_) return false;
-    const std::string lower = lowerCase(name);
-    for (const std::string_view word : {"serial", "uuid", "seed", "mac-address", "deviceid", "chipid"}) {
-      if (lower.find(word) != std::string::npos) return true;
-    }
-    return false;
-  }
-
-  // A value that is to be hidden, and from now on its text wherever it occurs.
-  bv::Object hide(const bv::Object& value) {
-    if (const std::string* const text = value.ifText()) {
-      learn(*text);
-      return maskedText(*text);
-    }
-    if (const bv::Data* const bytes = value.ifData()) {
-      const std::string text(bytes->begin(), bytes->end());
-      if (!isPrintable(text)) return bv::Data(bytes->size(), 0);
-      learn(text.substr(0, text.find('\0')));
-      const std::string hidden = maskedText(text);
-      return bv::Data(hidden.begin(), hidden.end());
-    }
-    return bv::Object(0);
-  }
-
-  // A value of a name that gives nothing away, with the hidden texts in it hidden.
-  [[nodiscard]] bv::Object clean(const bv::Object& value) const {
-    if (const std::string* const text = value.ifText()) return cleanText(*text);
-    if (const bv::Data* const bytes = value.ifData()) {
-      const std::string text = cleanText({bytes->begin(), bytes->end()});
-      return bv::Data(text.begin(), text.end());
-    }
-    return value;
-  }
-
- private:
-  static std::string maskedText(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), masked);
-    return text;
-  }
-
-  static bool isPrintable(const std::string& text) {
-    return bv::isAscii(text) && std::none_of(text.begin(), text.end(), [](char character) {
-             return character != '\0' && bv::isControl(static_cast<unsigned char>(character));
-           });
-  }
-
-  // Too short a text would be found anywhere.
-  void learn(const std::string& text) {
-    constexpr std::size_t kShortest = 4;
-    if (text.size() >= kShortest) hidden_.push_back(text);
-  }
-
-  [[nodiscard]] std::string cleanText(std::string text) const {
-    for (const std::string& hidden : hidden_) {
-      for (std::size_t at = text.find(hidden); at != std::string::npos; at = text.find(hidden, at + hidden.size())) {
-        text.replace(at, hidden.size(), maskedText(hidden));
-      }
-    }
-    return text;
-  }
-
-  bool isOff_;
-  std::vector<std::string> hidden_;
-};
-
-bv::Dictionary valuesOf(const bv::host::Registry& registry, bv::host::NodeHandle node) {
-  bv::Dictionary values;
-  for (const std::string& name : registry.propertyNames(node)) {
-    if (auto value = registry.property(node, name)) values.emplace(name, std::move(*value));
-  }
-  return values;
-}
 
 using Nodes = std::vector<std::pair<std::string, bv::Dictionary>>;
 
@@ -122,7 +28,7 @@ Nodes registryNodes() {
   for (const KnownNode& known : kKnownNodes) {
     if (known.name == kOptionsNode) continue;
     const bv::host::OpenNode node(platform->registry(), known.open(platform->registry()));
-    if (node) nodes.emplace_back(known.name, valuesOf(platform->registry(), node.handle()));
+    if (node) nodes.emplace_back(known.name, propertiesOf(platform->registry(), node.handle()));
   }
   return nodes;
 }
@@ -154,14 +60,17 @@ std::optional<bv::Dictionary> firmware(bool withValues) {
   const auto& registry = platform->registry();
   const bv::host::OpenNode store(registry, registry.nodeAtPath(bv::host::Registry::kOptionsPath));
   if (!store) return std::nullopt;
+  constexpr std::size_t kRoom = std::size_t{64} << 10U;  // for what is written to the replayed store
+  std::size_t capacity = kRoom;
   bv::Dictionary variables;
   if (withValues) {
-    for (const auto& [name, value] : valuesOf(registry, store.handle())) {
-      if (value.ifData() != nullptr && !value.ifData()->empty())
-        variables.emplace(name, bv::host::describeValue(value));
+    for (const auto& [name, value] : propertiesOf(registry, store.handle())) {
+      if (value.ifData() == nullptr || value.ifData()->empty()) continue;
+      capacity += value.ifData()->size();
+      variables.emplace(name, bv::host::describeValue(value));
     }
   }
-  return bv::Dictionary{{"variables", std::move(variables)}};
+  return bv::Dictionary{{"variables", std::move(variables)}, {"capacity", capacity}};
 }
 
 // Hides in two rounds: what is hidden under one name must not show under another.
@@ -179,30 +88,13 @@ void hideIn(Mask& mask, const std::vector<bv::Dictionary*>& parts) {
   for (bv::Object* const value : others) *value = mask.clean(*value);
 }
 
-bv::Dictionary described(bv::Dictionary values) {
-  for (auto& [name, value] : values) value = bv::host::describeValue(value);
-  return values;
-}
-
-// What tells an adapter from its siblings, the digits after the maker's three octets, as 0.
-std::string maskedHardwareAddress(std::string address) {
-  constexpr int kMakersDigits = 6;
-  int digits = 0;
-  for (char& character : address) {
-    if (bv::hexValue(character) && ++digits > kMakersDigits) character = '0';
-  }
-  return address;
-}
-
 // The entry of an interface; its addresses are of all entries of its name in the list.
 bv::Dictionary describedInterface(const bv::host::NetworkInterface& interface,
-                                  const std::vector<bv::host::InterfaceAddress>& entries, bool unmasked) {
+                                  const std::vector<bv::host::InterfaceAddress>& entries, Mask& mask) {
   bv::Dictionary description{{"type", interface.type}};
-  if (const auto& mac = interface.hardwareAddress) {
-    description.emplace("mac", unmasked ? *mac : maskedHardwareAddress(*mac));
-  }
+  if (const auto& mac = interface.hardwareAddress) description.emplace("mac", mask.hideHardwareAddress(*mac));
   if (!interface.name) return description;
-  description.emplace("name", *interface.name);
+  description.emplace("name", mask.cleanText(*interface.name));  // many have the address in it
   bv::Array addresses;
   for (const bv::host::InterfaceAddress& entry : entries) {
     if (entry.name != *interface.name) continue;
@@ -214,7 +106,7 @@ bv::Dictionary describedInterface(const bv::host::NetworkInterface& interface,
   return description;
 }
 
-void addInterfaces(bv::Dictionary& machine, bool unmasked) {
+void addInterfaces(bv::Dictionary& machine, Mask& mask) {
   const auto platform = bv::host::platform();
   const auto interfaces = platform->networkInterfaces().interfaces();
   auto entries = platform->networkInterfaces().addresses();
@@ -223,7 +115,7 @@ void addInterfaces(bv::Dictionary& machine, bool unmasked) {
   if (!entries) entries.emplace();
   bv::Array descriptions;
   for (const auto& interface : *interfaces) {
-    descriptions.emplace_back(describedInterface(interface, *entries, unmasked));
+    descriptions.emplace_back(describedInterface(interface, *entries, mask));
     // A further interface of this name, which takes its place, has no addresses to add.
     std::erase_if(*entries, [&interface](const auto& entry) { return interface.name == entry.name; });
   }
@@ -233,19 +125,21 @@ void addInterfaces(bv::Dictionary& machine, bool unmasked) {
 }  // namespace
 
 bv::Dictionary recordMachine(const RecordingOptions& options) {
+  Mask mask(options.unmasked);
+  bv::Dictionary machine;
+  addInterfaces(machine, mask);
   Nodes nodes = registryNodes();
   bv::Dictionary identity = identityAnswers();
-  Mask mask(options.unmasked);
   std::vector<bv::Dictionary*> parts{&identity};
   for (auto& [name, values] : nodes) parts.push_back(&values);
   hideIn(mask, parts);
 
   bv::Dictionary registry;
-  for (auto& [name, values] : nodes) registry.emplace(name, described(std::move(values)));
-  bv::Dictionary machine{{"registry", std::move(registry)}, {"identity", described(std::move(identity))}};
+  for (auto& [name, values] : nodes) registry.emplace(name, described(values));
+  machine.emplace("registry", std::move(registry));
+  machine.emplace("identity", described(identity));
   if (auto version = systemVersion()) machine.emplace("systemVersion", std::move(*version));
   if (auto store = firmware(options.variables)) machine.emplace("firmware", std::move(*store));
-  addInterfaces(machine, options.unmasked);
   return machine;
 }
 

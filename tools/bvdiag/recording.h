@@ -11,8 +11,7 @@ struct RecordingOptions {
 };
 
 // The machine of the platform in force, in the form that Machine::fromFile reads. What
-// tells one machine from its siblings (serial numbers, UUIDs, seeds, hardware addresses)
-// is masked: each letter becomes X, each digit 0, wherever it occurs outside of variables.
+// tells one machine from its siblings is masked (Mask), outside of the variables' values.
 // Of the hardware address of a network interface the first three octets stay, and the
 // others become 0; its IPv4 addresses stay.
 [[nodiscard]] brisvane::Dictionary recordMachine(const RecordingOptions& options);

@@ -32,9 +32,8 @@ std::string_view kindText(const bv::Object& value) {
   }
 }
 
-void showNode(Session& session, const KnownNode& known, bool variables) {
+void showNode(Session& session, const Registry& registry, const KnownNode& known, bool variables) {
   Output& output = session.output();
-  const Registry& registry = bv::host::platform()->registry();
   const bv::host::OpenNode node(registry, known.open(registry));
   if (!node) return output.print(std::string(known.name) + "  (not there)\n");
   output.print(output.colored(Color::kCyan, known.name) + "\n");
@@ -51,15 +50,21 @@ void showNode(Session& session, const KnownNode& known, bool variables) {
   }
 }
 
+// The null marker for a node that is not there.
+bv::Object describedNode(const Registry& registry, const KnownNode& known) {
+  const bv::host::OpenNode node(registry, known.open(registry));
+  return node ? bv::Object(described(propertiesOf(registry, node.handle()))) : bv::Object();
+}
+
 int show(Session& session, bool variables) {
   complainOfAdministratorFile(session);
+  const auto platform = bv::host::platform();
   bv::Dictionary tree;
-  const Registry& registry = bv::host::platform()->registry();
   for (const KnownNode& known : kKnownNodes) {
     if (!session.output().json()) {
-      showNode(session, known, variables);
-    } else if (auto properties = propertiesOf(registry, known); known.name != kOptionsNode || variables) {
-      tree.emplace(known.name, properties ? bv::Object(std::move(*properties)) : bv::Object());
+      showNode(session, platform->registry(), known, variables);
+    } else if (known.name != kOptionsNode || variables) {
+      tree.emplace(known.name, describedNode(platform->registry(), known));
     }
   }
   if (session.output().json()) session.output().printJson(std::move(tree));
@@ -68,15 +73,18 @@ int show(Session& session, bool variables) {
 
 }  // namespace
 
-std::optional<bv::Dictionary> propertiesOf(const Registry& registry, const KnownNode& known) {
-  const bv::host::OpenNode node(registry, known.open(registry));
-  if (!node) return std::nullopt;
+bv::Dictionary propertiesOf(const Registry& registry, bv::host::NodeHandle node) {
   bv::Dictionary properties;
-  for (const std::string& name : registry.propertyNames(node.handle())) {
-    const auto value = registry.property(node.handle(), name);
-    if (value) properties.emplace(name, bv::host::describeValue(*value));
+  for (const std::string& name : registry.propertyNames(node)) {
+    if (auto value = registry.property(node, name)) properties.emplace(name, std::move(*value));
   }
   return properties;
+}
+
+bv::Dictionary described(const bv::Dictionary& properties) {
+  bv::Dictionary description;
+  for (const auto& [name, value] : properties) description.emplace(name, bv::host::describeValue(value));
+  return description;
 }
 
 void complainOfAdministratorFile(const Session& session) {

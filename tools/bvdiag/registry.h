@@ -38,10 +38,12 @@ inline constexpr std::array<KnownNode, 5> kKnownNodes{{
   return 0;
 }
 
-// A node's properties as a machine's description spells them; nullopt when there is no
-// such node.
-[[nodiscard]] std::optional<brisvane::Dictionary> propertiesOf(const brisvane::host::Registry& registry,
-                                                               const KnownNode& known);
+// The properties of an open node that have a value.
+[[nodiscard]] brisvane::Dictionary propertiesOf(const brisvane::host::Registry& registry,
+                                                brisvane::host::NodeHandle node);
+
+// Properties as a machine's description spells them.
+[[nodiscard]] brisvane::Dictionary described(const brisvane::Dictionary& properties);
 
 // Tells of an administrator's file that cannot be read: the library takes it for missing.
 void complainOfAdministratorFile(const Session& session);

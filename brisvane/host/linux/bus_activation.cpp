@@ -41,7 +41,7 @@ class BusError {
   [[nodiscard]] bool is(const char* name) const noexcept { return ::sd_bus_error_has_name(&error_, name) != 0; }
 
  private:
-  sd_bus_error error_ = SD_BUS_ERROR_NULL;
+  sd_bus_error error_{};  // SD_BUS_ERROR_NULL, which is no C++
 };
 
 std::string textOf(const sd_bus_error& error, int number) {

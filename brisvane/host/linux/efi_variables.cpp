@@ -64,8 +64,12 @@ class ImmutableFlag {
   explicit ImmutableFlag(const std::string& path) noexcept
       : file_(openDescriptor(path.c_str(), O_RDONLY | kOpenFlags)) {
     const bool isKnown = file_.valid() && ::ioctl(file_.get(), FS_IOC_GETFLAGS, &flags_) == 0;
-    isTaken_ = isKnown && (flags_ & FS_IMMUTABLE_FL) != 0 && set(flags_ & ~FS_IMMUTABLE_FL);
+    const bool isSet = isKnown && (flags_ & FS_IMMUTABLE_FL) != 0;
+    isTaken_ = isSet && set(flags_ & ~FS_IMMUTABLE_FL);
+    if (isSet && !isTaken_) error_ = lastError();
   }
+  // Why it is there still.
+  [[nodiscard]] Error error() const noexcept { return error_; }
   void putBack() noexcept {
     if (isTaken_) static_cast<void>(set(flags_));
   }
@@ -76,12 +80,14 @@ class ImmutableFlag {
   Descriptor file_;
   int flags_ = 0;  // an int for the kernel, whatever the request's name says
   bool isTaken_ = false;
+  Error error_;
 };
 
-// One write, as firmware wants it.
-Error writeOnce(const std::string& path, int flags, ByteView bytes, bool cutsRest) noexcept {
+// One write, as firmware wants it. `isOpened` tells whether it came so far.
+Error writeOnce(const std::string& path, int flags, ByteView bytes, bool cutsRest, bool& isOpened) noexcept {
   const Descriptor file = openDescriptor(path.c_str(), O_WRONLY | kOpenFlags | flags, kNewFileMode);
-  if (!file.valid()) return lastError();
+  isOpened = file.valid();
+  if (!isOpened) return lastError();
   ssize_t written = -1;
   do {
     written = ::write(file.get(), bytes.data(), bytes.size());
@@ -154,12 +160,15 @@ Error EfiVariables::write(const VariableName& name, ByteView value) const {
     if (before && before->size() >= bytes.size()) std::copy_n(before->begin(), bytes.size(), bytes.begin());
     bytes.insert(bytes.end(), value.begin(), value.end());
     ImmutableFlag flag(path);
-    failed = writeOnce(path, isNew ? O_CREAT | O_EXCL : 0, bytes, anyFileSystem_);
+    if (flag.error()) return flag.error();
+    bool isOpened = false;
+    failed = writeOnce(path, isNew ? O_CREAT | O_EXCL : 0, bytes, anyFileSystem_, isOpened);
     flag.putBack();
+    // Only what has been made here: someone else may be about to write what looks the same.
+    if (failed && isOpened && isNew) removeLeftover(path);
     const bool wasAnother = failed.number() == EPERM || failed.number() == (isNew ? EEXIST : ENOENT);
-    if (!wasAnother) break;
+    if (isOpened || !wasAnother) break;
   }
-  if (failed) removeLeftover(path);
   return failed;
 }
 
@@ -168,6 +177,7 @@ Error EfiVariables::remove(const VariableName& name) const {
   Error failed;
   for (int round = 0; round < kRounds; ++round) {
     ImmutableFlag flag(path);
+    if (flag.error()) return flag.error();
     if (::unlink(path.c_str()) == 0) return {};
     failed = lastError();
     flag.putBack();

@@ -32,10 +32,12 @@ std::optional<std::uint64_t> hexNumber(std::string_view text) {
 
 }  // namespace
 
-std::optional<Object> MachineIdentity::signingFuse() const {
+std::optional<Object> MachineIdentity::signingFuse(std::string_view& missing) const {
+  missing = kSecureBoot;
   if (!variables_->exists()) return std::nullopt;
   const auto secureBoot = byteOf(*variables_, kSecureBoot);
   const auto setupMode = byteOf(*variables_, kSetupMode);
+  if (secureBoot) missing = kSetupMode;
   if (!secureBoot || !setupMode) return std::nullopt;
   return Object(*secureBoot == 1 && *setupMode == 0);
 }
@@ -53,7 +55,8 @@ std::optional<Object> MachineIdentity::answer(std::string_view key) const noexce
   const Dictionary answers = file_.read().identity;
   if (const auto found = answers.find(key); found != answers.end()) return found->second;
   Error error;
-  if (key == kSigningFuse) return signingFuse();
+  std::string_view missing;
+  if (key == kSigningFuse) return signingFuse(missing);
   if (key == kUniqueChipID) return uniqueChipID(error);
   return std::nullopt;
 } catch (const std::bad_alloc&) {
@@ -62,7 +65,13 @@ std::optional<Object> MachineIdentity::answer(std::string_view key) const noexce
 
 Origin MachineIdentity::origin(std::string_view key) const noexcept try {
   if (file_.read().identity.contains(key)) return {file_.path(), {}};
-  if (key == kSigningFuse) return variables_->origin(kSecureBoot);
+  if (key == kSigningFuse) {
+    std::string_view missing;
+    const bool isAnswered = signingFuse(missing).has_value();
+    Origin origin = variables_->origin(isAnswered ? kSecureBoot : missing);
+    if (!isAnswered && !origin.error) origin.error = Error(ENODATA);
+    return origin;
+  }
   if (key != kUniqueChipID) return file_.originOfNothing();
   Origin origin{serialFile(), {}};
   static_cast<void>(uniqueChipID(origin.error));

@@ -24,7 +24,8 @@ class MachineIdentity final : public IdentityService {
   Origin origin(std::string_view key) const noexcept override;
 
  private:
-  [[nodiscard]] std::optional<Object> signingFuse() const;
+  // On failure `missing` is the variable that says nothing.
+  [[nodiscard]] std::optional<Object> signingFuse(std::string_view& missing) const;
   [[nodiscard]] std::optional<Object> uniqueChipID(Error& error) const;
   [[nodiscard]] std::string serialFile() const { return soc_ + "/serial_number"; }
 

@@ -94,7 +94,7 @@ std::optional<Dictionary> DescribedVersion::entries() const noexcept try {
 }
 
 Origin DescribedVersion::origin(std::string_view entry) const noexcept {
-  return originIn(place_, entries_ ? *entries_ : Dictionary(), entry);
+  return entries_ ? originIn(place_, *entries_, entry) : originIn(place_, {}, entry);
 }
 
 std::shared_ptr<const Registry> describedRegistry(const MachineDescription& machine,

@@ -32,7 +32,8 @@ struct LogEntry {
 //   host::ScopedPlatform installed(machine->platform());
 //
 // Its files, clock and terminals are the real ones; its devices, preferences, system log,
-// registry, firmware variables, identity, versions and network interfaces are its own.
+// registry, firmware variables, identity, versions, applications and network interfaces are its
+// own.
 class BRISVANE_EXPORT Machine {
  public:
   // A machine as described; docs/simulated.md tells the form. Its fixtures run from now on

@@ -68,6 +68,7 @@ Error MemoryVariables::write(const VariableName& name, ByteView value) const {
 }
 
 Error MemoryVariables::remove(const VariableName& name) const {
+  if (name.name.size() > kLongestName) return Error(ENAMETOOLONG);
   if (readOnly_) return Error(EROFS);
   const std::scoped_lock lock(mutex_);
   return values_.erase(name.text()) == 1 ? Error() : Error(ENOENT);
