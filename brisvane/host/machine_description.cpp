@@ -93,11 +93,7 @@ Object describedValue(const Object& value, const std::string& place) {
 }
 
 Object describeValue(const Object& value) {
-  if (const Data* const bytes = value.ifData()) {
-    std::string digits;
-    for (const std::uint8_t byte : *bytes) appendLowerHex(digits, byte);
-    return Dictionary{{"hex", std::move(digits)}};
-  }
+  if (const Data* const bytes = value.ifData()) return Dictionary{{"hex", lowerHexText(*bytes)}};
   return value.ifArray() == nullptr && value.ifDictionary() == nullptr && !value.date() ? value : Object();
 }
 

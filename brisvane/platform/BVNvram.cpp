@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <new>
-#include <utility>
 
 #include "brisvane/host/json.h"
 #include "brisvane/host/platform.h"
@@ -59,7 +58,8 @@ std::optional<Object> BVNvram::dataFromVariable(Text name, bool requireDevFused,
   const OpenNode options(registry, registry.nodeAtPath(Registry::kOptionsPath));
   if (!options) return notFoundObject;
   auto value = registry.property(options.handle(), name.orEmpty());
-  return value ? std::move(value) : notFoundObject;
+  if (!value) return notFoundObject;
+  return value;
 } catch (const std::bad_alloc&) {
   return notFoundObject;
 }
@@ -71,7 +71,8 @@ std::optional<Object> BVNvram::dictionaryFromVariable(Text name, bool requireDev
   const Data* const bytes = value->ifData();
   if (bytes == nullptr) return notFoundObject;
   auto parsed = host::parseJson(textOf(*bytes));
-  return parsed && parsed->ifDictionary() != nullptr ? std::move(parsed) : notFoundObject;
+  if (!parsed || parsed->ifDictionary() == nullptr) return notFoundObject;
+  return parsed;
 } catch (const std::bad_alloc&) {
   return notFoundObject;
 }

@@ -11,15 +11,8 @@ namespace {
 // No text begins with a byte below this one; a line feed is the first that may.
 constexpr std::uint8_t kFirstOfText = 0x0A;
 
-std::string hexForm(const Data& bytes) {
-  std::string text;
-  text.reserve(bytes.size() * 2);
-  for (const std::uint8_t byte : bytes) appendLowerHex(text, byte);
-  return text;
-}
-
 std::string decodeBytes(const Data& bytes) {
-  if (bytes.front() < kFirstOfText) return hexForm(bytes);
+  if (bytes.front() < kFirstOfText) return lowerHexText(bytes);
   std::string text(bytes.begin(), bytes.end());
   if (isUtf8(text)) {
     // The first character is none of them, so that only the end is trimmed.
@@ -27,7 +20,7 @@ std::string decodeBytes(const Data& bytes) {
     return text;
   }
   text.resize(std::min(text.find('\0'), text.size()));
-  return isAscii(text) ? text : hexForm(bytes);
+  return isAscii(text) ? text : lowerHexText(bytes);
 }
 
 }  // namespace

@@ -12,6 +12,13 @@ void appendLowerHex(std::string& text, std::uint8_t byte) {
   text += lowerHexDigit(byte);
 }
 
+std::string lowerHexText(ByteView bytes) {
+  std::string text;
+  text.reserve(bytes.size() * 2);
+  for (const std::uint8_t byte : bytes) appendLowerHex(text, byte);
+  return text;
+}
+
 std::optional<Data> parseHex(std::string_view text) {
   constexpr std::string_view kBlanks = " \t\r\n";
   Data bytes;

@@ -29,6 +29,8 @@ namespace brisvane {
 BRISVANE_EXPORT void appendHex(std::string& text, std::uint8_t byte);
 // Appends the byte's two lower-case digits.
 BRISVANE_EXPORT void appendLowerHex(std::string& text, std::uint8_t byte);
+// The two lower-case digits of each byte, with nothing between.
+[[nodiscard]] BRISVANE_EXPORT std::string lowerHexText(ByteView bytes);
 
 // The bytes that pairs of digits spell, as a person writes them: blanks, tabs and
 // line ends between pairs are skipped. nullopt for any other character and for
