@@ -544,11 +544,14 @@ TEST(BvdiagLaunch, TellsEachResultAndItsReason) {
 TEST(BvdiagExec, ShowsWhatTheProgramPrintedAndWaitsVisibly) {
   EXPECT_EQ(outputOf({"exec", "/bin/sh", "--", "-c", "echo out; echo err >&2; exit 7"}), "out\nerr\n");
   EXPECT_THAT(outputOf({"exec", "--json", "/bin/echo", "a"}), HasSubstr(R"("output":"a\n")"));
-  EXPECT_THAT(errorsOf({"exec", "no-such-program"}, 1), HasSubstr("no-such-program: No such file or directory"));
   EXPECT_THAT(errorsOf({"exec", "/bin/true", "--dir", "/nowhere"}, 1), HasSubstr("/nowhere: No such file"));
   EXPECT_THAT(errorsOf({"exec", "/usr/bin/printf", "\\377"}, 1), HasSubstr("no UTF-8"));
   Program waiting({"exec", "sleep", "5"}, {.terminal = true, .environment = {"PATH=/usr/bin:/bin"}});
   EXPECT_TRUE(waiting.prints("waiting for sleep: 0."));
+}
+
+TEST(BvdiagExec, SaysThatThereIsNoSuchProgram) {
+  EXPECT_THAT(errorsOf({"exec", "no-such-program"}, 1), HasSubstr("no-such-program: No such file or directory"));
 }
 
 TEST(BvdiagLog, WritesEachMessageAndNoticesWhenItCannot) {

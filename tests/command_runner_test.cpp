@@ -74,6 +74,8 @@ TEST_F(CommandRunner, SaysWhatCannotBeStartedAndWhy) {
   EXPECT_EQ(failure("/bin/sh", {}, "/nowhere"), "/nowhere: No such file or directory");
   EXPECT_EQ(failure("/bin/sh", {}, folder / "data"), (folder / "data") + ": Not a directory");
   EXPECT_EQ(failure("/bin/sh", {std::string("a\0b", 3)}), "/bin/sh: Invalid argument");
+  EXPECT_NE(failure("/bin/sh", {}, ""), "");
+  EXPECT_THAT(failure(std::string("/bin/sh\0", 8)), ::testing::EndsWith("No such file or directory"));
   for (const Text none : {Text(nullptr), Text("")}) EXPECT_NE(failure(none), "");
 }
 

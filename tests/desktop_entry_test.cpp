@@ -32,8 +32,8 @@ TEST(DesktopEntry, CommandIsTakenApartWithItsFieldCodes) {
       {"run %i %c %k %F", {"run", "--icon", "icon", "The Name", "/a/b.desktop", "one", "t w o", "%f"}},
       {"run 100%% a%%b \"c%%\" %F", {"run", "100%", "a%b", "c%", "one", "t w o", "%f"}},
       {"run %d %N -%v- %F", {"run", "--", "one", "t w o", "%f"}},
-      {R"("/a b/run" "" "q \" \` \$ \\ 'x' ; & \a" %F)",
-       {"/a b/run", "", "q \" ` $ \\ 'x' ; & a", "one", "t w o", "%f"}},
+      {R"("/a b/run" "" "q \" \` \$ \\ 'x' ; & C:\dir" %F)",
+       {"/a b/run", "", "q \" ` $ \\ 'x' ; & C:\\dir", "one", "t w o", "%f"}},
       {"  run   a=b  %F ", {"run", "a=b", "one", "t w o", "%f"}}};
   std::string error;
   for (const auto& [exec, words] : cases) EXPECT_EQ(commandWords(exec, values, error), words) << exec << error;
@@ -52,6 +52,7 @@ TEST(DesktopEntry, MalformedCommandIsRefusedWithTheReason) {
                                                        {"run $HOME", "reserved character"},
                                                        {"run %x", "field code that there is not"},
                                                        {"run a%F", "argument of its own"},
+                                                       {"%F", "begins with a field code"},
                                                        {"run %", "field code that there is not"}};
   for (const auto& [exec, reason] : cases) {
     std::string error;

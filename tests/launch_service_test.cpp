@@ -121,6 +121,9 @@ TEST_F(LaunchService, SaysWhatCannotBeStartedAndWhy) {
   EXPECT_THAT(refusal(entry("a", "Exec=true\nPath=/nowhere\n")), HasSubstr("/nowhere: No such file"));
   EXPECT_THAT(refusal(entry("a", "Exec=true 'x'\n")), HasSubstr("its command (Exec) has a reserved character"));
   EXPECT_THAT(refusal(entry("a", "")), HasSubstr("has no command"));
+  script("T.AppDir/AppRun", "#!/bin/sh\n");
+  testing::writeFile(folder / "T.AppDir/t.desktop", "[Desktop Entry]\nTerminal=true\n");
+  EXPECT_THAT(refusal(folder / "T.AppDir"), HasSubstr("t.desktop: needs a terminal"));
   EXPECT_THAT(refusal(entry("a", "Hidden=true\nExec=true\n")), HasSubstr("deleted"));
   testing::writeFile(folder / "b.desktop", "Exec=true\n");
   EXPECT_THAT(refusal(folder / "b.desktop"), HasSubstr("is no desktop entry"));
@@ -133,6 +136,11 @@ TEST_F(LaunchService, WaitsForTheReadinessOfAnApplicationThatTellsIt) {
   EXPECT_GE(steady_clock::now() - start, std::chrono::milliseconds(300));
   const std::string quick = entry("quick", "X-Brisvane-Ready=notify\nExec=" + application_ + " ready 0\n");
   EXPECT_EQ(BVProcess::runApp(quick, {}, "quick", 10), 0);
+  // What it says later, far more than a socket holds, does not hold it up.
+  const std::string chatty =
+      entry("chatty", "X-Brisvane-Ready=notify\nExec=" + application_ + " chat " + record_ + "\n");
+  EXPECT_EQ(BVProcess::runApp(chatty, {}, "chatty", 10), 0);
+  EXPECT_EQ(recorded(), "done\n");
   const std::string never = entry("never", "X-Brisvane-Ready=notify\nExec=" + application_ + " sleep 0.1\n");
   EXPECT_EQ(BVProcess::runApp(never, {}, "never", 1), 2);
   EXPECT_EQ(BVProcess::runApp(slow, {}, "another", 1), 2);
@@ -180,7 +188,7 @@ TEST_F(LaunchService, NeedsADescriptorForASubscription) {
 TEST_F(LaunchService, CallsNobodyBackWhoHasUnsubscribed) {
   const auto platform = host::platform();
   const host::LaunchService& service = platform->launchService();
-  host::SerialQueue queue("org.example.queue");
+  const host::SerialQueue queue("org.example.queue");
   std::atomic<int> calls{0};
   host::SubscriptionHandle own = 0;
   // One ends its own subscription from within the callback, one is ended while others are told.

@@ -1,5 +1,5 @@
 // Commands: programs that run to their end while their output is collected.
-// The function may be called from any thread, by any number of them at once.
+// The functions may be called from any thread, by any number of them at once.
 #pragma once
 
 #include <optional>
@@ -20,6 +20,11 @@ namespace brisvane::host {
 // says for which path, and why. How the program ends is not looked at.
 [[nodiscard]] BRISVANE_EXPORT std::optional<Data> runCommand(std::string_view path,
                                                              const std::vector<std::string>& arguments,
-                                                             std::string_view directory, std::string& error);
+                                                             std::string_view directory, std::string& error) noexcept;
+
+// The path of a program that has a name: the first executable file in the folders of PATH, an
+// empty one of which is the working directory; without PATH, in /usr/local/bin, /usr/bin and
+// /bin. A name with a slash is a path already. nullopt when there is no such program.
+[[nodiscard]] BRISVANE_EXPORT std::optional<std::string> findProgram(std::string_view name) noexcept;
 
 }  // namespace brisvane::host

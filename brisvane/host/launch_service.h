@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <span>
@@ -17,22 +18,22 @@
 
 namespace brisvane::host {
 
-// Runs what it is given one at a time, on the thread that gives it.
+// Runs what it is given one at a time, on the thread that gives it. Copies are one queue.
 class SerialQueue {
  public:
-  explicit SerialQueue(std::string label) : label_(std::move(label)) {}
+  explicit SerialQueue(std::string label) : label_(std::move(label)), mutex_(std::make_shared<std::mutex>()) {}
 
   [[nodiscard]] const std::string& label() const noexcept { return label_; }
 
   template <typename Work>
-  void perform(Work&& work) {
-    const std::scoped_lock lock(mutex_);
+  void perform(Work&& work) const {
+    const std::scoped_lock lock(*mutex_);
     std::forward<Work>(work)();
   }
 
  private:
-  const std::string label_;
-  std::mutex mutex_;
+  std::string label_;
+  std::shared_ptr<std::mutex> mutex_;
 };
 
 // Names a subscription; 0 names none.
@@ -53,9 +54,9 @@ struct LaunchCode {
 using NotificationCallback = std::function<void(std::int32_t code, double time, const Dictionary* data,
                                                 const void* application, std::int32_t session, const void* further)>;
 
-// Called once, later than open() has returned and on a thread of the service: an error
-// that says what failed and why, or nullopt when the application has been launched. It
-// must not throw.
+// Called once, on a thread of the service and perhaps before open() has returned; on the
+// caller's own when there is none to launch in: an error that says what failed and why, or
+// nullopt when the application has been launched. It must not throw.
 using OpenCompletion = std::function<void(const std::optional<std::string>& error)>;
 
 struct OpenConfiguration {
@@ -71,10 +72,10 @@ class BRISVANE_EXPORT LaunchService {
   LaunchService& operator=(const LaunchService&) = delete;
   virtual ~LaunchService();
 
-  // Has the notifications of every launch of this process called back on `queue`, which
-  // outlives the subscription. `session` and `flags` choose whose launches on platforms that
-  // know of sessions. 0 when that cannot be had. Nothing is delivered before codes are selected.
-  [[nodiscard]] virtual SubscriptionHandle subscribe(std::int32_t session, std::int32_t flags, SerialQueue& queue,
+  // Has the notifications of every launch of this process called back on `queue`. `session` and `flags` choose whose
+  // launches on platforms that know of sessions. 0 when that cannot be had. Nothing is delivered before codes are
+  // selected.
+  [[nodiscard]] virtual SubscriptionHandle subscribe(std::int32_t session, std::int32_t flags, const SerialQueue& queue,
                                                      NotificationCallback callback) const noexcept = 0;
 
   // Chooses the codes that are delivered. 0 for success; any other status means that
@@ -84,7 +85,9 @@ class BRISVANE_EXPORT LaunchService {
                                                  std::int32_t fourth) const noexcept = 0;
 
   // Ends a subscription. No callback of it starts from now on, and one under way has ended
-  // when this returns, unless it is called by that callback itself.
+  // when this returns, unless it is called by that callback itself. REQUIRES that no two
+  // callbacks end each other's subscription, and that a callback does not end another one on its
+  // own queue: each would wait for the other.
   virtual void unsubscribe(SubscriptionHandle subscription) const noexcept = 0;
 
   // Makes an application known by the file URL of its bundle. 0 for success.

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <list>
 #include <memory>
 #include <mutex>
 #include <span>
@@ -30,7 +29,7 @@ class BRISVANE_EXPORT LaunchSubscriptions {
 
   // As the service's operations of these names. subscribe() gives 0 when there is no
   // descriptor, thread or memory left for it; selectCodes() gives an errno value then, too.
-  [[nodiscard]] SubscriptionHandle subscribe(SerialQueue& queue, NotificationCallback callback) noexcept;
+  [[nodiscard]] SubscriptionHandle subscribe(const SerialQueue& queue, NotificationCallback callback) noexcept;
   [[nodiscard]] std::int32_t selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes) noexcept;
   void unsubscribe(SubscriptionHandle subscription) noexcept;
 
@@ -38,16 +37,14 @@ class BRISVANE_EXPORT LaunchSubscriptions {
   // application; without one, of none. A subscriber that memory runs out for misses it.
   void publish(std::int32_t code, std::optional<std::string_view> identifier) noexcept;
 
-  // Whether nobody is left to be told.
-  [[nodiscard]] bool empty() const noexcept;
-
  private:
   class Subscription;
-  mutable std::mutex mutex_;
+  std::mutex mutex_;
   SubscriptionHandle last_ = 0;
   std::unordered_map<SubscriptionHandle, std::shared_ptr<Subscription>> subscriptions_;
 };
 
+// The threads take none of the tool's signals.
 class BRISVANE_EXPORT LaunchWorkers {
  public:
   using Work = std::function<void(const std::stop_token&)>;
@@ -55,17 +52,16 @@ class BRISVANE_EXPORT LaunchWorkers {
   LaunchWorkers();
   LaunchWorkers(const LaunchWorkers&) = delete;
   LaunchWorkers& operator=(const LaunchWorkers&) = delete;
-  // Asks every worker to stop, and waits for it.
+  // Asks every worker to stop, and waits for all but the one that this may be called by.
   ~LaunchWorkers();
 
   // Has the work done in a thread of its own. False when there is none to be had. REQUIRES that
-  // the work does not throw.
+  // the work does not throw, and holds on to all that it uses: it may outlive this object.
   [[nodiscard]] bool start(Work work) noexcept;
 
  private:
-  struct Worker;
-  std::mutex mutex_;
-  std::list<Worker> workers_;
+  struct State;
+  const std::shared_ptr<State> state_;
 };
 
 }  // namespace brisvane::host

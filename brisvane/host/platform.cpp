@@ -64,7 +64,7 @@ class NoSystemVersion final : public SystemVersion {
 
 class NoLaunchService final : public LaunchService {
  public:
-  SubscriptionHandle subscribe(std::int32_t /*session*/, std::int32_t /*flags*/, SerialQueue& /*queue*/,
+  SubscriptionHandle subscribe(std::int32_t /*session*/, std::int32_t /*flags*/, const SerialQueue& /*queue*/,
                                NotificationCallback /*callback*/) const noexcept override {
     return 0;
   }
@@ -78,7 +78,9 @@ class NoLaunchService final : public LaunchService {
     return ENOTSUP;
   }
   void open(std::string_view /*url*/, const OpenConfiguration& /*configuration*/,
-            OpenCompletion /*completion*/) const noexcept override {}  // never answered
+            OpenCompletion completion) const noexcept override {
+    completion("no launch service");  // short enough to need no memory
+  }
 };
 
 class NoNetworkInterfaces final : public NetworkInterfaces {

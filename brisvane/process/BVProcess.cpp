@@ -34,7 +34,8 @@ bool isFinishing(std::int32_t code) noexcept {
 }
 bool isQuiet(std::int32_t code) noexcept { return code == 0x100 || code == 0x110; }
 
-std::string hexText(std::int32_t code) {
+// Short enough for a text to need no memory.
+std::string hexText(std::int32_t code) noexcept {
   std::array<char, 9> text{};
   static_cast<void>(std::snprintf(text.data(), text.size(), "%x", static_cast<unsigned>(code)));
   return text.data();
@@ -45,7 +46,11 @@ std::chrono::nanoseconds limitOf(std::int32_t seconds) noexcept {
   return std::chrono::nanoseconds(std::int64_t{seconds} * 1'000'000'000);
 }
 
-void debug(std::initializer_list<std::string_view> pieces) { BVLog::Default::debug(join(pieces)); }
+void debug(std::initializer_list<std::string_view> pieces) noexcept try {
+  BVLog::Default::debug(join(pieces));
+} catch (const std::bad_alloc&) {
+  // The line is lost, what it tells of is not.
+}
 
 // Whether a notification is about the expected application.
 bool concerns(const Dictionary& data, const std::optional<std::string>& bundleID) {
@@ -75,7 +80,8 @@ std::string_view failureText(std::int64_t result) noexcept {
 // A subscription to the codes, for as long as this object lives.
 class Notifications {
  public:
-  Notifications(const LaunchService& service, host::SerialQueue& queue, host::NotificationCallback callback) noexcept
+  Notifications(const LaunchService& service, const host::SerialQueue& queue,
+                host::NotificationCallback callback) noexcept
       : service_(service),
         handle_(service.subscribe(kSession, 0, queue, std::move(callback))),
         status_(service.selectCodes(handle_, kCodes, 0, 0, 0, 0)) {}
@@ -91,11 +97,44 @@ class Notifications {
   const std::int32_t status_;
 };
 
+// What an open request and its completion share; the later of them lets go of it.
+struct Opening {
+  WaitObject answered;
+  std::atomic<std::int32_t> failed{0};
+};
+
+void onCompletion(const std::optional<std::string>& error, Opening& opening) noexcept {
+  debug({kCompleted, " completionHandler called"});
+  if (error) {
+    opening.failed = 1;
+    try {
+      BVLog::Default::error(join({"openAppURL Error: ", *error}));
+    } catch (const std::bad_alloc&) {
+      // The line is lost.
+    }
+  }
+  opening.answered.signal();
+}
+
+bool openOn(const host::Platform& platform, std::string_view url, const std::vector<std::string>& arguments,
+            std::int32_t timeOut) {
+  const LaunchService& service = platform.launchService();
+  service.registerBundle(url, false);
+  const auto opening = std::make_shared<Opening>();
+  service.open(url, {arguments}, [opening](const std::optional<std::string>& error) { onCompletion(error, *opening); });
+  if (!opening->answered.wait(limitOf(timeOut), platform.clock())) {
+    BVLog::Default::error("openApplicationAtURL timed out");
+    opening->failed = 1;
+    return false;
+  }
+  return opening->failed == 0;
+}
+
 // Everything between the setting up of notifications and their end.
 std::int64_t launchAndWait(Text path, const std::vector<std::string>& arguments, Text bundleID, std::int32_t timeOut) {
   const auto platform = host::platform();
   const auto up = std::make_shared<WaitObject>();
-  host::SerialQueue queue{std::string(kQueueLabel)};
+  const host::SerialQueue queue{std::string(kQueueLabel)};
   const Notifications notifications(
       platform->launchService(), queue,
       [expected = bundleID.copy(), up](std::int32_t code, double /*time*/, const Dictionary* data,
@@ -109,26 +148,8 @@ std::int64_t launchAndWait(Text path, const std::vector<std::string>& arguments,
   const std::string url = host::fileUrl(path.orEmpty());
   if (!notifications.areSetUp()) return BVProcess::kRunAppNoNotifications;
   BVLog::Default::debug("using openItemWithURL");
-  if (!BVProcess::openItemWithURL(url, arguments, timeOut)) return BVProcess::kRunAppNotLaunched;
+  if (!openOn(*platform, url, arguments, timeOut)) return BVProcess::kRunAppNotLaunched;
   return up->wait(limitOf(timeOut), platform->clock()) ? BVProcess::kRunAppUp : BVProcess::kRunAppTimedOut;
-}
-
-// What an open request and its completion share; the later of them lets go of it.
-struct Opening {
-  WaitObject answered;
-  std::atomic<std::int32_t> failed{0};
-};
-
-void onCompletion(const std::optional<std::string>& error, Opening& opening) noexcept try {
-  debug({kCompleted, " completionHandler called"});
-  if (error) {
-    opening.failed = 1;
-    BVLog::Default::error(join({"openAppURL Error: ", *error}));
-  }
-  opening.answered.signal();
-} catch (const std::bad_alloc&) {
-  if (error) opening.failed = 1;
-  opening.answered.signal();
 }
 
 }  // namespace
@@ -144,18 +165,7 @@ std::int64_t BVProcess::runApp(Text path, const std::vector<std::string>& argume
 
 bool BVProcess::openItemWithURL(Text url, const std::vector<std::string>& launchParameters,
                                 std::int32_t timeOut) noexcept try {
-  const auto platform = host::platform();
-  const LaunchService& service = platform->launchService();
-  service.registerBundle(url.orEmpty(), false);
-  const auto opening = std::make_shared<Opening>();
-  service.open(url.orEmpty(), {launchParameters},
-               [opening](const std::optional<std::string>& error) { onCompletion(error, *opening); });
-  if (!opening->answered.wait(limitOf(timeOut), platform->clock())) {
-    BVLog::Default::error("openApplicationAtURL timed out");
-    opening->failed = 1;
-    return false;
-  }
-  return opening->failed == 0;
+  return openOn(*host::platform(), url.orEmpty(), launchParameters, timeOut);
 } catch (const std::bad_alloc&) {
   return false;
 }

@@ -1,6 +1,8 @@
+#include <cerrno>
 #include <new>
 
 #include "brisvane/host/command.h"
+#include "brisvane/host/error.h"
 #include "brisvane/host/json.h"
 #include "brisvane/logging/BVLog.h"
 #include "brisvane/support/Brisvane.h"
@@ -31,6 +33,9 @@ bool fail(std::string error, std::optional<std::string>& outputMessage) {
 bool Brisvane::runCommandWithLaunchPath(Text launchPath, const std::vector<std::string>& arguments, Text currentDir,
                                         std::optional<std::string>& outputMessage) noexcept try {
   BVLog::Default::debug(join({"Executing command [", launchPath.orEmpty(), "] [", textOf(arguments), "]\n"}));
+  if (currentDir.present() && currentDir.orEmpty().empty()) {
+    return fail(host::errorText("a working directory without a name", ENOENT), outputMessage);
+  }
   std::string error;
   const auto output = host::runCommand(launchPath.orEmpty(), arguments, currentDir.orEmpty(), error);
   if (!output) return fail(std::move(error), outputMessage);

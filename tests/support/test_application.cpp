@@ -2,6 +2,7 @@
 //   test_application record FILE ARGUMENT...   writes what it was started with, one line each
 //   test_application ready SECONDS             tells that it is ready after that time, and goes on
 //   test_application bus NAME FILE             owns the bus name and writes what it is asked for
+//   test_application chat FILE                 is ready, says a lot more, then writes the file
 //   test_application sleep SECONDS             does nothing for that time
 #include <dirent.h>
 #include <systemd/sd-bus.h>
@@ -75,6 +76,11 @@ int serve(const char* name, char* path) {
 int main(int count, char** arguments) {
   const std::string mode = count > 2 ? arguments[1] : "";
   if (mode == "record") return record(count, arguments);
+  if (mode == "chat") {
+    for (int i = 0; i < 2000; ++i) ::sd_notify(0, i == 0 ? "READY=1" : "STATUS=still here");
+    std::ofstream(arguments[2]) << "done\n";
+    return 0;
+  }
   if (mode == "bus" && count == 4) return serve(arguments[2], arguments[3]);
   if (mode != "ready" && mode != "sleep") return 2;
   ::usleep(static_cast<useconds_t>(std::stod(arguments[2]) * 1e6));

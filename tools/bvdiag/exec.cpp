@@ -1,15 +1,14 @@
 // `bvdiag exec`: runs a command-line program and shows what it printed.
-#include <unistd.h>
-
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <brisvane/all.h>
+#include <brisvane/host/command.h>
 
 #include "commands.h"
 #include "countdown.h"
+#include "interrupt.h"
 
 namespace bvdiag {
 namespace {
@@ -23,25 +22,10 @@ struct ExecOptions {
   std::string log;
 };
 
-// The program's path, where a shell would find it.
-std::string pathOf(const std::string& program) {
-  if (program.find('/') != std::string::npos) return program;
-  // Nothing here changes the environment. NOLINTNEXTLINE(concurrency-mt-unsafe)
-  const char* const variable = std::getenv("PATH");
-  std::string_view folders = variable != nullptr ? variable : "";
-  while (!folders.empty()) {
-    const std::string_view folder = folders.substr(0, folders.find(':'));
-    folders.remove_prefix(std::min(folder.size() + 1, folders.size()));
-    std::string path = std::string(folder) + "/" + program;
-    if (::access(path.c_str(), X_OK) == 0) return path;
-  }
-  return program;
-}
-
 int run(const ExecOptions& options, Session& session) {
   Output& output = session.output();
   if (!options.log.empty() && !session.startLog(options.log)) return kFailure;
-  const std::string path = pathOf(options.program);
+  const std::string path = bv::host::findProgram(options.program).value_or(options.program);
   const bv::Text directory = options.directory.empty() ? bv::Text() : bv::Text(options.directory);
   std::optional<std::string> text;
   bool ran = false;
@@ -57,7 +41,8 @@ int run(const ExecOptions& options, Session& session) {
   }
   if (!ran) output.complain(text.value_or("no memory") + "; check the path and the folder");
   if (ran && !text) output.complain(path + ": its output is no UTF-8 text");
-  return session.logIsComplete() && ran && text ? kSuccess : kFailure;
+  if (interrupted()) output.complain(path + ": interrupted");
+  return session.logIsComplete() && ran && text && !interrupted() ? kSuccess : kFailure;
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
 // `bvdiag launch`: starts an application and tells whether it came up in time.
 #include <chrono>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <brisvane/all.h>
@@ -26,13 +28,16 @@ struct LaunchOptions {
 };
 
 // The identifier that an application on Linux has when nothing else is said: the name of
-// its file without ".desktop".
-std::string identifierOf(std::string path) {
-  constexpr std::string_view kEnding = ".desktop";
-  while (path.size() > 1 && path.ends_with('/')) path.pop_back();
-  path.erase(0, path.rfind('/') + 1);
-  if (path.ends_with(kEnding)) path.resize(path.size() - kEnding.size());
-  return path;
+// its file without ".desktop", in a folder that of its one desktop entry.
+std::string identifierOf(const std::string& path) {
+  namespace fs = std::filesystem;
+  const fs::path ending = ".desktop";
+  std::error_code failed;
+  for (const fs::directory_entry& entry : fs::directory_iterator(path, failed)) {
+    if (entry.path().extension() == ending) return entry.path().stem();
+  }
+  const fs::path name = fs::path(path).filename();
+  return name.extension() == ending ? name.stem() : name;
 }
 
 std::string adviceFor(std::int64_t result) {

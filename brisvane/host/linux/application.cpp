@@ -1,12 +1,10 @@
 #include "brisvane/host/linux/application.h"
 
-#include <unistd.h>
-
 #include <cerrno>
-#include <cstdlib>
 #include <string_view>
 #include <utility>
 
+#include "brisvane/host/command.h"
 #include "brisvane/host/files.h"
 #include "brisvane/host/linux/desktop_entry.h"
 #include "brisvane/host/linux/directory.h"
@@ -30,19 +28,6 @@ std::string_view identifierOf(std::string_view entryPath) noexcept {
   return name;
 }
 
-// Whether a program can be run; one without a slash is looked for in PATH.
-bool isProgram(std::string_view program) {
-  if (program.find('/') != std::string_view::npos) return ::access(std::string(program).c_str(), X_OK) == 0;
-  const char* const variable = ::secure_getenv("PATH");
-  std::string_view folders = variable != nullptr ? variable : "/usr/local/bin:/usr/bin:/bin";
-  while (!folders.empty()) {
-    const std::string_view folder = folders.substr(0, folders.find(':'));
-    folders.remove_prefix(std::min(folder.size() + 1, folders.size()));
-    if (::access(join({folder, "/", program}).c_str(), X_OK) == 0) return true;
-  }
-  return false;
-}
-
 std::optional<DesktopEntry> entryAt(const std::string& path, std::string& error) {
   Error failed;
   const auto content = readFile(path, kLargestEntry, failed);
@@ -63,7 +48,7 @@ std::string obstacle(const DesktopEntry& entry) {
   if (entry.flag("Hidden")) return "is marked as deleted (Hidden)";
   if (entry.flag("Terminal")) return "needs a terminal, which there is none for it";
   const auto needed = entry.text("TryExec");
-  if (needed && !isProgram(*needed)) return "is not installed: there is no program " + *needed + " (TryExec)";
+  if (needed && !findProgram(*needed)) return "is not installed: there is no program " + *needed + " (TryExec)";
   return {};
 }
 
@@ -86,6 +71,8 @@ std::optional<Application> applicationOfEntry(const std::string& path, const std
   if (wrong.empty() && !exec) wrong = "has no command (Exec)";
   if (wrong.empty()) {
     if (auto words = commandWords(*exec, values, wrong)) {
+      // Where it is found now, whichever folder it is started in.
+      words->front() = findProgram(words->front()).value_or(words->front());
       application.command = std::move(*words);
       return application;
     }
@@ -107,8 +94,13 @@ std::optional<Application> applicationOfFolder(const std::string& path, const st
                    : path + ": is no AppDir, which has AppRun and exactly one desktop entry";
     return std::nullopt;
   }
-  const auto entry = entryAt(join({path, "/", entries.front()}), error);
+  const std::string entryPath = join({path, "/", entries.front()});
+  const auto entry = entryAt(entryPath, error);
   if (!entry) return std::nullopt;
+  if (const std::string wrong = obstacle(*entry); !wrong.empty()) {
+    error = entryPath + ": " + wrong;
+    return std::nullopt;
+  }
   Application application;
   application.identifier = identifierOf(entries.front());
   application.command = {join({path, "/AppRun"})};

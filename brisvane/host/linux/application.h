@@ -11,7 +11,7 @@ namespace brisvane::host::real {
 struct Application {
   std::string identifier;
   bool isActivatedByBus = false;     // by a message to its name, else by its command
-  std::vector<std::string> command;  // the program, looked for in PATH when it has no slash, and its arguments
+  std::vector<std::string> command;  // the program and its arguments
   std::string directory;             // to start in; empty for that of the caller
   bool tellsWhenReady = false;       // READY=1 on NOTIFY_SOCKET; else it is up once it runs
 };

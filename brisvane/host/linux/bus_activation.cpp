@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <memory>
+#include <new>
 #include <string_view>
 
 #include "brisvane/host/error.h"
@@ -18,6 +19,7 @@ constexpr char kBus[] = "org.freedesktop.DBus";
 constexpr char kBusPath[] = "/org/freedesktop/DBus";
 constexpr char kApplication[] = "org.freedesktop.Application";
 constexpr std::uint64_t kStep = 100'000;             // microseconds between looks at whether it is called off
+constexpr std::uint64_t kCallLimit = 5'000'000;      // microseconds that the bus itself has for an answer
 constexpr std::uint64_t kAnswerLimit = 120'000'000;  // microseconds that a bus gives a program to start
 
 struct CloseBus {
@@ -78,10 +80,17 @@ class Activation {
     events_.answered(join({identifier_, ": ", reason}));
   }
 
+  // Within a callback of the bus library, which no exception may cross.
+  void failWithoutMemory() noexcept {
+    isAnswered_ = hasFailed_ = true;
+    events_.answered("no memory");  // short enough to need none
+  }
+
   bool connect() {
     sd_bus* bus = nullptr;
     const int result = ::sd_bus_open_user(&bus);
     bus_.reset(bus);
+    if (result >= 0) static_cast<void>(::sd_bus_set_method_call_timeout(bus, kCallLimit));
     if (result < 0) fail(join({"there is no session bus: ", errorText(-result)}));
     return result >= 0;
   }
@@ -119,8 +128,9 @@ class Activation {
     if (result >= 0 && !arguments.empty()) {
       result = ::sd_bus_message_open_container(message.get(), 'a', "s");
       for (const std::string& argument : arguments) {
-        const bool isUrl = argument.find("://") != std::string::npos;
-        if (!isUrl && !argument.starts_with('/')) {
+        const bool isPath = argument.starts_with('/');
+        const bool isUrl = !isPath && argument.find("://") != std::string::npos;
+        if (!isUrl && !isPath) {
           fail(join({"takes absolute paths and URLs alone, not \"", argument, "\""}));
           return false;
         }
@@ -160,7 +170,11 @@ class Activation {
     auto& activation = *static_cast<Activation*>(self);
     const sd_bus_error* const refused = ::sd_bus_message_get_error(message);
     if (refused != nullptr) {
-      activation.fail(textOf(*refused, EIO));
+      try {
+        activation.fail(textOf(*refused, EIO));
+      } catch (const std::bad_alloc&) {
+        activation.failWithoutMemory();
+      }
       return 0;
     }
     activation.isAnswered_ = true;

@@ -3,12 +3,15 @@
 #include <sys/wait.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <new>
 #include <utility>
 
 #include "brisvane/host/error.h"
+#include "brisvane/host/files.h"
 #include "brisvane/host/linux/descriptor.h"
 #include "brisvane/host/linux/spawning.h"
+#include "brisvane/types/join.h"
 
 namespace brisvane::host {
 namespace {
@@ -19,16 +22,19 @@ using real::Descriptor;
 // that someone else has waited for, cannot be waited for is no error: it has ended.
 class Reaper {
  public:
-  explicit Reaper(pid_t process) noexcept : process_(process) {}
+  // Closes `output` ahead of waiting: who still writes to it is not to be stuck.
+  Reaper(pid_t process, Descriptor& output) noexcept : process_(process), output_(output) {}
   Reaper(const Reaper&) = delete;
   Reaper& operator=(const Reaper&) = delete;
   ~Reaper() {
+    output_.reset(-1);
     while (::waitpid(process_, nullptr, 0) < 0 && errno == EINTR) {
     }
   }
 
  private:
   const pid_t process_;
+  Descriptor& output_;
 };
 
 // A pipe's two ends, kept clear of the standard streams.
@@ -57,7 +63,7 @@ std::optional<Data> readToEnd(int descriptor) {
 }  // namespace
 
 std::optional<Data> runCommand(std::string_view path, const std::vector<std::string>& arguments,
-                               std::string_view directory, std::string& error) {
+                               std::string_view directory, std::string& error) noexcept try {
   Descriptor output;
   Descriptor input;
   if (!openPipe(output, input)) {
@@ -71,12 +77,36 @@ std::optional<Data> runCommand(std::string_view path, const std::vector<std::str
   spawning.output = input.get();
   const auto process = real::spawnProcess(spawning, error);
   if (!process) return std::nullopt;
-  const Reaper reaper(*process);
+  const Reaper reaper(*process, output);
   input.reset(-1);
   auto bytes = readToEnd(output.get());
   if (!bytes) error = errorText(path, errno);
-  output.reset(-1);  // ahead of waiting: who still writes is not to be stuck
   return bytes;
+} catch (const std::bad_alloc&) {
+  error = "no memory";  // short enough to need none
+  return std::nullopt;
+}
+
+std::optional<std::string> findProgram(std::string_view name) noexcept try {
+  const auto isProgram = [](const std::string& path) {
+    return fileKind(path) == FileKind::kOther && ::access(path.c_str(), X_OK) == 0;
+  };
+  if (name.empty() || name.find('/') != std::string_view::npos) {
+    return isProgram(std::string(name)) ? std::optional<std::string>(name) : std::nullopt;
+  }
+  const char* const variable = ::secure_getenv("PATH");
+  std::string_view folders = variable != nullptr ? variable : "/usr/local/bin:/usr/bin:/bin";
+  for (bool isLast = false; !isLast;) {
+    const std::size_t end = folders.find(':');
+    const std::string_view folder = folders.substr(0, end);
+    isLast = end == std::string_view::npos;
+    folders.remove_prefix(isLast ? folders.size() : end + 1);
+    std::string path = join({folder.empty() ? std::string_view(".") : folder, "/", name});
+    if (isProgram(path)) return path;
+  }
+  return std::nullopt;
+} catch (const std::bad_alloc&) {
+  return std::nullopt;
 }
 
 }  // namespace brisvane::host

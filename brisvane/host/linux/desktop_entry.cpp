@@ -39,6 +39,7 @@ class ExecParser {
     for (skipBlanks(); !rest_.empty(); skipBlanks()) {
       if (!(rest_.front() == '"' ? takeQuoted() : takeBare())) return false;
     }
+    if (beginsWithCode_) return fail("begins with a field code");
     if (words_.empty()) return fail("is empty");
     words_.insert(words_.end(), values_.arguments.begin() + static_cast<std::ptrdiff_t>(taken_),
                   values_.arguments.end());
@@ -58,6 +59,7 @@ class ExecParser {
 
   // A word between double quotes, in which a backslash keeps one of "`$\ as it is.
   bool takeQuoted() {
+    constexpr std::string_view kKept = "\"`$\\";
     std::string word;
     for (std::size_t at = 1; at < rest_.size(); ++at) {
       if (rest_[at] == '"') {
@@ -70,8 +72,8 @@ class ExecParser {
         ++at;
       } else if (rest_[at] == '%') {
         return fail("has a field code between quotes");
-      } else if (rest_[at] == '\\' && ++at == rest_.size()) {
-        break;
+      } else if (rest_[at] == '\\' && at + 1 < rest_.size() && kKept.find(rest_[at + 1]) != std::string_view::npos) {
+        ++at;
       }
       word += rest_[at];
     }
@@ -90,6 +92,7 @@ class ExecParser {
 
   // A field code that is a word of its own.
   bool takeCode(char code) {
+    beginsWithCode_ |= words_.empty() && std::string_view("FUfui").find(code) != std::string_view::npos;
     switch (code) {
       case 'F':
       case 'U':
@@ -138,6 +141,7 @@ class ExecParser {
 
   std::string_view rest_;
   const FieldValues& values_;
+  bool beginsWithCode_ = false;
   std::size_t taken_ = 0;  // arguments that have their place
   std::vector<std::string> words_;
   std::string error_;
@@ -164,7 +168,10 @@ std::optional<std::string> DesktopEntry::text(std::string_view key) const {
   if (found == values_.end()) return std::nullopt;
   std::string text;
   for (std::size_t at = 0; at < found->second.size(); ++at) {
-    const bool isEscape = found->second[at] == '\\' && at + 1 < found->second.size();
+    // A backslash ahead of anything else stays: it may be meant for the command line.
+    constexpr std::string_view kEscapes = "sntr\\";
+    const bool isEscape = found->second[at] == '\\' && at + 1 < found->second.size() &&
+                          kEscapes.find(found->second[at + 1]) != std::string_view::npos;
     if (isEscape) ++at;
     text += isEscape ? unescaped(found->second[at]) : found->second[at];
   }

@@ -53,8 +53,9 @@ class ReadySocket {
   // As the environment variable has it: "@" stands for the zero byte of an abstract name.
   [[nodiscard]] const std::string& name() const noexcept { return name_; }
 
-  // Reads all that waits there, and gives whether READY=1 of this user is among it.
-  [[nodiscard]] bool hasReady() const noexcept {
+  // Reads all that waits there, and gives whether READY=1 of this user, or of the session that
+  // the process leads, is among it.
+  [[nodiscard]] bool hasReady(pid_t process) const noexcept {
     bool isReady = false;
     std::array<char, 4096> text;
     alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(ucred))> control;
@@ -68,17 +69,17 @@ class ReadySocket {
       const ssize_t length = ::recvmsg(socket_.get(), &message, MSG_CMSG_CLOEXEC);
       if (length < 0 && errno == EINTR) continue;
       if (length < 0) return isReady;
-      isReady |= isOurs(message) && saysReady({text.data(), static_cast<std::size_t>(length)});
+      isReady |= isOf(message, process) && saysReady({text.data(), static_cast<std::size_t>(length)});
     }
   }
 
  private:
-  static bool isOurs(msghdr& message) noexcept {
+  static bool isOf(msghdr& message, pid_t process) noexcept {
     const cmsghdr* const header = CMSG_FIRSTHDR(&message);
     if (header == nullptr || header->cmsg_level != SOL_SOCKET || header->cmsg_type != SCM_CREDENTIALS) return false;
     ucred sender{};
     std::memcpy(&sender, CMSG_DATA(header), sizeof sender);
-    return sender.uid == ::geteuid() || sender.uid == 0;
+    return sender.uid == ::geteuid() || sender.uid == 0 || ::getsid(sender.pid) == process;
   }
 
   static bool saysReady(std::string_view lines) noexcept {
@@ -138,6 +139,7 @@ void accompany(const Launch& launch, pid_t process, const ReadySocket* ready) {
   const Descriptor ended = Descriptor::aboveStandardStreams(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
   const StopEvent stop(launch.stop);
   const bool canWait = ended.valid() && stop.get() >= 0;
+  bool isUp = false;
   for (bool isGone = false; !isGone && !launch.stop.stop_requested();) {
     std::array<pollfd, 3> open{{{ended.get(), POLLIN, 0}, {stop.get(), POLLIN, 0}, {-1, POLLIN, 0}}};
     if (ready != nullptr) open[2].fd = ready->get();
@@ -145,9 +147,10 @@ void accompany(const Launch& launch, pid_t process, const ReadySocket* ready) {
     // Gone also when someone else has waited for it, or its end is ignored. It may have told of
     // its readiness right before.
     isGone = ::waitpid(process, nullptr, WNOHANG) != 0;
-    if (ready == nullptr || !ready->hasReady()) continue;
+    // Read to its end: what it says later must not fill the queue, on which it would wait.
+    if (ready == nullptr || !ready->hasReady(process) || isUp) continue;
     launch.tell(LaunchCode::kUp);
-    ready = nullptr;
+    isUp = true;
   }
 }
 
@@ -156,7 +159,6 @@ void execute(const Launch& launch) {
   ReadySocket ready;
   Spawning spawning;
   spawning.command = application.command;
-  spawning.searchesPath = true;
   spawning.directory = application.directory;
   spawning.environment = {"NOTIFY_SOCKET"};
   spawning.isDetached = true;
@@ -191,19 +193,20 @@ void launchAt(const std::string& url, const std::vector<std::string>& arguments,
 
 }  // namespace
 
-SubscriptionHandle ApplicationLauncher::subscribe(std::int32_t /*session*/, std::int32_t /*flags*/, SerialQueue& queue,
+SubscriptionHandle ApplicationLauncher::subscribe(std::int32_t /*session*/, std::int32_t /*flags*/,
+                                                  const SerialQueue& queue,
                                                   NotificationCallback callback) const noexcept {
-  return subscriptions_.subscribe(queue, std::move(callback));
+  return subscriptions_->subscribe(queue, std::move(callback));
 }
 
 std::int32_t ApplicationLauncher::selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes,
                                               std::int32_t /*first*/, std::int32_t /*second*/, std::int32_t /*third*/,
                                               std::int32_t /*fourth*/) const noexcept {
-  return subscriptions_.selectCodes(subscription, codes);
+  return subscriptions_->selectCodes(subscription, codes);
 }
 
 void ApplicationLauncher::unsubscribe(SubscriptionHandle subscription) const noexcept {
-  subscriptions_.unsubscribe(subscription);
+  subscriptions_->unsubscribe(subscription);
 }
 
 std::int32_t ApplicationLauncher::registerBundle(std::string_view /*url*/, bool /*forceUpdate*/) const noexcept {
@@ -212,9 +215,9 @@ std::int32_t ApplicationLauncher::registerBundle(std::string_view /*url*/, bool 
 
 void ApplicationLauncher::open(std::string_view url, const OpenConfiguration& configuration,
                                OpenCompletion completion) const noexcept try {
-  const bool isStarted =
-      workers_.start([this, url = std::string(url), arguments = configuration.arguments, completion](
-                         const std::stop_token& stop) { launchAt(url, arguments, subscriptions_, completion, stop); });
+  const bool isStarted = workers_.start(
+      [subscriptions = subscriptions_, url = std::string(url), arguments = configuration.arguments,
+       completion](const std::stop_token& stop) { launchAt(url, arguments, *subscriptions, completion, stop); });
   if (!isStarted) completion("no thread to launch in");
 } catch (const std::bad_alloc&) {
   completion("no memory");

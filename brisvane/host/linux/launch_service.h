@@ -12,7 +12,7 @@ namespace brisvane::host::real {
 
 class ApplicationLauncher final : public LaunchService {
  public:
-  SubscriptionHandle subscribe(std::int32_t session, std::int32_t flags, SerialQueue& queue,
+  SubscriptionHandle subscribe(std::int32_t session, std::int32_t flags, const SerialQueue& queue,
                                NotificationCallback callback) const noexcept override;
   std::int32_t selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes, std::int32_t first,
                            std::int32_t second, std::int32_t third, std::int32_t fourth) const noexcept override;
@@ -23,8 +23,8 @@ class ApplicationLauncher final : public LaunchService {
             OpenCompletion completion) const noexcept override;
 
  private:
-  mutable LaunchSubscriptions subscriptions_;
-  mutable LaunchWorkers workers_;  // the last: ends while the subscriptions are there
+  const std::shared_ptr<LaunchSubscriptions> subscriptions_ = std::make_shared<LaunchSubscriptions>();
+  mutable LaunchWorkers workers_;
 };
 
 }  // namespace brisvane::host::real

@@ -1,5 +1,6 @@
 #include "brisvane/host/launch_subscriptions.h"
 
+#include <pthread.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -7,6 +8,8 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <condition_variable>
+#include <csignal>
 #include <deque>
 #include <new>
 #include <optional>
@@ -23,6 +26,18 @@ double secondsSinceEpoch() noexcept {
   return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
 }
 
+// A thread that takes no signal: the tool's handlers run where it expects them.
+template <typename Body>
+std::thread startThread(Body body) {
+  sigset_t all;
+  sigset_t before;
+  ::sigfillset(&all);
+  ::pthread_sigmask(SIG_SETMASK, &all, &before);
+  const auto restore = [&before](const void* /*scope*/) { ::pthread_sigmask(SIG_SETMASK, &before, nullptr); };
+  const std::unique_ptr<const void, decltype(restore)> scope(&before, restore);
+  return std::thread(std::move(body));
+}
+
 struct Notification {
   std::int32_t code;
   double time;
@@ -35,12 +50,12 @@ struct Notification {
 class LaunchSubscriptions::Subscription {
  public:
   // Throws std::system_error when there is no descriptor or thread for it.
-  Subscription(SerialQueue& queue, NotificationCallback callback)
+  Subscription(const SerialQueue& queue, NotificationCallback callback)
       : queue_(queue),
         callback_(std::move(callback)),
         pending_(real::Descriptor::aboveStandardStreams(::eventfd(0, EFD_CLOEXEC | EFD_SEMAPHORE))) {
     if (!pending_.valid()) throw std::system_error(errno, std::generic_category());
-    thread_ = std::thread([this] { deliver(); });
+    thread_ = startThread([this] { deliver(); });
   }
   Subscription(const Subscription&) = delete;
   Subscription& operator=(const Subscription&) = delete;
@@ -100,7 +115,7 @@ class LaunchSubscriptions::Subscription {
     });
   }
 
-  SerialQueue& queue_;
+  const SerialQueue queue_;
   const NotificationCallback callback_;
   std::vector<std::int32_t> codes_;
   std::mutex mutex_;  // the notifications
@@ -117,7 +132,8 @@ LaunchSubscriptions::~LaunchSubscriptions() {
   for (auto& [handle, subscription] : subscriptions_) subscription->end(subscription);
 }
 
-SubscriptionHandle LaunchSubscriptions::subscribe(SerialQueue& queue, NotificationCallback callback) noexcept try {
+SubscriptionHandle LaunchSubscriptions::subscribe(const SerialQueue& queue, NotificationCallback callback) noexcept
+    try {
   auto subscription = std::make_shared<Subscription>(queue, std::move(callback));
   const std::scoped_lock lock(mutex_);
   try {
@@ -170,35 +186,40 @@ void LaunchSubscriptions::publish(std::int32_t code, std::optional<std::string_v
   }
 }
 
-bool LaunchSubscriptions::empty() const noexcept {
-  const std::scoped_lock lock(mutex_);
-  return subscriptions_.empty();
-}
-
-struct LaunchWorkers::Worker {
-  std::atomic<bool> isDone{false};
-  std::jthread thread;  // the last: ends before the flag goes
+struct LaunchWorkers::State {
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::size_t running = 0;
+  std::stop_source stop;
 };
 
-LaunchWorkers::LaunchWorkers() = default;
+namespace {
+
+// Whose worker the thread is.
+thread_local const void* currentState = nullptr;
+
+}  // namespace
+
+LaunchWorkers::LaunchWorkers() : state_(std::make_shared<State>()) {}
 
 LaunchWorkers::~LaunchWorkers() {
-  for (Worker& worker : workers_) worker.thread.request_stop();
+  state_->stop.request_stop();
+  const std::size_t self = currentState == state_.get() ? 1 : 0;
+  std::unique_lock lock(state_->mutex);
+  state_->changed.wait(lock, [&] { return state_->running == self; });
 }
 
 bool LaunchWorkers::start(Work work) noexcept try {
-  const std::scoped_lock lock(mutex_);
-  workers_.remove_if([](const Worker& worker) { return worker.isDone.load(); });
-  Worker& worker = workers_.emplace_back();
-  try {
-    worker.thread = std::jthread([&worker, work = std::move(work)](const std::stop_token& stop) {
-      work(stop);
-      worker.isDone = true;
-    });
-  } catch (...) {
-    workers_.pop_back();
-    throw;
-  }
+  const std::scoped_lock lock(state_->mutex);
+  startThread([state = state_, work = std::move(work)]() mutable {
+    currentState = state.get();
+    work(state->stop.get_token());
+    work = nullptr;  // lets go of what it held on to, while it still counts as running
+    const std::scoped_lock ended(state->mutex);
+    --state->running;
+    state->changed.notify_all();
+  }).detach();
+  ++state_->running;
   return true;
 } catch (const std::bad_alloc&) {
   return false;

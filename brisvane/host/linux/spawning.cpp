@@ -109,6 +109,7 @@ std::optional<pid_t> spawnProcess(const Spawning& spawning, std::string& error) 
     error = errorText(path, number);
     return std::nullopt;
   };
+  if (holdsZero(program)) return failed(program, ENOENT);
   if (std::any_of(spawning.command.begin(), spawning.command.end(), holdsZero)) return failed(program, EINVAL);
   Descriptor directory;
   if (!spawning.directory.empty()) {
@@ -123,10 +124,9 @@ std::optional<pid_t> spawnProcess(const Spawning& spawning, std::string& error) 
   const Attributes attributes(spawning.isDetached);
   std::vector<std::string> command = spawning.command;
   std::vector<std::string> environment = environmentWith(spawning.environment);
-  const auto spawn = spawning.searchesPath ? &::posix_spawnp : &::posix_spawn;
   pid_t process = -1;
-  const int result = spawn(&process, program.c_str(), actions.get(), attributes.get(), pointersTo(command).data(),
-                           pointersTo(environment).data());
+  const int result = ::posix_spawn(&process, program.c_str(), actions.get(), attributes.get(),
+                                   pointersTo(command).data(), pointersTo(environment).data());
   return result == 0 ? std::optional(process) : failed(program, result);
 }
 

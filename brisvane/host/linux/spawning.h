@@ -13,7 +13,6 @@ namespace brisvane::host::real {
 
 struct Spawning {
   std::vector<std::string> command;      // the program and its arguments
-  bool searchesPath = false;             // for a program without a slash
   std::string directory;                 // to start in; empty for that of the caller
   std::vector<std::string> environment;  // "NAME=value" to set, or "NAME" to take away, over the caller's
   int output = -1;                       // for standard output and error; -1 leaves the caller's

@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <condition_variable>
 #include <limits>
-#include <mutex>
 #include <new>
+#include <thread>
 #include <utility>
 
 #include "brisvane/host/error.h"
@@ -17,10 +16,12 @@ namespace {
 
 // False when the worker is asked to stop before the time has passed.
 bool pauseFor(double seconds, const std::stop_token& stop) {
-  std::mutex mutex;
-  std::condition_variable_any stopped;
-  std::unique_lock lock(mutex);
-  static_cast<void>(stopped.wait_for(lock, stop, std::chrono::duration<double>(seconds), [] { return false; }));
+  constexpr std::chrono::milliseconds kStep(10);
+  const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+  while (!stop.stop_requested() && std::chrono::steady_clock::now() < end) {
+    const std::chrono::duration<double> left = end - std::chrono::steady_clock::now();
+    std::this_thread::sleep_for(std::min<std::chrono::duration<double>>(left, kStep));
+  }
   return !stop.stop_requested();
 }
 
@@ -73,19 +74,20 @@ DescribedLauncher::Event DescribedLauncher::readEvent(const Object& description,
   return event;
 }
 
-SubscriptionHandle DescribedLauncher::subscribe(std::int32_t /*session*/, std::int32_t /*flags*/, SerialQueue& queue,
+SubscriptionHandle DescribedLauncher::subscribe(std::int32_t /*session*/, std::int32_t /*flags*/,
+                                                const SerialQueue& queue,
                                                 NotificationCallback callback) const noexcept {
-  return refusesSubscriptions_ ? 0 : subscriptions_.subscribe(queue, std::move(callback));
+  return refusesSubscriptions_ ? 0 : subscriptions_->subscribe(queue, std::move(callback));
 }
 
 std::int32_t DescribedLauncher::selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes,
                                             std::int32_t /*first*/, std::int32_t /*second*/, std::int32_t /*third*/,
                                             std::int32_t /*fourth*/) const noexcept {
-  return subscriptions_.selectCodes(subscription, codes);
+  return subscriptions_->selectCodes(subscription, codes);
 }
 
 void DescribedLauncher::unsubscribe(SubscriptionHandle subscription) const noexcept {
-  subscriptions_.unsubscribe(subscription);
+  subscriptions_->unsubscribe(subscription);
 }
 
 std::int32_t DescribedLauncher::registerBundle(std::string_view /*url*/, bool /*forceUpdate*/) const noexcept {
@@ -99,12 +101,13 @@ void DescribedLauncher::open(std::string_view url, const OpenConfiguration& /*co
                                   [&path](const Application& application) { return application.path == path; });
   std::vector<Event> events{{0, {}, {}, errorText(path, ENOENT)}};
   if (found != applications_.end()) events = found->events;
-  const bool isStarted = workers_.start([this, events = std::move(events), completion](const std::stop_token& stop) {
-    for (const Event& event : events) {
-      if (!pauseFor(event.delay, stop)) return;
-      event.code ? subscriptions_.publish(*event.code, event.identifier) : completion(event.error);
-    }
-  });
+  const bool isStarted = workers_.start(
+      [subscriptions = subscriptions_, events = std::move(events), completion](const std::stop_token& stop) {
+        for (const Event& event : events) {
+          if (!pauseFor(event.delay, stop)) return;
+          event.code ? subscriptions->publish(*event.code, event.identifier) : completion(event.error);
+        }
+      });
   if (!isStarted) completion("no thread to launch in");
 } catch (const std::bad_alloc&) {
   completion("no memory");

@@ -18,7 +18,7 @@ class DescribedLauncher final : public LaunchService {
   // From the fields "applications" and "launchService" of a description. Throws DescriptionError.
   explicit DescribedLauncher(DescriptionReader& machine);
 
-  SubscriptionHandle subscribe(std::int32_t session, std::int32_t flags, SerialQueue& queue,
+  SubscriptionHandle subscribe(std::int32_t session, std::int32_t flags, const SerialQueue& queue,
                                NotificationCallback callback) const noexcept override;
   std::int32_t selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes, std::int32_t first,
                            std::int32_t second, std::int32_t third, std::int32_t fourth) const noexcept override;
@@ -44,8 +44,8 @@ class DescribedLauncher final : public LaunchService {
 
   std::vector<Application> applications_;
   bool refusesSubscriptions_ = false;
-  mutable LaunchSubscriptions subscriptions_;
-  mutable LaunchWorkers workers_;  // the last: ends while the rest is there
+  const std::shared_ptr<LaunchSubscriptions> subscriptions_ = std::make_shared<LaunchSubscriptions>();
+  mutable LaunchWorkers workers_;
 };
 
 }  // namespace brisvane::host::simulated
