@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <string>
@@ -68,6 +69,7 @@ int serve(const char* name, char* path) {
   // Until the bus goes.
   while (::sd_bus_process(bus, nullptr) >= 0 && ::sd_bus_wait(bus, UINT64_MAX) >= 0) {
   }
+  ::sd_bus_flush_close_unref(bus);
   return 0;
 }
 
@@ -78,8 +80,9 @@ int main(int count, char** arguments) {
   if (mode == "record") return record(count, arguments);
   if (mode == "chat") {
     for (int i = 0; i < 2000; ++i) ::sd_notify(0, i == 0 ? "READY=1" : "STATUS=still here");
-    std::ofstream(arguments[2]) << "done\n";
-    return 0;
+    const std::string path = arguments[2];
+    std::ofstream(path + ".part") << "done\n";
+    return std::rename((path + ".part").c_str(), path.c_str());
   }
   if (mode == "bus" && count == 4) return serve(arguments[2], arguments[3]);
   if (mode != "ready" && mode != "sleep") return 2;
