@@ -4,7 +4,9 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -229,7 +231,7 @@ class Bus {
     std::string foreground = "--nofork";
     char* const arguments[] = {program.data(), configuration.data(), foreground.data(), nullptr};
     isThere_ = ::posix_spawnp(&process_, "dbus-daemon", nullptr, nullptr, arguments, environ) == 0 &&
-               comesTrue([&] { return std::filesystem::exists(folder / "bus"); });
+               comesTrue([&] { return isListening(folder / "bus"); });
     ::setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
   }
   Bus(const Bus&) = delete;
@@ -243,6 +245,17 @@ class Bus {
   [[nodiscard]] bool isThere() const { return isThere_; }
 
  private:
+  // The socket's file is there a moment earlier.
+  static bool isListening(const std::string& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const bool connected = ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    ::close(socket);
+    return connected;
+  }
+
   pid_t process_ = 0;
   bool isThere_ = false;
 };
