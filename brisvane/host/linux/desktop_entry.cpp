@@ -68,13 +68,11 @@ class ExecParser {
         words_.push_back(std::move(word));
         return true;
       }
-      if (rest_[at] == '%' && rest_.substr(at).starts_with("%%")) {
-        ++at;
-      } else if (rest_[at] == '%') {
-        return fail("has a field code between quotes");
-      } else if (rest_[at] == '\\' && at + 1 < rest_.size() && kKept.find(rest_[at + 1]) != std::string_view::npos) {
-        ++at;
-      }
+      const char next = at + 1 < rest_.size() ? rest_[at + 1] : '\0';
+      const bool isPercent = rest_[at] == '%' && next == '%';
+      if (rest_[at] == '%' && !isPercent) return fail("has a field code between quotes");
+      const bool isKept = rest_[at] == '\\' && kKept.find(next) != std::string_view::npos;
+      if (isPercent || isKept) ++at;
       word += rest_[at];
     }
     return fail("has a quote without an end");
