@@ -122,6 +122,7 @@ TEST_F(LaunchService, SaysWhatCannotBeStartedAndWhy) {
   EXPECT_THAT(refusal(entry("a", "Exec=true\nTryExec=no-such-program\n")), HasSubstr("no-such-program (TryExec)"));
   EXPECT_THAT(refusal(entry("a", "Exec=true\nPath=/nowhere\n")), HasSubstr("/nowhere: No such file"));
   EXPECT_THAT(refusal(entry("a", "Exec=true 'x'\n")), HasSubstr("its command (Exec) has a reserved character"));
+  EXPECT_THAT(refusal(entry("a", "Exec=no-such-program\n")), HasSubstr("there is no program no-such-program (Exec)"));
   EXPECT_THAT(refusal(entry("a", "")), HasSubstr("has no command"));
   script("T.AppDir/AppRun", "#!/bin/sh\n");
   testing::writeFile(folder / "T.AppDir/t.desktop", "[Desktop Entry]\nTerminal=true\n");

@@ -71,8 +71,14 @@ std::optional<Application> applicationOfEntry(const std::string& path, const std
   if (wrong.empty() && !exec) wrong = "has no command (Exec)";
   if (wrong.empty()) {
     if (auto words = commandWords(*exec, values, wrong)) {
-      // Where it is found now, whichever folder it is started in.
-      words->front() = findProgram(words->front()).value_or(words->front());
+      std::string& program = words->front();
+      const bool isPath = program.find('/') != std::string::npos;
+      const auto found = isPath ? std::optional(program) : findProgram(program);
+      if (!found) {
+        error = join({path, ": is not installed: there is no program ", program, " (Exec)"});
+        return std::nullopt;
+      }
+      program = *found;  // where it is now, whichever folder it is started in
       application.command = std::move(*words);
       return application;
     }
