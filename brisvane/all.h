@@ -4,6 +4,7 @@
 #pragma once
 
 #include "brisvane/logging/BVLog.h"
+#include "brisvane/logging/file_writers.h"
 #include "brisvane/logging/preferences_store.h"
 #include "brisvane/logging/system_log_handle.h"
 #include "brisvane/platform/BVNvram.h"
@@ -12,7 +13,10 @@
 #include "brisvane/serial/BVSerialPort.h"
 #include "brisvane/support/Brisvane.h"
 #include "brisvane/support/collections.h"
+#include "brisvane/support/security.h"
 #include "brisvane/support/strings.h"
+#include "brisvane/types/base64.h"
+#include "brisvane/types/bytes.h"
 #include "brisvane/types/data.h"
 #include "brisvane/types/guid.h"
 #include "brisvane/types/hex.h"

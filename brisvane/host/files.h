@@ -1,4 +1,4 @@
-// Files and folders, as the logger and the descriptions of machines need them.
+// Files and folders, as the logger, the file writers and the descriptions of machines need them.
 // The functions keep no state and may be called from any thread; they block for as
 // long as the file system does. A path that holds U+0000 does not exist.
 #pragma once
@@ -26,6 +26,26 @@ namespace brisvane::host {
 // On failure the file holds what it held before, but for the part of `bytes` that a
 // full disk still took.
 BRISVANE_EXPORT Error appendToFile(std::string_view path, std::string_view bytes) noexcept;
+
+// Makes a file that holds `bytes`, mode 0666 under the umask: complete beside `path`, then moved
+// into place. What is there already, be it a dangling symbolic link, stays and is an error, EEXIST.
+BRISVANE_EXPORT Error createFile(std::string_view path, std::string_view bytes) noexcept;
+
+// Writes `bytes` over what the file at `path` holds; a missing one is ENOENT. Symbolic links are
+// followed. On failure the file may hold a part of `bytes` ahead of what it held before; a disk
+// without room for them leaves it as it was, where the file system can tell beforehand.
+BRISVANE_EXPORT Error overwriteFile(std::string_view path, std::string_view bytes) noexcept;
+
+// Moves the regular file at `from` to `to`, where nothing may be: EEXIST. `from` may be a symbolic
+// link to one: then the link is moved. What is no regular file, such as a folder or a device, is refused
+// with EISDIR or EINVAL.
+//
+// Across file systems the file (of a link, what it leads to) is copied, with its mode and, as far as permitted, its
+// owner, synced and removed. It is moved aside in its own folder first: whoever appends to `from` meanwhile, opening it
+// for each line, begins a new file there, and a line that was under way is waited for. EBUSY when some
+// program keeps the file open for writing, for more than a second. On failure the copy is removed
+// and the file moved back, or, when another has begun there meanwhile, added to that one.
+BRISVANE_EXPORT Error moveFile(std::string_view from, std::string_view to) noexcept;
 
 // The content of a file of at most `limit` bytes. On failure `error` says why; a
 // larger file is EFBIG.

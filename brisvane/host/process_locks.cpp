@@ -14,6 +14,7 @@ void takeAll() {
   locks.platform.lock();
   locks.registries.lock();
   locks.osVersion.lock();
+  locks.cryptography.lock();
   locks.timeZone.lock();
   locks.syslog.lock();
 }
@@ -21,6 +22,7 @@ void takeAll() {
 void releaseAll() {
   locks.syslog.unlock();
   locks.timeZone.unlock();
+  locks.cryptography.unlock();
   locks.osVersion.unlock();
   locks.registries.unlock();
   locks.platform.unlock();

@@ -19,6 +19,7 @@ struct ProcessLocks {
   std::mutex platform;       // which platform is in force
   std::mutex registries;     // the open nodes of every registry
   std::mutex osVersion;      // the OS version of every profile
+  std::mutex cryptography;   // the loading of the cryptography library
   std::mutex timeZone;       // around localtime_r
   std::mutex syslog;         // around syslog(3)
 };

@@ -69,6 +69,18 @@ class BRISVANE_EXPORT BVLog final {
   // A fault entry and a line of the log file.
   void fault(Text message) noexcept;
 
+  // Moves the log file aside; the next line begins a new one at its path. Without a destination
+  // it stays in its folder, under its name with the local date and time ahead of the extension:
+  // /var/log/run.log becomes /var/log/run_2024-03-05_9:7:3.log. The extension is what follows the
+  // last dot of the name, be that its first or its last character; without a dot the stamp comes last.
+  //
+  // Nothing is ever replaced: a destination that exists, as after two backups within one second, is
+  // a failure. A failure leaves the file in place, and is told as an error of the default logger:
+  // "Failed to backup log: ", both paths and the reason. Without a log file nothing is done or told.
+  //
+  // Blocks for a rename; to another file system, for a copy, which host::moveFile() describes.
+  void backupLogFileTo(Text destination) noexcept;
+
   // The process-wide default logger, which the whole library reports through. The
   // first use of it (reading, setting, configuring, logging) builds one on waylineLog()
   // without a log file; it is never null.
@@ -94,6 +106,7 @@ class BRISVANE_EXPORT BVLog final {
     static void info(Text message) noexcept;
     static void error(Text message) noexcept;
     static void fault(Text message) noexcept;
+    static void backupLogFileTo(Text destination) noexcept;
   };
 
  private:

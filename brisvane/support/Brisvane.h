@@ -21,6 +21,12 @@ class BRISVANE_EXPORT Brisvane final {
   // absent. Lets a value that may be missing be stored in a dictionary or an array.
   [[nodiscard]] static Object objectOrNull(const std::optional<Object>& object) noexcept;
 
+  // Appends the text to the file at `toFile`, which is made when it is not there. True when the
+  // whole text was written. False, with nothing of it written, when it is not ASCII (a missing file
+  // has then been made, empty), and when the file cannot be opened, made or written; nothing is logged.
+  // A file that exists and cannot be opened is never replaced. Blocks for as long as the file system does.
+  static bool appendString(Text text, Text toFile) noexcept;
+
   // Runs the program at `launchPath` (which is not looked for in PATH) with these arguments in
   // `currentDir`, or in the caller's directory when that is absent; a relative path of the
   // program starts there. True when it was started and ran to its end, however it ended:

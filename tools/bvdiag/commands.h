@@ -31,6 +31,15 @@ void addNvram(CLI::App& program, Chosen& chosen);
 void addRegistry(CLI::App& program, Chosen& chosen);
 void addInterfaces(CLI::App& program, Chosen& chosen);
 void addMachine(CLI::App& program, Chosen& chosen);
+void addDigest(CLI::App& program, Chosen& chosen);
+void addHmac(CLI::App& program, Chosen& chosen);
+void addCrc32(CLI::App& program, Chosen& chosen);
+void addHex(CLI::App& program, Chosen& chosen);
+void addBase64(CLI::App& program, Chosen& chosen);
+void addEncrypt(CLI::App& program, Chosen& chosen);
+void addDecrypt(CLI::App& program, Chosen& chosen);
+void addRandom(CLI::App& program, Chosen& chosen);
+void addPlist(CLI::App& program, Chosen& chosen);
 
 // What the help of a command ends with.
 inline std::string exitStatusText(const std::string& success, const std::string& failure) {

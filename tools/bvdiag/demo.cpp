@@ -12,6 +12,7 @@
 #include <brisvane/host/files.h>
 
 #include "commands.h"
+#include "log_backup.h"
 
 namespace bvdiag {
 namespace {
@@ -51,6 +52,7 @@ class Demo {
   Outcome runCommand();
   Outcome unplug();
   Outcome close();
+  Outcome moveLogAside();
 
   bool converse();  // the steps that need an open port, whatever comes of each
   bool take(std::string_view name, Outcome (Demo::*step)());
@@ -150,6 +152,13 @@ Outcome Demo::close() {
   return {!port_->isPortOpen(), "closed"};
 }
 
+Outcome Demo::moveLogAside() {
+  const auto moved = backUpLog(*bv::BVLog::defaultLog(), std::nullopt);
+  if (!moved) return {false, "the log stays where it is"};
+  log_ = *moved;
+  return {true, log_};
+}
+
 bool Demo::take(std::string_view name, Outcome (Demo::*step)()) {
   const auto start = std::chrono::steady_clock::now();
   const Outcome outcome = (this->*step)();
@@ -172,8 +181,9 @@ bool Demo::run() {
   const bool isKnown = take("who the machine is", &Demo::gatherProfile);
   const bool ok = take("find the port by its serial number", &Demo::find) &&
                   take("open the port, drain the greeting", &Demo::open) && converse();
+  const bool isMoved = take("move the log aside", &Demo::moveLogAside);
   showLog();
-  return session_.logIsComplete() && isKnown && ok;
+  return session_.logIsComplete() && isKnown && ok && isMoved;
 }
 
 bool Demo::converse() {

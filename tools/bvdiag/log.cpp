@@ -5,6 +5,7 @@
 #include <brisvane/all.h>
 
 #include "commands.h"
+#include "log_backup.h"
 
 namespace bvdiag {
 namespace {
@@ -20,7 +21,9 @@ struct LogOptions {
 // The usage line of the command, whose only positional takes a number that means any.
 class Help final : public CLI::Formatter {
  public:
-  std::string make_option_usage(const CLI::Option* /*option*/) const override { return "MESSAGE..."; }
+  std::string make_option_usage(const CLI::Option* option) const override {
+    return option->get_name() == "MESSAGE" ? "MESSAGE..." : CLI::Formatter::make_option_usage(option);
+  }
 };
 
 void write(const std::string& level, const std::string& message) {
@@ -55,12 +58,11 @@ void addLog(CLI::App& program, Chosen& chosen) {
   // Expecting more than there will ever be, instead of any number, takes a message in
   // brackets as it is: of an option of any number it would be a list in one argument.
   constexpr int kMostMessages = 1'000'000;
-  command->add_option("MESSAGE", options->messages, "One line each; after -- it may begin with a dash")
-      ->required()
+  command
+      ->add_option("MESSAGE", options->messages, "One line each; after -- it may begin with a dash, or be \"backup\"")
       ->expected(kMostMessages)
       ->allow_extra_args(false)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-      ->option_text("REQUIRED");
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   command->add_option("--file", options->file, "The log file; default: the system log alone")->type_name("FILE");
   command->add_option("--level", options->level, "debug, info, error or fault; a debug message reaches no file")
       ->capture_default_str()
@@ -68,8 +70,16 @@ void addLog(CLI::App& program, Chosen& chosen) {
       ->type_name("LEVEL");
   command->formatter(std::make_shared<Help>());
   command->footer(exitStatusText("written", "the log file cannot be written"));
-  command->callback(
-      [&chosen, options] { chosen.run = [options](Session& session) { return run(*options, session); }; });
+  addLogBackup(*command, chosen);
+  command->callback([&chosen, options, command] {
+    const bool backsUp = !command->get_subcommands().empty();
+    if (backsUp && !options->messages.empty()) {
+      throw CLI::ValidationError("MESSAGE", "a message \"backup\" stands after --, as one that begins with a dash");
+    }
+    if (backsUp) return;
+    if (options->messages.empty()) throw CLI::RequiredError("MESSAGE");
+    chosen.run = [options](Session& session) { return run(*options, session); };
+  });
 }
 
 }  // namespace bvdiag

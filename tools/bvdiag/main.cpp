@@ -53,8 +53,9 @@ int run(int count, char** arguments) {
   program.footer(
       "Exit status: 0 success; 1 a failed operation, told on standard error; 2 wrong usage.\n"
       "`bvdiag COMMAND --help` tells of one command.");
-  for (const auto add : {addDemo, addPorts, addSend, addMonitor, addFixture, addLog, addExec, addLaunch, addProfile,
-                         addNvram, addRegistry, addInterfaces, addMachine}) {
+  for (const auto add : {addDemo,    addPorts,  addSend,     addMonitor,    addFixture, addLog,    addExec, addLaunch,
+                         addProfile, addNvram,  addRegistry, addInterfaces, addMachine, addDigest, addHmac, addCrc32,
+                         addHex,     addBase64, addEncrypt,  addDecrypt,    addRandom,  addPlist}) {
     add(program, chosen);
   }
   try {

@@ -1,0 +1,50 @@
+// Bytes, the view that an operation takes a key by: a text or a byte buffer.
+// A Bytes is a value without state of its own: any number of threads may use one.
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "brisvane/types/data.h"
+#include "brisvane/types/export.h"
+#include "brisvane/types/text.h"
+
+namespace brisvane {
+
+// A view of bytes that may be absent: those of a buffer, or the UTF-8 bytes of a text.
+// Whatever makes an absent Text makes absent Bytes, and so does an empty optional buffer;
+// an empty text or buffer is present and has no bytes.
+//
+// Bytes do not own what they view: use them as an argument, never as a member.
+class Bytes {
+ public:
+  // NOLINTBEGIN(google-explicit-constructor): becoming Bytes unasked is what it is for.
+  constexpr Bytes() noexcept = default;
+  template <std::convertible_to<Text> T>
+  Bytes(const T& text) noexcept : Bytes(Text(text), Marker()) {}
+  // A Data, an array of std::uint8_t, a span of them.
+  template <std::convertible_to<ByteView> T>
+  Bytes(const T& buffer) noexcept : present_(true), view_(buffer) {}
+  Bytes(const std::optional<Data>& buffer) noexcept
+      : present_(buffer.has_value()), view_(buffer ? ByteView(*buffer) : ByteView()) {}
+  // NOLINTEND(google-explicit-constructor)
+
+  [[nodiscard]] constexpr bool present() const noexcept { return present_; }
+
+  // The bytes; none for absent ones.
+  [[nodiscard]] constexpr ByteView orEmpty() const noexcept { return view_; }
+
+ private:
+  struct Marker {};
+  Bytes(Text text, Marker /*delegated to*/) noexcept
+      : present_(text.present()),
+        view_(reinterpret_cast<const std::uint8_t*>(text.orEmpty().data()), text.orEmpty().size()) {}
+
+  bool present_ = false;
+  ByteView view_;
+};
+
+}  // namespace brisvane

@@ -1,0 +1,216 @@
+// Log files that are moved aside, and the moving of files below it.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <map>
+#include <sstream>
+#include <thread>
+
+#include "brisvane/host/files.h"
+#include "brisvane/logging/BVLog.h"
+#include "tests/support/simulated_test.h"
+
+namespace brisvane {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::contentOf;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using testing::SimulatedTest;
+using testing::TemporaryFolder;
+using ::testing::UnorderedElementsAre;
+using testing::writeFile;
+
+std::vector<std::string> namesIn(const std::string& folder) {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename());
+  return names;
+}
+
+// A folder on another file system than that for temporary files.
+class OtherFileSystem {
+ public:
+  OtherFileSystem() {
+    std::string pattern = "/dev/shm/brisvane-XXXXXX";
+    if (::mkdtemp(pattern.data()) != nullptr) path_ = pattern;
+  }
+  OtherFileSystem(const OtherFileSystem&) = delete;
+  OtherFileSystem& operator=(const OtherFileSystem&) = delete;
+  ~OtherFileSystem() {
+    std::error_code ignored;
+    if (!path_.empty()) fs::remove_all(path_, ignored);
+  }
+
+  [[nodiscard]] bool isAnother(const std::string& than) const {
+    struct stat here {};
+    struct stat there {};
+    return ::stat(path_.c_str(), &here) == 0 && ::stat(than.c_str(), &there) == 0 && here.st_dev != there.st_dev;
+  }
+  [[nodiscard]] std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+  [[nodiscard]] const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+class BackupTest : public SimulatedTest {
+ protected:
+  BackupTest() {
+    ::setenv("TZ", "XYZ-2", 1);
+    clock->stopAt(host::Clock::Wall(std::chrono::seconds(1709622423)));  // 9:07:03 there
+  }
+
+  const std::string path = folder / "run.log";
+  BVLog log{SystemLogHandle::waylineLog(), path, 0};
+};
+
+TEST_F(BackupTest, PutsTheMomentAheadOfTheExtensionOfTheNameAlone) {
+  const std::pair<const char*, const char*> names[] = {
+      {"run.log", "run_2024-03-05_9:7:3.log"}, {"a.tar.gz", "a.tar_2024-03-05_9:7:3.gz"},
+      {"runlog", "runlog_2024-03-05_9:7:3"},   {".log", "_2024-03-05_9:7:3.log"},
+      {"run.", "run_2024-03-05_9:7:3."},       {"dotted.d/run", "dotted.d/run_2024-03-05_9:7:3"},
+      {"a b.l g", "a b_2024-03-05_9:7:3.l g"}};
+  for (const auto& [name, backup] : names) {
+    writeFile(folder / name, name);
+    BVLog(SystemLogHandle::waylineLog(), folder / name, 0).backupLogFileTo(nullptr);
+    EXPECT_EQ(contentOf(folder / backup), name);
+    EXPECT_FALSE(fs::exists(folder / name)) << name;
+  }
+  EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(BackupTest, NextLineBeginsANewFileAndASecondBackupInTheSameSecondFails) {
+  log.info("one");
+  log.backupLogFileTo(nullptr);
+  log.info("two");
+  EXPECT_EQ(log.logFilePath(), path);
+  const std::string backup = folder / "run_2024-03-05_9:7:3.log";
+  EXPECT_EQ(contentOf(backup), "2024-03-05 9:7:3 one \n");
+  log.backupLogFileTo(nullptr);
+  EXPECT_EQ(contentOf(backup), "2024-03-05 9:7:3 one \n");
+  EXPECT_EQ(contentOf(path), "2024-03-05 9:7:3 two \n");
+  EXPECT_EQ(BVLog::aggregatedErrorDescription(), "Failed to backup log: " + path + " to " + backup + ": File exists\n");
+}
+
+TEST_F(BackupTest, GoesToAnExplicitDestinationAndReportsToTheDefaultLogger) {
+  log.info("one");
+  log.backupLogFileTo("");
+  EXPECT_EQ(BVLog::aggregatedErrorDescription(), "Failed to backup log: " + path + " to : No such file or directory\n");
+  EXPECT_TRUE(fs::exists(path));
+  log.backupLogFileTo(folder / "elsewhere");
+  EXPECT_EQ(contentOf(folder / "elsewhere"), "2024-03-05 9:7:3 one \n");
+  EXPECT_THAT(namesIn(folder.path()), ElementsAre("elsewhere"));
+
+  // No file yet, by a logger that is the default one: its report makes the file.
+  BVLog::configureDefault(SystemLogHandle::waylineLog(), path, 0);
+  BVLog::Default::backupLogFileTo(folder / "elsewhere");
+  EXPECT_EQ(contentOf(path), "2024-03-05 9:7:3 ERROR Failed to backup log: " + path + " to " + (folder / "elsewhere") +
+                                 ": No such file or directory \n");
+  BVLog::Default::backupLogFileTo(folder / "again");
+  EXPECT_FALSE(fs::exists(path));
+}
+
+TEST_F(BackupTest, WithoutALogPathDoesNothing) {
+  for (const Text none : {Text(), Text("")}) BVLog(SystemLogHandle::waylineLog(), none, 0).backupLogFileTo("x");
+  BVLog::Default::backupLogFileTo(nullptr);
+  EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST(MoveFile, NeverReplacesAndMovesRegularFilesAlone) {
+  const TemporaryFolder folder;
+  writeFile(folder / "from", "from");
+  writeFile(folder / "to", "to");
+  fs::create_directory(folder / "sub");
+  fs::create_symlink("nowhere", folder / "dangling");
+  ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+  const auto move = [&](const std::string& from, const std::string& to) {
+    return host::moveFile(folder / from, folder / to).number();
+  };
+  for (const char* const taken : {"to", "sub", "dangling", "from"}) EXPECT_EQ(move("from", taken), EEXIST) << taken;
+  EXPECT_EQ(move("from", "missing/to"), ENOENT);
+  EXPECT_EQ(move("missing", "new"), ENOENT);
+  EXPECT_EQ(move("sub", "new"), EISDIR);
+  EXPECT_EQ(move("pipe", "new"), EINVAL);
+  EXPECT_EQ(move("dangling", "new"), ENOENT);
+  EXPECT_EQ(host::moveFile("/dev/null", folder / "new").number(), EINVAL);
+  EXPECT_EQ(contentOf(folder / "from") + contentOf(folder / "to"), "fromto");
+  fs::create_symlink("from", folder / "link");
+  EXPECT_EQ(move("link", "moved link"), 0);
+  EXPECT_EQ(fs::read_symlink(folder / "moved link"), "from");
+}
+
+TEST(MoveFile, AcrossFileSystemsKeepsContentAndModeAndLeavesNothingHalfMade) {
+  const TemporaryFolder folder;
+  const OtherFileSystem other;
+  if (!other.isAnother(folder.path())) GTEST_SKIP() << "there is one file system alone";
+  std::string content;
+  for (int i = 0; i < 100'000; ++i) content += std::to_string(i);
+  writeFile(folder / "from", content);
+  fs::permissions(folder / "from", fs::perms(0640));
+  EXPECT_EQ(host::moveFile(folder / "from", other / "missing/to").number(), ENOENT);
+  writeFile(other / "taken", "taken");
+  EXPECT_EQ(host::moveFile(folder / "from", other / "taken").number(), EEXIST);
+  EXPECT_EQ(host::moveFile(folder / "missing", other / "to").number(), ENOENT);
+
+  // A program that has it open for writing could still write to it.
+  const int writer = ::open((folder / "from").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+  const int reader = ::open((folder / "from").c_str(), O_RDONLY | O_CLOEXEC);
+  EXPECT_EQ(host::moveFile(folder / "from", other / "to").number(), EBUSY);
+  ::close(writer);
+  EXPECT_EQ(contentOf(folder / "from"), content);
+  EXPECT_THAT(namesIn(folder.path()), ElementsAre("from"));
+  EXPECT_THAT(namesIn(other.path()), ElementsAre("taken"));
+
+  EXPECT_EQ(host::moveFile(folder / "from", other / "to").number(), 0);
+  ::close(reader);
+  EXPECT_TRUE(contentOf(other / "to") == content);
+  EXPECT_EQ(fs::status(other / "to").permissions(), fs::perms(0640));
+  EXPECT_THAT(namesIn(folder.path()), IsEmpty());
+  EXPECT_THAT(namesIn(other.path()), UnorderedElementsAre("taken", "to"));
+}
+
+TEST(MoveFile, AcrossFileSystemsLosesNoLineThatIsWrittenMeanwhile) {
+  constexpr int kThreads = 6;
+  constexpr int kLines = 2'000;
+  const TemporaryFolder folder;
+  const OtherFileSystem other;
+  if (!other.isAnother(folder.path())) GTEST_SKIP() << "there is one file system alone";
+  std::atomic<int> unwritten = 0;
+  std::atomic<int> moves = 0;
+  {
+    const std::jthread mover([&](const std::stop_token& end) {
+      while (!end.stop_requested()) {
+        if (!host::moveFile(folder / "log", other / std::to_string(moves))) ++moves;
+      }
+    });
+    std::vector<std::jthread> writers;
+    for (int thread = 0; thread < kThreads; ++thread) {
+      writers.emplace_back([&, thread] {
+        for (int line = 0; line < kLines; ++line) {
+          const std::string text = std::to_string(thread) + " " + std::to_string(line) + "\n";
+          if (host::appendToFile(folder / "log", text)) ++unwritten;
+        }
+      });
+    }
+  }
+  std::map<std::string, int> lines;
+  for (const std::string& root : {folder.path(), other.path()}) {
+    for (const std::string& name : namesIn(root)) {
+      EXPECT_FALSE(name.starts_with(".bv")) << name;
+      std::istringstream content(contentOf(root + "/" + name));
+      for (std::string line; std::getline(content, line);) ++lines[line];
+    }
+  }
+  EXPECT_EQ(unwritten, 0);
+  EXPECT_GT(moves, 2);
+  EXPECT_EQ(lines.size(), std::size_t{kThreads} * kLines);
+  for (const auto& [line, count] : lines) EXPECT_EQ(count, 1) << line;
+}
+
+}  // namespace
+}  // namespace brisvane

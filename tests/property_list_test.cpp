@@ -1,0 +1,142 @@
+#include "brisvane/host/property_list.h"
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <string>
+
+#include "brisvane/host/command.h"
+#include "brisvane/types/hex.h"
+#include "tests/support/temporary_folder.h"
+
+namespace brisvane::host {
+namespace {
+
+using namespace std::chrono_literals;
+
+std::string encoded(const Object& value) {
+  const auto bytes = binaryPropertyList(value);
+  return bytes ? lowerHexText(*bytes) : "nothing";
+}
+
+// A file of these objects, whose offsets each fit in a byte, and so do their numbers.
+std::string fileOf(const std::vector<std::string>& objects) {
+  const std::string header = lowerHexText(Data{'b', 'p', 'l', 'i', 's', 't', '0', '0'});
+  std::string file = header;
+  std::string offsets;
+  for (const std::string& object : objects) {
+    appendLowerHex(offsets, static_cast<std::uint8_t>(file.size() / 2));
+    file += object;
+  }
+  const auto number = [](std::size_t value) {
+    std::string text = "00000000000000";
+    appendLowerHex(text, static_cast<std::uint8_t>(value));
+    return text;
+  };
+  return file + offsets + "0000000000000101" + number(objects.size()) + number(objects.size() - 1) +
+         number(file.size() / 2);
+}
+
+TEST(BinaryPropertyList, WritesEachKindInItsSmallestForm) {
+  const std::pair<Object, const char*> values[] = {{false, "08"},
+                                                   {true, "09"},
+                                                   {0, "1000"},
+                                                   {255, "10ff"},
+                                                   {256, "110100"},
+                                                   {65'536, "1200010000"},
+                                                   {0xFFFFFFFF, "12ffffffff"},
+                                                   {0x100000000, "130000000100000000"},
+                                                   {std::numeric_limits<std::int64_t>::max(), "137fffffffffffffff"},
+                                                   {-1, "13ffffffffffffffff"},
+                                                   {std::numeric_limits<std::int64_t>::min(), "138000000000000000"},
+                                                   {0x8000000000000000, "1400000000000000008000000000000000"},
+                                                   {1.5, "233ff8000000000000"},
+                                                   {Date(978'307'201s), "333ff0000000000000"},
+                                                   {Date(0s), "33c1cd27e440000000"},
+                                                   {Data{1, 2}, "420102"},
+                                                   {"", "50"},
+                                                   {"a\x7F", "52617f"},
+                                                   {"é", "6100e9"},
+                                                   {"a😀", "630061d83dde00"},
+                                                   {Array(), "a0"},
+                                                   {Dictionary(), "d0"},
+                                                   {std::string(14, 'a'), "5e6161616161616161616161616161"},
+                                                   {std::string(15, 'a'), "5f100f616161616161616161616161616161"}};
+  for (const auto& [value, bytes] : values) EXPECT_EQ(encoded(value), fileOf({bytes}));
+}
+
+TEST(BinaryPropertyList, WritesEqualValuesOfOneKindOnce) {
+  EXPECT_EQ(encoded(Array{true, 1, 1.0, 1, true, "1", Data{'1'}, "1", 1.0}),
+            fileOf({"09", "1001", "233ff0000000000000", "5131", "4131", "a9000102010003040302"}));
+  // Containers too; keys are texts as any other; entries stand in the order of their keys.
+  EXPECT_EQ(encoded(Dictionary{{"b", Array{"a"}}, {"a", Array{"a"}}}), fileOf({"5161", "a100", "5162", "d200020101"}));
+  EXPECT_EQ(encoded(Array{Array(), Dictionary(), Array()}), fileOf({"a0", "d0", "a3000100"}));
+  // No two of these are the same number of the same kind.
+  EXPECT_EQ(encoded(Array{-1, 0xFFFFFFFFFFFFFFFF, 0.0, -0.0}),
+            fileOf({"13ffffffffffffffff", "140000000000000000ffffffffffffffff", "230000000000000000",
+                    "238000000000000000", "a400010203"}));
+}
+
+TEST(BinaryPropertyList, RefusesWhatItCannotHold) {
+  EXPECT_EQ(binaryPropertyList(Object()), std::nullopt);
+  EXPECT_EQ(binaryPropertyList(Dictionary{{"a", Array{1, Object()}}}), std::nullopt);
+  EXPECT_EQ(binaryPropertyList("\xFF"), std::nullopt);
+  EXPECT_EQ(binaryPropertyList(Array{Dictionary{{"\xC3", 1}}}), std::nullopt);
+  Object deep = 1;
+  for (std::size_t depth = 0; depth < kPropertyListDepthLimit; ++depth) deep = Array{deep};
+  EXPECT_TRUE(binaryPropertyList(deep));
+  EXPECT_EQ(binaryPropertyList(Dictionary{{"", deep}}), std::nullopt);
+  // Found within its depth first, and then beyond it.
+  EXPECT_EQ(binaryPropertyList(Array{deep.ifArray()->front(), Array{deep}}), std::nullopt);
+  for (int level = 0; level < 100'000; ++level) deep = Array{deep};
+  EXPECT_EQ(binaryPropertyList(deep), std::nullopt);
+}
+
+TEST(BinaryPropertyList, LooksIntoASharedContainerOnce) {
+  Object value = "leaf";
+  for (int level = 0; level < 200; ++level) value = Array{value, value};  // 2^200 leaves, as a tree
+  EXPECT_EQ(binaryPropertyList(value)->size(), 8U + 5U + 200U * 3U + 201U * 2U + 32U);
+}
+
+// What Python's own reader of property lists makes of a file, told by an expression over `v`.
+std::string readByPython(const Object& value, const std::string& expression) {
+  const testing::TemporaryFolder folder;
+  const Data bytes = binaryPropertyList(value).value_or(Data());
+  testing::writeFile(folder / "plist", std::string(bytes.begin(), bytes.end()));
+  const std::string program = "import plistlib, math, datetime\nv = plistlib.load(open('" + (folder / "plist") +
+                              "', 'rb'))\nprint(" + expression + ")";
+  std::string error;
+  const Data output = runCommand(findProgram("python3").value(), {"-c", program}, "", error).value_or(Data());
+  return std::string(output.begin(), output.end()) + error;
+}
+
+TEST(BinaryPropertyList, IsReadByAReaderThatIsNotOurs) {
+  if (!findProgram("python3")) GTEST_SKIP() << "no python3";
+  Array numbers;
+  for (int i = 0; i < 70'000; ++i) numbers.emplace_back(i);
+  const Dictionary value{{"truth", Array{true, false, 1, 1.0}},
+                         {"whole", Array{-1, std::numeric_limits<std::int64_t>::min(), 0xFFFFFFFFFFFFFFFF, 65'535}},
+                         {"real", Array{0.1, -0.0, INFINITY}},
+                         {"text", Array{"plain", "Zoë 😀 \x01", "", std::string(70'000, 'x')}},
+                         {"data", Array{Data(), Data(300, 0xAB)}},
+                         {"date", Date(1'709'622'423s + 250ms)},
+                         {"nested", Dictionary{{"é", Array{Array(), Dictionary()}}}},
+                         {"numbers", numbers}};  // for which one byte, and two, are too few
+  EXPECT_EQ(readByPython(value, "sorted(v)"),
+            "['data', 'date', 'nested', 'numbers', 'real', 'text', 'truth', 'whole']\n");
+  EXPECT_EQ(readByPython(value, "v['truth'], [type(x).__name__ for x in v['truth']], v['whole']"),
+            "[True, False, 1, 1.0] ['bool', 'bool', 'int', 'float'] "
+            "[-1, -9223372036854775808, 18446744073709551615, 65535]\n");
+  EXPECT_EQ(readByPython(value, "v['real'], v['date'] == datetime.datetime(2024, 3, 5, 7, 7, 3, 250000)"),
+            "[0.1, -0.0, inf] True\n");
+  EXPECT_EQ(readByPython(value,
+                         "v['text'] == ['plain', 'Zo\\xeb \\U0001f600 \\x01', '', 70000 * 'x'], "
+                         "v['data'] == [b'', 300 * b'\\xab'], v['nested'] == {'\\xe9': [[], {}]}, "
+                         "v['numbers'] == list(range(70000))"),
+            "True True True True\n");
+}
+
+}  // namespace
+}  // namespace brisvane::host

@@ -1,0 +1,102 @@
+#include "byte_streams.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <exception>
+#include <string_view>
+
+#include <brisvane/host/error.h>
+#include <brisvane/host/files.h>
+#include <brisvane/support/security.h>
+
+#include "interrupt.h"
+
+namespace bvdiag {
+namespace {
+
+namespace bv = brisvane;
+
+// Closes what it has opened itself.
+class Source {
+ public:
+  explicit Source(const std::string& file)
+      : isOwn_(file != kStandardInput),
+        descriptor_(isOwn_ ? ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY) : STDIN_FILENO) {}
+  Source(const Source&) = delete;
+  Source& operator=(const Source&) = delete;
+  ~Source() {
+    if (isOwn_ && descriptor_ >= 0) ::close(descriptor_);
+  }
+
+  // Gives an errno, or 0.
+  [[nodiscard]] int readAll(bv::Data& bytes) const {
+    if (descriptor_ < 0) return errno;
+    bytes.resize(firstGuess());
+    std::size_t size = 0;
+    for (;;) {
+      if (size == bytes.size()) bytes.resize(2 * size);
+      const ssize_t count = ::read(descriptor_, bytes.data() + size, bytes.size() - size);
+      if (count < 0 && (errno != EINTR || interrupted())) return errno;
+      if (count == 0) break;
+      if (count > 0) size += static_cast<std::size_t>(count);
+    }
+    bytes.resize(size);
+    return 0;
+  }
+
+ private:
+  // One byte more than a file has: what reads nothing there is its end.
+  [[nodiscard]] std::size_t firstGuess() const {
+    constexpr std::size_t kLeast = 65'536;
+    struct stat status {};
+    const bool isFile = ::fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
+    return std::max(kLeast, isFile ? static_cast<std::size_t>(status.st_size) + 1 : 0);
+  }
+
+  bool isOwn_;
+  int descriptor_;
+};
+
+}  // namespace
+
+std::optional<bv::Data> readBytes(const std::string& file, const Output& output) {
+  const std::string name = file == kStandardInput ? "standard input" : file;
+  bv::Data bytes;
+  int failed = 0;
+  try {
+    failed = Source(file).readAll(bytes);
+  } catch (const std::exception&) {
+    failed = ENOMEM;
+  }
+  if (failed == 0) return bytes;
+  output.complain(failed == EINTR ? name + ": interrupted"
+                                  : bv::host::errorText(name, failed) + "; check that it is there and yours to read");
+  return std::nullopt;
+}
+
+bool writeBytes(bv::ByteView bytes, const std::string& file, Output& output) {
+  const std::string_view characters(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  if (!file.empty()) {
+    const bv::host::Error failed = bv::host::createFile(file, characters);
+    if (failed) {
+      output.complain(
+          bv::host::errorText(file, failed.number()) +
+          (failed.number() == EEXIST ? "; name a new file" : "; check that its folder exists and is yours to write"));
+    } else if (output.json()) {
+      output.printJson(bv::Dictionary{{"file", file}, {"size", bytes.size()}});
+    }
+    return !failed;
+  }
+  if (output.json()) {
+    output.printJson(bv::Dictionary{{"data", bv::SecurityAdditions::bin2hex(bytes)}, {"size", bytes.size()}});
+  } else {
+    output.print(::isatty(STDOUT_FILENO) == 1 ? std::string_view(hexDump(bytes)) : characters);
+  }
+  return !output.isBroken();
+}
+
+}  // namespace bvdiag

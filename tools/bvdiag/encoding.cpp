@@ -1,0 +1,93 @@
+// `bvdiag hex` and `bvdiag base64`: bytes as text, and back.
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include <brisvane/all.h>
+
+#include "byte_streams.h"
+#include "commands.h"
+
+namespace bvdiag {
+namespace {
+
+namespace bv = brisvane;
+
+struct EncodingOptions {
+  std::string file = kStandardInput;
+  std::string newFile;
+  bool decode = false;
+  bool percent = false;
+};
+
+struct Encoding {
+  const char* name;
+  std::string (*encode)(bv::ByteView bytes, const EncodingOptions& options);
+  std::optional<bv::Data> (*decode)(std::string_view text);
+  const char* rule;  // of what can be decoded
+};
+
+constexpr Encoding kHex = {"hex",
+                           [](bv::ByteView bytes, const EncodingOptions& options) {
+                             return options.percent ? bv::SecurityAdditions::bin2percentHex(bytes)
+                                                    : bv::SecurityAdditions::bin2hex(bytes);
+                           },
+                           [](std::string_view text) { return bv::parseHex(text); },
+                           "pairs of hexadecimal digits, with blanks and line ends between them"};
+
+constexpr Encoding kBase64 = {
+    "base64", [](bv::ByteView bytes, const EncodingOptions& /*options*/) { return bv::base64Text(bytes); },
+    [](std::string_view text) { return bv::SecurityAdditions::base64DataFromString(text, false); },
+    "the characters A to Z, a to z, 0 to 9, + and /, in fours, the last of them raised by ="};
+
+int run(const Encoding& encoding, const EncodingOptions& options, Session& session) {
+  Output& output = session.output();
+  const auto bytes = readBytes(options.file, output);
+  if (!bytes) return kFailure;
+  if (options.decode) {
+    const auto decoded = encoding.decode({reinterpret_cast<const char*>(bytes->data()), bytes->size()});
+    if (!decoded) {
+      output.complain(options.file + ": is not " + encoding.name + ", which is " + encoding.rule);
+      return kFailure;
+    }
+    return writeBytes(*decoded, options.newFile, output) ? kSuccess : kFailure;
+  }
+  const std::string text = encoding.encode(*bytes, options);
+  if (!options.newFile.empty()) {
+    const bv::ByteView characters(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
+    return writeBytes(characters, options.newFile, output) ? kSuccess : kFailure;
+  }
+  if (output.json()) {
+    output.printJson(bv::Dictionary{{"file", options.file}, {encoding.name, text}});
+  } else {
+    output.print(text + "\n");
+  }
+  return kSuccess;
+}
+
+CLI::App* addCommand(CLI::App& program, Chosen& chosen, const Encoding& encoding, const std::string& help,
+                     const std::shared_ptr<EncodingOptions>& options) {
+  CLI::App* const command = program.add_subcommand(encoding.name, help);
+  command->add_option("FILE", options->file, "The file; - or none for standard input");
+  command->add_flag("--decode", options->decode, "Gives the bytes that a text spells");
+  command->add_option("--output", options->newFile, "A new file, instead of standard output")->type_name("FILE");
+  command->footer(exitStatusText("written", "the input cannot be read or is no such text, or nothing can be written"));
+  command->callback([&chosen, &encoding, options] {
+    chosen.run = [&encoding, options](Session& session) { return run(encoding, *options, session); };
+  });
+  return command;
+}
+
+}  // namespace
+
+void addHex(CLI::App& program, Chosen& chosen) {
+  const auto options = std::make_shared<EncodingOptions>();
+  CLI::App* const command = addCommand(program, chosen, kHex, "Shows bytes as hexadecimal digits, or back", options);
+  command->add_flag("--percent", options->percent, "Three characters a byte: %00%AB%FF")->excludes("--decode");
+}
+
+void addBase64(CLI::App& program, Chosen& chosen) {
+  addCommand(program, chosen, kBase64, "Shows bytes in base64, or back", std::make_shared<EncodingOptions>());
+}
+
+}  // namespace bvdiag

@@ -1,0 +1,47 @@
+#include "key_options.h"
+
+#include <cstdlib>
+#include <string_view>
+
+#include <brisvane/types/hex.h>
+
+#include "byte_streams.h"
+
+namespace bvdiag {
+namespace {
+
+namespace bv = brisvane;
+
+std::optional<bv::Data> readSpelling(const KeyOptions& options, const Output& output) {
+  if (!options.file.empty()) return readBytes(options.file, output);
+  // Nothing here changes the environment. NOLINTNEXTLINE(concurrency-mt-unsafe)
+  const char* const value = std::getenv(options.variable.c_str());
+  if (value == nullptr) {
+    output.complain("key: the environment has no " + options.variable + "; set and export it");
+    return std::nullopt;
+  }
+  const std::string_view text = value;
+  return bv::Data(text.begin(), text.end());
+}
+
+}  // namespace
+
+void addKeyOptions(CLI::App& command, KeyOptions& options) {
+  CLI::Option_group* const source = command.add_option_group("Key", "One of");
+  source->add_option("--key-file", options.file, "The file whose bytes, a final line end included, are the key")
+      ->type_name("FILE");
+  source->add_option("--key-env", options.variable, "The environment variable whose value is the key")
+      ->type_name("NAME");
+  source->require_option(1);
+  command.add_flag("--hex-key", options.isHex, "The key is spelled in hexadecimal there; blanks do not count");
+}
+
+std::optional<bv::Data> readKey(const KeyOptions& options, const Output& output) {
+  auto key = readSpelling(options, output);
+  if (!key || !options.isHex) return key;
+  auto bytes = bv::parseHex({reinterpret_cast<const char*>(key->data()), key->size()});
+  if (!bytes) output.complain("key: is not hexadecimal; spell each byte in two digits");
+  return bytes;
+}
+
+}  // namespace bvdiag

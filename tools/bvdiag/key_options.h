@@ -1,0 +1,26 @@
+// The key of a command that needs one: from a file or from the environment. The command line
+// of a program can be read by everybody, so no key is taken from there.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include <brisvane/types/data.h>
+#include <CLI/CLI.hpp>
+
+#include "output.h"
+
+namespace bvdiag {
+
+struct KeyOptions {
+  std::string file;
+  std::string variable;
+  bool isHex = false;
+};
+
+void addKeyOptions(CLI::App& command, KeyOptions& options);
+
+// The bytes of the key. nullopt when it cannot be had, which `output` has then been told.
+[[nodiscard]] std::optional<brisvane::Data> readKey(const KeyOptions& options, const Output& output);
+
+}  // namespace bvdiag

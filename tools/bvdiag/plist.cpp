@@ -1,0 +1,59 @@
+// `bvdiag plist`: a JSON object as a binary property list.
+#include <memory>
+#include <string>
+
+#include <brisvane/all.h>
+#include <brisvane/host/json.h>
+
+#include "byte_streams.h"
+#include "commands.h"
+
+namespace bvdiag {
+namespace {
+
+namespace bv = brisvane;
+
+struct PlistOptions {
+  std::string file;
+  std::string propertyList;
+};
+
+int run(const PlistOptions& options, Session& session) {
+  Output& output = session.output();
+  const auto bytes = readBytes(options.file, output);
+  if (!bytes) return kFailure;
+  std::string error;
+  const auto value = bv::host::parseJson({reinterpret_cast<const char*>(bytes->data()), bytes->size()}, &error);
+  if (!value) {
+    output.complain(options.file + ": is not JSON: " + error);
+    return kFailure;
+  }
+  const bv::Dictionary* const dictionary = value->ifDictionary();
+  if (dictionary == nullptr) {
+    output.complain(options.file + ": is no JSON object; a property list is a dictionary");
+    return kFailure;
+  }
+  bv::BVLog::initAggregatedError("");
+  if (!bv::writeToPlist(*dictionary, options.propertyList)) {
+    const std::string reason = bv::BVLog::aggregatedErrorDescription();
+    output.complain(reason.substr(0, reason.find('\n')) +
+                    "; check that the folder exists and is yours to write, and that no value is null");
+    return kFailure;
+  }
+  if (output.json()) output.printJson(bv::Dictionary{{"file", options.propertyList}});
+  return kSuccess;
+}
+
+}  // namespace
+
+void addPlist(CLI::App& program, Chosen& chosen) {
+  CLI::App* const command = program.add_subcommand("plist", "Writes a JSON object to a file as a binary property list");
+  const auto options = std::make_shared<PlistOptions>();
+  command->add_option("FILE", options->file, "The JSON text; - for standard input")->required();
+  command->add_option("PLIST", options->propertyList, "The file to write; one that exists is overwritten")->required();
+  command->footer(exitStatusText("written", "it is no JSON object, holds a null, or cannot be written"));
+  command->callback(
+      [&chosen, options] { chosen.run = [options](Session& session) { return run(*options, session); }; });
+}
+
+}  // namespace bvdiag

@@ -1,0 +1,51 @@
+// `bvdiag random`: bytes that nobody can guess, as for a key.
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include <brisvane/all.h>
+
+#include "byte_streams.h"
+#include "commands.h"
+
+namespace bvdiag {
+namespace {
+
+namespace bv = brisvane;
+
+struct RandomOptions {
+  std::int64_t count = 0;
+  std::string newFile;
+  bool hex = false;
+};
+
+int run(const RandomOptions& options, Session& session) {
+  Output& output = session.output();
+  const auto bytes = bv::SecurityAdditions::randomDataOfLength(options.count);
+  if (!bytes) {
+    output.complain(std::to_string(options.count) + " random bytes cannot be had; ask for fewer");
+    return kFailure;
+  }
+  if (options.hex && !output.json()) {
+    output.print(bv::SecurityAdditions::bin2hex(*bytes) + "\n");
+    return kSuccess;
+  }
+  return writeBytes(*bytes, options.newFile, output) ? kSuccess : kFailure;
+}
+
+}  // namespace
+
+void addRandom(CLI::App& program, Chosen& chosen) {
+  CLI::App* const command = program.add_subcommand("random", "Gives random bytes, good enough for keys");
+  const auto options = std::make_shared<RandomOptions>();
+  command->add_option("COUNT", options->count, "How many")->required()->check(CLI::NonNegativeNumber.description(""));
+  CLI::Option* const newFile =
+      command->add_option("--output", options->newFile, "A new file, instead of standard output");
+  newFile->type_name("FILE");
+  command->add_flag("--hex", options->hex, "As hexadecimal digits")->excludes(newFile);
+  command->footer(exitStatusText("written", "there are no so many, or they cannot be written"));
+  command->callback(
+      [&chosen, options] { chosen.run = [options](Session& session) { return run(*options, session); }; });
+}
+
+}  // namespace bvdiag
