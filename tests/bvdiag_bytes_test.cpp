@@ -1,0 +1,112 @@
+// The commands on files and bytes, as far as another program's are not their measure
+// (check_peers): what they refuse, where bytes go, and log files that are moved aside.
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <string>
+
+#include "tests/support/bvdiag_program.h"
+#include "tests/support/temporary_folder.h"
+
+namespace brisvane {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::AllOf;
+using testing::contentOf;
+using testing::errorsOf;
+using ::testing::HasSubstr;
+using testing::outputOf;
+using testing::Program;
+using ::testing::StartsWith;
+using testing::TemporaryFolder;
+using testing::writeFile;
+
+class BvdiagBytes : public ::testing::Test {
+ protected:
+  BvdiagBytes() { writeFile(file, "what do ya want for nothing?"); }
+
+  const TemporaryFolder folder;
+  const std::string file = folder / "file";
+  const std::string output = folder / "output";
+};
+
+TEST_F(BvdiagBytes, ChecksumsGoOnAfterAFileThatCannotBeRead) {
+  Program program({"--json", "digest", folder / "missing", file, folder.path()});
+  EXPECT_EQ(program.status(), 1);
+  EXPECT_EQ(program.output, "{\"file\":\"" + file + "\",\"sha1\":\"8f820394f95335182045da24f34de52bf8bc3432\"}\n");
+  EXPECT_THAT(program.errors,
+              AllOf(HasSubstr("missing: No such file or directory; "), HasSubstr(": Is a directory; ")));
+}
+
+TEST_F(BvdiagBytes, KeysComeFromAFileOrTheEnvironmentAlone) {
+  const std::string code = "effcdf6ae5eb2fa2d27416d5f184df9c259a7c79  " + file + "\n";
+  Program fromEnvironment({"hmac", "--key-env", "BENCH_KEY", file}, {false, {"BENCH_KEY=Jefe"}});
+  EXPECT_EQ(fromEnvironment.status(), 0);
+  EXPECT_EQ(fromEnvironment.output, code);
+  writeFile(folder / "key", "4a 65 66 65\n");
+  EXPECT_EQ(outputOf({"hmac", "--key-file", folder / "key", "--hex-key", file}), code);
+  EXPECT_THAT(errorsOf({"hmac", "--key-env", "BENCH_KEY", file}, 1), HasSubstr("the environment has no BENCH_KEY"));
+  EXPECT_THAT(errorsOf({"hmac", "--key-file", file, "--hex-key", file}, 1), HasSubstr("is not hexadecimal"));
+  EXPECT_THAT(errorsOf({"hmac", file}, 2), HasSubstr("--key-file,--key-env"));
+  EXPECT_THAT(errorsOf({"hmac", "--key-file", file, "--key-env", "HOME", file}, 2), HasSubstr("--key-file,--key-env"));
+}
+
+TEST_F(BvdiagBytes, CiphersTellTheCauseAndItsNumberAndReplaceNoFile) {
+  const std::vector<std::string> decrypt = {"decrypt", "--key-file", file, file, "--output", output};
+  EXPECT_THAT(errorsOf(decrypt, 1), AllOf(HasSubstr(file + ": it is not a whole number of blocks"), HasSubstr("(-4)")));
+  EXPECT_FALSE(fs::exists(output));
+  writeFile(folder / "empty", "");
+  EXPECT_THAT(errorsOf({"encrypt", "--algorithm", "rc4", "--key-file", folder / "empty", file}, 1), HasSubstr("(-2)"));
+  EXPECT_THAT(errorsOf({"encrypt", "--vector", "0", "--key-file", file, file}, 1), HasSubstr("--vector: is not hexa"));
+  EXPECT_THAT(errorsOf({"encrypt", "--algorithm", "rot13", "--key-file", file, file}, 2), HasSubstr("rot13"));
+  outputOf({"encrypt", "--key-file", file, file, "--output", output});
+  const std::string encrypted = contentOf(output);
+  EXPECT_THAT(errorsOf({"random", "5", "--output", output}, 1), HasSubstr("File exists; name a new file"));
+  EXPECT_EQ(contentOf(output), encrypted);
+  EXPECT_EQ(outputOf({"decrypt", "--key-file", file, output}), contentOf(file));
+}
+
+TEST_F(BvdiagBytes, RawBytesReachNoTerminal) {
+  writeFile(folder / "hex", "1b5b324a");
+  Program onTerminal({"hex", "--decode", folder / "hex"}, {true, {}});
+  EXPECT_EQ(onTerminal.status(), 0);
+  EXPECT_THAT(onTerminal.output, StartsWith("00000000  1B 5B 32 4A"));
+  EXPECT_EQ(outputOf({"hex", "--decode", folder / "hex"}), "\x1b[2J");
+  EXPECT_EQ(outputOf({"hex", "--percent", folder / "hex"}), "%31%62%35%62%33%32%34%61\n");
+  EXPECT_THAT(errorsOf({"hex", "--decode", file}, 1), HasSubstr("is not hex, which is pairs"));
+  EXPECT_THAT(errorsOf({"base64", "--decode", file}, 1), HasSubstr("is not base64, which is"));
+}
+
+TEST_F(BvdiagBytes, PropertyListsAreMadeOfJsonObjectsWithoutNulls) {
+  writeFile(file, R"({"a": [1, true, "x"]})");
+  EXPECT_EQ(outputOf({"plist", file, output}), "");
+  EXPECT_THAT(contentOf(output), StartsWith("bplist00"));
+  for (const char* const wrong : {"[1]", "{", R"({"a": null})"}) {
+    writeFile(file, wrong);
+    const std::string before = contentOf(output);
+    EXPECT_THAT(errorsOf({"plist", file, output}, 1), StartsWith("bvdiag: ")) << wrong;
+    EXPECT_EQ(contentOf(output), before);
+  }
+}
+
+TEST_F(BvdiagBytes, LogsAreMovedAsideUnderADatedNameOrAGivenOne) {
+  const std::string log = folder / "run.log";
+  writeFile(log, "a line\n");
+  const std::string moved = outputOf({"log", "backup", log});
+  EXPECT_THAT(moved, AllOf(StartsWith(folder / "run_2"), HasSubstr(".log\n")));
+  EXPECT_EQ(contentOf(moved.substr(0, moved.size() - 1)), "a line\n");
+  EXPECT_THAT(errorsOf({"log", "backup", log}, 1), HasSubstr("No such file or directory; nothing has been moved"));
+  writeFile(log, "another\n");
+  EXPECT_THAT(errorsOf({"log", "backup", log, "--to", file}, 1), HasSubstr("File exists; nothing has been moved"));
+  EXPECT_EQ(outputOf({"--json", "log", "backup", log, "--to", output}),
+            "{\"backup\":\"" + output + "\",\"file\":\"" + log + "\"}\n");
+  EXPECT_EQ(contentOf(output), "another\n");
+  // As a message, it stands after the dashes.
+  outputOf({"log", "--file", log, "--", "backup"});
+  EXPECT_THAT(contentOf(log), HasSubstr(" backup \n"));
+  EXPECT_THAT(errorsOf({"log", "--file", log}, 2), HasSubstr("MESSAGE"));
+}
+
+}  // namespace
+}  // namespace brisvane

@@ -1,0 +1,163 @@
+// bvdiag as its users meet it: the real program in a process of its own, on pipes or on a terminal.
+#pragma once
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace brisvane::testing {
+
+// Far more than anything here takes: who runs into it hangs.
+inline constexpr std::chrono::seconds kHangs{20};
+
+struct Setting {
+  bool terminal = false;                 // one terminal as both streams, all read as output
+  std::vector<std::string> environment;  // beside what every program here gets
+};
+
+class Program {
+ public:
+  explicit Program(std::vector<std::string> arguments, const Setting& setting = {}) {
+    setting.terminal ? openTerminal() : openPipes();
+    arguments.insert(arguments.begin(), BVDIAG_PATH);
+    std::vector<std::string> environment = setting.environment;
+    environment.insert(environment.end(), {"LC_ALL=C", "HOME=/nonexistent"});
+    posix_spawn_file_actions_t files;
+    posix_spawn_file_actions_init(&files);
+    posix_spawn_file_actions_adddup2(&files, childEnds_[0], STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&files, childEnds_[1], STDERR_FILENO);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t signals;
+    sigfillset(&signals);  // a test run in the background would ignore SIGINT
+    posix_spawnattr_setsigdefault(&attributes, &signals);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+    EXPECT_EQ(posix_spawn(&child_, BVDIAG_PATH, &files, &attributes, pointers(arguments).data(),
+                          pointers(environment).data()),
+              0);
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&files);
+    for (const int end : childEnds_) ::close(end);
+  }
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+  ~Program() {
+    if (child_ > 0) {
+      ::kill(child_, SIGKILL);
+      ::waitpid(child_, nullptr, 0);
+    }
+    for (const int end : ends_) ::close(end);
+  }
+
+  // Whether the program prints the text before it ends or hangs.
+  bool prints(const std::string& text) {
+    return read([&] { return output.find(text) != std::string::npos; });
+  }
+
+  void signal(int number) const { ::kill(child_, number); }
+
+  void stopReading() {
+    ::close(ends_[0]);
+    ends_[0] = -1;
+  }
+
+  // The exit status once it has ended; -1 for any other end.
+  int status() {
+    read([] { return false; });
+    int status = 0;
+    const auto deadline = std::chrono::steady_clock::now() + kHangs;
+    while (::waitpid(child_, &status, WNOHANG) == 0) {
+      if (std::chrono::steady_clock::now() > deadline) return -1;
+      ::usleep(1000);
+    }
+    child_ = 0;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+  std::string output;
+  std::string errors;
+
+ private:
+  static std::vector<char*> pointers(std::vector<std::string>& texts) {
+    std::vector<char*> result;
+    result.reserve(texts.size() + 1);
+    for (std::string& text : texts) result.push_back(text.data());
+    result.push_back(nullptr);
+    return result;
+  }
+
+  void openPipes() {
+    for (std::size_t i = 0; i < 2; ++i) {
+      std::array<int, 2> pipe{};
+      EXPECT_EQ(::pipe2(pipe.data(), O_CLOEXEC), 0);
+      ends_[i] = pipe[0];
+      childEnds_[i] = pipe[1];
+    }
+  }
+
+  void openTerminal() {
+    ends_[0] = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    EXPECT_EQ(::unlockpt(ends_[0]), 0);
+    std::array<char, 64> name{};
+    EXPECT_EQ(::ptsname_r(ends_[0], name.data(), name.size()), 0);
+    childEnds_[0] = ::open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    childEnds_[1] = ::dup(childEnds_[0]);
+  }
+
+  template <typename Condition>
+  bool read(Condition isEnough) {
+    const auto deadline = std::chrono::steady_clock::now() + kHangs;
+    std::array<std::string*, 2> texts{&output, &errors};
+    std::array<pollfd, 2> open{{{ends_[0], POLLIN, 0}, {ends_[1], POLLIN, 0}}};
+    while (!isEnough() && std::chrono::steady_clock::now() < deadline && (open[0].fd >= 0 || open[1].fd >= 0)) {
+      ::poll(open.data(), open.size(), 100);
+      for (std::size_t i = 0; i < open.size(); ++i) {
+        if (open[i].fd < 0 || open[i].revents == 0) continue;
+        std::array<char, 4096> chunk;
+        const ssize_t count = ::read(open[i].fd, chunk.data(), chunk.size());
+        if (count > 0) texts[i]->append(chunk.data(), static_cast<std::size_t>(count));
+        if (count <= 0) open[i].fd = -1;
+      }
+    }
+    return isEnough();
+  }
+
+  pid_t child_ = 0;
+  std::array<int, 2> ends_{-1, -1};
+  std::array<int, 2> childEnds_{-1, -1};
+};
+
+// Runs the program to its end and checks how it ends.
+inline Program& finished(Program&& program, int status) {
+  EXPECT_EQ(program.status(), status) << program.output << program.errors;
+  return program;
+}
+
+inline std::string outputOf(std::vector<std::string> arguments, int status = 0) {
+  return finished(Program(std::move(arguments)), status).output;
+}
+
+inline std::string errorsOf(std::vector<std::string> arguments, int status) {
+  return finished(Program(std::move(arguments)), status).errors;
+}
+
+inline std::size_t countOf(const std::string& text, const std::string& part) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
+inline std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
+
+}  // namespace brisvane::testing
