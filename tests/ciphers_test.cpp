@@ -201,8 +201,8 @@ Data rc4Stream(const Data& key, std::size_t count) {
 
 TEST(Ciphers, Rc4TakesKeysOfEveryLength) {
   const Data zeros(40);
-  for (const std::size_t length : {1, 2, 16, 64, 65, 255, 256, 257, 512}) {
-    const Data key = SecurityAdditions::randomDataOfLength(static_cast<std::int64_t>(length)).value();
+  for (const int length : {1, 2, 16, 64, 65, 255, 256, 257, 512}) {
+    const Data key = SecurityAdditions::randomDataOfLength(length).value();
     EXPECT_EQ(dataEncryptedUsingAlgorithm(zeros, CipherAlgorithm::kRc4, key, nullptr, kCbc), rc4Stream(key, 40))
         << length;
   }

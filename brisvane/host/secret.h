@@ -22,7 +22,9 @@ class Secret {
   Secret(const Secret&) = delete;
   Secret& operator=(const Secret&) = delete;
   // Not left out by a compiler that sees the bytes used no more.
-  ~Secret() { ::explicit_bzero(bytes_.data(), bytes_.size()); }
+  ~Secret() {
+    if (!bytes_.empty()) ::explicit_bzero(bytes_.data(), bytes_.size());
+  }
 
   [[nodiscard]] ByteView view() const noexcept { return bytes_; }
 
