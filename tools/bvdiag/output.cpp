@@ -142,7 +142,7 @@ Output::Output(bool json, std::string_view color)
     : json_(json), colorsOutput_(wantsColor(color, STDOUT_FILENO)), colorsError_(wantsColor(color, STDERR_FILENO)) {}
 
 void Output::print(std::string_view text) {
-  if (broken_) return;
+  if (broken_ || text.empty()) return;
   const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
   if (written && std::fflush(stdout) == 0) return;
   const int reason = errno;
