@@ -1,6 +1,8 @@
 // Log files that are moved aside, and the moving of files below it.
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,16 +23,11 @@ namespace fs = std::filesystem;
 using testing::contentOf;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing::namesIn;
 using testing::SimulatedTest;
 using testing::TemporaryFolder;
 using ::testing::UnorderedElementsAre;
 using testing::writeFile;
-
-std::vector<std::string> namesIn(const std::string& folder) {
-  std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename());
-  return names;
-}
 
 // A folder on another file system than that for temporary files.
 class OtherFileSystem {
@@ -172,6 +169,41 @@ TEST(MoveFile, AcrossFileSystemsKeepsContentAndModeAndLeavesNothingHalfMade) {
   EXPECT_EQ(fs::status(other / "to").permissions(), fs::perms(0640));
   EXPECT_THAT(namesIn(folder.path()), IsEmpty());
   EXPECT_THAT(namesIn(other.path()), UnorderedElementsAre("taken", "to"));
+}
+
+TEST(MoveFile, AFailureAcrossFileSystemsPutsTheFileItselfBackWithTheLinesThatCameMeanwhile) {
+  const TemporaryFolder folder;
+  const OtherFileSystem other;
+  if (!other.isAnother(folder.path())) GTEST_SKIP() << "there is one file system alone";
+  const std::string log = folder / "log";
+  writeFile(log, "before\n");
+  const int holder = ::open(log.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+  {
+    const std::jthread writer([&] {
+      while (fs::exists(log)) std::this_thread::yield();  // until it has been moved aside
+      EXPECT_FALSE(host::appendToFile(log, "meanwhile\n"));
+    });
+    std::string leftAt = "?";
+    EXPECT_EQ(host::moveFile(log, other / "to", &leftAt).number(), EBUSY);
+    EXPECT_EQ(leftAt, "");
+  }
+  EXPECT_EQ(::write(holder, "after\n", 6), 6);
+  ::close(holder);
+  EXPECT_EQ(contentOf(log), "before\nmeanwhile\nafter\n");
+  EXPECT_THAT(namesIn(folder.path()), ElementsAre("log"));
+
+  // Whose copy finds no room.
+  ::signal(SIGXFSZ, SIG_IGN);
+  rlimit before{};
+  ::getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit small{10, before.rlim_max};
+  ::setrlimit(RLIMIT_FSIZE, &small);
+  const int error = host::moveFile(log, other / "to").number();
+  ::setrlimit(RLIMIT_FSIZE, &before);
+  EXPECT_EQ(error, EFBIG);
+  EXPECT_EQ(contentOf(log), "before\nmeanwhile\nafter\n");
+  EXPECT_THAT(namesIn(folder.path()), ElementsAre("log"));
+  EXPECT_THAT(namesIn(other.path()), IsEmpty());
 }
 
 TEST(MoveFile, AcrossFileSystemsLosesNoLineThatIsWrittenMeanwhile) {

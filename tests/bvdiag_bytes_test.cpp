@@ -49,6 +49,8 @@ TEST_F(BvdiagBytes, KeysComeFromAFileOrTheEnvironmentAlone) {
   EXPECT_THAT(errorsOf({"hmac", "--key-env", "BENCH_KEY", file}, 1), HasSubstr("the environment has no BENCH_KEY"));
   EXPECT_THAT(errorsOf({"hmac", "--key-file", file, "--hex-key", file}, 1), HasSubstr("is not hexadecimal"));
   EXPECT_THAT(errorsOf({"hmac", file}, 2), HasSubstr("--key-file,--key-env"));
+  EXPECT_THAT(errorsOf({"hmac", "--key-file", "-"}, 2), HasSubstr("standard input is for the data"));
+  EXPECT_THAT(errorsOf({"hmac", "--key-env", "", file}, 2), HasSubstr("must be named"));
   EXPECT_THAT(errorsOf({"hmac", "--key-file", file, "--key-env", "HOME", file}, 2), HasSubstr("--key-file,--key-env"));
 }
 
@@ -57,7 +59,8 @@ TEST_F(BvdiagBytes, CiphersTellTheCauseAndItsNumberAndReplaceNoFile) {
   EXPECT_THAT(errorsOf(decrypt, 1), AllOf(HasSubstr(file + ": it is not a whole number of blocks"), HasSubstr("(-4)")));
   EXPECT_FALSE(fs::exists(output));
   writeFile(folder / "empty", "");
-  EXPECT_THAT(errorsOf({"encrypt", "--algorithm", "rc4", "--key-file", folder / "empty", file}, 1), HasSubstr("(-2)"));
+  EXPECT_THAT(errorsOf({"encrypt", "--algorithm", "rc4", "--key-file", folder / "empty", file}, 1),
+              HasSubstr("key: is empty"));
   EXPECT_THAT(errorsOf({"encrypt", "--vector", "0", "--key-file", file, file}, 1), HasSubstr("--vector: is not hexa"));
   EXPECT_THAT(errorsOf({"encrypt", "--algorithm", "rot13", "--key-file", file, file}, 2), HasSubstr("rot13"));
   outputOf({"encrypt", "--key-file", file, file, "--output", output});
@@ -65,6 +68,13 @@ TEST_F(BvdiagBytes, CiphersTellTheCauseAndItsNumberAndReplaceNoFile) {
   EXPECT_THAT(errorsOf({"random", "5", "--output", output}, 1), HasSubstr("File exists; name a new file"));
   EXPECT_EQ(contentOf(output), encrypted);
   EXPECT_EQ(outputOf({"decrypt", "--key-file", file, output}), contentOf(file));
+}
+
+TEST_F(BvdiagBytes, RandomBytesAreCounted) {
+  EXPECT_EQ(outputOf({"random", "5"}).size(), 5U);
+  EXPECT_EQ(outputOf({"random", "5", "--hex"}).size(), 11U);
+  for (const char* const wrong : {"-1", "3x"})
+    EXPECT_THAT(errorsOf({"random", "--", wrong}, 2), HasSubstr("must be a n"));
 }
 
 TEST_F(BvdiagBytes, RawBytesReachNoTerminal) {
@@ -96,9 +106,11 @@ TEST_F(BvdiagBytes, LogsAreMovedAsideUnderADatedNameOrAGivenOne) {
   const std::string moved = outputOf({"log", "backup", log});
   EXPECT_THAT(moved, AllOf(StartsWith(folder / "run_2"), HasSubstr(".log\n")));
   EXPECT_EQ(contentOf(moved.substr(0, moved.size() - 1)), "a line\n");
-  EXPECT_THAT(errorsOf({"log", "backup", log}, 1), HasSubstr("No such file or directory; nothing has been moved"));
+  EXPECT_THAT(errorsOf({"log", "backup", log}, 1), HasSubstr("No such file or directory; the log has not been moved"));
   writeFile(log, "another\n");
-  EXPECT_THAT(errorsOf({"log", "backup", log, "--to", file}, 1), HasSubstr("File exists; nothing has been moved"));
+  EXPECT_THAT(errorsOf({"log", "backup", log, "--to", file}, 1), HasSubstr("File exists; the log has not been moved"));
+  errorsOf({"log", "backup", log, "--to", ""}, 1);
+  EXPECT_EQ(contentOf(log), "another\n");
   EXPECT_EQ(outputOf({"--json", "log", "backup", log, "--to", output}),
             "{\"backup\":\"" + output + "\",\"file\":\"" + log + "\"}\n");
   EXPECT_EQ(contentOf(output), "another\n");

@@ -1,7 +1,11 @@
 #include "brisvane/logging/file_writers.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include <thread>
 
 #include "brisvane/host/files.h"
 #include "brisvane/host/property_list.h"
@@ -71,6 +75,23 @@ TEST_F(FileWritersTest, WriteToPlistMakesOrOverwritesTheFileInPlace) {
   EXPECT_EQ(contentOf(folder / "same"), encoded(large));
   EXPECT_TRUE(writeToPlist({}, "/dev/null"));
   EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(FileWritersTest, WriteToPlistWaitsForTheReaderOfAPipe) {
+  const Dictionary large{{"key", std::string(1'000'000, 'x')}};
+  const std::string pipe = folder / "pipe";
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  std::string content;
+  const int reader = ::open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  {
+    std::jthread slow([&] {
+      ::usleep(50'000);  // more than a pipe holds is waiting by now
+      content = contentOf(pipe);
+    });
+    EXPECT_TRUE(writeToPlist(large, pipe));
+    ::close(reader);
+  }
+  EXPECT_TRUE(content == encoded(large));
 }
 
 TEST_F(FileWritersTest, WriteToPlistReportsEachFailureInItsOwnWords) {

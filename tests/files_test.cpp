@@ -21,15 +21,10 @@ namespace {
 
 namespace fs = std::filesystem;
 using brisvane::testing::contentOf;
+using brisvane::testing::namesIn;
 using brisvane::testing::TemporaryFolder;
 using brisvane::testing::writeFile;
 using ::testing::UnorderedElementsAre;
-
-std::vector<std::string> namesIn(const std::string& folder) {
-  std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename());
-  return names;
-}
 
 // Runs in a child process; the child's exit status is what `work` gives.
 pid_t inChild(const std::function<int()>& work) {

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <array>
 #include <limits>
@@ -10,6 +11,7 @@
 
 #include "brisvane/types/base64.h"
 #include "brisvane/types/hex.h"
+#include "tests/support/own_process.h"
 
 namespace brisvane::SecurityAdditions {
 namespace {
@@ -136,6 +138,18 @@ TEST(RandomData, HasTheLengthThatCanBeHadAndNeverTheSameBytes) {
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // theirs ends the program
   EXPECT_EQ(randomDataOfLength(std::numeric_limits<std::int64_t>::max()), std::nullopt);
 #endif
+}
+
+TEST(Security, WorksInTheDestructorOfAStaticObject) {
+  testing::inProcessOfItsOwn([] {
+    static const struct Late {
+      ~Late() {
+        if (randomDataOfLength(4) && sha1Hash({}) && HMACSHA1({}, "key")) return;
+        ::_exit(1);
+      }
+    } late;
+    EXPECT_TRUE(randomDataOfLength(4) && sha1Hash({}));  // whose libraries end before it does
+  });
 }
 
 }  // namespace

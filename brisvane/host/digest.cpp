@@ -34,11 +34,13 @@ std::optional<Sha1Digest> hmacSha1(ByteView key, ByteView message) noexcept try 
   constexpr std::size_t kBlock = 64;
   constexpr std::uint8_t kInner = 0x36;
   constexpr std::uint8_t kOuter = 0x5C;
-  std::optional<Sha1Digest> shortened;
-  if (key.size() > kBlock && !(shortened = sha1(key))) return std::nullopt;
   if (message.size() > kDigestLimit) return std::nullopt;
+  if (key.size() > kBlock) {
+    const auto shortened = sha1(key);
+    return shortened ? hmacSha1(*shortened, message) : std::nullopt;
+  }
 
-  Secret pad(shortened ? ByteView(*shortened) : key, kBlock);
+  Secret pad(key, kBlock);
   pad.mask(kInner);
   const auto inner = digestOf({pad.view(), message});
   if (!inner) return std::nullopt;

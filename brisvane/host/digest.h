@@ -20,8 +20,8 @@ inline constexpr std::uint64_t kDigestLimit = 0xFFFF'FFFF;
 // library or memory is missing.
 [[nodiscard]] BRISVANE_EXPORT std::optional<Sha1Digest> sha1(ByteView bytes) noexcept;
 
-// HMAC with SHA-1 (RFC 2104) of a message; the key may have any length. nullopt as above. No
-// copy of the key stays in memory.
+// HMAC with SHA-1 (RFC 2104) of a message; the key may have any length. nullopt as above. The
+// copy that is made of a key of up to 64 bytes is wiped.
 [[nodiscard]] BRISVANE_EXPORT std::optional<Sha1Digest> hmacSha1(ByteView key, ByteView message) noexcept;
 
 }  // namespace brisvane::host

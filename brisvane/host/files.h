@@ -32,8 +32,9 @@ BRISVANE_EXPORT Error appendToFile(std::string_view path, std::string_view bytes
 BRISVANE_EXPORT Error createFile(std::string_view path, std::string_view bytes) noexcept;
 
 // Writes `bytes` over what the file at `path` holds; a missing one is ENOENT. Symbolic links are
-// followed. On failure the file may hold a part of `bytes` ahead of what it held before; a disk
-// without room for them leaves it as it was, where the file system can tell beforehand.
+// followed. A pipe that nobody reads is an error, one that is read is waited for. On failure the
+// file may hold a part of `bytes` ahead of what it held before; a disk without room for them leaves it as
+// it was, where the file system can tell beforehand.
 BRISVANE_EXPORT Error overwriteFile(std::string_view path, std::string_view bytes) noexcept;
 
 // Moves the regular file at `from` to `to`, where nothing may be: EEXIST. `from` may be a symbolic
@@ -44,8 +45,10 @@ BRISVANE_EXPORT Error overwriteFile(std::string_view path, std::string_view byte
 // owner, synced and removed. It is moved aside in its own folder first: whoever appends to `from` meanwhile, opening it
 // for each line, begins a new file there, and a line that was under way is waited for. EBUSY when some
 // program keeps the file open for writing, for more than a second. On failure the copy is removed
-// and the file moved back, or, when another has begun there meanwhile, added to that one.
-BRISVANE_EXPORT Error moveFile(std::string_view from, std::string_view to) noexcept;
+// and the file itself moved back; what has begun at `from` meanwhile is added to it. Should even that
+// fail, as on a full disk, nothing is removed: `leftAt`, which is empty otherwise, names what is left
+// beside `from`.
+BRISVANE_EXPORT Error moveFile(std::string_view from, std::string_view to, std::string* leftAt = nullptr) noexcept;
 
 // The content of a file of at most `limit` bytes. On failure `error` says why; a
 // larger file is EFBIG.

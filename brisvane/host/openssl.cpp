@@ -25,7 +25,6 @@ bool find() noexcept {
     return false;
   }
   static_cast<void>(OSSL_PROVIDER_load(context, "legacy"));  // then its algorithms are missing
-  found.context = context;
   found.sha1 = EVP_MD_fetch(context, "SHA1", nullptr);
   found.aes = {fetch(context, "AES-128-CBC", "AES-128-ECB"), fetch(context, "AES-192-CBC", "AES-192-ECB"),
                fetch(context, "AES-256-CBC", "AES-256-ECB")};

@@ -24,10 +24,10 @@ struct Modes {
   EVP_CIPHER* ecb = nullptr;
 };
 
-// Each is null where the installed OpenSSL does not have it. DES, CAST-128 and RC4 come from its
-// "legacy" provider, which is a file and a package of its own on some systems.
+// From a context of the library's own, which the program's use of OpenSSL neither sees nor changes.
+// Each is null where the installed OpenSSL does not have it, or memory for it was missing. DES, CAST-128 and RC4 come
+// from its "legacy" provider, which is a file and a package of its own on some systems.
 struct Algorithms {
-  OSSL_LIB_CTX* context = nullptr;  // the program's own OpenSSL neither sees nor changes it
   EVP_MD* sha1 = nullptr;
   std::array<Modes, 3> aes;  // of keys of 16, 24 and 32 bytes
   Modes des;
@@ -36,8 +36,8 @@ struct Algorithms {
   Modes rc4;
 };
 
-// Looked up at the first call, and kept until the process ends. Null when there is no memory
-// for it; a later call tries again.
+// Looked up at the first call, and kept until the process ends. Null when there was no memory for
+// the context; a later call tries again.
 const Algorithms* algorithms() noexcept;
 
 // Takes the errors that a function of ours has left in the thread's queue, which the program

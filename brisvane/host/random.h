@@ -9,8 +9,9 @@
 
 namespace brisvane::host {
 
-// Fills the space from the cryptography library's generator, which the kernel's seeds. False
-// when it cannot be had or fails; the space then holds nothing of use.
+// Fills the space from the kernel's generator, getrandom(2), which works in every process at any time,
+// also after a fork and in the destructor of a static object. Blocks early in the boot, until the
+// generator has been seeded. False when it fails; the space then holds nothing of use.
 [[nodiscard]] BRISVANE_EXPORT bool fillWithRandomBytes(std::span<std::uint8_t> space) noexcept;
 
 }  // namespace brisvane::host

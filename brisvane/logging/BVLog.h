@@ -13,6 +13,7 @@
 
 #include "brisvane/logging/system_log_handle.h"
 #include "brisvane/types/export.h"
+#include "brisvane/types/object.h"
 #include "brisvane/types/text.h"
 
 namespace brisvane {
@@ -76,10 +77,14 @@ class BRISVANE_EXPORT BVLog final {
   //
   // Nothing is ever replaced: a destination that exists, as after two backups within one second, is
   // a failure. A failure leaves the file in place, and is told as an error of the default logger:
-  // "Failed to backup log: ", both paths and the reason. Without a log file nothing is done or told.
+  // "Failed to backup log: ", both paths and the reason, and where the file is should it not even
+  // have been put back. Without a log file nothing is done or told.
   //
   // Blocks for a rename; to another file system, for a copy, which host::moveFile() describes.
   void backupLogFileTo(Text destination) noexcept;
+
+  // The path that a backup of the log file at `logPath` has without a destination, at a moment.
+  [[nodiscard]] static std::string backupPath(Text logPath, Date moment);
 
   // The process-wide default logger, which the whole library reports through. The
   // first use of it (reading, setting, configuring, logging) builds one on waylineLog()

@@ -9,27 +9,27 @@
 #include "brisvane/types/join.h"
 
 namespace brisvane {
-namespace {
 
-// The log's path with the moment ahead of its extension. Only its last component can have one.
-std::string backupPath(std::string_view logPath, host::Clock::Wall moment) {
+// Only the last component of the path can have an extension.
+std::string BVLog::backupPath(Text logPath, Date moment) {
+  const std::string_view path = logPath.orEmpty();
   std::string stamp = logTimestamp(moment);
   std::replace(stamp.begin(), stamp.end(), ' ', '_');
-  const std::size_t name = logPath.rfind('/') + 1;  // 0 without a slash
-  const std::size_t dot = logPath.rfind('.');
-  const std::size_t end = dot == std::string_view::npos || dot < name ? logPath.size() : dot;
-  return join({logPath.substr(0, end), "_", stamp, logPath.substr(end)});
+  const std::size_t name = path.rfind('/') + 1;  // 0 without a slash
+  const std::size_t dot = path.rfind('.');
+  const std::size_t end = dot == std::string_view::npos || dot < name ? path.size() : dot;
+  return join({path.substr(0, end), "_", stamp, path.substr(end)});
 }
-
-}  // namespace
 
 void BVLog::backupLogFileTo(Text destination) noexcept try {
   const auto path = logFilePath();
   if (!path || path->empty()) return;
   const std::string to =
       destination.present() ? *destination.copy() : backupPath(*path, host::platform()->clock().wall());
-  if (const host::Error failed = host::moveFile(*path, to)) {
-    Default::error(join({"Failed to backup log: ", host::errorText(join({*path, " to ", to}), failed.number())}));
+  std::string leftAt;
+  if (const host::Error failed = host::moveFile(*path, to, &leftAt)) {
+    const std::string reason = host::errorText(join({*path, " to ", to}), failed.number());
+    Default::error(join({"Failed to backup log: ", reason, leftAt.empty() ? "" : "; it is left at ", leftAt}));
   }
 } catch (const std::bad_alloc&) {
   // There is no memory for a report either.

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <exception>
-#include <string_view>
 
 #include <brisvane/host/error.h>
 #include <brisvane/host/files.h>
@@ -63,8 +62,10 @@ class Source {
 
 }  // namespace
 
+std::string nameOf(const std::string& file) { return file == kStandardInput ? "standard input" : file; }
+
 std::optional<bv::Data> readBytes(const std::string& file, const Output& output) {
-  const std::string name = file == kStandardInput ? "standard input" : file;
+  const std::string name = nameOf(file);
   bv::Data bytes;
   int failed = 0;
   try {
@@ -79,7 +80,7 @@ std::optional<bv::Data> readBytes(const std::string& file, const Output& output)
 }
 
 bool writeBytes(bv::ByteView bytes, const std::string& file, Output& output) {
-  const std::string_view characters(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  const std::string_view characters = charactersOf(bytes);
   if (!file.empty()) {
     const bv::host::Error failed = bv::host::createFile(file, characters);
     if (failed) {

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include <brisvane/types/data.h>
 
@@ -12,6 +13,13 @@ namespace bvdiag {
 
 // The name of standard input.
 inline constexpr const char* kStandardInput = "-";
+
+// How messages call a file, or standard input.
+[[nodiscard]] std::string nameOf(const std::string& file);
+
+[[nodiscard]] inline std::string_view charactersOf(brisvane::ByteView bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
 
 // All bytes of a file, or of standard input, in memory. nullopt on failure, and when a signal comes
 // meanwhile, which `output` has then been told.

@@ -37,7 +37,7 @@ bool showOne(const std::string& file, const std::string& name, const Checksum& c
   if (!bytes) return false;
   const auto digits = checksum(*bytes);
   if (!digits) {
-    output.complain(file + ": has " + std::to_string(bytes->size()) +
+    output.complain(nameOf(file) + ": has " + std::to_string(bytes->size()) +
                     " bytes, or the cryptography library is missing; 4294967295 are the most that are taken");
   } else if (output.json()) {
     output.printJson(bv::Dictionary{{"file", file}, {name, *digits}});

@@ -47,7 +47,7 @@ const std::map<std::string, std::uint32_t>& algorithms() {
 std::string reasonOf(std::int32_t status) {
   switch (status) {
     case CipherStatus::kUnsuitableKey:
-      return "the algorithm takes no such key; RC4 needs at least a byte";
+      return "the algorithm takes no such key";
     case CipherStatus::kPartialBlock:
       return "it is not a whole number of blocks; check that it is complete, and --no-padding";
     case CipherStatus::kBadPadding:
@@ -76,7 +76,7 @@ int run(Operation operation, const CipherOptions& options, Session& session) {
   const auto result = operation(*input, algorithms().at(options.algorithm), *key,
                                 options.vector.empty() ? bv::Bytes() : *vector, options.bits(), &status);
   if (!result) {
-    output.complain(options.file + ": " + reasonOf(status) + " (" + std::to_string(status) + ")");
+    output.complain(nameOf(options.file) + ": " + reasonOf(status) + " (" + std::to_string(status) + ")");
     return kFailure;
   }
   return writeBytes(*result, options.newFile, output) ? kSuccess : kFailure;

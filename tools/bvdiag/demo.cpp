@@ -10,9 +10,10 @@
 
 #include <brisvane/all.h>
 #include <brisvane/host/files.h>
+#include <brisvane/host/platform.h>
 
 #include "commands.h"
-#include "log_backup.h"
+#include "log_errors.h"
 
 namespace bvdiag {
 namespace {
@@ -153,9 +154,10 @@ Outcome Demo::close() {
 }
 
 Outcome Demo::moveLogAside() {
-  const auto moved = backUpLog(*bv::BVLog::defaultLog(), std::nullopt);
-  if (!moved) return {false, "the log stays where it is"};
-  log_ = *moved;
+  const std::string moved = bv::BVLog::backupPath(log_, bv::host::platform()->clock().wall());
+  const std::string failure = firstErrorOf([&moved] { bv::BVLog::Default::backupLogFileTo(moved); });
+  if (!failure.empty()) return {false, failure};
+  log_ = moved;
   return {true, log_};
 }
 

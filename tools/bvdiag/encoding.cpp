@@ -45,9 +45,9 @@ int run(const Encoding& encoding, const EncodingOptions& options, Session& sessi
   const auto bytes = readBytes(options.file, output);
   if (!bytes) return kFailure;
   if (options.decode) {
-    const auto decoded = encoding.decode({reinterpret_cast<const char*>(bytes->data()), bytes->size()});
+    const auto decoded = encoding.decode(charactersOf(*bytes));
     if (!decoded) {
-      output.complain(options.file + ": is not " + encoding.name + ", which is " + encoding.rule);
+      output.complain(nameOf(options.file) + ": is not " + encoding.name + ", which is " + encoding.rule);
       return kFailure;
     }
     return writeBytes(*decoded, options.newFile, output) ? kSuccess : kFailure;

@@ -27,10 +27,18 @@ std::optional<bv::Data> readSpelling(const KeyOptions& options, const Output& ou
 }  // namespace
 
 void addKeyOptions(CLI::App& command, KeyOptions& options) {
+  const CLI::Validator isNamed(
+      [](const std::string& name) {
+        const bool isData = name == kStandardInput;
+        return name.empty() || isData ? "must be named; standard input is for the data" : std::string();
+      },
+      "");
   CLI::Option_group* const source = command.add_option_group("Key", "One of");
   source->add_option("--key-file", options.file, "The file whose bytes, a final line end included, are the key")
+      ->check(isNamed)
       ->type_name("FILE");
   source->add_option("--key-env", options.variable, "The environment variable whose value is the key")
+      ->check(isNamed)
       ->type_name("NAME");
   source->require_option(1);
   command.add_flag("--hex-key", options.isHex, "The key is spelled in hexadecimal there; blanks do not count");
@@ -38,10 +46,15 @@ void addKeyOptions(CLI::App& command, KeyOptions& options) {
 
 std::optional<bv::Data> readKey(const KeyOptions& options, const Output& output) {
   auto key = readSpelling(options, output);
-  if (!key || !options.isHex) return key;
-  auto bytes = bv::parseHex({reinterpret_cast<const char*>(key->data()), key->size()});
-  if (!bytes) output.complain("key: is not hexadecimal; spell each byte in two digits");
-  return bytes;
+  if (key && options.isHex) {
+    key = bv::parseHex(charactersOf(*key));
+    if (!key) output.complain("key: is not hexadecimal; spell each byte in two digits");
+  }
+  if (key && key->empty()) {
+    output.complain("key: is empty; check the file or the variable that it comes from");
+    return std::nullopt;
+  }
+  return key;
 }
 
 }  // namespace bvdiag

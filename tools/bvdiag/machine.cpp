@@ -28,7 +28,7 @@ int record(const std::string& path, const RecordingOptions& options, Session& se
     output.print(text);
     return kSuccess;
   }
-  if (const bv::host::Error failed = bv::host::appendToFile(path, text)) {
+  if (const bv::host::Error failed = bv::host::createFile(path, text)) {
     output.complain(bv::host::errorText(path, failed.number()) +
                     "; check that its folder exists and is yours to write");
     return kFailure;

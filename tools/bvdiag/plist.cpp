@@ -1,12 +1,14 @@
 // `bvdiag plist`: a JSON object as a binary property list.
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include <brisvane/all.h>
 #include <brisvane/host/json.h>
 
 #include "byte_streams.h"
 #include "commands.h"
+#include "log_errors.h"
 
 namespace bvdiag {
 namespace {
@@ -18,26 +20,31 @@ struct PlistOptions {
   std::string propertyList;
 };
 
+std::string adviceFor(std::string_view failure) {
+  if (failure.starts_with("Failed to encode")) return "; a property list holds no null, and at most 512 levels";
+  if (failure.starts_with("Failed to create")) return "; check that its folder exists and is yours to write";
+  return {};  // it has the reason
+}
+
 int run(const PlistOptions& options, Session& session) {
   Output& output = session.output();
   const auto bytes = readBytes(options.file, output);
   if (!bytes) return kFailure;
   std::string error;
-  const auto value = bv::host::parseJson({reinterpret_cast<const char*>(bytes->data()), bytes->size()}, &error);
+  const auto value = bv::host::parseJson(charactersOf(*bytes), &error);
   if (!value) {
-    output.complain(options.file + ": is not JSON: " + error);
+    output.complain(nameOf(options.file) + ": is not JSON: " + error);
     return kFailure;
   }
   const bv::Dictionary* const dictionary = value->ifDictionary();
   if (dictionary == nullptr) {
-    output.complain(options.file + ": is no JSON object; a property list is a dictionary");
+    output.complain(nameOf(options.file) + ": is no JSON object; a property list is a dictionary");
     return kFailure;
   }
-  bv::BVLog::initAggregatedError("");
-  if (!bv::writeToPlist(*dictionary, options.propertyList)) {
-    const std::string reason = bv::BVLog::aggregatedErrorDescription();
-    output.complain(reason.substr(0, reason.find('\n')) +
-                    "; check that the folder exists and is yours to write, and that no value is null");
+  const std::string failure =
+      firstErrorOf([&] { static_cast<void>(bv::writeToPlist(*dictionary, options.propertyList)); });
+  if (!failure.empty()) {
+    output.complain(failure + adviceFor(failure));
     return kFailure;
   }
   if (output.json()) output.printJson(bv::Dictionary{{"file", options.propertyList}});

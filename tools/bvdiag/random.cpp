@@ -19,6 +19,15 @@ struct RandomOptions {
   bool hex = false;
 };
 
+CLI::Validator isCount() {
+  const auto check = [](const std::string& text) {
+    std::int64_t count = -1;
+    const bool valid = CLI::detail::lexical_cast(text, count) && count >= 0;
+    return valid ? std::string() : "must be a number of bytes";
+  };
+  return CLI::Validator(check, "");
+}
+
 int run(const RandomOptions& options, Session& session) {
   Output& output = session.output();
   const auto bytes = bv::SecurityAdditions::randomDataOfLength(options.count);
@@ -38,7 +47,7 @@ int run(const RandomOptions& options, Session& session) {
 void addRandom(CLI::App& program, Chosen& chosen) {
   CLI::App* const command = program.add_subcommand("random", "Gives random bytes, good enough for keys");
   const auto options = std::make_shared<RandomOptions>();
-  command->add_option("COUNT", options->count, "How many")->required()->check(CLI::NonNegativeNumber.description(""));
+  command->add_option("COUNT", options->count, "How many")->required()->check(isCount());
   CLI::Option* const newFile =
       command->add_option("--output", options->newFile, "A new file, instead of standard output");
   newFile->type_name("FILE");

@@ -35,7 +35,7 @@ Error moveWithoutReplacing(const std::string& from, const std::string& path, std
   const Descriptor file = openDescriptor(path.c_str(), kAppendFlags | O_CREAT | O_EXCL, kNewFileMode);
   if (!file.valid()) return lastError();
   const Error unwritten = writeAll(file.get(), bytes);
-  if (!unwritten) ::unlink(from.c_str());
+  ::unlink(unwritten ? path.c_str() : from.c_str());
   return unwritten;
 }
 
@@ -90,7 +90,7 @@ Error overwriteFile(std::string_view path, std::string_view bytes) noexcept try 
   if (!canExist(path)) return Error(ENOENT);
   const auto size = static_cast<off_t>(bytes.size());
   const Descriptor file = openDescriptor(std::string(path).c_str(), kOverwriteFlags);
-  if (!file.valid()) return lastError();
+  if (!file.valid() || ::fcntl(file.get(), F_SETFL, 0) != 0) return lastError();  // a pipe that is read is waited for
   // A disk without room for it is found out while the file still holds what it did.
   if (size > 0 && ::fallocate(file.get(), FALLOC_FL_KEEP_SIZE, 0, size) != 0 && isLackOfRoom(errno)) return lastError();
   if (const Error failed = writeAll(file.get(), bytes)) return failed;

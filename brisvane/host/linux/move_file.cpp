@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <memory>
 #include <new>
 #include <thread>
 
@@ -41,15 +40,14 @@ Error move(const std::string& from, const std::string& to) noexcept {
   return ::rename(from.c_str(), to.c_str()) == 0 ? Error() : lastError();
 }
 
-Error copyToEnd(int from, int to) {
-  constexpr std::size_t kChunk = std::size_t{64} << 10U;
-  const auto chunk = std::make_unique_for_overwrite<char[]>(kChunk);
+Error copyToEnd(int from, int to) noexcept {
+  char chunk[std::size_t{16} << 10U];
   for (;;) {
-    const ssize_t count = ::read(from, chunk.get(), kChunk);
+    const ssize_t count = ::read(from, chunk, sizeof chunk);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return lastError();
     if (count == 0) return {};
-    if (const Error failed = writeAll(to, {chunk.get(), static_cast<std::size_t>(count)})) return failed;
+    if (const Error failed = writeAll(to, {chunk, static_cast<std::size_t>(count)})) return failed;
   }
 }
 
@@ -71,7 +69,7 @@ Writers writersOf(int file) noexcept {
 
 // Copies a file that no path leads to any more but for ours, and what those still write who
 // opened it earlier.
-Error copyWithLastLines(int from, int to) {
+Error copyWithLastLines(int from, int to) noexcept {
   using std::chrono::steady_clock;
   constexpr std::chrono::milliseconds kPause{1};
   constexpr std::chrono::milliseconds kLongestWrite{1000};
@@ -88,15 +86,14 @@ Error copyWithLastLines(int from, int to) {
   }
 }
 
-void syncFolderOf(const std::string& path) {
+Descriptor openFolderOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-  const Descriptor descriptor = openDescriptor(folder.c_str(), O_RDONLY | O_DIRECTORY);
-  if (descriptor.valid()) ::fsync(descriptor.get());
+  return openDescriptor(folder.c_str(), O_RDONLY | O_DIRECTORY);
 }
 
 // The file at `from`, with its owner and mode, to a new one.
-Error copyFile(const std::string& from, int to) {
+Error copyFile(const std::string& from, int to) noexcept {
   const Descriptor file = openDescriptor(from.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK);
   if (!file.valid()) return lastError();
   struct stat status {};
@@ -109,49 +106,73 @@ Error copyFile(const std::string& from, int to) {
   return ::fsync(to) == 0 ? Error() : lastError();
 }
 
-// Undoes the moving aside. What has begun at `path` meanwhile stays, and takes the lines in.
-void moveBack(const std::string& aside, const std::string& path) {
-  if (move(aside, path).number() != EEXIST) return;
-  const Descriptor from = openDescriptor(aside.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK);
-  const Descriptor to = openDescriptor(path.c_str(), O_WRONLY | O_APPEND | O_NOCTTY | O_NONBLOCK);
-  if (from.valid() && to.valid() && !copyToEnd(from.get(), to.get())) ::unlink(aside.c_str());
+// Moves a file to a name beside it that nobody else has.
+Error moveAside(const std::string& path, std::string& name) {
+  if (!createBeside(path, name).valid()) return lastError();
+  if (::rename(path.c_str(), name.c_str()) == 0) return {};
+  const Error failed = lastError();
+  ::unlink(name.c_str());
+  return failed;
 }
 
-Error moveAcross(const std::string& from, const std::string& to) {
+// Adds what the file `newer` holds, and is still being written to it, to the end of `older`.
+Error addTo(const std::string& older, const std::string& newer) noexcept {
+  const Descriptor from = openDescriptor(newer.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK);
+  if (!from.valid()) return lastError();
+  const Descriptor to = openDescriptor(older.c_str(), O_WRONLY | O_APPEND | O_NOCTTY | O_NONBLOCK);
+  return to.valid() ? copyWithLastLines(from.get(), to.get()) : lastError();
+}
+
+// Undoes the moving aside: the file itself, which a program may still have open, stands at `path`
+// again. One that has begun there meanwhile is added to it. Gives the names of what could not be put
+// back, each ahead of a blank; empty when all is well.
+std::string moveBack(const std::string& aside, const std::string& path) {
+  constexpr int kRounds = 100;  // of further lines, each with a file of its own
+  for (int round = 0; round < kRounds; ++round) {
+    const Error failed = move(aside, path);
+    if (!failed) return {};
+    if (failed.number() != EEXIST) break;
+    std::string newer;
+    if (moveAside(path, newer)) continue;  // it has been moved by others
+    if (addTo(aside, newer)) return aside + " " + (move(newer, path) ? newer + " " : "");
+    ::unlink(newer.c_str());
+  }
+  return aside + " ";
+}
+
+Error moveAcross(const std::string& from, const std::string& to, std::string* leftAt) {
   if (exists(to)) return Error(EEXIST);
+  const Descriptor folder = openFolderOf(to);
   constexpr mode_t kOwnersAlone = 0600;  // until it has the mode of the file
   std::string copyName;
   const Descriptor copy = createBeside(to, copyName, kOwnersAlone);
   if (!copy.valid()) return lastError();
   std::string aside;
-  const bool isReserved = createBeside(from, aside).valid();
-  if (!isReserved || ::rename(from.c_str(), aside.c_str()) != 0) {
-    const Error failed = lastError();
-    if (isReserved) ::unlink(aside.c_str());
-    ::unlink(copyName.c_str());
-    return failed;
-  }
-  Error failed = copyFile(aside, copy.get());
+  Error failed = moveAside(from, aside);
+  const bool isAside = !failed;
+  if (!failed) failed = copyFile(aside, copy.get());
   if (!failed) failed = move(copyName, to);
   if (failed) {
     ::unlink(copyName.c_str());
-    moveBack(aside, from);
+    const std::string left = isAside ? moveBack(aside, from) : std::string();
+    if (leftAt != nullptr) *leftAt = left.substr(0, left.empty() ? 0 : left.size() - 1);
     return failed;
   }
-  syncFolderOf(to);
+  if (folder.valid()) ::fsync(folder.get());
   ::unlink(aside.c_str());
   return {};
 }
 
 }  // namespace
 
-Error moveFile(std::string_view from, std::string_view to) noexcept try {
+Error moveFile(std::string_view from, std::string_view to, std::string* leftAt) noexcept try {
+  if (leftAt != nullptr) leftAt->clear();
   if (!real::canExist(from) || !real::canExist(to)) return Error(ENOENT);
   const std::string source(from);
   const std::string destination(to);
   if (const Error refused = refusal(source)) return refused;
   const Error failed = renameWithoutReplacing(source, destination);
-  return failed.number() == EXDEV ? moveAcross(source, destination) : failed;
+  return failed.number() == EXDEV ? moveAcross(source, destination, leftAt) : failed;
 } catch (const std::bad_alloc&) {
   return Error(ENOMEM);
 }

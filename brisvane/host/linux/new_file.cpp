@@ -57,8 +57,10 @@ Error renameWithoutReplacing(const std::string& from, const std::string& to) noe
   if (!cannot(errno)) return lastError();
   // A file system without RENAME_NOREPLACE. Without hard links too (EPERM), there is no way.
   if (::link(from.c_str(), to.c_str()) != 0) return cannot(errno) || errno == EPERM ? Error(EXDEV) : lastError();
-  ::unlink(from.c_str());
-  return {};
+  if (::unlink(from.c_str()) == 0) return {};
+  const Error failed = lastError();
+  ::unlink(to.c_str());  // two names for one file are no move
+  return failed;
 }
 
 }  // namespace brisvane::host::real
