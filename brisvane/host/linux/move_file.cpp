@@ -125,7 +125,7 @@ Error addTo(const std::string& older, const std::string& newer) noexcept {
 
 // Undoes the moving aside: the file itself, which a program may still have open, stands at `path`
 // again. One that has begun there meanwhile is added to it. Gives the names of what could not be put
-// back, each ahead of a blank; empty when all is well.
+// back, a blank after each; empty when all is well.
 std::string moveBack(const std::string& aside, const std::string& path) {
   constexpr int kRounds = 100;  // of further lines, each with a file of its own
   for (int round = 0; round < kRounds; ++round) {
