@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -92,6 +93,20 @@ TEST_F(FileWritersTest, WriteToPlistWaitsForTheReaderOfAPipe) {
     ::close(reader);
   }
   EXPECT_TRUE(content == encoded(large));
+}
+
+TEST_F(FileWritersTest, AReaderThatGoesAwayIsAFailureAndNoSignal) {
+  const Dictionary large{{"key", std::string(1'000'000, 'x')}};
+  const std::string pipe = folder / "pipe";
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  const int reader = ::open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  const std::jthread leaving([reader] {
+    pollfd written{reader, POLLIN, 0};
+    ::poll(&written, 1, -1);
+    ::close(reader);
+  });
+  EXPECT_FALSE(writeToPlist(large, pipe));
+  EXPECT_THAT(logged(), ElementsAre(error("Failed to write " + pipe + " file: Broken pipe")));
 }
 
 TEST_F(FileWritersTest, WriteToPlistReportsEachFailureInItsOwnWords) {

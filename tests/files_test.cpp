@@ -1,6 +1,9 @@
 #include "brisvane/host/files.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -127,6 +130,40 @@ TEST(AppendToFile, LinesOfManyThreadsAndProcessesAreNeitherLostNorTornEvenAsTheF
     EXPECT_EQ(lines.size(), kProcesses * kThreads * kLines);
     for (const auto& [line, count] : lines) EXPECT_TRUE(count == 1 && line.find('.') == line.size() - 1) << line;
   }
+}
+
+// As a file server takes one: who opens the file waits until it is given up.
+TEST(AppendToFile, WaitsForALeaseThatAnotherHasOnTheFile) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "log";
+  writeFile(path, "one\n");
+  const int holder = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_EQ(::fcntl(holder, F_SETSIG, SIGURG), 0);  // which is ignored, unlike SIGIO
+  if (::fcntl(holder, F_SETLEASE, F_RDLCK) != 0) GTEST_SKIP() << "no leases here";
+  {
+    const std::jthread server([holder] {
+      ::usleep(50'000);
+      ::fcntl(holder, F_SETLEASE, F_UNLCK);
+    });
+    EXPECT_EQ(appendToFile(path, "two\n").number(), 0);
+  }
+  ::close(holder);
+  EXPECT_EQ(contentOf(path), "one\ntwo\n");
+}
+
+TEST(OverwriteFile, WithoutRoomLeavesTheFileAsItWas) {
+  const TemporaryFolder folder("/dev/shm");  // which tells beforehand
+  const std::string path = folder / "file";
+  writeFile(path, "before");
+  ::signal(SIGXFSZ, SIG_IGN);
+  rlimit usual{};
+  ::getrlimit(RLIMIT_FSIZE, &usual);
+  const rlimit small{10, usual.rlim_max};
+  ::setrlimit(RLIMIT_FSIZE, &small);
+  const int error = overwriteFile(path, std::string(20, 'x')).number();
+  ::setrlimit(RLIMIT_FSIZE, &usual);
+  EXPECT_EQ(error, EFBIG);
+  EXPECT_EQ(contentOf(path), "before");
 }
 
 TEST(ReadFile, GivesAWholeFileUpToTheLimitOrSaysWhyNot) {

@@ -29,8 +29,8 @@ namespace brisvane {
 //   2024-03-05 9:7:4 ERROR Error writing to serial port:5
 //
 // Each line opens the file, appends in one write and closes it: lines of several threads
-// and processes neither tear nor get lost on a local file system, and a file moved away is followed by a new
-// one at the same path. No operation reports a failure to its caller. A line that
+// and processes neither tear nor get lost on a local file system, even while the file is moved away, which a new
+// one at the same path follows. No operation reports a failure to its caller. A line that
 // cannot be written is told to the system log as an error entry, "ERROR: Failed to write
 // string to file " with the path, ": " and the reason; an existing file that cannot be
 // opened is never replaced.

@@ -1,6 +1,7 @@
 // The moving aside of log files.
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "brisvane/host/files.h"
 #include "brisvane/host/platform.h"
@@ -26,10 +27,13 @@ void BVLog::backupLogFileTo(Text destination) noexcept try {
   if (!path || path->empty()) return;
   const std::string to =
       destination.present() ? *destination.copy() : backupPath(*path, host::platform()->clock().wall());
-  std::string leftAt;
+  std::vector<std::string> leftAt;
   if (const host::Error failed = host::moveFile(*path, to, &leftAt)) {
     const std::string reason = host::errorText(join({*path, " to ", to}), failed.number());
-    Default::error(join({"Failed to backup log: ", reason, leftAt.empty() ? "" : "; it is left at ", leftAt}));
+    std::string report = join({"Failed to backup log: ", reason});
+    const char* separator = "; it is left at ";
+    for (const std::string& left : leftAt) report += std::exchange(separator, " and ") + left;
+    Default::error(report);
   }
 } catch (const std::bad_alloc&) {
   // There is no memory for a report either.

@@ -1,6 +1,6 @@
 // Small writers: a text to the end of a file, a dictionary to a property list.
 // They keep no state and may be called from any thread; they block for as long as the file system
-// does. Of Brisvane, appendString() is another one.
+// does. A pipe whose reader goes away is a failure, and no signal. Of Brisvane, appendString() is another one.
 #pragma once
 
 #include "brisvane/types/export.h"

@@ -1,7 +1,7 @@
 // Helpers on byte buffers: digests, a checksum, hexadecimal and base64 forms, random bytes,
 // encryption and decryption.
-// The functions keep no state and may be called from any thread at the same time. Those that give
-// a text may throw std::bad_alloc, as texts do; nothing else throws.
+// The functions keep no state and may be called from any thread at the same time. bin2hex() and
+// bin2percentHex() may throw std::bad_alloc; nothing else throws.
 #pragma once
 
 #include <cstdint>

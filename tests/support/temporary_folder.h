@@ -12,8 +12,8 @@ namespace brisvane::testing {
 
 class TemporaryFolder {
  public:
-  TemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "brisvane-XXXXXX").string();
+  explicit TemporaryFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+    std::string pattern = (parent / "brisvane-XXXXXX").string();
     path_ = ::mkdtemp(pattern.data());
   }
   TemporaryFolder(const TemporaryFolder&) = delete;

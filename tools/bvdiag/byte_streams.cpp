@@ -9,7 +9,6 @@
 #include <exception>
 
 #include <brisvane/host/error.h>
-#include <brisvane/host/files.h>
 #include <brisvane/support/security.h>
 
 #include "interrupt.h"
@@ -39,7 +38,8 @@ class Source {
     for (;;) {
       if (size == bytes.size()) bytes.resize(2 * size);
       const ssize_t count = ::read(descriptor_, bytes.data() + size, bytes.size() - size);
-      if (count < 0 && (errno != EINTR || interrupted())) return errno;
+      if (interrupted()) return EINTR;
+      if (count < 0 && errno != EINTR) return errno;
       if (count == 0) break;
       if (count > 0) size += static_cast<std::size_t>(count);
     }
@@ -79,10 +79,18 @@ std::optional<bv::Data> readBytes(const std::string& file, const Output& output)
   return std::nullopt;
 }
 
-bool writeBytes(bv::ByteView bytes, const std::string& file, Output& output) {
+CLI::Option* addOutputOption(CLI::App& command, std::string& file) {
+  const CLI::Validator isNamed(
+      [](const std::string& name) { return name.empty() ? std::string("must be named") : std::string(); }, "");
+  return command.add_option("--output", file, "A new file, instead of standard output")
+      ->check(isNamed)
+      ->type_name("FILE");
+}
+
+bool writeBytes(bv::ByteView bytes, const std::string& file, Output& output, bv::host::Readers readers) {
   const std::string_view characters = charactersOf(bytes);
   if (!file.empty()) {
-    const bv::host::Error failed = bv::host::createFile(file, characters);
+    const bv::host::Error failed = bv::host::createFile(file, characters, readers);
     if (failed) {
       output.complain(
           bv::host::errorText(file, failed.number()) +

@@ -5,7 +5,9 @@
 #include <string>
 #include <string_view>
 
+#include <brisvane/host/files.h>
 #include <brisvane/types/data.h>
+#include <CLI/CLI.hpp>
 
 #include "output.h"
 
@@ -25,8 +27,12 @@ inline constexpr const char* kStandardInput = "-";
 // meanwhile, which `output` has then been told.
 [[nodiscard]] std::optional<brisvane::Data> readBytes(const std::string& file, const Output& output);
 
+// The option --output of a command, which names a new file.
+CLI::Option* addOutputOption(CLI::App& command, std::string& file);
+
 // Writes bytes to a new file or, when that is empty, to standard output: as they are, as JSON in
 // hexadecimal or, for a person at a terminal, as a dump. False on failure, which is told.
-[[nodiscard]] bool writeBytes(brisvane::ByteView bytes, const std::string& file, Output& output);
+[[nodiscard]] bool writeBytes(brisvane::ByteView bytes, const std::string& file, Output& output,
+                              brisvane::host::Readers readers = brisvane::host::Readers::kUsual);
 
 }  // namespace bvdiag

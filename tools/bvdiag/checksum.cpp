@@ -8,6 +8,7 @@
 
 #include "byte_streams.h"
 #include "commands.h"
+#include "interrupt.h"
 #include "key_options.h"
 
 namespace bvdiag {
@@ -42,14 +43,18 @@ bool showOne(const std::string& file, const std::string& name, const Checksum& c
   } else if (output.json()) {
     output.printJson(bv::Dictionary{{"file", file}, {name, *digits}});
   } else {
-    output.print(*digits + "  " + escaped(file) + "\n");
+    const std::string shown = escaped(file);
+    output.print((shown == file ? "" : "\\") + *digits + "  " + shown + "\n");  // the mark of an escaped name
   }
   return digits.has_value();
 }
 
 int show(const std::vector<std::string>& files, const std::string& name, const Checksum& checksum, Output& output) {
   bool ok = true;
-  for (const std::string& file : files) ok &= showOne(file, name, checksum, output);
+  for (const std::string& file : files) {
+    ok &= showOne(file, name, checksum, output);
+    if (interrupted()) return kFailure;
+  }
   return ok ? kSuccess : kFailure;
 }
 

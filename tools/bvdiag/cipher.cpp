@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 
 #include <brisvane/all.h>
@@ -44,6 +45,12 @@ const std::map<std::string, std::uint32_t>& algorithms() {
   return numbers;
 }
 
+std::set<std::string> names(const std::map<std::string, std::uint32_t>& numbers) {
+  std::set<std::string> names;
+  for (const auto& [name, number] : numbers) names.insert(name);
+  return names;
+}
+
 std::string reasonOf(std::int32_t status) {
   switch (status) {
     case CipherStatus::kUnsuitableKey:
@@ -79,7 +86,8 @@ int run(Operation operation, const CipherOptions& options, Session& session) {
     output.complain(nameOf(options.file) + ": " + reasonOf(status) + " (" + std::to_string(status) + ")");
     return kFailure;
   }
-  return writeBytes(*result, options.newFile, output) ? kSuccess : kFailure;
+  // What is worth a cipher is for the owner alone, also when it is plain again.
+  return writeBytes(*result, options.newFile, output, bv::host::Readers::kOwner) ? kSuccess : kFailure;
 }
 
 void addCommand(CLI::App& program, Chosen& chosen, const std::string& name, const std::string& help,
@@ -87,10 +95,10 @@ void addCommand(CLI::App& program, Chosen& chosen, const std::string& name, cons
   CLI::App* const command = program.add_subcommand(name, help);
   const auto options = std::make_shared<CipherOptions>();
   command->add_option("FILE", options->file, "The file; - or none for standard input");
-  command->add_option("--output", options->newFile, "A new file, instead of standard output")->type_name("FILE");
+  addOutputOption(*command, options->newFile);
   command->add_option("--algorithm", options->algorithm, "aes, des, 3des, cast128 or rc4")
       ->capture_default_str()
-      ->check(CLI::IsMember({"aes", "des", "3des", "cast128", "rc4"}))
+      ->check(CLI::IsMember(names(algorithms())))
       ->type_name("NAME");
   addKeyOptions(*command, options->key);
   command->add_option("--vector", options->vector, "What blocks are chained from; default: zero bytes")

@@ -155,7 +155,7 @@ Outcome Demo::close() {
 
 Outcome Demo::moveLogAside() {
   const std::string moved = bv::BVLog::backupPath(log_, bv::host::platform()->clock().wall());
-  const std::string failure = firstErrorOf([&moved] { bv::BVLog::Default::backupLogFileTo(moved); });
+  const std::string failure = errorsOf([&moved] { bv::BVLog::Default::backupLogFileTo(moved); });
   if (!failure.empty()) return {false, failure};
   log_ = moved;
   return {true, log_};

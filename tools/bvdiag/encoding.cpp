@@ -52,17 +52,18 @@ int run(const Encoding& encoding, const EncodingOptions& options, Session& sessi
     }
     return writeBytes(*decoded, options.newFile, output) ? kSuccess : kFailure;
   }
-  const std::string text = encoding.encode(*bytes, options);
-  if (!options.newFile.empty()) {
-    const bv::ByteView characters(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
-    return writeBytes(characters, options.newFile, output) ? kSuccess : kFailure;
-  }
-  if (output.json()) {
+  std::string text = encoding.encode(*bytes, options);
+  if (options.newFile.empty() && output.json()) {
     output.printJson(bv::Dictionary{{"file", options.file}, {encoding.name, text}});
-  } else {
-    output.print(text + "\n");
+    return kSuccess;
   }
-  return kSuccess;
+  text += '\n';
+  if (options.newFile.empty()) {
+    output.print(text);
+    return kSuccess;
+  }
+  const bv::ByteView line(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
+  return writeBytes(line, options.newFile, output) ? kSuccess : kFailure;
 }
 
 CLI::App* addCommand(CLI::App& program, Chosen& chosen, const Encoding& encoding, const std::string& help,
@@ -70,7 +71,7 @@ CLI::App* addCommand(CLI::App& program, Chosen& chosen, const Encoding& encoding
   CLI::App* const command = program.add_subcommand(encoding.name, help);
   command->add_option("FILE", options->file, "The file; - or none for standard input");
   command->add_flag("--decode", options->decode, "Gives the bytes that a text spells");
-  command->add_option("--output", options->newFile, "A new file, instead of standard output")->type_name("FILE");
+  addOutputOption(*command, options->newFile);
   command->footer(exitStatusText("written", "the input cannot be read or is no such text, or nothing can be written"));
   command->callback([&chosen, &encoding, options] {
     chosen.run = [&encoding, options](Session& session) { return run(encoding, *options, session); };

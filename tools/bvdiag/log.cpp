@@ -76,6 +76,11 @@ void addLog(CLI::App& program, Chosen& chosen) {
     if (backsUp && !options->messages.empty()) {
       throw CLI::ValidationError("MESSAGE", "a message \"backup\" stands after --, as one that begins with a dash");
     }
+    for (const char* const option : {"--file", "--level"}) {
+      if (backsUp && command->count(option) > 0) {
+        throw CLI::ValidationError(option, "is of messages; backup names its log file itself");
+      }
+    }
     if (backsUp) return;
     if (options->messages.empty()) throw CLI::RequiredError("MESSAGE");
     chosen.run = [options](Session& session) { return run(*options, session); };

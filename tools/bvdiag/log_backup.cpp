@@ -29,9 +29,9 @@ int run(const BackupOptions& options, Session& session) {
     output.complain("FILE: is empty; name the log file");
     return kFailure;
   }
-  const std::string failure = firstErrorOf([&] { log.backupLogFileTo(to); });
+  const std::string failure = errorsOf([&] { log.backupLogFileTo(to); });
   if (!failure.empty()) {
-    output.complain(failure + "; the log has not been moved");
+    output.complain(failure);
     return kFailure;
   }
   if (output.json()) {
@@ -51,7 +51,7 @@ void addLogBackup(CLI::App& log, Chosen& chosen) {
   options->destinationOption =
       command->add_option("--to", options->destination, "Where to; default: a name with date and time, beside it")
           ->type_name("FILE");
-  command->footer(exitStatusText("moved", "left where it is"));
+  command->footer(exitStatusText("moved", "not moved"));
   command->callback(
       [&chosen, options] { chosen.run = [options](Session& session) { return run(*options, session); }; });
 }

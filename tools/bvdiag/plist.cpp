@@ -41,10 +41,10 @@ int run(const PlistOptions& options, Session& session) {
     output.complain(nameOf(options.file) + ": is no JSON object; a property list is a dictionary");
     return kFailure;
   }
-  const std::string failure =
-      firstErrorOf([&] { static_cast<void>(bv::writeToPlist(*dictionary, options.propertyList)); });
-  if (!failure.empty()) {
-    output.complain(failure + adviceFor(failure));
+  bool isWritten = false;
+  const std::string failure = errorsOf([&] { isWritten = bv::writeToPlist(*dictionary, options.propertyList); });
+  if (!isWritten) {
+    output.complain(failure.empty() ? "there is not enough memory" : failure + adviceFor(failure));
     return kFailure;
   }
   if (output.json()) output.printJson(bv::Dictionary{{"file", options.propertyList}});
@@ -57,7 +57,14 @@ void addPlist(CLI::App& program, Chosen& chosen) {
   CLI::App* const command = program.add_subcommand("plist", "Writes a JSON object to a file as a binary property list");
   const auto options = std::make_shared<PlistOptions>();
   command->add_option("FILE", options->file, "The JSON text; - for standard input")->required();
-  command->add_option("PLIST", options->propertyList, "The file to write; one that exists is overwritten")->required();
+  const CLI::Validator isNoStream(
+      [](const std::string& name) {
+        return name == kStandardInput ? std::string("must be a file; standard output is /dev/stdout") : std::string();
+      },
+      "");
+  command->add_option("PLIST", options->propertyList, "The file to write; one that exists is overwritten")
+      ->required()
+      ->check(isNoStream);
   command->footer(exitStatusText("written", "it is no JSON object, holds a null, or cannot be written"));
   command->callback(
       [&chosen, options] { chosen.run = [options](Session& session) { return run(*options, session); }; });

@@ -1,4 +1,5 @@
 // `bvdiag random`: bytes that nobody can guess, as for a key.
+#include <charconv>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -22,8 +23,10 @@ struct RandomOptions {
 CLI::Validator isCount() {
   const auto check = [](const std::string& text) {
     std::int64_t count = -1;
-    const bool valid = CLI::detail::lexical_cast(text, count) && count >= 0;
-    return valid ? std::string() : "must be a number of bytes";
+    const char* const end = text.data() + text.size();
+    const bool isNumber = std::from_chars(text.data(), end, count).ptr == end && count >= 0;
+    const bool isDecimal = text == "0" || !text.starts_with('0');
+    return isNumber && isDecimal ? std::string() : "must be a number of bytes";
   };
   return CLI::Validator(check, "");
 }
@@ -39,7 +42,7 @@ int run(const RandomOptions& options, Session& session) {
     output.print(bv::SecurityAdditions::bin2hex(*bytes) + "\n");
     return kSuccess;
   }
-  return writeBytes(*bytes, options.newFile, output) ? kSuccess : kFailure;
+  return writeBytes(*bytes, options.newFile, output, bv::host::Readers::kOwner) ? kSuccess : kFailure;
 }
 
 }  // namespace
@@ -48,9 +51,7 @@ void addRandom(CLI::App& program, Chosen& chosen) {
   CLI::App* const command = program.add_subcommand("random", "Gives random bytes, good enough for keys");
   const auto options = std::make_shared<RandomOptions>();
   command->add_option("COUNT", options->count, "How many")->required()->check(isCount());
-  CLI::Option* const newFile =
-      command->add_option("--output", options->newFile, "A new file, instead of standard output");
-  newFile->type_name("FILE");
+  CLI::Option* const newFile = addOutputOption(*command, options->newFile);
   command->add_flag("--hex", options->hex, "As hexadecimal digits")->excludes(newFile);
   command->footer(exitStatusText("written", "there are no so many, or they cannot be written"));
   command->callback(

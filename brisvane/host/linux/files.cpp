@@ -19,20 +19,17 @@ using real::Descriptor;
 using real::kNewFileMode;
 using real::lastError;
 using real::openDescriptor;
+using real::openExisting;
 using real::renameWithoutReplacing;
 using real::writeAll;
 
-// O_NONBLOCK: a file does not care, and a pipe that nobody reads is an error, not a wait.
-constexpr int kAppendFlags = O_WRONLY | O_APPEND | O_NOCTTY | O_NONBLOCK;
-constexpr int kOverwriteFlags = O_WRONLY | O_NOCTTY | O_NONBLOCK;
-constexpr int kReadFlags = O_RDONLY | O_NOCTTY | O_NONBLOCK;
-
 // Moves a complete file to `path`; EEXIST when something is there already.
-Error moveWithoutReplacing(const std::string& from, const std::string& path, std::string_view bytes) noexcept {
+Error moveWithoutReplacing(const std::string& from, const std::string& path, std::string_view bytes,
+                           mode_t mode) noexcept {
   const Error failed = renameWithoutReplacing(from, path);
   if (failed.number() != EXDEV) return failed;
   // The file system has no way to do that: what is written can be seen before it is complete.
-  const Descriptor file = openDescriptor(path.c_str(), kAppendFlags | O_CREAT | O_EXCL, kNewFileMode);
+  const Descriptor file = openDescriptor(path.c_str(), O_WRONLY | O_APPEND | O_NOCTTY | O_CREAT | O_EXCL, mode);
   if (!file.valid()) return lastError();
   const Error unwritten = writeAll(file.get(), bytes);
   ::unlink(unwritten ? path.c_str() : from.c_str());
@@ -40,18 +37,24 @@ Error moveWithoutReplacing(const std::string& from, const std::string& path, std
 }
 
 // Makes the file at `path`, complete from the moment it can be seen.
-Error create(const std::string& path, std::string_view bytes) {
+Error create(const std::string& path, std::string_view bytes, mode_t mode = kNewFileMode) {
   std::string beside;
-  Descriptor file = createBeside(path, beside);
+  Descriptor file = createBeside(path, beside, mode);
   if (!file.valid()) return lastError();
   Error failed = writeAll(file.get(), bytes);
   file.reset(-1);
-  if (!failed) failed = moveWithoutReplacing(beside, path, bytes);
+  if (!failed) failed = moveWithoutReplacing(beside, path, bytes, mode);
   if (failed) ::unlink(beside.c_str());
   return failed;
 }
 
 bool isLackOfRoom(int error) noexcept { return error == ENOSPC || error == EDQUOT || error == EFBIG; }
+
+// Whether no path leads to the file any more: what is written to it is gone when it is closed.
+bool isRemoved(int file) noexcept {
+  struct stat status {};
+  return ::fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 0;
+}
 
 bool isSymbolicLink(const std::string& path) noexcept {
   struct stat status {};
@@ -63,12 +66,15 @@ bool isSymbolicLink(const std::string& path) noexcept {
 Error appendToFile(std::string_view path, std::string_view bytes) noexcept try {
   if (!canExist(path)) return Error(ENOENT);
   const std::string name(path);
-  // A further round is for a file that another writer has made in between, and then
-  // moved away, and so on. A dangling symbolic link can neither be opened nor made.
+  // A further round is for a file that another writer has made in between, or one that was moved to
+  // another file system while it was being opened. A dangling symbolic link can neither be opened nor made.
   constexpr int kRounds = 100;
   for (int round = 0; round < kRounds; ++round) {
-    const Descriptor file = openDescriptor(name.c_str(), kAppendFlags);
-    if (file.valid()) return writeAll(file.get(), bytes);
+    const Descriptor file = openExisting(name, O_WRONLY | O_APPEND);
+    if (file.valid()) {
+      if (round < kRounds - 1 && isRemoved(file.get())) continue;
+      return writeAll(file.get(), bytes);
+    }
     if (errno != ENOENT) return lastError();
     const Error failed = create(name, bytes);
     if (failed.number() != EEXIST) return failed;
@@ -79,9 +85,10 @@ Error appendToFile(std::string_view path, std::string_view bytes) noexcept try {
   return Error(ENOMEM);
 }
 
-Error createFile(std::string_view path, std::string_view bytes) noexcept try {
+Error createFile(std::string_view path, std::string_view bytes, Readers readers) noexcept try {
+  constexpr mode_t kOwnersAlone = 0600;
   if (!canExist(path)) return Error(ENOENT);
-  return create(std::string(path), bytes);
+  return create(std::string(path), bytes, readers == Readers::kOwner ? kOwnersAlone : kNewFileMode);
 } catch (const std::bad_alloc&) {
   return Error(ENOMEM);
 }
@@ -89,7 +96,7 @@ Error createFile(std::string_view path, std::string_view bytes) noexcept try {
 Error overwriteFile(std::string_view path, std::string_view bytes) noexcept try {
   if (!canExist(path)) return Error(ENOENT);
   const auto size = static_cast<off_t>(bytes.size());
-  const Descriptor file = openDescriptor(std::string(path).c_str(), kOverwriteFlags);
+  const Descriptor file = openExisting(std::string(path), O_WRONLY);
   if (!file.valid() || ::fcntl(file.get(), F_SETFL, 0) != 0) return lastError();  // a pipe that is read is waited for
   // A disk without room for it is found out while the file still holds what it did.
   if (size > 0 && ::fallocate(file.get(), FALLOC_FL_KEEP_SIZE, 0, size) != 0 && isLackOfRoom(errno)) return lastError();
@@ -103,8 +110,7 @@ Error overwriteFile(std::string_view path, std::string_view bytes) noexcept try 
 std::optional<std::string> readFile(std::string_view path, std::size_t limit, Error& error) noexcept try {
   error = canExist(path) ? Error() : Error(ENOENT);
   if (error) return std::nullopt;
-  const std::string name(path);
-  const Descriptor file = openDescriptor(name.c_str(), kReadFlags);
+  const Descriptor file = openExisting(std::string(path), O_RDONLY);
   if (!file.valid()) error = lastError();
   std::string content;
   char chunk[4096];

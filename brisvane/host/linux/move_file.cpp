@@ -5,6 +5,7 @@
 #include <csignal>
 #include <new>
 #include <thread>
+#include <utility>
 
 #include "brisvane/host/files.h"
 #include "brisvane/host/linux/new_file.h"
@@ -16,6 +17,7 @@ using real::createBeside;
 using real::Descriptor;
 using real::lastError;
 using real::openDescriptor;
+using real::openExisting;
 using real::renameWithoutReplacing;
 using real::writeAll;
 
@@ -51,7 +53,7 @@ Error copyToEnd(int from, int to) noexcept {
   }
 }
 
-enum class Writers : std::uint8_t { kNone, kSome, kUnknown };
+enum class Writers : std::uint8_t { kNone, kSome, kUnknown, kNotOurs };
 
 // Whether some program has the file open for writing: the kernel grants a read lease on it only
 // when none has. REQUIRES: `file` is open for reading only.
@@ -63,8 +65,15 @@ Writers writersOf(int file) noexcept {
     ::fcntl(file, F_SETLEASE, F_UNLCK);
     return Writers::kNone;
   }
-  // EINVAL: the file system has no leases. EACCES: the file belongs to someone else.
-  return errno == EAGAIN ? Writers::kSome : Writers::kUnknown;
+  if (errno == EACCES) return Writers::kNotOurs;                // the file belongs to someone else
+  return errno == EAGAIN ? Writers::kSome : Writers::kUnknown;  // EINVAL: the file system has no leases
+}
+
+// Whose writers cannot be told is left to its owner: a line could get lost.
+Error refusalOfOthersFile(const std::string& path) noexcept {
+  const Descriptor file = openExisting(path, O_RDONLY);
+  if (!file.valid()) return lastError();
+  return Error(writersOf(file.get()) == Writers::kNotOurs ? EACCES : 0);
 }
 
 // Copies a file that no path leads to any more but for ours, and what those still write who
@@ -80,7 +89,7 @@ Error copyWithLastLines(int from, int to) noexcept {
     if (const Error failed = copyToEnd(from, to)) return failed;
     if (writers == Writers::kNone) return {};
     const auto elapsed = steady_clock::now() - start;
-    if (writers == Writers::kUnknown && elapsed > kUsualWrite) return {};
+    if (writers != Writers::kSome && elapsed > kUsualWrite) return {};
     if (elapsed > kLongestWrite) return Error(EBUSY);
     std::this_thread::sleep_for(kPause);
   }
@@ -92,13 +101,11 @@ Descriptor openFolderOf(const std::string& path) {
   return openDescriptor(folder.c_str(), O_RDONLY | O_DIRECTORY);
 }
 
-// The file at `from`, with its owner and mode, to a new one.
-Error copyFile(const std::string& from, int to) noexcept {
-  const Descriptor file = openDescriptor(from.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK);
-  if (!file.valid()) return lastError();
+// A file, with its owner and mode, to a new one.
+Error copyFile(int from, int to) noexcept {
   struct stat status {};
-  if (::fstat(file.get(), &status) != 0) return lastError();
-  if (const Error failed = copyWithLastLines(file.get(), to)) return failed;
+  if (::fstat(from, &status) != 0) return lastError();
+  if (const Error failed = copyWithLastLines(from, to)) return failed;
   // The mode last, which a change of the owner cuts. Only the superuser can give a file away.
   static_cast<void>(::fchown(to, status.st_uid, status.st_gid));
   constexpr mode_t kPermissions = 0777;
@@ -117,62 +124,81 @@ Error moveAside(const std::string& path, std::string& name) {
 
 // Adds what the file `newer` holds, and is still being written to it, to the end of `older`.
 Error addTo(const std::string& older, const std::string& newer) noexcept {
-  const Descriptor from = openDescriptor(newer.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK);
+  const Descriptor from = openExisting(newer, O_RDONLY);
   if (!from.valid()) return lastError();
-  const Descriptor to = openDescriptor(older.c_str(), O_WRONLY | O_APPEND | O_NOCTTY | O_NONBLOCK);
+  const Descriptor to = openExisting(older, O_WRONLY | O_APPEND);
   return to.valid() ? copyWithLastLines(from.get(), to.get()) : lastError();
 }
 
-// Undoes the moving aside: the file itself, which a program may still have open, stands at `path`
-// again. One that has begun there meanwhile is added to it. Gives the names of what could not be put
-// back, a blank after each; empty when all is well.
-std::string moveBack(const std::string& aside, const std::string& path) {
+// Undoes the moving aside to left.front(): the file itself, which a program may still have open, stands
+// at `path` again. One that has begun there meanwhile is added to it. `left` then has what could not be
+// put back. REQUIRES: it has room for one path more.
+void moveBack(std::vector<std::string>& left, const std::string& path) noexcept try {
   constexpr int kRounds = 100;  // of further lines, each with a file of its own
   for (int round = 0; round < kRounds; ++round) {
-    const Error failed = move(aside, path);
-    if (!failed) return {};
-    if (failed.number() != EEXIST) break;
+    const Error failed = move(left.front(), path);
+    if (!failed) return left.clear();
+    if (failed.number() != EEXIST) return;
     std::string newer;
     if (moveAside(path, newer)) continue;  // it has been moved by others
-    if (addTo(aside, newer)) return aside + " " + (move(newer, path) ? newer + " " : "");
+    if (addTo(left.front(), newer)) {
+      if (move(newer, path)) left.push_back(std::move(newer));
+      return;
+    }
     ::unlink(newer.c_str());
   }
-  return aside + " ";
+} catch (const std::bad_alloc&) {
+  // The file stays where `left` says.
 }
 
-Error moveAcross(const std::string& from, const std::string& to, std::string* leftAt) {
+Error moveAcross(const std::string& from, const std::string& to, std::vector<std::string>& left) {
   if (exists(to)) return Error(EEXIST);
+  if (const Error refused = refusalOfOthersFile(from)) return refused;
   const Descriptor folder = openFolderOf(to);
   constexpr mode_t kOwnersAlone = 0600;  // until it has the mode of the file
   std::string copyName;
   const Descriptor copy = createBeside(to, copyName, kOwnersAlone);
   if (!copy.valid()) return lastError();
-  std::string aside;
-  Error failed = moveAside(from, aside);
-  const bool isAside = !failed;
-  if (!failed) failed = copyFile(aside, copy.get());
-  if (!failed) failed = move(copyName, to);
+  left.reserve(2);
+  Error failed = moveAside(from, left.emplace_back());
   if (failed) {
+    left.clear();
     ::unlink(copyName.c_str());
-    const std::string left = isAside ? moveBack(aside, from) : std::string();
-    if (leftAt != nullptr) *leftAt = left.substr(0, left.empty() ? 0 : left.size() - 1);
     return failed;
   }
+  const Descriptor file = openExisting(left.front(), O_RDONLY);
+  failed = file.valid() ? copyFile(file.get(), copy.get()) : lastError();
+  const bool isCopied = !failed;
+  if (isCopied) failed = move(copyName, to);
+  const bool isMoved = isCopied && !failed;
+  if (isMoved && ::unlink(left.front().c_str()) != 0) failed = lastError();
+  if (failed) {
+    ::unlink(isMoved ? to.c_str() : copyName.c_str());
+    moveBack(left, from);
+    return failed;
+  }
+  left.clear();
+  // Of who found the file before it was moved aside, and has come to open it only after the copy.
+  static_cast<void>(copyWithLastLines(file.get(), copy.get()));
+  ::fsync(copy.get());
   if (folder.valid()) ::fsync(folder.get());
-  ::unlink(aside.c_str());
   return {};
 }
 
 }  // namespace
 
-Error moveFile(std::string_view from, std::string_view to, std::string* leftAt) noexcept try {
+Error moveFile(std::string_view from, std::string_view to, std::vector<std::string>* leftAt) noexcept try {
   if (leftAt != nullptr) leftAt->clear();
   if (!real::canExist(from) || !real::canExist(to)) return Error(ENOENT);
   const std::string source(from);
   const std::string destination(to);
   if (const Error refused = refusal(source)) return refused;
   const Error failed = renameWithoutReplacing(source, destination);
-  return failed.number() == EXDEV ? moveAcross(source, destination, leftAt) : failed;
+  if (failed.number() != EXDEV) return failed;
+  std::vector<std::string> left;
+  const Error unmoved = moveAcross(source, destination, left);
+  if (leftAt != nullptr) *leftAt = std::move(left);
+  return unmoved;
 } catch (const std::bad_alloc&) {
   return Error(ENOMEM);
 }
