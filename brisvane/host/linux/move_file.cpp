@@ -122,12 +122,20 @@ Error moveAside(const std::string& path, std::string& name) {
   return failed;
 }
 
-// Adds what the file `newer` holds, and is still being written to it, to the end of `older`.
+// Copies the lines of those who found a file before it was moved aside, and opened it only when it had been copied
+// and removed.
+void copyLateLines(int removed, int to) noexcept { static_cast<void>(copyWithLastLines(removed, to)); }
+
+// Moves what the file `newer` holds, and is still being written to it, to the end of `older`.
 Error addTo(const std::string& older, const std::string& newer) noexcept {
   const Descriptor from = openExisting(newer, O_RDONLY);
   if (!from.valid()) return lastError();
   const Descriptor to = openExisting(older, O_WRONLY | O_APPEND);
-  return to.valid() ? copyWithLastLines(from.get(), to.get()) : lastError();
+  if (!to.valid()) return lastError();
+  if (const Error failed = copyWithLastLines(from.get(), to.get())) return failed;
+  ::unlink(newer.c_str());
+  copyLateLines(from.get(), to.get());
+  return {};
 }
 
 // Undoes the moving aside to left.front(): the file itself, which a program may still have open, stands
@@ -145,7 +153,6 @@ void moveBack(std::vector<std::string>& left, const std::string& path) noexcept 
       if (move(newer, path)) left.push_back(std::move(newer));
       return;
     }
-    ::unlink(newer.c_str());
   }
 } catch (const std::bad_alloc&) {
   // The file stays where `left` says.
@@ -171,6 +178,7 @@ Error moveAcross(const std::string& from, const std::string& to, std::vector<std
   const bool isCopied = !failed;
   if (isCopied) failed = move(copyName, to);
   const bool isMoved = isCopied && !failed;
+  if (isMoved && folder.valid()) ::fsync(folder.get());
   if (isMoved && ::unlink(left.front().c_str()) != 0) failed = lastError();
   if (failed) {
     ::unlink(isMoved ? to.c_str() : copyName.c_str());
@@ -178,10 +186,8 @@ Error moveAcross(const std::string& from, const std::string& to, std::vector<std
     return failed;
   }
   left.clear();
-  // Of who found the file before it was moved aside, and has come to open it only after the copy.
-  static_cast<void>(copyWithLastLines(file.get(), copy.get()));
+  copyLateLines(file.get(), copy.get());
   ::fsync(copy.get());
-  if (folder.valid()) ::fsync(folder.get());
   return {};
 }
 
