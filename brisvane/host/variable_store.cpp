@@ -36,7 +36,7 @@ std::int32_t VariableStore::setProperty(std::string_view name, std::string_view 
   if (!variable) return EINVAL;
   if (deletes) return remove(*variable).number();
   if (value.empty()) return EINVAL;
-  return write(*variable, {reinterpret_cast<const std::uint8_t*>(value.data()), value.size()}).number();
+  return write(*variable, asBytes(value)).number();
 } catch (const std::bad_alloc&) {
   return ENOMEM;
 }

@@ -15,10 +15,6 @@ namespace {
 // Tells the default logger of a failure.
 void report(std::initializer_list<std::string_view> pieces) { BVLog::Default::error(join(pieces)); }
 
-std::string_view characters(const Data& bytes) noexcept {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
 }  // namespace
 
 void appendTo(Text text, Text file) noexcept try {
@@ -44,11 +40,11 @@ bool writeToPlist(const Dictionary& dictionary, Text filePath) noexcept try {
     return false;
   }
   if (host::fileKind(path) == host::FileKind::kNone) {
-    const host::Error failed = host::createFile(path, characters(*encoded));
+    const host::Error failed = host::createFile(path, asCharacters(*encoded));
     if (failed) report({"Failed to create ", path, " file"});
     return !failed;
   }
-  const host::Error failed = host::overwriteFile(path, characters(*encoded));
+  const host::Error failed = host::overwriteFile(path, asCharacters(*encoded));
   if (failed) report({"Failed to write ", path, " file: ", failed.text()});
   return !failed;
 } catch (const std::bad_alloc&) {

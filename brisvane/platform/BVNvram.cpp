@@ -26,10 +26,6 @@ bool same(const std::optional<Object>& left, const std::optional<Object>& right)
   return left.has_value() == right.has_value() && (!left || left->same(*right));
 }
 
-std::string_view textOf(const Data& bytes) noexcept {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
 bool isRefused(bool requireDevFused, bool requireInternalOS) {
   if (requireDevFused && BVSystemInfo::shared().isProductionFused()) return true;
   return requireInternalOS && !BVSystemInfo::shared().isInternaOS();
@@ -70,7 +66,7 @@ std::optional<Object> BVNvram::dictionaryFromVariable(Text name, bool requireDev
   if (same(value, notFoundObject)) return notFoundObject;
   const Data* const bytes = value->ifData();
   if (bytes == nullptr) return notFoundObject;
-  auto parsed = host::parseJson(textOf(*bytes));
+  auto parsed = host::parseJson(asCharacters(*bytes));
   if (!parsed || parsed->ifDictionary() == nullptr) return notFoundObject;
   return parsed;
 } catch (const std::bad_alloc&) {
@@ -84,7 +80,7 @@ std::optional<Object> BVNvram::stringFromVariable(Text name, bool requireDevFuse
   if (value->ifText() != nullptr) return value;
   const Data* const bytes = value->ifData();
   if (bytes == nullptr) return notFoundObject;
-  const std::string_view text = textOf(*bytes);
+  const std::string_view text = asCharacters(*bytes);
   return isUtf8(text) ? std::optional<Object>(text) : std::nullopt;
 } catch (const std::bad_alloc&) {
   return notFoundObject;

@@ -26,10 +26,6 @@ constexpr int kQuietPolls = 2;
 
 using Chunk = std::array<std::uint8_t, kChunkSize>;
 
-ByteView bytesOf(std::string_view text) noexcept {
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
 // Appends received bytes as 7-bit ASCII.
 void appendAscii(std::string& text, ByteView bytes) {
   for (const std::uint8_t byte : bytes) appendUtf8(text, byte < 0x80 ? char32_t{byte} : kReplacementCharacter);
@@ -90,7 +86,7 @@ bool BVSerialPort::sendDataCommand(ByteView command, Data& getResponse, std::int
 bool BVSerialPort::sendStringCommand(Text command, std::string& getResponse, Seconds withTimeout) try {
   const auto line = spLock();
   const std::scoped_lock lock(*line);
-  if (!isAscii(command.orEmpty()) || !writeCommand(bytesOf(command.orEmpty()))) return false;
+  if (!isAscii(command.orEmpty()) || !writeCommand(asBytes(command.orEmpty()))) return false;
   std::string reply;
   Chunk chunk;
   host::Stopwatch silence(platform_->clock());
@@ -115,7 +111,7 @@ bool BVSerialPort::sendStringCommand(Text command, std::string& getResponse, Tex
     const std::scoped_lock lock(*line);
     return operation();
   };
-  if (!isAscii(commandLine) || !locked([&] { return writeCommand(bytesOf(commandLine)); })) {
+  if (!isAscii(commandLine) || !locked([&] { return writeCommand(asBytes(commandLine)); })) {
     BVLog::Default::info("Serial port FWUP write error!\n");
     BVLog::Default::info("Try pressing 'Connect' again!\n");
     return false;

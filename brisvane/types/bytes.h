@@ -39,9 +39,7 @@ class Bytes {
 
  private:
   struct Marker {};
-  Bytes(Text text, Marker /*delegated to*/) noexcept
-      : present_(text.present()),
-        view_(reinterpret_cast<const std::uint8_t*>(text.orEmpty().data()), text.orEmpty().size()) {}
+  Bytes(Text text, Marker /*delegated to*/) noexcept : present_(text.present()), view_(asBytes(text.orEmpty())) {}
 
   bool present_ = false;
   ByteView view_;

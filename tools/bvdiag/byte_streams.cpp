@@ -88,7 +88,7 @@ CLI::Option* addOutputOption(CLI::App& command, std::string& file) {
 }
 
 bool writeBytes(bv::ByteView bytes, const std::string& file, Output& output, bv::host::Readers readers) {
-  const std::string_view characters = charactersOf(bytes);
+  const std::string_view characters = bv::asCharacters(bytes);
   if (!file.empty()) {
     const bv::host::Error failed = bv::host::createFile(file, characters, readers);
     if (failed) {

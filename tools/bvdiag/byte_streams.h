@@ -3,7 +3,6 @@
 
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include <brisvane/host/files.h>
 #include <brisvane/types/data.h>
@@ -18,10 +17,6 @@ inline constexpr const char* kStandardInput = "-";
 
 // How messages call a file, or standard input.
 [[nodiscard]] std::string nameOf(const std::string& file);
-
-[[nodiscard]] inline std::string_view charactersOf(brisvane::ByteView bytes) {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
 
 // All bytes of a file, or of standard input, in memory. nullopt on failure, and when a signal comes
 // meanwhile, which `output` has then been told.

@@ -45,7 +45,7 @@ int run(const Encoding& encoding, const EncodingOptions& options, Session& sessi
   const auto bytes = readBytes(options.file, output);
   if (!bytes) return kFailure;
   if (options.decode) {
-    const auto decoded = encoding.decode(charactersOf(*bytes));
+    const auto decoded = encoding.decode(bv::asCharacters(*bytes));
     if (!decoded) {
       output.complain(nameOf(options.file) + ": is not " + encoding.name + ", which is " + encoding.rule);
       return kFailure;
@@ -62,8 +62,7 @@ int run(const Encoding& encoding, const EncodingOptions& options, Session& sessi
     output.print(text);
     return kSuccess;
   }
-  const bv::ByteView line(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
-  return writeBytes(line, options.newFile, output) ? kSuccess : kFailure;
+  return writeBytes(bv::asBytes(text), options.newFile, output) ? kSuccess : kFailure;
 }
 
 CLI::App* addCommand(CLI::App& program, Chosen& chosen, const Encoding& encoding, const std::string& help,

@@ -47,7 +47,7 @@ void addKeyOptions(CLI::App& command, KeyOptions& options) {
 std::optional<bv::Data> readKey(const KeyOptions& options, const Output& output) {
   auto key = readSpelling(options, output);
   if (key && options.isHex) {
-    key = bv::parseHex(charactersOf(*key));
+    key = bv::parseHex(bv::asCharacters(*key));
     if (!key) output.complain("key: is not hexadecimal; spell each byte in two digits");
   }
   if (key && key->empty()) {

@@ -37,7 +37,7 @@ bool isUnfinished(std::string_view text) {
 class CharacterJoiner {
  public:
   std::string join(bv::ByteView bytes) {
-    held_.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    held_ += bv::asCharacters(bytes);
     const std::size_t longest = std::min<std::size_t>(held_.size(), 3);
     std::size_t tail = longest;
     while (tail > 0 && !isUnfinished(std::string_view(held_).substr(held_.size() - tail))) --tail;

@@ -106,9 +106,7 @@ std::string escaped(std::string_view text) {
   return result;
 }
 
-std::string escaped(bv::ByteView bytes) {
-  return escaped(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
-}
+std::string escaped(bv::ByteView bytes) { return escaped(bv::asCharacters(bytes)); }
 
 std::string hexDump(bv::ByteView bytes, std::size_t offset) {
   std::string text;

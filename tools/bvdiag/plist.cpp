@@ -31,7 +31,7 @@ int run(const PlistOptions& options, Session& session) {
   const auto bytes = readBytes(options.file, output);
   if (!bytes) return kFailure;
   std::string error;
-  const auto value = bv::host::parseJson(charactersOf(*bytes), &error);
+  const auto value = bv::host::parseJson(bv::asCharacters(*bytes), &error);
   if (!value) {
     output.complain(nameOf(options.file) + ": is not JSON: " + error);
     return kFailure;

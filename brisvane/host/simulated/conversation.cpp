@@ -19,12 +19,10 @@ Conversation::Clock::duration seconds(double number) {
 // No reply is later than this, so that adding to it cannot overflow.
 Conversation::Time farthest(Conversation::Time now) { return now + std::chrono::hours(24 * 365); }
 
-std::string_view viewOf(const Data& bytes) { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
-
 // A reply to a pattern, with $1 to $9 standing for its groups and $$ for a dollar sign.
 Data withGroups(const Data& reply, std::string_view line, const Pattern::Match& match) {
   std::string text;
-  const std::string_view source = viewOf(reply);
+  const std::string_view source = asCharacters(reply);
   for (std::size_t i = 0; i < source.size(); ++i) {
     const char next = source[i] == '$' && i + 1 < source.size() ? source[i + 1] : '\0';
     const auto group = static_cast<std::size_t>(next - '0');
@@ -72,7 +70,7 @@ void Conversation::end() {
 
 void Conversation::receive(ByteView bytes, Time now) {
   lastReceived_ = now;
-  received_.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  received_ += asCharacters(bytes);
   if (script_.echo) schedule(Data(bytes.begin(), bytes.end()), now);
   while (takeBytesCommand() || (!mayBecomeBytesCommand() && takeLine(now))) {
   }
@@ -97,7 +95,7 @@ void Conversation::advance(Time now) {
 
 bool Conversation::takeBytesCommand() {
   for (const FixtureScript::Command& command : script_.commands) {
-    if (!command.bytes || !received_.starts_with(viewOf(*command.bytes))) continue;
+    if (!command.bytes || !received_.starts_with(asCharacters(*command.bytes))) continue;
     received_.erase(0, command.bytes->size());
     searched_ = 0;
     answer(command, {}, nullptr, lastReceived_);
@@ -111,7 +109,7 @@ bool Conversation::takeBytesCommand() {
 bool Conversation::mayBecomeBytesCommand() const {
   return !received_.empty() &&
          std::any_of(script_.commands.begin(), script_.commands.end(), [this](const FixtureScript::Command& command) {
-           return command.bytes && viewOf(*command.bytes).starts_with(received_);
+           return command.bytes && asCharacters(*command.bytes).starts_with(received_);
          });
 }
 
