@@ -79,11 +79,16 @@ std::optional<bv::Data> readBytes(const std::string& file, const Output& output)
   return std::nullopt;
 }
 
+CLI::Validator isName() {
+  const auto check = [](const std::string& name) {
+    return name.empty() || name == kStandardInput ? "must be a name, and not -" : std::string();
+  };
+  return CLI::Validator(check, "");
+}
+
 CLI::Option* addOutputOption(CLI::App& command, std::string& file) {
-  const CLI::Validator isNamed(
-      [](const std::string& name) { return name.empty() ? std::string("must be named") : std::string(); }, "");
   return command.add_option("--output", file, "A new file, instead of standard output")
-      ->check(isNamed)
+      ->check(isName())
       ->type_name("FILE");
 }
 

@@ -22,6 +22,9 @@ inline constexpr const char* kStandardInput = "-";
 // meanwhile, which `output` has then been told.
 [[nodiscard]] std::optional<brisvane::Data> readBytes(const std::string& file, const Output& output);
 
+// Of options that take a name, and neither nothing nor a standard stream.
+[[nodiscard]] CLI::Validator isName();
+
 // The option --output of a command, which names a new file.
 CLI::Option* addOutputOption(CLI::App& command, std::string& file);
 

@@ -27,18 +27,12 @@ std::optional<bv::Data> readSpelling(const KeyOptions& options, const Output& ou
 }  // namespace
 
 void addKeyOptions(CLI::App& command, KeyOptions& options) {
-  const CLI::Validator isNamed(
-      [](const std::string& name) {
-        const bool isData = name == kStandardInput;
-        return name.empty() || isData ? "must be named; standard input is for the data" : std::string();
-      },
-      "");
   CLI::Option_group* const source = command.add_option_group("Key", "One of");
   source->add_option("--key-file", options.file, "The file whose bytes, a final line end included, are the key")
-      ->check(isNamed)
+      ->check(isName())
       ->type_name("FILE");
   source->add_option("--key-env", options.variable, "The environment variable whose value is the key")
-      ->check(isNamed)
+      ->check(isName())
       ->type_name("NAME");
   source->require_option(1);
   command.add_flag("--hex-key", options.isHex, "The key is spelled in hexadecimal there; blanks do not count");

@@ -57,14 +57,9 @@ void addPlist(CLI::App& program, Chosen& chosen) {
   CLI::App* const command = program.add_subcommand("plist", "Writes a JSON object to a file as a binary property list");
   const auto options = std::make_shared<PlistOptions>();
   command->add_option("FILE", options->file, "The JSON text; - for standard input")->required();
-  const CLI::Validator isNoStream(
-      [](const std::string& name) {
-        return name == kStandardInput ? std::string("must be a file; standard output is /dev/stdout") : std::string();
-      },
-      "");
   command->add_option("PLIST", options->propertyList, "The file to write; one that exists is overwritten")
       ->required()
-      ->check(isNoStream);
+      ->check(isName());
   command->footer(exitStatusText("written", "it is no JSON object, holds a null, or cannot be written"));
   command->callback(
       [&chosen, options] { chosen.run = [options](Session& session) { return run(*options, session); }; });
