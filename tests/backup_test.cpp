@@ -33,7 +33,7 @@ using testing::writeFile;
 // A folder on another file system than that for temporary files.
 class OtherFileSystem : public TemporaryFolder {
  public:
-  OtherFileSystem() : TemporaryFolder("/dev/shm") {}
+  OtherFileSystem() : TemporaryFolder(fs::exists("/dev/shm") ? "/dev/shm" : fs::temp_directory_path()) {}
 
   [[nodiscard]] bool isAnother(const std::string& than) const {
     struct stat here {};

@@ -152,7 +152,8 @@ TEST(AppendToFile, WaitsForALeaseThatAnotherHasOnTheFile) {
 }
 
 TEST(OverwriteFile, WithoutRoomLeavesTheFileAsItWas) {
-  const TemporaryFolder folder("/dev/shm");  // which tells beforehand
+  if (!std::filesystem::exists("/dev/shm")) GTEST_SKIP() << "no file system that surely tells beforehand";
+  const TemporaryFolder folder("/dev/shm");
   const std::string path = folder / "file";
   writeFile(path, "before");
   ::signal(SIGXFSZ, SIG_IGN);

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "brisvane/host/files.h"
+#include "brisvane/host/linux/file_access.h"
 #include "brisvane/host/linux/new_file.h"
 
 namespace brisvane::host {
