@@ -102,6 +102,31 @@ TEST(BvdiagSend, EscapesWhatATerminalWouldObey) {
             "\\x1b[2J\\x07\\ta\\\\b\\x7f\\r\\n\n");
 }
 
+TEST(Bvdiag, EscapesWhatATerminalWouldObeyWhereverItComesFrom) {
+  // DEL, a C1 control, bidirectional controls, and characters that are harmless.
+  const std::string text = "a\x7f\u009b2J\u061c\u200e\u202e\u2069\u00e9\u2026";
+  const std::string inJson = R"(a\u007f\u009b2J\u061c\u200e\u202e\u2069)"
+                             "\u00e9\u2026";
+  const std::string inText = R"(a\x7f\xc2\x9b2J\xd8\x9c\xe2\x80\x8e\xe2\x80\xae\xe2\x81\xa9)"
+                             "\u00e9\u2026";
+  const TemporaryFolder folder;
+  const std::string machine = folder / "machine.json";
+  const std::string name = "EDA7697C-EB6C-4553-A921-C131036FC939:v";
+  writeFile(machine, R"({"registry": {"root": {"k": ")" + text + R"("}}, "firmware": {"variables": {")" + name +
+                         R"(": "{\"k\": \")" + text + R"(\"}"}}})");
+  EXPECT_EQ(outputOf({"--machine", machine, "nvram", "get", name, "--view", "dictionary"}),
+            R"({"k":")" + inJson + "\"}\n");
+  EXPECT_THAT(outputOf({"--machine", machine, "machine", "record", "-"}), HasSubstr(inJson));
+  EXPECT_THAT(outputOf({"--machine", machine, "registry", "show"}), HasSubstr(inText));
+  EXPECT_THAT(outputOf({"log", "--level", "error", text, "--json"}), HasSubstr(inJson + "\\n"));
+  EXPECT_EQ(outputOf({"log", "--level", "error", text + "\r\nx\ry"}), "aggregated errors:\n" + inText + "\r\nx\\ry\n");
+  EXPECT_THAT(errorsOf({"exec", folder / text}, 1), HasSubstr(inText));
+  writeFile(folder / text, "#!/bin/sh\nsleep 5\n");
+  std::filesystem::permissions(folder / text, std::filesystem::perms::owner_all);
+  Program waiting({"exec", folder / text}, {.terminal = true, .environment = {"PATH=/usr/bin:/bin"}});
+  EXPECT_TRUE(waiting.prints(inText + ": 0.")) << waiting.output;
+}
+
 TEST(BvdiagSend, SaysWhyThereIsNoReply) {
   const std::string port = "/dev/cu.usbserial-BV0001: ";
   EXPECT_THAT(errorsOf({"send", "version", "--simulated", "--accept", "no such", "--timeout", "0.3"}, 1),

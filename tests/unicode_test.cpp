@@ -23,6 +23,15 @@ TEST(Utf8, EveryCodePointIsReadBackAsItWasWritten) {
   EXPECT_EQ(wrong, 0U);
 }
 
+TEST(Characters, ThatSteerTheDirectionOfOthersAreTwelve) {
+  std::vector<char32_t> found;
+  for (char32_t value = 0; value < 0x110000; ++value) {
+    if (isBidirectionalControl(value)) found.push_back(value);
+  }
+  EXPECT_THAT(found, ::testing::ElementsAre(0x61C, 0x200E, 0x200F, 0x202A, 0x202B, 0x202C, 0x202D, 0x202E, 0x2066,
+                                            0x2067, 0x2068, 0x2069));
+}
+
 // Every text of five bytes out of those at which UTF-8's rules change.
 TEST(Utf8, AnyBytesReadTheSameForwardsAndBackwardsAndOnlyTheShortestFormIsValid) {
   constexpr unsigned char kBytes[] = {0x41, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC2, 0xE0, 0xED, 0xF0, 0xF4, 0xFF};

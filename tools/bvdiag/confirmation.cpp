@@ -12,7 +12,7 @@ bool confirmed(const Session& session, const std::string& question, bool yes) {
     session.output().complain(question + " nobody can be asked; give --yes to have it done");
     return false;
   }
-  std::cerr << question + " [y/N] " << std::flush;
+  std::cerr << escaped(question) + " [y/N] " << std::flush;
   std::string answer;
   std::getline(std::cin, answer);
   if (answer == "y" || answer == "Y" || answer == "yes") return true;

@@ -212,8 +212,8 @@ void Demo::showLog() {
   if (output.json()) {
     return output.printJson(bv::Dictionary{{"log", log_}, {"content", content}, {"aggregatedError", errors}});
   }
-  output.print("\naggregated errors:" + (errors.empty() ? " none\n" : "\n" + errors));
-  output.print("\nlog file " + escaped(log_) + ":\n" + content);
+  output.print("\naggregated errors:" + (errors.empty() ? " none\n" : "\n" + escapedLines(errors)));
+  output.print("\nlog file " + escaped(log_) + ":\n" + escapedLines(content));
 }
 
 // A file that no one else has.

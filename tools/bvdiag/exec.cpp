@@ -30,7 +30,7 @@ int run(const ExecOptions& options, Session& session) {
   std::optional<std::string> text;
   bool ran = false;
   {
-    const Countdown waiting("waiting for " + options.program);
+    const Countdown waiting("waiting for " + escaped(options.program));
     ran = bv::Brisvane::runCommandWithLaunchPath(path, options.arguments, directory, text);
   }
   if (output.json()) {

@@ -44,7 +44,7 @@ int run(const LogOptions& options, Session& session) {
                                     {"file", options.file.empty() ? bv::Object() : bv::Object(options.file)},
                                     {"aggregatedError", errors}});
   } else {
-    output.print("aggregated errors:" + (errors.empty() ? " none\n" : "\n" + errors));
+    output.print("aggregated errors:" + (errors.empty() ? " none\n" : "\n" + escapedLines(errors)));
   }
   return session.logIsComplete() ? kSuccess : kFailure;
 }

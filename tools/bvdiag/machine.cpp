@@ -3,7 +3,6 @@
 
 #include <brisvane/host/error.h>
 #include <brisvane/host/files.h>
-#include <brisvane/host/json.h>
 
 #include "commands.h"
 #include "recording.h"
@@ -23,7 +22,7 @@ int record(const std::string& path, const RecordingOptions& options, Session& se
     output.complain(path + ": there is something already; name a new file");
     return kFailure;
   }
-  const std::string text = bv::host::jsonText(recordMachine(options), bv::host::JsonLayout::kIndented) + "\n";
+  const std::string text = jsonOf(recordMachine(options), bv::host::JsonLayout::kIndented) + "\n";
   if (path == kStandardOutput) {
     output.print(text);
     return kSuccess;

@@ -81,7 +81,7 @@ int main(int count, char** arguments) {
   try {
     return bvdiag::run(count, arguments);
   } catch (const std::exception& error) {
-    std::cerr << std::string("bvdiag: ") + error.what() + "\n";
+    std::cerr << "bvdiag: " + bvdiag::escaped(error.what()) + "\n";
     return bvdiag::kFailure;
   }
 }

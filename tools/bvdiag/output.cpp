@@ -11,7 +11,6 @@
 #include <sstream>
 
 #include <brisvane/host/error.h>
-#include <brisvane/host/json.h>
 #include <brisvane/types/hex.h>
 #include <brisvane/types/unicode.h>
 
@@ -63,6 +62,9 @@ void appendByteEscapes(std::string& text, std::string_view bytes) {
   }
 }
 
+// Whether a terminal would obey the character instead of showing it.
+bool isObeyed(char32_t character) { return bv::isControl(character) || bv::isBidirectionalControl(character); }
+
 // Whether bytes are printable ASCII, but for zero bytes at their end.
 bool isText(bv::ByteView bytes) {
   while (!bytes.empty() && bytes.back() == 0) bytes = bytes.first(bytes.size() - 1);
@@ -96,7 +98,7 @@ std::string escaped(std::string_view text) {
     const std::string_view bytes = text.substr(0, next.length);
     if (const auto escape = shortEscape(next.value); !escape.empty()) {
       result += escape;
-    } else if (!next.valid || brisvane::isControl(next.value)) {
+    } else if (!next.valid || isObeyed(next.value)) {
       appendByteEscapes(result, bytes);
     } else {
       result += bytes;
@@ -107,6 +109,36 @@ std::string escaped(std::string_view text) {
 }
 
 std::string escaped(bv::ByteView bytes) { return escaped(bv::asCharacters(bytes)); }
+
+std::string escapedLines(std::string_view text) {
+  std::string result;
+  while (!text.empty()) {
+    const std::size_t feed = std::min(text.find('\n'), text.size());
+    const std::size_t end = feed > 0 && feed < text.size() && text[feed - 1] == '\r' ? feed - 1 : feed;
+    result.append(escaped(text.substr(0, end))).append(text.substr(end, feed + 1 - end));
+    text.remove_prefix(std::min(feed + 1, text.size()));
+  }
+  return result;
+}
+
+std::string jsonOf(const bv::Object& value, bv::host::JsonLayout layout) {
+  const std::string json = bv::host::jsonText(value, layout);
+  std::string result;
+  // Such characters stand within texts alone, except for the line feeds of the layout: in texts these are escapes
+  // already.
+  for (std::string_view rest = json; !rest.empty();) {
+    const bv::CodePoint next = bv::firstCodePoint(rest);
+    if (next.value != U'\n' && isObeyed(next.value)) {
+      result += "\\u";
+      bv::appendLowerHex(result, static_cast<std::uint8_t>(next.value >> 8U));
+      bv::appendLowerHex(result, static_cast<std::uint8_t>(next.value & 0xFFU));
+    } else {
+      result += rest.substr(0, next.length);
+    }
+    rest.remove_prefix(next.length);
+  }
+  return result;
+}
 
 std::string hexDump(bv::ByteView bytes, std::size_t offset) {
   std::string text;
@@ -120,7 +152,7 @@ std::string valueText(const bv::Object& value) {
   constexpr std::size_t kMost = 64;
   if (const std::string* const text = value.ifText()) return escaped(*text);
   const bv::Data* const bytes = value.ifData();
-  if (bytes == nullptr) return bv::host::jsonText(value);
+  if (bytes == nullptr) return jsonOf(value);
   if (isText(*bytes)) return "\"" + escaped(*bytes) + "\"";
   std::string text = "<";
   for (std::size_t i = 0; i < std::min(bytes->size(), kMost); ++i) {
@@ -148,7 +180,7 @@ void Output::print(std::string_view text) {
   complain(bv::host::errorText("standard output", reason));
 }
 
-void Output::printJson(const bv::Object& result) { print(bv::host::jsonText(result) + "\n"); }
+void Output::printJson(const bv::Object& result) { print(jsonOf(result) + "\n"); }
 
 std::string Output::colored(Color color, std::string_view text) const {
   if (!colorsOutput_) return std::string(text);

@@ -6,15 +6,22 @@
 #include <string>
 #include <string_view>
 
+#include <brisvane/host/json.h>
 #include <brisvane/types/data.h>
 #include <brisvane/types/object.h>
 
 namespace bvdiag {
 
-// The text with each control character and each byte that is not UTF-8 as an escape:
-// \r, \n, \t, \\ or \x1b. Other characters stand as they are.
+// The text with each control character, each bidirectional control and each byte that is not
+// UTF-8 as an escape: \r, \n, \t, \\ or \x1b. Other characters stand as they are.
 [[nodiscard]] std::string escaped(std::string_view text);
 [[nodiscard]] std::string escaped(brisvane::ByteView bytes);
+// The same with line ends, LF or CR LF, as they are.
+[[nodiscard]] std::string escapedLines(std::string_view text);
+
+// The value as JSON, with all that a terminal would obey as \u escapes.
+[[nodiscard]] std::string jsonOf(const brisvane::Object& value,
+                                 brisvane::host::JsonLayout layout = brisvane::host::JsonLayout::kOneLine);
 
 // Rows of 16 bytes: the offset, the bytes in hexadecimal, and as characters. `offset` is
 // that of the first byte.
