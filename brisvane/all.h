@@ -9,6 +9,7 @@
 #include "brisvane/logging/system_log_handle.h"
 #include "brisvane/platform/BVNvram.h"
 #include "brisvane/platform/BVSystemInfo.h"
+#include "brisvane/platform/profile_sources.h"
 #include "brisvane/process/BVProcess.h"
 #include "brisvane/serial/BVSerialPort.h"
 #include "brisvane/support/Brisvane.h"

@@ -1,10 +1,14 @@
 #include "brisvane/platform/BVSystemInfo.h"
 
 #include <gmock/gmock.h>
+#include <sys/inotify.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <clocale>
+#include <cstring>
+#include <fstream>
 #include <functional>
 #include <future>
 #include <latch>
@@ -15,6 +19,8 @@
 #include "brisvane/host/platform.h"
 #include "brisvane/host/simulated/machine.h"
 #include "brisvane/platform/companion_chip.h"
+#include "brisvane/platform/profile_sources.h"
+#include "tests/support/linux_machine.h"
 #include "tests/support/own_process.h"
 #include "tests/support/temporary_folder.h"
 
@@ -188,6 +194,61 @@ TEST(BVSystemInfo, EachValueComesFromTheFirstSourceThatHasIt) {
   for (const auto& [key, registry, identity, expected] : cases) {
     EXPECT_EQ(gathered(registry, identity)->profile().at(key), expected) << key << ", " << registry << ", " << identity;
   }
+}
+
+// The rows of the table in docs/linux.md that begin with this heading: first and second cell.
+std::vector<std::pair<std::string, std::string>> documentedSources() {
+  std::ifstream page(LINUX_PAGE);
+  std::vector<std::pair<std::string, std::string>> rows;
+  std::string line;
+  while (std::getline(page, line) && !line.starts_with("| value | sources")) continue;
+  std::getline(page, line);
+  while (std::getline(page, line) && line.starts_with("| ")) {
+    const std::size_t key = line.find(" | ");
+    const std::size_t sources = line.find(" | ", key + 3);
+    rows.emplace_back(line.substr(2, key - 2), line.substr(key + 3, sources - key - 3));
+  }
+  return rows;
+}
+
+TEST(BVSystemInfo, SourcesAreThoseThatTheDocumentationLists) {
+  const Dictionary profile = BVSystemInfo().profile();
+  std::vector<std::pair<std::string, std::string>> rows;
+  for (const ProfileValue& value : profileValues()) {
+    std::string sources;
+    for (const ProfileSource& source : value.sources) {
+      sources += (sources.empty() ? "" : ", ") + std::string(nameOf(source.service));
+      if (!source.name.empty()) sources += " " + std::string(source.name);
+    }
+    if (profile.contains(value.key)) rows.emplace_back(value.key, sources);
+  }
+  EXPECT_EQ(rows.size(), profile.size());
+  EXPECT_EQ(rows, documentedSources());
+}
+
+TEST(BVSystemInfo, OneGatheringReadsEachSharedFileOnce) {
+  const testing::LinuxMachine machine;
+  machine.write("machine.json", R"({"registry": {"chosen": {"model": "A"}, "platform": {}}, "identity": {}})");
+  machine.write("os-release", "VERSION_ID=12\nBUILD_ID=1\n");
+  const auto opensOf = [&machine](const char* name) {
+    const int events = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+    EXPECT_NE(inotify_add_watch(events, (machine / name).c_str(), IN_OPEN | IN_CLOSE),
+              -1);  // opens in a row would be merged
+    const host::ScopedPlatform installed(machine.platform());
+    EXPECT_EQ(BVSystemInfo().modelID(), "A");
+    char buffer[4096];
+    int opens = 0;
+    const ssize_t length = read(events, buffer, sizeof buffer);
+    for (ssize_t at = 0; at < length; at += static_cast<ssize_t>(sizeof(inotify_event))) {
+      inotify_event event{};
+      std::memcpy(&event, buffer + at, sizeof event);
+      if ((event.mask & IN_OPEN) != 0) ++opens;
+    }
+    close(events);
+    return opens;
+  };
+  EXPECT_EQ(opensOf("machine.json"), 1);
+  EXPECT_EQ(opensOf("os-release"), 1);
 }
 
 TEST(BVSystemInfo, CompanionBoardIsLookedUpByTheNumberThatTheHostBoardEndsWith) {

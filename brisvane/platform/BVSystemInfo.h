@@ -19,10 +19,6 @@
 
 namespace brisvane {
 
-namespace host {
-class Platform;
-}
-
 // The machine's profile. Everything comes from the platform in force when it is gathered:
 // the device registry, the identity service and the system version file. What cannot be
 // found is absent; nothing is logged, and nothing fails visibly. docs/linux.md tells where
@@ -164,11 +160,7 @@ class BRISVANE_EXPORT BVSystemInfo final {
   void setOsVersion(host::OsVersion osVersion) noexcept;
 
  private:
-  void readSystemVersion(const host::SystemVersion& version);
-  void readChosenNode(const host::Platform& platform);
-  void readPlatformNode(const host::Platform& platform);
-  void takeCompanionChip();
-  void setCompanionModel(std::optional<std::string> model);
+  class Gathering;
 
   static void set(std::optional<std::string>& field, Text text) noexcept;
 

@@ -6,8 +6,10 @@
 
 #include "brisvane/host/identity_service.h"
 #include "brisvane/host/platform.h"
+#include "brisvane/host/read_once.h"
 #include "brisvane/platform/BVSystemInfo.h"
 #include "brisvane/platform/companion_chip.h"
+#include "brisvane/platform/profile_sources.h"
 #include "brisvane/platform/registry_decoders.h"
 
 namespace brisvane {
@@ -17,26 +19,16 @@ using host::IdentityService;
 using host::OpenNode;
 using host::Registry;
 
-// The two processors differ in three points, all of them here.
+// The two processors differ in three points: these, and the source of `targetType`.
 #if defined(__x86_64__)
 constexpr bool kStartsAsPrePelorusHost = true;
 constexpr bool kHasCompanionChip = true;
-constexpr std::string_view kTargetType = "bridge-model";
 #else
 constexpr bool kStartsAsPrePelorusHost = false;
 constexpr bool kHasCompanionChip = false;
-constexpr std::string_view kTargetType = "target-type";
 #endif
 
-constexpr std::string_view kSerialNumber = "HwPlatformSerialNumber";
-constexpr std::string_view kModel = "model";
-constexpr std::string_view kBoardID = "board-id";
 constexpr std::string_view kInternalMark = "DEVELOPMENT";
-
-std::optional<std::string> textAnswer(const IdentityService& service, std::string_view key) {
-  const auto answer = service.answer(key);
-  return answer ? answer->text() : std::nullopt;
-}
 
 // A boolean, or a number that is not zero.
 bool isTrue(const std::optional<Object>& answer) {
@@ -44,16 +36,6 @@ bool isTrue(const std::optional<Object>& answer) {
   if (const auto flag = answer->boolean()) return *flag;
   return (answer->integer() || answer->unsignedInteger() || answer->real()) && answer != Object(0) &&
          answer != Object(0.0);
-}
-
-std::optional<std::string> textOf(const OpenNode& node, const Registry& registry, std::string_view name) {
-  return decodeText(registry.property(node.handle(), name));
-}
-
-std::optional<std::string> textEntry(const std::optional<Dictionary>& entries, std::string_view key) {
-  if (!entries) return std::nullopt;
-  const auto found = entries->find(key);
-  return found != entries->end() ? found->second.text() : std::nullopt;
 }
 
 // The number that a host board's identifier ends with, in hexadecimal.
@@ -64,79 +46,140 @@ std::uint64_t hostBoardNumber(const std::string& board) {
 
 }  // namespace
 
+// One run over the table of sources, from one reading of the machine's files.
+class BVSystemInfo::Gathering {
+ public:
+  Gathering(BVSystemInfo& info, const host::Platform& platform) : info_(info), platform_(platform) {}
+
+  void run() {
+    takeAnswersWithoutNode();
+    static_cast<void>(takeFrom(ProfileService::kRootNode));
+    const auto& build = info_.strRookeryBuildVersion_;
+    info_.isInternaOS_ = build && build->find(kInternalMark) != std::string::npos;
+    info_.isPrePelorusHost_ = kStartsAsPrePelorusHost;
+    takeSystemVersion();
+    info_.chipID_ = std::nullopt;
+    if (takeFrom(ProfileService::kChosenNode) && info_.chipID_ && info_.boardID_) info_.isPrePelorusHost_ = false;
+    if (!takeFrom(ProfileService::kPlatformNode)) return;
+    shortenCompanionModel();
+    if (!info_.firmwareVersion_) static_cast<void>(takeFrom(ProfileService::kRomNode));
+  }
+
+ private:
+  using TextField = std::optional<std::string> BVSystemInfo::*;
+
+  // What holds a text of this key; null for what is no text.
+  static TextField textField(std::string_view key) noexcept {
+    constexpr std::pair<std::string_view, TextField> kFields[] = {
+        {"targetType", &BVSystemInfo::targetType_},
+        {"serialNumber", &BVSystemInfo::systemSerialNumber_},
+        {"firmwareVersion", &BVSystemInfo::firmwareVersion_},
+        {"modelID", &BVSystemInfo::modelID_},
+        {"boardId", &BVSystemInfo::boardIDStr_},
+        {"uuid", &BVSystemInfo::UUID_},
+        {"keelModelName", &BVSystemInfo::keelModelName_},
+        {"vireoVersion", &BVSystemInfo::osVersionStr_},
+        {"buildVersion", &BVSystemInfo::osBuildVersionStr_},
+        {"strRookeryBuildVersion", &BVSystemInfo::strRookeryBuildVersion_},
+    };
+    for (const auto& [name, field] : kFields) {
+      if (name == key) return field;
+    }
+    return nullptr;
+  }
+
+  // Takes what a node says, and what the other services say that are asked only with it. False
+  // when the machine has no such node.
+  bool takeFrom(ProfileService service) {
+    const Registry& registry = platform_.registry();
+    const OpenNode node(registry, openNode(registry, service));
+    if (!node) return false;
+    forEachSource([&](const ProfileValue& value, const ProfileSource& source) {
+      if (source.service == service && isWanted(value, source)) {
+        take(value.key, registry.property(node.handle(), source.name));
+      } else if (source.needs == service) {
+        takeBeside(value, source);
+      }
+    });
+    return true;
+  }
+
+  void takeAnswersWithoutNode() {
+    forEachSource([&](const ProfileValue& value, const ProfileSource& source) {
+      if (source.needs == ProfileService::kNone) takeBeside(value, source);
+    });
+  }
+
+  void takeBeside(const ProfileValue& value, const ProfileSource& source) {
+    if (source.service == ProfileService::kCompanionChip) takeCompanionChip(value.key);
+    if (source.service == ProfileService::kIdentity && isWanted(value, source)) {
+      takeAnswer(value.key, platform_.identityService().answer(source.name));
+    }
+  }
+
+  template <typename Visit>
+  static void forEachSource(const Visit& visit) {
+    for (const ProfileValue& value : profileValues()) {
+      if (value.derived) continue;
+      for (const ProfileSource& source : value.sources) visit(value, source);
+    }
+  }
+
+  // The first source of a text replaces it, the further ones fill a gap.
+  bool isWanted(const ProfileValue& value, const ProfileSource& source) const {
+    const TextField field = textField(value.key);
+    return field == nullptr || &source == value.sources.data() || !(info_.*field);
+  }
+
+  void take(std::string_view key, const std::optional<Object>& property) {
+    if (key == "chipId") info_.chipID_ = decodeNumber<std::uint16_t>(property);
+    if (key == "boardID") info_.boardID_ = decodeNumber<std::uint8_t>(property);
+    if (const TextField field = textField(key)) info_.*field = decodeText(property);
+  }
+
+  void takeAnswer(std::string_view key, const std::optional<Object>& answer) {
+    if (key == "isProductionFused") info_.isProductionFused_ = isTrue(answer);
+    if (key == "ecid") info_.ECID_ = answer ? answer->unsignedInteger() : std::nullopt;
+    if (const TextField field = textField(key)) info_.*field = answer ? answer->text() : std::nullopt;
+  }
+
+  void takeSystemVersion() {
+    info_.setOsVersion(platform_.systemVersion().running().value_or(host::OsVersion{}));
+    const Dictionary entries = platform_.systemVersion().entries().value_or(Dictionary());
+    forEachSource([&](const ProfileValue& value, const ProfileSource& source) {
+      if (source.service != ProfileService::kSystemVersion) return;
+      const auto found = entries.find(source.name);
+      info_.*textField(value.key) = found != entries.end() ? found->second.text() : std::nullopt;
+    });
+    info_.setIsSeed();
+  }
+
+  void takeCompanionChip(std::string_view key) {
+    if (!kHasCompanionChip || !info_.boardIDStr_ || !info_.targetType_) return;
+    info_.isPrePelorusHost_ = false;
+    if (key == "chipId") info_.chipID_ = kCompanionChipID;
+    const auto board = companionChipBoard(hostBoardNumber(*info_.boardIDStr_));
+    if (key == "boardID" && board) info_.boardID_ = board;
+  }
+
+  void shortenCompanionModel() {
+    constexpr std::string_view kEnding = "AP";
+    auto& model = info_.keelModelName_;
+    if (!model) return;
+    info_.isPrePelorusHost_ = false;
+    if (model->ends_with(kEnding)) model->resize(model->size() - kEnding.size());
+  }
+
+  const host::ReadOnce filesAreReadOnce_;
+  BVSystemInfo& info_;
+  const host::Platform& platform_;
+};
+
 void BVSystemInfo::setPlatformInfo() noexcept try {
   const auto platform = host::platform();
-  const Registry& registry = platform->registry();
-  const auto signingFuse = platform->identityService().answer(IdentityService::kSigningFuse);
-  isProductionFused_ = isTrue(signingFuse);
-  {
-    const OpenNode root(registry, registry.root());
-    strRookeryBuildVersion_ = textOf(root, registry, "RookeryBuildVersion");
-  }
-  isInternaOS_ = strRookeryBuildVersion_ && strRookeryBuildVersion_->find(kInternalMark) != std::string::npos;
-  isPrePelorusHost_ = kStartsAsPrePelorusHost;
-  readSystemVersion(platform->systemVersion());
-  chipID_ = std::nullopt;
-  readChosenNode(*platform);
-  readPlatformNode(*platform);
+  Gathering(*this, *platform).run();
 } catch (const std::bad_alloc&) {
   // What has been gathered stands; the rest is as it was.
-}
-
-void BVSystemInfo::readSystemVersion(const host::SystemVersion& version) {
-  setOsVersion(version.running().value_or(host::OsVersion{}));
-  const auto entries = version.entries();
-  osBuildVersionStr_ = textEntry(entries, host::SystemVersion::kBuildVersion);
-  setIsSeed();
-  osVersionStr_ = textEntry(entries, host::SystemVersion::kUserVisibleVersion);
-}
-
-void BVSystemInfo::readChosenNode(const host::Platform& platform) {
-  const Registry& registry = platform.registry();
-  const IdentityService& identity = platform.identityService();
-  const OpenNode chosen(registry, registry.nodeAtPath(Registry::kChosenPath));
-  if (!chosen) return;
-  systemSerialNumber_ = textOf(chosen, registry, kSerialNumber);
-  firmwareVersion_ = textAnswer(identity, IdentityService::kFirmwareVersion);
-  if (!firmwareVersion_) firmwareVersion_ = textOf(chosen, registry, "firmware-version");
-  const auto uniqueChip = identity.answer(IdentityService::kUniqueChipID);
-  ECID_ = uniqueChip ? uniqueChip->unsignedInteger() : std::nullopt;
-  modelID_ = textOf(chosen, registry, kModel);
-  chipID_ = decodeNumber<std::uint16_t>(registry.property(chosen.handle(), "chip-id"));
-  boardID_ = decodeNumber<std::uint8_t>(registry.property(chosen.handle(), kBoardID));
-  if (chipID_ && boardID_) isPrePelorusHost_ = false;
-}
-
-void BVSystemInfo::readPlatformNode(const host::Platform& platform) {
-  const Registry& registry = platform.registry();
-  {
-    const OpenNode node(registry, registry.firstNodeOfClass(Registry::kPlatformClass));
-    if (!node) return;
-    targetType_ = textOf(node, registry, kTargetType);
-    if (!systemSerialNumber_) systemSerialNumber_ = textOf(node, registry, kSerialNumber);
-    if (!modelID_) modelID_ = textOf(node, registry, kModel);
-    boardIDStr_ = textOf(node, registry, kBoardID);
-    if (kHasCompanionChip && boardIDStr_ && targetType_) takeCompanionChip();
-    UUID_ = textAnswer(platform.identityService(), IdentityService::kUniqueDeviceID);
-    if (!UUID_) UUID_ = textOf(node, registry, "HwPlatformUUID");
-    setCompanionModel(textOf(node, registry, "bridge-model"));
-  }
-  if (firmwareVersion_) return;
-  const OpenNode rom(registry, registry.nodeAtPath(Registry::kRomPath));
-  if (rom) firmwareVersion_ = textOf(rom, registry, "version");
-}
-
-void BVSystemInfo::takeCompanionChip() {
-  if (const auto board = companionChipBoard(hostBoardNumber(*boardIDStr_))) boardID_ = board;
-  isPrePelorusHost_ = false;
-  chipID_ = kCompanionChipID;
-}
-
-void BVSystemInfo::setCompanionModel(std::optional<std::string> model) {
-  constexpr std::string_view kEnding = "AP";
-  if (model) isPrePelorusHost_ = false;
-  if (model && model->ends_with(kEnding)) model->resize(model->size() - kEnding.size());
-  keelModelName_ = std::move(model);
 }
 
 }  // namespace brisvane

@@ -18,60 +18,18 @@ namespace {
 
 namespace bv = brisvane;
 using bv::BVSystemInfo;
+using bv::ProfileService;
+using bv::ProfileSource;
+using bv::ProfileValue;
 using bv::host::IdentityService;
 using bv::host::Origin;
-using bv::host::SystemVersion;
 
 constexpr std::size_t kColumn = 24;
-
-// One place where a value is looked for: the identity service, the system version file, or a
-// node of the registry.
-struct Source {
-  std::string_view service;
-  std::string_view name;
-  std::string_view needs = {};  // a node without which it is not asked
-};
-
-constexpr std::string_view kIdentity = "identity";
-constexpr std::string_view kVersion = "system version";
-// The library's own table, which an x86-64 host with such a chip is looked up in.
-constexpr std::string_view kCompanionChip = "companion chip";
 #if defined(__x86_64__)
 constexpr bool kKnowsCompanionChips = true;
 #else
 constexpr bool kKnowsCompanionChips = false;
 #endif
-
-// A value of the profile, and where it is looked for, the first first. A flag is
-// derived from what stands there.
-struct Entry {
-  std::string_view key;
-  std::vector<Source> sources;
-};
-
-const std::vector<Entry>& entries() {
-  static const std::vector<Entry> kEntries{
-      {"serialNumber", {{"chosen", "HwPlatformSerialNumber"}, {"platform", "HwPlatformSerialNumber"}}},
-      {"modelID", {{"chosen", "model"}, {"platform", "model"}}},
-      {"boardId", {{"platform", "board-id"}}},
-      {"chipId", {{kCompanionChip, ""}, {"chosen", "chip-id"}}},
-      {"ecid", {{kIdentity, IdentityService::kUniqueChipID, "chosen"}}},
-      {"uuid", {{kIdentity, IdentityService::kUniqueDeviceID, "platform"}, {"platform", "HwPlatformUUID"}}},
-      {"keelModelName", {{"platform", "bridge-model"}}},
-      {"firmwareVersion",
-       {{kIdentity, IdentityService::kFirmwareVersion, "chosen"},
-        {"chosen", "firmware-version"},
-        {"rom", "version", "platform"}}},
-      {"vireoVersion", {{kVersion, SystemVersion::kUserVisibleVersion}}},
-      {"buildVersion", {{kVersion, SystemVersion::kBuildVersion}}},
-      {"strRookeryBuildVersion", {{"root", "RookeryBuildVersion"}}},
-      {"isSeedBuild", {{kVersion, SystemVersion::kBuildVersion}}},
-      {"isPrePelorusHost", {{"chosen", "chip-id"}, {"chosen", "board-id"}, {"platform", "bridge-model"}}},
-      {"isProductionFused", {{kIdentity, IdentityService::kSigningFuse}}},
-      {"isInternaOS", {{"root", "RookeryBuildVersion"}}},
-  };
-  return kEntries;
-}
 
 std::string reasonText(int error) {
   switch (error) {
@@ -102,7 +60,7 @@ struct Finding {
 Finding companionChip() {
   const BVSystemInfo& machine = BVSystemInfo::shared();
   const bool isThere = machine.boardIDStr() && machine.targetType();
-  return {std::string(kCompanionChip), {}, isThere ? reasonText(0) : "none"};
+  return {std::string(nameOf(ProfileService::kCompanionChip)), {}, isThere ? reasonText(0) : "none"};
 }
 
 // Whether the profile can make something of a property that is there.
@@ -112,24 +70,24 @@ bool isOfUse(bv::host::NodeHandle node, std::string_view name) {
   return decoder.stringFromHwRegEntry(node, name).has_value();
 }
 
-Finding findingFrom(const Source& source) {
-  if (source.service == kCompanionChip) return companionChip();
+Finding findingFrom(const ProfileSource& source) {
+  if (source.service == ProfileService::kCompanionChip) return companionChip();
   const auto platform = bv::host::platform();
-  Finding finding{std::string(source.service) + " " + std::string(source.name), {}, {}};
+  Finding finding{std::string(nameOf(source.service)) + " " + std::string(source.name), {}, {}};
   Origin origin;
-  if (source.service == kIdentity) {
+  if (source.service == ProfileService::kIdentity) {
     origin = platform->identityService().origin(source.name);
-  } else if (source.service == kVersion) {
+  } else if (source.service == ProfileService::kSystemVersion) {
     origin = platform->systemVersion().origin(source.name);
   } else {
-    const bv::host::OpenNode node(platform->registry(), openNode(platform->registry(), source.service));
+    const bv::host::OpenNode node(platform->registry(), bv::openNode(platform->registry(), source.service));
     origin = platform->registry().origin(node.handle(), source.name);
     if (!node) finding.reason = "no such node";
     if (!origin.error && !isOfUse(node.handle(), source.name)) finding.reason = "not of use";
   }
-  if (!source.needs.empty() &&
-      !bv::host::OpenNode(platform->registry(), openNode(platform->registry(), source.needs))) {
-    finding.reason = "not asked without a node " + std::string(source.needs);
+  if (source.needs != ProfileService::kNone &&
+      !bv::host::OpenNode(platform->registry(), bv::openNode(platform->registry(), source.needs))) {
+    finding.reason = "not asked without a node " + std::string(nameOf(source.needs));
   }
   finding.place = origin.place;
   if (finding.reason.empty()) finding.reason = reasonText(origin.error.number());
@@ -137,10 +95,10 @@ Finding findingFrom(const Source& source) {
 }
 
 // Up to the first answer, which is the one that counts. A flag depends on all of them.
-std::vector<Finding> findingsFor(const Entry& entry, bool isFlag) {
+std::vector<Finding> findingsFor(const ProfileValue& value, bool isFlag) {
   std::vector<Finding> findings;
-  for (const Source& source : entry.sources) {
-    if (source.service == kCompanionChip && !kKnowsCompanionChips) continue;
+  for (const ProfileSource& source : value.sources) {
+    if (source.service == ProfileService::kCompanionChip && !kKnowsCompanionChips) continue;
     findings.push_back(findingFrom(source));
     if (findings.back().isAnswer() && !isFlag) break;
   }
@@ -168,14 +126,16 @@ int run(Session& session, bool explains) {
   complainOfAdministratorFile(session);
   const bv::Dictionary profile = BVSystemInfo::shared().profile();
   bv::Dictionary explained;
-  for (const Entry& entry : entries()) {
-    const bv::Object& value = profile.find(entry.key)->second;
-    const auto findings = explains ? findingsFor(entry, value.boolean().has_value()) : std::vector<Finding>();
+  for (const ProfileValue& described : bv::profileValues()) {
+    const auto found = profile.find(described.key);
+    if (found == profile.end()) continue;
+    const bv::Object& value = found->second;
+    const auto findings = explains ? findingsFor(described, value.boolean().has_value()) : std::vector<Finding>();
     if (output.json()) {
-      explained.emplace(entry.key, describe(value, findings));
+      explained.emplace(described.key, describe(value, findings));
       continue;
     }
-    printLine(output, entry.key, value);
+    printLine(output, described.key, value);
     for (const Finding& finding : findings) output.print(std::string(kColumn, ' ') + escaped(finding.text()) + "\n");
   }
   if (output.json()) output.printJson(explains ? explained : profile);

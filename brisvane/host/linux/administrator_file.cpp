@@ -6,11 +6,15 @@
 #include <cerrno>
 #include <new>
 
+#include "brisvane/host/read_once.h"
+
 namespace brisvane::host::real {
 
-MachineDescription AdministratorFile::read() const {
-  std::string error;
-  return MachineDescription::fromFile(path_, error).value_or(MachineDescription{});
+std::shared_ptr<const MachineDescription> AdministratorFile::read() const {
+  return ReadOnce::content<MachineDescription>(path_, [this] {
+    std::string error;
+    return MachineDescription::fromFile(path_, error).value_or(MachineDescription{});
+  });
 }
 
 Origin AdministratorFile::originOfNothing() const {
@@ -19,14 +23,14 @@ Origin AdministratorFile::originOfNothing() const {
 }
 
 bool OverlaidNode::exists() const noexcept try {
-  return base_->exists() || (file_.read().*section_).has_value();
+  return base_->exists() || ((*file_.read()).*section_).has_value();
 } catch (const std::bad_alloc&) {
   return base_->exists();
 }
 
 std::optional<Object> OverlaidNode::property(std::string_view name) const noexcept try {
-  const MachineDescription description = file_.read();
-  const auto& overlay = description.*section_;
+  const auto description = file_.read();
+  const auto& overlay = (*description).*section_;
   const auto found = overlay ? overlay->find(name) : Dictionary::const_iterator();
   return overlay && found != overlay->end() ? std::optional(found->second) : base_->property(name);
 } catch (const std::bad_alloc&) {
@@ -35,7 +39,8 @@ std::optional<Object> OverlaidNode::property(std::string_view name) const noexce
 
 std::vector<std::string> OverlaidNode::propertyNames() const noexcept try {
   std::vector<std::string> names = base_->propertyNames();
-  for (const auto& [name, value] : (file_.read().*section_).value_or(Dictionary())) names.push_back(name);
+  const auto description = file_.read();
+  for (const auto& [name, value] : ((*description).*section_).value_or(Dictionary())) names.push_back(name);
   std::sort(names.begin(), names.end());
   names.erase(std::unique(names.begin(), names.end()), names.end());
   return names;
@@ -44,7 +49,8 @@ std::vector<std::string> OverlaidNode::propertyNames() const noexcept try {
 }
 
 Origin OverlaidNode::origin(std::string_view name) const noexcept try {
-  const auto overlay = file_.read().*section_;
+  const auto description = file_.read();
+  const auto& overlay = (*description).*section_;
   if (overlay && overlay->contains(name)) return {file_.path(), {}};
   Origin origin = base_->origin(name);
   return origin.place.empty() ? file_.originOfNothing() : origin;

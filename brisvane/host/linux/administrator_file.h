@@ -1,5 +1,5 @@
 // What an administrator says about the machine, over what the machine says itself.
-// Safe from any thread: the file is read afresh at each question.
+// Safe from any thread. The file is read afresh at each question, once where a ReadOnce says so.
 #pragma once
 
 #include <memory>
@@ -18,7 +18,7 @@ class AdministratorFile {
 
   // What it says; nothing when it is missing, cannot be read, or is malformed: a wrong file
   // counts as a whole or not at all.
-  [[nodiscard]] MachineDescription read() const;
+  [[nodiscard]] std::shared_ptr<const MachineDescription> read() const;
 
   // The origin of a value that it could give and does not.
   [[nodiscard]] Origin originOfNothing() const;

@@ -52,7 +52,8 @@ std::optional<Object> MachineIdentity::uniqueChipID(Error& error) const {
 }
 
 std::optional<Object> MachineIdentity::answer(std::string_view key) const noexcept try {
-  const Dictionary answers = file_.read().identity;
+  const auto description = file_.read();
+  const Dictionary& answers = description->identity;
   if (const auto found = answers.find(key); found != answers.end()) return found->second;
   Error error;
   std::string_view missing;
@@ -64,7 +65,7 @@ std::optional<Object> MachineIdentity::answer(std::string_view key) const noexce
 }
 
 Origin MachineIdentity::origin(std::string_view key) const noexcept try {
-  if (file_.read().identity.contains(key)) return {file_.path(), {}};
+  if (file_.read()->identity.contains(key)) return {file_.path(), {}};
   if (key == kSigningFuse) {
     std::string_view missing;
     const bool isAnswered = signingFuse(missing).has_value();

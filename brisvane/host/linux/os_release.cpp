@@ -5,6 +5,7 @@
 #include <new>
 
 #include "brisvane/host/files.h"
+#include "brisvane/host/read_once.h"
 
 namespace brisvane::host::real {
 namespace {
@@ -45,7 +46,11 @@ std::optional<std::string> valueIn(std::string_view content, std::string_view na
 
 }  // namespace
 
-OsRelease::Found OsRelease::read() const {
+std::shared_ptr<const OsRelease::Found> OsRelease::read() const {
+  return ReadOnce::content<Found>(file_, [this] { return readFiles(); });
+}
+
+OsRelease::Found OsRelease::readFiles() const {
   Found found;
   std::optional<std::string> content;
   for (const std::string* const path : {&file_, &fallback_}) {
@@ -61,8 +66,8 @@ OsRelease::Found OsRelease::read() const {
 }
 
 std::optional<Dictionary> OsRelease::entries() const noexcept try {
-  auto entries = read().entries;
-  auto said = administrator_.read().versionEntries;
+  auto entries = read()->entries;
+  auto said = administrator_.read()->versionEntries;
   if (!said) return entries;
   if (entries) said->merge(*entries);
   return said;
@@ -71,8 +76,8 @@ std::optional<Dictionary> OsRelease::entries() const noexcept try {
 }
 
 std::optional<OsVersion> OsRelease::running() const noexcept try {
-  if (const auto said = administrator_.read().running) return said;
-  const auto entries = read().entries;
+  if (const auto said = administrator_.read()->running) return said;
+  const auto entries = read()->entries;
   const auto version = entries ? entries->find(kUserVisibleVersion) : Dictionary::const_iterator();
   return entries && version != entries->end() ? parseVersion(*version->second.ifText()) : std::nullopt;
 } catch (const std::bad_alloc&) {
@@ -80,9 +85,9 @@ std::optional<OsVersion> OsRelease::running() const noexcept try {
 }
 
 Origin OsRelease::origin(std::string_view entry) const noexcept try {
-  const auto said = administrator_.read().versionEntries;
+  const auto said = administrator_.read()->versionEntries;
   if (said && said->contains(entry)) return {administrator_.path(), {}};
-  Found found = read();
+  Found found = *read();
   if (found.entries && !found.entries->contains(entry)) found.origin.error = Error(ENODATA);
   return found.origin;
 } catch (const std::bad_alloc&) {

@@ -1,7 +1,8 @@
 // The operating system's versions on Linux, from os-release(5).
-// Safe from any thread: the files are read afresh at each question.
+// Safe from any thread. The files are read afresh at each question, once where a ReadOnce says so.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -26,7 +27,8 @@ class OsRelease final : public SystemVersion {
     std::optional<Dictionary> entries;
     Origin origin;
   };
-  [[nodiscard]] Found read() const;
+  [[nodiscard]] std::shared_ptr<const Found> read() const;
+  [[nodiscard]] Found readFiles() const;
 
   const std::string file_;
   const std::string fallback_;

@@ -1,0 +1,51 @@
+// Where the values of a profile come from: the table that the gathering follows, for a tool that
+// explains a profile.
+// The functions may be called from any thread.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "brisvane/host/registry.h"
+#include "brisvane/types/export.h"
+
+namespace brisvane {
+
+// A service of the platform, or a node of its registry.
+enum class ProfileService : std::uint8_t {
+  kNone,
+  kIdentity,
+  kSystemVersion,
+  kRootNode,
+  kChosenNode,
+  kPlatformNode,
+  kRomNode,
+  kCompanionChip,  // the library's own table, in which an x86-64 build looks up the host's board
+};
+
+// One place where a value is looked for.
+struct ProfileSource {
+  ProfileService service = ProfileService::kNone;
+  std::string_view name;                         // the key, the entry or the property
+  ProfileService needs = ProfileService::kNone;  // the node without which the source is not asked
+};
+
+// A value, with its sources in order: the first that has a value decides. A flag that is derived
+// depends on all of them.
+struct ProfileValue {
+  std::string_view key;  // of BVSystemInfo::profile(); the property's name where the profile has none
+  std::span<const ProfileSource> sources;
+  bool derived = false;
+};
+
+// Every value of BVSystemInfo. The sources of one node are read in the order in which they stand here.
+[[nodiscard]] BRISVANE_EXPORT std::span<const ProfileValue> profileValues() noexcept;
+
+// The name of a service for people, as in "chosen" or "identity".
+[[nodiscard]] BRISVANE_EXPORT std::string_view nameOf(ProfileService service) noexcept;
+
+// Opens the node; 0 when the machine has none, and for a service that is no node.
+[[nodiscard]] BRISVANE_EXPORT host::NodeHandle openNode(const host::Registry& registry, ProfileService node) noexcept;
+
+}  // namespace brisvane
