@@ -16,11 +16,11 @@ void takeAll() {
   locks.osVersion.lock();
   locks.cryptography.lock();
   locks.timeZone.lock();
-  locks.syslog.lock();
+  locks.logSocket.lock();
 }
 
 void releaseAll() {
-  locks.syslog.unlock();
+  locks.logSocket.unlock();
   locks.timeZone.unlock();
   locks.cryptography.unlock();
   locks.osVersion.unlock();

@@ -21,7 +21,7 @@ struct ProcessLocks {
   std::mutex osVersion;      // the OS version of every profile
   std::mutex cryptography;   // the loading of the cryptography library
   std::mutex timeZone;       // around localtime_r
-  std::mutex syslog;         // around syslog(3)
+  std::mutex logSocket;      // which socket the entries of the system log are sent from
 };
 
 ProcessLocks& processLocks() noexcept;

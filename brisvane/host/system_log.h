@@ -31,7 +31,8 @@ class BRISVANE_EXPORT SystemLog {
 
   // Records one entry: `format` with its one placeholder standing for `argument`.
   // Both are arguments in their own right so that a log that keeps them apart can.
-  // Never fails towards the caller; what cannot be recorded is dropped.
+  // Never fails towards the caller; what cannot be recorded is dropped. A caller waits for it: the machine's own log
+  // takes at most 2 seconds, when its daemon hangs.
   virtual void write(const LogChannel& channel, LogType type, std::string_view format,
                      std::string_view argument) const noexcept = 0;
 };

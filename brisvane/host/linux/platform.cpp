@@ -17,7 +17,7 @@ namespace brisvane::host::real {
 
 Platform makePlatform(const Roots& roots) {
   Platform platform;
-  platform.setSystemLog(std::make_shared<JournalLog>(roots.journalSocket));
+  platform.setSystemLog(std::make_shared<JournalLog>(roots.journalSocket, roots.syslogSocket));
   platform.setPreferences(std::make_shared<ConfigFiles>());
   platform.setDeviceNodes(std::make_shared<DeviceDirectory>(roots.deviceDirectory));
   const AdministratorFile file(roots.administratorFile);

@@ -13,6 +13,7 @@ namespace brisvane::host::real {
 struct Roots {
   std::string deviceDirectory = "/dev";
   std::string journalSocket = "/run/systemd/journal/socket";
+  std::string syslogSocket = "/dev/log";
   std::string administratorFile{kAdministratorFile};
   std::string smbios = "/sys/class/dmi/id";
   std::string deviceTree = "/proc/device-tree";

@@ -1,17 +1,15 @@
-// The caller of a logger is who speaks, not the line below.
-#define SD_JOURNAL_SUPPRESS_LOCATION
-
 #include "brisvane/host/linux/system_log.h"
 
-#include <sys/uio.h>
 #include <syslog.h>
-#include <systemd/sd-journal.h>
-#include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <ctime>
 #include <mutex>
 #include <new>
+#include <string>
 
 #include "brisvane/host/process_locks.h"
 #include "brisvane/types/join.h"
@@ -40,23 +38,70 @@ std::string filledIn(std::string_view format, std::string_view argument) {
   return text;
 }
 
-// syslog(3) holds a lock of glibc's while it writes, which a forked child may find taken
-// for ever. Ours around it is free in the child; a fork waits for one entry.
-void writeToSyslog(int priority, const std::string& message) {
-  const std::scoped_lock lock(processLocks().syslog);
-  ::syslog(LOG_USER | priority, "%s", message.c_str());
+// A field of the journal's protocol. A value of several lines has its length, in little-endian order, in place of
+// the "=".
+void addField(std::string& entry, std::string_view name, std::string_view value) {
+  entry += name;
+  if (value.find('\n') == std::string_view::npos) {
+    entry += '=';
+  } else {
+    entry += '\n';
+    for (unsigned shift = 0; shift < 64; shift += 8) {
+      entry += static_cast<char>(std::uint64_t{value.size()} >> shift & 0xFFU);
+    }
+  }
+  entry += value;
+  entry += '\n';
 }
 
-void writeToJournal(const LogChannel& channel, int priority, std::string_view message) {
-  const std::array fields{join({"MESSAGE=", message}), join({"PRIORITY=", std::to_string(priority)}),
-                          join({"SYSLOG_IDENTIFIER=", program_invocation_short_name}),
-                          join({"BRISVANE_SUBSYSTEM=", channel.subsystem}),
-                          join({"BRISVANE_CATEGORY=", channel.category})};
-  std::array<iovec, fields.size()> parts{};
-  for (std::size_t i = 0; i < fields.size(); ++i) {
-    parts[i] = {const_cast<char*>(fields[i].data()), fields[i].size()};  // iovec knows no const
+std::string journalEntry(const LogChannel& channel, LogType type, std::string_view message) {
+  constexpr std::size_t kOtherFields = 200;
+  std::string entry;
+  entry.reserve(message.size() + kOtherFields);
+  addField(entry, "MESSAGE", message);
+  addField(entry, "PRIORITY", std::to_string(priorityOf(type)));
+  addField(entry, "SYSLOG_IDENTIFIER", program_invocation_short_name);
+  addField(entry, "BRISVANE_SUBSYSTEM", channel.subsystem);
+  addField(entry, "BRISVANE_CATEGORY", channel.category);
+  return entry;
+}
+
+// "<14>Mar  5 09:07:03 program: message", as syslog(3) sends it, which cannot be used: it waits for a daemon
+// that hangs.
+std::string syslogEntry(const LogChannel& /*channel*/, LogType type, std::string_view message) {
+  constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                     "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+  const std::time_t seconds = std::time(nullptr);
+  std::tm fields{};
+  {
+    const std::scoped_lock lock(processLocks().timeZone);
+    ::localtime_r(&seconds, &fields);
   }
-  sd_journal_sendv(parts.data(), static_cast<int>(parts.size()));
+  std::array<char, 64> head{};
+  static_cast<void>(std::snprintf(head.data(), head.size(), "<%d>%s %2d %02d:%02d:%02d ", LOG_USER | priorityOf(type),
+                                  kMonths[fields.tm_mon], fields.tm_mday, fields.tm_hour, fields.tm_min,
+                                  fields.tm_sec));
+  return join({head.data(), program_invocation_short_name, ": ", message});
+}
+
+using Encoder = std::string (*)(const LogChannel&, LogType, std::string_view);
+
+// Comes after the entry that was taken, which there may be no room beside.
+void reportDropped(LogSocket& socket, Encoder encode, const LogChannel& channel) {
+  const std::uint32_t dropped = socket.takeDropped();
+  if (dropped == 0) return;
+  const std::string entry = encode(
+      channel, LogType::kError,
+      join({"Entries dropped before this one, because the system log did not take them: ", std::to_string(dropped)}));
+  if (socket.send(entry, LogSocket::Waiting::kNone) != LogSocket::Outcome::kTaken) socket.addDropped(dropped);
+}
+
+// False when the socket is not the one to use.
+bool record(LogSocket& socket, Encoder encode, const LogChannel& channel, LogType type, std::string_view message) {
+  const LogSocket::Outcome outcome = socket.send(encode(channel, type, message), LogSocket::Waiting::kShort);
+  if (outcome == LogSocket::Outcome::kHung) socket.addDropped(1);
+  if (outcome == LogSocket::Outcome::kTaken) reportDropped(socket, encode, channel);
+  return outcome != LogSocket::Outcome::kUnavailable;
 }
 
 }  // namespace
@@ -64,12 +109,7 @@ void writeToJournal(const LogChannel& channel, int priority, std::string_view me
 void JournalLog::write(const LogChannel& channel, LogType type, std::string_view format,
                        std::string_view argument) const noexcept try {
   const std::string message = filledIn(format, argument);
-  // sd_journal_sendv reports success when nobody listens.
-  if (::access(journalSocket_.c_str(), F_OK) == 0) {
-    writeToJournal(channel, priorityOf(type), message);
-  } else {
-    writeToSyslog(priorityOf(type), message);
-  }
+  if (!record(journal_, journalEntry, channel, type, message)) record(syslog_, syslogEntry, channel, type, message);
 } catch (const std::bad_alloc&) {
   // Dropped: a log never fails towards its caller.
 }

@@ -1,24 +1,30 @@
-// The system log on Linux: the journal, or syslog where there is no journal.
+// The system log on Linux: the journal, or the syslog daemon where there is no journal.
 // Safe from any thread, and in a child forked while another thread writes.
 #pragma once
 
 #include <string>
-#include <utility>
+#include <string_view>
 
+#include "brisvane/host/linux/log_socket.h"
 #include "brisvane/host/system_log.h"
 
 namespace brisvane::host::real {
 
+// A daemon that hangs is waited for once, for at most 2 seconds; entries are then dropped until it takes one again,
+// and an entry reports how many.
 class JournalLog final : public SystemLog {
  public:
-  // `journalSocket` is the path that tells whether a journal listens.
-  explicit JournalLog(std::string journalSocket) : journalSocket_(std::move(journalSocket)) {}
+  // The paths at which the journal and the syslog daemon listen.
+  JournalLog(std::string_view journalSocket, std::string_view syslogSocket) noexcept
+      : journal_(journalSocket, LogSocket::LargeEntries::kAsDescriptor),
+        syslog_(syslogSocket, LogSocket::LargeEntries::kRefused) {}
 
   void write(const LogChannel& channel, LogType type, std::string_view format,
              std::string_view argument) const noexcept override;
 
  private:
-  std::string journalSocket_;
+  mutable LogSocket journal_;
+  mutable LogSocket syslog_;
 };
 
 }  // namespace brisvane::host::real
