@@ -1,6 +1,7 @@
 #include "brisvane/logging/BVLog.h"
 
 #include <gmock/gmock.h>
+#include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -12,6 +13,7 @@
 #include <map>
 #include <thread>
 
+#include "brisvane/logging/file_writers.h"
 #include "brisvane/logging/preferences_store.h"
 #include "tests/support/simulated_test.h"
 
@@ -156,6 +158,93 @@ TEST_F(BVLogTest, UnwritableFileIsReportedToTheSystemLogAlone) {
   EXPECT_TRUE(contentOf(folder / "busy") == before);
   ::kill(sleeper, SIGKILL);
   ::waitpid(sleeper, nullptr, 0);
+}
+
+// Runs `write` while no file may grow beyond `size` bytes, as on a disk that is full by then.
+template <typename Write>
+void withFilesUpTo(rlim_t size, const Write& write) {
+  ::signal(SIGXFSZ, SIG_IGN);
+  rlimit usual{};
+  ::getrlimit(RLIMIT_FSIZE, &usual);
+  const rlimit small{size, usual.rlim_max};
+  ::setrlimit(RLIMIT_FSIZE, &small);
+  write();
+  ::setrlimit(RLIMIT_FSIZE, &usual);
+}
+
+TEST_F(BVLogTest, LineAfterOneThatWasCutShortBeginsOnALineOfItsOwn) {
+  const std::string one = "2024-03-05 9:7:3 one \n";
+  const std::string two = "2024-03-05 9:7:3 two \n";
+  const std::string cut = "2024-03-05 9:7";
+  const auto cutLine = [&] { log.info("cut"); };
+  log.info("one");
+  withFilesUpTo(one.size() + cut.size(), [&] {
+    cutLine();
+    EXPECT_THAT(logged(), ::testing::Contains(::testing::EndsWith("run.log: File too large")));
+    cutLine();  // of which nothing is written
+  });
+  appendTo("text", path);  // continues what it finds, as ever
+  std::filesystem::rename(path, folder / "moved");
+  BVLog other(SystemLogHandle::waylineLog(), path, 0);
+  other.info("two");  // another file
+  other.setLogFilePath(folder / "moved");
+  other.info("two");
+  other.info("two");
+  EXPECT_EQ(contentOf(path), two);
+  EXPECT_EQ(contentOf(folder / "moved"), one + cut + "text\n" + two + two);
+
+  // The line feed itself, too, is all that is written.
+  const std::size_t size = two.size() + cut.size();
+  withFilesUpTo(size, cutLine);
+  withFilesUpTo(size + 1, cutLine);
+  log.info("one");
+  EXPECT_EQ(contentOf(path), two + cut + "\n\n" + one);
+
+  // Of many files, the last ones are remembered.
+  for (int i = 0; i < 40; ++i) {
+    log.setLogFilePath(folder / std::to_string(i));
+    writeFile(folder / std::to_string(i), one);
+    withFilesUpTo(one.size() + cut.size(), cutLine);
+  }
+  log.info("two");
+  EXPECT_EQ(contentOf(folder / "39"), one + cut + "\n" + two);
+}
+
+TEST_F(BVLogTest, LineBeginsWithNoLineFeedWhereThisProcessHasCutNone) {
+  const std::string line = "2024-03-05 9:7:3 line \n";
+  writeFile(path, "of others");
+  log.info("line");
+  EXPECT_EQ(contentOf(path), "of others" + line);
+
+  // A file that was emptied, one that was completed, and a new one that may have the number of one that was removed.
+  const auto cutAt = [&](const std::string& name) {
+    log.setLogFilePath(folder / name);
+    writeFile(folder / name, "of others\n");
+    withFilesUpTo(15, [&] { log.info("cut"); });
+  };
+  cutAt("emptied");
+  std::filesystem::resize_file(folder / "emptied", 0);
+  log.info("line");
+  EXPECT_EQ(contentOf(folder / "emptied"), line);
+  cutAt("completed");
+  appendTo("completed\n", folder / "completed");
+  log.info("line");
+  EXPECT_EQ(contentOf(folder / "completed"), "of others\n2024-completed\n" + line);
+  cutAt("removed");
+  std::filesystem::remove(folder / "removed");
+  log.info("line");
+  log.info("line");
+  EXPECT_EQ(contentOf(folder / "removed"), line + line);
+
+  // Another process finds a file without a line feed.
+  cutAt("forked");
+  const pid_t child = ::fork();
+  if (child == 0) {
+    log.info("line");
+    ::_exit(0);
+  }
+  ::waitpid(child, nullptr, 0);
+  EXPECT_EQ(contentOf(folder / "forked"), "of others\n2024-" + line);
 }
 
 TEST_F(BVLogTest, DefaultLoggerIsReplacedWithoutTouchingTheOneBefore) {

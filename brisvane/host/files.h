@@ -29,6 +29,10 @@ namespace brisvane::host {
 // full disk still took.
 BRISVANE_EXPORT Error appendToFile(std::string_view path, std::string_view bytes) noexcept;
 
+// The same for a line, which ends with a line feed. When the last write of this process to the file was one of these
+// two and was cut short, it goes on a line of its own: a line feed is written ahead of it.
+BRISVANE_EXPORT Error appendLineToFile(std::string_view path, std::string_view line) noexcept;
+
 // Whom a new file lets read it: whom the umask does, or its owner alone, as befits a key.
 enum class Readers : std::uint8_t { kUsual, kOwner };
 

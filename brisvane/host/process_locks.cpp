@@ -16,11 +16,13 @@ void takeAll() {
   locks.osVersion.lock();
   locks.cryptography.lock();
   locks.timeZone.lock();
+  locks.cutLines.lock();
   locks.logSocket.lock();
 }
 
 void releaseAll() {
   locks.logSocket.unlock();
+  locks.cutLines.unlock();
   locks.timeZone.unlock();
   locks.cryptography.unlock();
   locks.osVersion.unlock();

@@ -1,7 +1,7 @@
 // BVLog, the logger: the system log, a log file, and a text that collects the errors.
 // Every operation may be called from any thread at the same time, and from the
-// destructor of a static object. All work is done, and the file system waited for,
-// before an operation returns. What gives a value or makes an object may throw
+// destructor of a static object. All work is done, and the file system and the system log
+// waited for, before an operation returns. What gives a value or makes an object may throw
 // std::bad_alloc, as the containers do; nothing else throws.
 #pragma once
 
@@ -34,6 +34,15 @@ namespace brisvane {
 // cannot be written is told to the system log as an error entry, "ERROR: Failed to write
 // string to file " with the path, ": " and the reason; an existing file that cannot be
 // opened is never replaced.
+//
+// A full disk, or a limit of the process, can cut a line short, which is told like one that cannot be written. The
+// next line of this process to that file begins with a line feed, so that no more than the one line is damaged; those
+// of other processes continue what they find. A process that is killed while it writes (kill -9) leaves no line, or
+// one that is cut short in the same way, which nobody mends; so does a machine that loses its power, with the lines
+// that had not reached the disk yet: no line is synced.
+//
+// A system log that hangs is waited for once, for at most 2 seconds; its entries are then dropped until it takes one
+// again, and an entry reports how many. The file gets every line.
 //
 //   namespace bv = brisvane;
 //   bv::BVLog::configureDefault(bv::SystemLogHandle::waylineLog(), "/var/tmp/run.log", std::nullopt);

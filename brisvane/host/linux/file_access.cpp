@@ -47,14 +47,16 @@ Descriptor openExisting(const std::string& path, int flags) noexcept {
   return file;
 }
 
-Error writeAll(int descriptor, std::string_view bytes) noexcept {
+Error writeAll(int descriptor, std::string_view bytes, std::size_t* written) noexcept {
   const NoBrokenPipeSignal guard(descriptor);
+  if (written != nullptr) *written = 0;
   while (!bytes.empty()) {
-    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return lastError();
-    if (written == 0) return Error(EIO);
-    bytes.remove_prefix(static_cast<std::size_t>(written));
+    const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return lastError();
+    if (count == 0) return Error(EIO);
+    bytes.remove_prefix(static_cast<std::size_t>(count));
+    if (written != nullptr) *written += static_cast<std::size_t>(count);
   }
   return {};
 }

@@ -21,7 +21,7 @@ namespace brisvane::host::real {
 [[nodiscard]] Descriptor openExisting(const std::string& path, int flags) noexcept;
 
 // Writes all the bytes: in one write in all but the odd case, as only a disk that fills up
-// takes a part. A pipe whose reader went away is EPIPE, and no signal.
-Error writeAll(int descriptor, std::string_view bytes) noexcept;
+// takes a part; `written` is how many. A pipe whose reader went away is EPIPE, and no signal.
+Error writeAll(int descriptor, std::string_view bytes, std::size_t* written = nullptr) noexcept;
 
 }  // namespace brisvane::host::real

@@ -7,9 +7,11 @@
 #include <filesystem>
 #include <new>
 
+#include "brisvane/host/linux/cut_lines.h"
 #include "brisvane/host/linux/descriptor.h"
 #include "brisvane/host/linux/file_access.h"
 #include "brisvane/host/linux/new_file.h"
+#include "brisvane/types/join.h"
 
 namespace brisvane::host {
 namespace {
@@ -17,10 +19,13 @@ namespace {
 using real::canExist;
 using real::createBeside;
 using real::Descriptor;
+using real::forgetCutLine;
+using real::isAnyLineCut;
 using real::kNewFileMode;
 using real::lastError;
 using real::openDescriptor;
 using real::openExisting;
+using real::rememberCutLine;
 using real::renameWithoutReplacing;
 using real::writeAll;
 
@@ -43,6 +48,7 @@ Error create(const std::string& path, std::string_view bytes, mode_t mode = kNew
   Descriptor file = createBeside(path, beside, mode);
   if (!file.valid()) return lastError();
   Error failed = writeAll(file.get(), bytes);
+  if (isAnyLineCut()) forgetCutLine(file.get());  // of a removed file that had the number of this one
   file.reset(-1);
   if (!failed) failed = moveWithoutReplacing(beside, path, bytes, mode);
   if (failed) ::unlink(beside.c_str());
@@ -62,9 +68,25 @@ bool isSymbolicLink(const std::string& path) noexcept {
   return ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
 }
 
-}  // namespace
+enum class Content : std::uint8_t { kAny, kLine };
 
-Error appendToFile(std::string_view path, std::string_view bytes) noexcept try {
+// `beganAnew` when the bytes begin with the line feed that a cut line lacks.
+Error writeToEnd(int file, std::string_view bytes, bool beganAnew) noexcept {
+  std::size_t written = 0;
+  const Error failed = writeAll(file, bytes, &written);
+  if (failed && (written > 0 || beganAnew)) rememberCutLine(file);
+  if (!failed && bytes.ends_with('\n') && isAnyLineCut()) forgetCutLine(file);
+  return failed;
+}
+
+Error writeToEnd(int file, std::string_view bytes, Content content) {
+  if (content == Content::kAny || !isAnyLineCut()) return writeToEnd(file, bytes, false);
+  const std::string onItsOwn = join({"\n", bytes});
+  const bool isAfterCutLine = forgetCutLine(file);
+  return writeToEnd(file, isAfterCutLine ? onItsOwn : bytes, isAfterCutLine);
+}
+
+Error append(std::string_view path, std::string_view bytes, Content content) {
   if (!canExist(path)) return Error(ENOENT);
   const std::string name(path);
   // A further round is for a file that another writer has made in between, or one that was moved to
@@ -74,7 +96,7 @@ Error appendToFile(std::string_view path, std::string_view bytes) noexcept try {
     const Descriptor file = openExisting(name, O_WRONLY | O_APPEND);
     if (file.valid()) {
       if (round < kRounds - 1 && isRemoved(file.get())) continue;
-      return writeAll(file.get(), bytes);
+      return writeToEnd(file.get(), bytes, content);
     }
     if (errno != ENOENT) return lastError();
     const Error failed = create(name, bytes);
@@ -82,6 +104,18 @@ Error appendToFile(std::string_view path, std::string_view bytes) noexcept try {
     if (round > 0 && isSymbolicLink(name)) break;
   }
   return Error(ENOENT);
+}
+
+}  // namespace
+
+Error appendToFile(std::string_view path, std::string_view bytes) noexcept try {
+  return append(path, bytes, Content::kAny);
+} catch (const std::bad_alloc&) {
+  return Error(ENOMEM);
+}
+
+Error appendLineToFile(std::string_view path, std::string_view line) noexcept try {
+  return append(path, line, Content::kLine);
 } catch (const std::bad_alloc&) {
   return Error(ENOMEM);
 }
