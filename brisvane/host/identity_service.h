@@ -13,6 +13,7 @@ namespace brisvane::host {
 
 // REQUIRES of an implementation, as of every service that a profile is gathered from: it
 // neither asks for BVSystemInfo::shared() nor forks.
+// An operation that is not overridden answers "nothing".
 class BRISVANE_EXPORT IdentityService {
  public:
   static constexpr std::string_view kSigningFuse = "SigningFuse";                    // a boolean
@@ -26,10 +27,10 @@ class BRISVANE_EXPORT IdentityService {
   virtual ~IdentityService();
 
   // The answer for a key; nullopt when there is none.
-  [[nodiscard]] virtual std::optional<Object> answer(std::string_view key) const noexcept = 0;
+  [[nodiscard]] virtual std::optional<Object> answer(std::string_view key) const noexcept;
 
   // Where the answer comes from, or would.
-  [[nodiscard]] virtual Origin origin(std::string_view key) const noexcept = 0;
+  [[nodiscard]] virtual Origin origin(std::string_view key) const noexcept;
 };
 
 }  // namespace brisvane::host

@@ -63,6 +63,7 @@ struct OpenConfiguration {
   std::vector<std::string> arguments;
 };
 
+// An operation that is not overridden answers "nothing".
 class BRISVANE_EXPORT LaunchService {
  public:
   static constexpr std::string_view kBundleIdentifier = "BkBundleIdentifier";
@@ -76,26 +77,26 @@ class BRISVANE_EXPORT LaunchService {
   // launches on platforms that know of sessions. 0 when that cannot be had. Nothing is delivered before codes are
   // selected.
   [[nodiscard]] virtual SubscriptionHandle subscribe(std::int32_t session, std::int32_t flags, const SerialQueue& queue,
-                                                     NotificationCallback callback) const noexcept = 0;
+                                                     NotificationCallback callback) const noexcept;
 
   // Chooses the codes that are delivered. 0 for success; any other status means that
   // nothing will be. The four further arguments have no meaning here.
   [[nodiscard]] virtual std::int32_t selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes,
                                                  std::int32_t first, std::int32_t second, std::int32_t third,
-                                                 std::int32_t fourth) const noexcept = 0;
+                                                 std::int32_t fourth) const noexcept;
 
   // Ends a subscription. No callback of it starts from now on, and one under way has ended
   // when this returns, unless it is called by that callback itself. REQUIRES that no two
   // callbacks end each other's subscription, and that a callback does not end another one on its
   // own queue: each would wait for the other.
-  virtual void unsubscribe(SubscriptionHandle subscription) const noexcept = 0;
+  virtual void unsubscribe(SubscriptionHandle subscription) const noexcept;
 
   // Makes an application known by the file URL of its bundle. 0 for success.
-  virtual std::int32_t registerBundle(std::string_view url, bool forceUpdate) const noexcept = 0;
+  virtual std::int32_t registerBundle(std::string_view url, bool forceUpdate) const noexcept;
 
   // Launches the application at a file URL. Returns at once.
   virtual void open(std::string_view url, const OpenConfiguration& configuration,
-                    OpenCompletion completion) const noexcept = 0;
+                    OpenCompletion completion) const noexcept;
 };
 
 }  // namespace brisvane::host

@@ -35,6 +35,7 @@ struct InterfaceAddress {
 };
 
 // The two operations are independent: either may fail alone.
+// An operation that is not overridden answers "nothing".
 class BRISVANE_EXPORT NetworkInterfaces {
  public:
   // The kinds of interface that a diagnostic tool is told of.
@@ -48,10 +49,10 @@ class BRISVANE_EXPORT NetworkInterfaces {
   virtual ~NetworkInterfaces();
 
   // Every interface of the machine; nullopt when they cannot be enumerated.
-  [[nodiscard]] virtual std::optional<std::vector<NetworkInterface>> interfaces() const noexcept = 0;
+  [[nodiscard]] virtual std::optional<std::vector<NetworkInterface>> interfaces() const noexcept;
 
   // The entries of every interface, in the kernel's order; nullopt when they cannot be had.
-  [[nodiscard]] virtual std::optional<std::vector<InterfaceAddress>> addresses() const noexcept = 0;
+  [[nodiscard]] virtual std::optional<std::vector<InterfaceAddress>> addresses() const noexcept;
 };
 
 // "192.0.2.1".

@@ -19,10 +19,10 @@
 
 namespace brisvane::host {
 
-// A copyable set of services. One that was not set, or was set to null, answers
-// "nothing": it records no entry, knows no preference, lists no device, has no registry
-// node, no network interface and no answer, and launches nothing. The clock alone is never missing: without one of its
-// own a platform has the machine's.
+// A copyable set of services. One that was not set, or was set to null, answers "nothing": it
+// records no entry, knows no preference, lists no device, has no registry node, no network
+// interface and no answer, and launches nothing. Only the clock is never missing: without one of
+// its own a platform has the machine's.
 class BRISVANE_EXPORT Platform {
  public:
   Platform() noexcept;

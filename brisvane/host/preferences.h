@@ -11,6 +11,7 @@
 namespace brisvane::host {
 
 // REQUIRES of an implementation: it does not log through BVLog, which is what asks it.
+// An operation that is not overridden answers "nothing".
 class BRISVANE_EXPORT Preferences {
  public:
   Preferences() = default;
@@ -20,7 +21,7 @@ class BRISVANE_EXPORT Preferences {
 
   // The text stored under `key`, read afresh at each call; nullopt when there is none.
   // `suite` names a store; the empty name is the process's standard store.
-  virtual std::optional<std::string> value(std::string_view suite, std::string_view key) const noexcept = 0;
+  virtual std::optional<std::string> value(std::string_view suite, std::string_view key) const noexcept;
 };
 
 }  // namespace brisvane::host

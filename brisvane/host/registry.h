@@ -19,6 +19,7 @@ using NodeHandle = std::uint32_t;
 
 // The nodes that the library reads are the root and those named here. Every operation on
 // a handle that is 0, released or of another registry answers "nothing".
+// An operation that is not overridden answers "nothing".
 class BRISVANE_EXPORT Registry {
  public:
   static constexpr std::string_view kChosenPath = "HwDeviceTree:/chosen";
@@ -34,27 +35,27 @@ class BRISVANE_EXPORT Registry {
 
   // Each opens a node: the root, the one at a path, the first one of a class. 0 when the
   // machine has no such node, and when memory runs out.
-  [[nodiscard]] virtual NodeHandle root() const noexcept = 0;
-  [[nodiscard]] virtual NodeHandle nodeAtPath(std::string_view path) const noexcept = 0;
-  [[nodiscard]] virtual NodeHandle firstNodeOfClass(std::string_view name) const noexcept = 0;
+  [[nodiscard]] virtual NodeHandle root() const noexcept;
+  [[nodiscard]] virtual NodeHandle nodeAtPath(std::string_view path) const noexcept;
+  [[nodiscard]] virtual NodeHandle firstNodeOfClass(std::string_view name) const noexcept;
 
   // The value of a property: a byte buffer, a text, a number or anything else. nullopt when
   // there is none or it cannot be read. Each call makes a new Object.
-  [[nodiscard]] virtual std::optional<Object> property(NodeHandle node, std::string_view name) const noexcept = 0;
+  [[nodiscard]] virtual std::optional<Object> property(NodeHandle node, std::string_view name) const noexcept;
 
   // Sets a property to a text. 0 for success, else an errno value: ENOTSUP from a node that
   // takes none, ENOENT for a handle that names no node. On the options node this writes a
   // variable, see VariableStore.
   [[nodiscard]] virtual std::int32_t setProperty(NodeHandle node, std::string_view name,
-                                                 std::string_view value) const noexcept = 0;
+                                                 std::string_view value) const noexcept;
 
   // The names of a node's properties, sorted.
-  [[nodiscard]] virtual std::vector<std::string> propertyNames(NodeHandle node) const noexcept = 0;
+  [[nodiscard]] virtual std::vector<std::string> propertyNames(NodeHandle node) const noexcept;
 
   // Where a property comes from, or would if it were there.
-  [[nodiscard]] virtual Origin origin(NodeHandle node, std::string_view name) const noexcept = 0;
+  [[nodiscard]] virtual Origin origin(NodeHandle node, std::string_view name) const noexcept;
 
-  virtual void release(NodeHandle node) const noexcept = 0;
+  virtual void release(NodeHandle node) const noexcept;
 };
 
 // An open node, released when this object goes.

@@ -18,6 +18,7 @@ struct LogChannel {
 };
 
 // REQUIRES of an implementation: it does not log through BVLog, which is what asks it.
+// An operation that is not overridden answers "nothing".
 class BRISVANE_EXPORT SystemLog {
  public:
   // The placeholder for the argument in a format. "public" asks a system log that
@@ -34,7 +35,7 @@ class BRISVANE_EXPORT SystemLog {
   // Never fails towards the caller; what cannot be recorded is dropped. A caller waits for it: the machine's own log
   // takes at most 2 seconds, when its daemon hangs.
   virtual void write(const LogChannel& channel, LogType type, std::string_view format,
-                     std::string_view argument) const noexcept = 0;
+                     std::string_view argument) const noexcept;
 };
 
 }  // namespace brisvane::host

@@ -20,6 +20,7 @@ struct OsVersion {
   bool operator==(const OsVersion&) const = default;
 };
 
+// An operation that is not overridden answers "nothing".
 class BRISVANE_EXPORT SystemVersion {
  public:
   // The entries of the system version file that the library reads, both texts.
@@ -32,13 +33,13 @@ class BRISVANE_EXPORT SystemVersion {
   virtual ~SystemVersion();
 
   // The system version file, read afresh; nullopt when there is none.
-  [[nodiscard]] virtual std::optional<Dictionary> entries() const noexcept = 0;
+  [[nodiscard]] virtual std::optional<Dictionary> entries() const noexcept;
 
   // The version that runs; nullopt when nothing tells.
-  [[nodiscard]] virtual std::optional<OsVersion> running() const noexcept = 0;
+  [[nodiscard]] virtual std::optional<OsVersion> running() const noexcept;
 
   // Where an entry comes from, or would.
-  [[nodiscard]] virtual Origin origin(std::string_view entry) const noexcept = 0;
+  [[nodiscard]] virtual Origin origin(std::string_view entry) const noexcept;
 };
 
 }  // namespace brisvane::host
