@@ -10,6 +10,7 @@
 
 #include "brisvane/host/error.h"
 #include "brisvane/host/file_url.h"
+#include "brisvane/types/join.h"
 
 namespace brisvane::host::simulated {
 namespace {
@@ -96,10 +97,10 @@ std::int32_t DescribedLauncher::registerBundle(std::string_view /*url*/, bool /*
 
 void DescribedLauncher::open(std::string_view url, const OpenConfiguration& /*configuration*/,
                              OpenCompletion completion) const noexcept try {
-  const std::string path = pathOfFileUrl(url).value_or("");
+  const auto path = pathOfFileUrl(url);
   const auto found = std::find_if(applications_.begin(), applications_.end(),
                                   [&path](const Application& application) { return application.path == path; });
-  std::vector<Event> events{{0, {}, {}, errorText(path, ENOENT)}};
+  std::vector<Event> events{{0, {}, {}, path ? errorText(*path, ENOENT) : join({url, ": is no file URL"})}};
   if (found != applications_.end()) events = found->events;
   const bool isStarted = workers_.start(
       [subscriptions = subscriptions_, events = std::move(events), completion](const std::stop_token& stop) {
