@@ -4,11 +4,13 @@
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <functional>
 #include <map>
 #include <sstream>
 #include <thread>
@@ -16,6 +18,21 @@
 #include "brisvane/host/files.h"
 #include "brisvane/logging/BVLog.h"
 #include "tests/support/simulated_test.h"
+
+namespace {
+
+// What each sync does before the kernel does it, and whether it fails instead, by its number: 1 for the first.
+std::function<bool(int)> syncFails;
+int syncs = 0;
+
+}  // namespace
+
+// In place of the C library's.
+extern "C" int fsync(int descriptor) {
+  if (!syncFails || !syncFails(++syncs)) return static_cast<int>(::syscall(SYS_fsync, descriptor));
+  errno = EIO;
+  return -1;
+}
 
 namespace brisvane {
 namespace {
@@ -170,9 +187,10 @@ TEST(MoveFile, AFailureAcrossFileSystemsPutsTheFileItselfBackWithTheLinesThatCam
       while (fs::exists(log)) std::this_thread::yield();  // until it has been moved aside
       EXPECT_FALSE(host::appendToFile(log, "meanwhile\n"));
     });
-    std::vector<std::string> leftAt = {"?"};
-    EXPECT_EQ(host::moveFile(log, other / "to", &leftAt).number(), EBUSY);
-    EXPECT_THAT(leftAt, IsEmpty());
+    host::MoveRemains remains{{"?"}, true};
+    EXPECT_EQ(host::moveFile(log, other / "to", &remains).number(), EBUSY);
+    EXPECT_THAT(remains.paths, IsEmpty());
+    EXPECT_FALSE(remains.hasLostLines);
   }
   EXPECT_EQ(::write(holder, "after\n", 6), 6);
   ::close(holder);
@@ -213,6 +231,67 @@ TEST_F(BackupTest, WhatCannotBePutBackStaysWholeWhereTheReportSays) {
   const std::string left = report.substr(report.find(words) + words.size());
   EXPECT_EQ(contentOf(left.substr(0, left.find('\n'))), "whole\n") << left;
   EXPECT_THAT(namesIn(other.path()), IsEmpty());
+}
+
+// A line of a program that opened the log when its lines had been copied and it had not yet been removed.
+TEST_F(BackupTest, FailureAfterTheMoveToAnotherFileSystemIsReportedWithWhatStandsWhere) {
+  constexpr int kOfCopy = 1;  // the syncs
+  constexpr int kOfFolder = 2;
+  constexpr int kLast = 3;
+  rlimit usual{};
+  ::getrlimit(RLIMIT_FSIZE, &usual);
+  ::signal(SIGXFSZ, SIG_IGN);
+  const auto backUp = [&](const OtherFileSystem& other, rlim_t size, int failing) {
+    fs::remove(path);
+    writeFile(path, "before\n");
+    BVLog::initAggregatedError("");
+    syncs = 0;
+    syncFails = [&, size, failing](int sync) {
+      if (sync == kOfCopy) {
+        EXPECT_FALSE(host::appendToFile(folder / namesIn(folder.path()).at(0), "late\n"));
+        const rlimit small{size, usual.rlim_max};  // for the files that are written from now on
+        ::setrlimit(RLIMIT_FSIZE, &small);
+      }
+      return sync == failing;
+    };
+    log.backupLogFileTo(other / "to");
+    ::setrlimit(RLIMIT_FSIZE, &usual);
+    syncFails = nullptr;
+    const std::string start = "Failed to backup log: " + path + " to " + (other / "to") + ": ";
+    const std::string report = BVLog::aggregatedErrorDescription();
+    return report.starts_with(start) ? report.substr(start.size()) : report;
+  };
+  {
+    const OtherFileSystem other;
+    if (!other.isAnother(folder.path())) GTEST_SKIP() << "there is one file system alone";
+    EXPECT_EQ(backUp(other, usual.rlim_cur, 0), "");
+    EXPECT_EQ(contentOf(other / "to"), "before\nlate\n");
+    EXPECT_THAT(namesIn(folder.path()), IsEmpty());
+  }
+  {
+    const OtherFileSystem other;
+    EXPECT_EQ(backUp(other, 9, 0), "File too large; it is left at " + (other / "to") + " and " + path + "\n");
+    EXPECT_EQ(contentOf(other / "to"), "before\n");
+    EXPECT_EQ(contentOf(path), "late\n");
+  }
+  {
+    const OtherFileSystem other;
+    EXPECT_EQ(backUp(other, 3, 0),
+              "File too large; it is left at " + (other / "to") + "; lines that were written meanwhile are lost\n");
+    EXPECT_EQ(contentOf(other / "to"), "before\n");
+    EXPECT_THAT(namesIn(folder.path()), IsEmpty());
+  }
+  {
+    const OtherFileSystem other;
+    EXPECT_EQ(backUp(other, usual.rlim_cur, kLast), "Input/output error; it is left at " + (other / "to") + "\n");
+    EXPECT_EQ(contentOf(other / "to"), "before\nlate\n");
+  }
+  for (const int failing : {kOfCopy, kOfFolder}) {
+    const OtherFileSystem other;
+    EXPECT_EQ(backUp(other, usual.rlim_cur, failing), "Input/output error\n");
+    EXPECT_EQ(contentOf(path), "before\nlate\n");
+    EXPECT_THAT(namesIn(other.path()), IsEmpty());
+  }
 }
 
 TEST(MoveFile, AcrossFileSystemsLosesNoLineThatIsWrittenMeanwhile) {

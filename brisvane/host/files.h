@@ -47,6 +47,12 @@ BRISVANE_EXPORT Error createFile(std::string_view path, std::string_view bytes,
 // before; a disk without room for them leaves it as it was, where the file system can tell beforehand.
 BRISVANE_EXPORT Error overwriteFile(std::string_view path, std::string_view bytes) noexcept;
 
+// What a failed move has left elsewhere than where the file was.
+struct MoveRemains {
+  std::vector<std::string> paths;  // the file with the earliest lines first; empty when all stands at `from`
+  bool hasLostLines = false;       // lines written meanwhile could be kept nowhere
+};
+
 // Moves the regular file at `from` to `to`, where nothing may be: EEXIST. `from` may be a symbolic
 // link to one: then the link is moved, as it is, and a relative one may lead elsewhere from its new folder.
 // What is no regular file, such as a folder or a device, is refused with EISDIR or EINVAL.
@@ -59,10 +65,10 @@ BRISVANE_EXPORT Error overwriteFile(std::string_view path, std::string_view byte
 // tell at all, as a network's, what a program writes that keeps the file open for longer than 50 ms is lost.
 //
 // On failure the copy is removed and the file itself moved back; what has begun at `from` meanwhile is added
-// to it. Should even that fail, as on a full disk, nothing is removed: `leftAt`, which is empty otherwise,
-// has the paths of what is left beside `from`.
-BRISVANE_EXPORT Error moveFile(std::string_view from, std::string_view to,
-                               std::vector<std::string>* leftAt = nullptr) noexcept;
+// to it. Should even that fail, as on a full disk, nothing is removed: `remains` has the paths of what is left
+// beside `from`. When only the last lines fail, those that were still written when the copy stood at `to` already,
+// the copy stays there: `remains` has `to`, and `from` when these lines have gone back to it.
+BRISVANE_EXPORT Error moveFile(std::string_view from, std::string_view to, MoveRemains* remains = nullptr) noexcept;
 
 // The content of a file of at most `limit` bytes. On failure `error` says why; a
 // larger file is EFBIG.

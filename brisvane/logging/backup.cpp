@@ -27,12 +27,13 @@ void BVLog::backupLogFileTo(Text destination) noexcept try {
   if (!path || path->empty()) return;
   const std::string to =
       destination.present() ? *destination.copy() : backupPath(*path, host::platform()->clock().wall());
-  std::vector<std::string> leftAt;
-  if (const host::Error failed = host::moveFile(*path, to, &leftAt)) {
+  host::MoveRemains remains;
+  if (const host::Error failed = host::moveFile(*path, to, &remains)) {
     const std::string reason = host::errorText(join({*path, " to ", to}), failed.number());
     std::string report = join({"Failed to backup log: ", reason});
     const char* separator = "; it is left at ";
-    for (const std::string& left : leftAt) report += std::exchange(separator, " and ") + left;
+    for (const std::string& left : remains.paths) report += std::exchange(separator, " and ") + left;
+    if (remains.hasLostLines) report += "; lines that were written meanwhile are lost";
     Default::error(report);
   }
 } catch (const std::bad_alloc&) {

@@ -123,43 +123,94 @@ Error moveAside(const std::string& path, std::string& name) {
   return failed;
 }
 
-// Copies the lines of those who found a file before it was moved aside, and opened it only when it had been copied
-// and removed.
-void copyLateLines(int removed, int to) noexcept { static_cast<void>(copyWithLastLines(removed, to)); }
-
-// Moves what the file `newer` holds, and is still being written to it, to the end of `older`.
-Error addTo(const std::string& older, const std::string& newer) noexcept {
+// Moves what the file `newer` holds, and is still being written to it, to the end of `older`. A line that is written to
+// it after it was removed and that `older` does not take, as on a full disk, is lost.
+Error addTo(const std::string& older, const std::string& newer, bool& hasLostLines) noexcept {
   const Descriptor from = openExisting(newer, O_RDONLY);
   if (!from.valid()) return lastError();
   const Descriptor to = openExisting(older, O_WRONLY | O_APPEND);
   if (!to.valid()) return lastError();
   if (const Error failed = copyWithLastLines(from.get(), to.get())) return failed;
   ::unlink(newer.c_str());
-  copyLateLines(from.get(), to.get());
+  if (copyWithLastLines(from.get(), to.get())) hasLostLines = true;
   return {};
 }
 
-// Undoes the moving aside to left.front(): the file itself, which a program may still have open, stands
-// at `path` again. One that has begun there meanwhile is added to it. `left` then has what could not be
-// put back. REQUIRES: it has room for one path more.
-void moveBack(std::vector<std::string>& left, const std::string& path) noexcept try {
+// Undoes the moving aside to remains.paths.front(): the file itself, which a program may still have open, stands
+// at `path` again. One that has begun there meanwhile is added to it. The paths are then those of what could not be
+// put back. REQUIRES: there is room for one path more.
+void moveBack(MoveRemains& remains, const std::string& path) noexcept try {
   constexpr int kRounds = 100;  // of further lines, each with a file of its own
   for (int round = 0; round < kRounds; ++round) {
-    const Error failed = move(left.front(), path);
-    if (!failed) return left.clear();
+    const Error failed = move(remains.paths.front(), path);
+    if (!failed) return remains.paths.clear();
     if (failed.number() != EEXIST) return;
     std::string newer;
     if (moveAside(path, newer)) continue;  // it has been moved by others
-    if (addTo(left.front(), newer)) {
-      if (move(newer, path)) left.push_back(std::move(newer));
+    if (addTo(remains.paths.front(), newer, remains.hasLostLines)) {
+      if (move(newer, path)) remains.paths.push_back(std::move(newer));
       return;
     }
   }
 } catch (const std::bad_alloc&) {
-  // The file stays where `left` says.
+  // The file stays where the paths say.
 }
 
-Error moveAcross(const std::string& from, const std::string& to, std::vector<std::string>& left) {
+Error syncFolder(const Descriptor& folder) noexcept {
+  if (!folder.valid() || ::fsync(folder.get()) == 0) return {};
+  const bool cannotBeSynced = errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
+  return cannotBeSynced ? Error() : lastError();
+}
+
+// Puts a complete copy in its place and removes what it was made of; on failure there is no copy any more.
+Error replaceByCopy(const std::string& file, const std::string& copy, const std::string& to,
+                    const Descriptor& folder) noexcept {
+  Error failed = move(copy, to);
+  if (failed) {
+    ::unlink(copy.c_str());
+    return failed;
+  }
+  failed = syncFolder(folder);
+  if (!failed && ::unlink(file.c_str()) != 0) failed = lastError();
+  if (failed) ::unlink(to.c_str());
+  return failed;
+}
+
+// Adds what a removed file holds from `position` on to the log at `path`.
+void giveBackLines(int removed, off_t position, const std::string& path, MoveRemains& remains) {
+  std::string lines;
+  char chunk[std::size_t{4} << 10U];
+  ssize_t count = 0;
+  for (; (count = ::pread(removed, chunk, sizeof chunk, position)) > 0; position += count) {
+    lines.append(chunk, static_cast<std::size_t>(count));
+  }
+  if (lines.empty() && count == 0) return;
+  if (count < 0 || appendToFile(path, lines)) {
+    remains.hasLostLines = true;
+  } else {
+    remains.paths.push_back(path);
+  }
+}
+
+// Copies the lines of those who found a file before it was moved aside, and opened it only when it had been copied to
+// `to` and removed. Those that cannot be copied go back to where the file was.
+Error copyLateLines(int removed, int copy, const std::string& from, const std::string& to, MoveRemains& remains) {
+  struct stat before {};
+  const off_t position = ::lseek(removed, 0, SEEK_CUR);
+  if (position < 0 || ::fstat(copy, &before) != 0) return lastError();
+  Error failed = copyWithLastLines(removed, copy);
+  const bool isUncopied = static_cast<bool>(failed);
+  if (!failed && ::lseek(removed, 0, SEEK_CUR) != position && ::fsync(copy) != 0) failed = lastError();
+  if (!failed) return {};
+  remains.paths.push_back(to);
+  if (isUncopied) {
+    static_cast<void>(::ftruncate(copy, before.st_size));  // no line stands in both
+    giveBackLines(removed, position, from, remains);
+  }
+  return failed;
+}
+
+Error moveAcross(const std::string& from, const std::string& to, MoveRemains& remains) {
   if (exists(to)) return Error(EEXIST);
   if (const Error refused = refusalOfOthersFile(from)) return refused;
   const Descriptor folder = openFolderOf(to);
@@ -167,45 +218,40 @@ Error moveAcross(const std::string& from, const std::string& to, std::vector<std
   std::string copyName;
   const Descriptor copy = createBeside(to, copyName, kOwnersAlone);
   if (!copy.valid()) return lastError();
-  left.reserve(2);
-  Error failed = moveAside(from, left.emplace_back());
+  remains.paths.reserve(2);
+  Error failed = moveAside(from, remains.paths.emplace_back());
   if (failed) {
-    left.clear();
+    remains.paths.clear();
     ::unlink(copyName.c_str());
     return failed;
   }
-  const Descriptor file = openExisting(left.front(), O_RDONLY);
+  const Descriptor file = openExisting(remains.paths.front(), O_RDONLY);
   failed = file.valid() ? copyFile(file.get(), copy.get()) : lastError();
-  const bool isCopied = !failed;
-  if (isCopied) failed = move(copyName, to);
-  const bool isMoved = isCopied && !failed;
-  if (isMoved && folder.valid()) ::fsync(folder.get());
-  if (isMoved && ::unlink(left.front().c_str()) != 0) failed = lastError();
   if (failed) {
-    ::unlink(isMoved ? to.c_str() : copyName.c_str());
-    moveBack(left, from);
+    ::unlink(copyName.c_str());
+  } else {
+    failed = replaceByCopy(remains.paths.front(), copyName, to, folder);
+  }
+  if (failed) {
+    moveBack(remains, from);
     return failed;
   }
-  left.clear();
-  copyLateLines(file.get(), copy.get());
-  ::fsync(copy.get());
-  return {};
+  remains.paths.clear();
+  return copyLateLines(file.get(), copy.get(), from, to, remains);
 }
 
 }  // namespace
 
-Error moveFile(std::string_view from, std::string_view to, std::vector<std::string>* leftAt) noexcept try {
-  if (leftAt != nullptr) leftAt->clear();
+Error moveFile(std::string_view from, std::string_view to, MoveRemains* remains) noexcept try {
+  MoveRemains unasked;
+  MoveRemains& left = remains != nullptr ? *remains : unasked;
+  left = {};
   if (!real::canExist(from) || !real::canExist(to)) return Error(ENOENT);
   const std::string source(from);
   const std::string destination(to);
   if (const Error refused = refusal(source)) return refused;
   const Error failed = renameWithoutReplacing(source, destination);
-  if (failed.number() != EXDEV) return failed;
-  std::vector<std::string> left;
-  const Error unmoved = moveAcross(source, destination, left);
-  if (leftAt != nullptr) *leftAt = std::move(left);
-  return unmoved;
+  return failed.number() == EXDEV ? moveAcross(source, destination, left) : failed;
 } catch (const std::bad_alloc&) {
   return Error(ENOMEM);
 }
