@@ -9,6 +9,7 @@
 
 #include "brisvane/host/command.h"
 #include "brisvane/types/hex.h"
+#include "tests/support/strict_property_list.h"
 #include "tests/support/temporary_folder.h"
 
 namespace brisvane::host {
@@ -55,6 +56,9 @@ TEST(BinaryPropertyList, WritesEachKindInItsSmallestForm) {
                                                    {1.5, "233ff8000000000000"},
                                                    {Date(978'307'201s), "333ff0000000000000"},
                                                    {Date(0s), "33c1cd27e440000000"},
+                                                   {Date(-250ms), "33c1cd27e440200000"},
+                                                   {Date::min(), "33c203008a2c26d695"},
+                                                   {Date::max(), "3341feb71b484dad29"},
                                                    {Data{1, 2}, "420102"},
                                                    {"", "50"},
                                                    {"a\x7F", "52617f"},
@@ -100,6 +104,34 @@ TEST(BinaryPropertyList, LooksIntoASharedContainerOnce) {
   EXPECT_EQ(binaryPropertyList(value)->size(), 8U + 5U + 200U * 3U + 201U * 2U + 32U);
 }
 
+// What is wrong with the file of a value; "" when it holds that value in its strict form.
+std::string faultOf(const Object& value) try {
+  const Data file = binaryPropertyList(value).value();
+  return testing::StrictPropertyList(file).value() == value ? "" : "it holds another value";
+} catch (const std::exception& fault) {
+  return fault.what();
+}
+
+Array numbersUpTo(int end) {
+  Array numbers;
+  for (int i = 0; i < end; ++i) numbers.emplace_back(i);
+  return numbers;
+}
+
+TEST(BinaryPropertyList, GivesPositionsTheirSizeByWhereTheTableStands) {
+  const auto ofSize = [](std::size_t size) {
+    return Dictionary{{"t", std::string(size, 'x')}, {"u", size}, {"v", Array{1.5}}};
+  };
+  for (std::size_t size = 0; size < 300; ++size) EXPECT_EQ(faultOf(ofSize(size)), "") << size;
+  for (std::size_t size = 65'450; size < 65'550; ++size) EXPECT_EQ(faultOf(ofSize(size)), "") << size;
+}
+
+TEST(BinaryPropertyList, GivesNumbersOfObjectsTheirSizeByHowManyThereAre) {
+  for (const int count : {255, 256, 257, 65'535, 65'536, 65'537}) {
+    EXPECT_EQ(faultOf(numbersUpTo(count - 1)), "") << count;  // and the array
+  }
+}
+
 // What Python's own reader of property lists makes of a file, told by an expression over `v`.
 std::string readByPython(const Object& value, const std::string& expression) {
   const testing::TemporaryFolder folder;
@@ -114,8 +146,6 @@ std::string readByPython(const Object& value, const std::string& expression) {
 
 TEST(BinaryPropertyList, IsReadByAReaderThatIsNotOurs) {
   if (!findProgram("python3")) GTEST_SKIP() << "no python3";
-  Array numbers;
-  for (int i = 0; i < 70'000; ++i) numbers.emplace_back(i);
   const Dictionary value{{"truth", Array{true, false, 1, 1.0}},
                          {"whole", Array{-1, std::numeric_limits<std::int64_t>::min(), 0xFFFFFFFFFFFFFFFF, 65'535}},
                          {"real", Array{0.1, -0.0, INFINITY}},
@@ -123,7 +153,8 @@ TEST(BinaryPropertyList, IsReadByAReaderThatIsNotOurs) {
                          {"data", Array{Data(), Data(300, 0xAB)}},
                          {"date", Date(1'709'622'423s + 250ms)},
                          {"nested", Dictionary{{"é", Array{Array(), Dictionary()}}}},
-                         {"numbers", numbers}};  // for which one byte, and two, are too few
+                         {"numbers", numbersUpTo(70'000)}};  // for which one byte, and two, are too few
+  EXPECT_EQ(faultOf(value), "");
   EXPECT_EQ(readByPython(value, "sorted(v)"),
             "['data', 'date', 'nested', 'numbers', 'real', 'text', 'truth', 'whole']\n");
   EXPECT_EQ(readByPython(value, "v['truth'], [type(x).__name__ for x in v['truth']], v['whole']"),

@@ -63,8 +63,9 @@ unsigned sizeOf(std::uint64_t number) noexcept {
 double secondsSince2001(Date date) noexcept {
   using std::chrono::seconds;
   constexpr std::int64_t k2001 = 978'307'200;  // in seconds since 1970
-  // Whole seconds by themselves: a Date that is early enough has no room for the difference.
-  const auto whole = std::chrono::floor<seconds>(date);
+  // Whole seconds by themselves: a Date that is early enough has no room for the difference. They are
+  // cut towards 1970: the first of all seconds begins before the first Date.
+  const auto whole = std::chrono::time_point_cast<seconds>(date);
   return static_cast<double>(whole.time_since_epoch().count() - k2001) +
          std::chrono::duration<double>(date - whole).count();
 }
@@ -171,7 +172,8 @@ class Numbering {
 
 class Writer {
  public:
-  explicit Writer(const std::vector<Entry>& entries) : entries_(entries), refSize_(sizeOf(entries.size() - 1)) {}
+  // Strict readers want Refs that could number one object more, the one after the last.
+  explicit Writer(const std::vector<Entry>& entries) : entries_(entries), refSize_(sizeOf(entries.size())) {}
 
   // The file whose value is the last entry.
   Data file() {
@@ -183,7 +185,7 @@ class Writer {
       write(entry);
     }
     const std::uint64_t table = bytes_.size();
-    const unsigned offsetSize = sizeOf(offsets.back());
+    const unsigned offsetSize = sizeOf(table);  // strict readers want its own position to fit, too
     for (const std::uint64_t offset : offsets) appendNumber(offset, offsetSize);
     appendNumber(0, 6);  // unused
     appendNumber(offsetSize, 1);
