@@ -1,16 +1,18 @@
 #include "brisvane/logging/BVLog.h"
 
 #include <gmock/gmock.h>
+#include <sched.h>
 #include <signal.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdlib>
 #include <fstream>
 #include <map>
+#include <stop_token>
 #include <thread>
 
 #include "brisvane/logging/file_writers.h"
@@ -56,6 +58,53 @@ TEST_F(BVLogTest, EachLevelReachesTheSystemLogTheFileAndTheErrorTextAsItShould) 
             "2024-03-05 9:7:3 port opened \n2024-03-05 9:7:3 ERROR a \n2024-03-05 9:7:3 ERROR b \n"
             "2024-03-05 9:7:3 FAULT two\nlines \n2024-03-05 9:7:3  \n");
   EXPECT_EQ(BVLog::aggregatedErrorDescription(), "a\nb\n");
+}
+
+TEST_F(BVLogTest, LineIsStampedInTheTimeZoneOfItsMomentAndInTheSecondThatHasBegun) {
+  log.info("a");
+  ::setenv("TZ", "XYZ+3", 1);
+  log.info("b");
+  clock->stopAt(host::Clock::Wall(std::chrono::milliseconds(-1)));  // before 1970
+  log.info("c");
+  clock->stopAt(host::Clock::Wall::min());
+  log.info("d");
+  EXPECT_EQ(contentOf(path),
+            "2024-03-05 9:7:3 a \n2024-03-05 4:7:3 b \n1969-12-31 20:59:59 c \n1677-09-20 21:12:43 d \n");
+}
+
+// The file of a time zone that has always been these hours, less than 24, east of UTC.
+std::string timeZoneFile(int hours) {
+  const int seconds = hours * 3600;
+  std::string file(54, '\0');
+  file.replace(0, 4, "TZif");
+  file[39] = 1;  // type of local time,
+  file[43] = 4;  // whose name has this many characters
+  for (std::size_t i = 0; i < 4; ++i) file[44 + i] = static_cast<char>(seconds >> (24U - 8U * i));
+  return file.replace(50, 3, "XYZ");
+}
+
+// A change of the machine's time zone, as a process sees it that has mounts of its own.
+TEST_F(BVLogTest, ChangeOfTheMachinesTimeZoneIsFollowed) {
+  writeFile(folder / "east", timeZoneFile(1));
+  writeFile(folder / "farther", timeZoneFile(5));
+  const auto put = [&](const char* zone) {
+    return ::mount((folder / zone).c_str(), "/etc/localtime", nullptr, MS_BIND, nullptr) == 0;
+  };
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::unsetenv("TZ");
+    if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0 || !put("east")) ::_exit(1);
+    log.info("a");
+    if (!put("farther")) ::_exit(1);
+    clock->stopAt(host::Clock::Wall(std::chrono::seconds(1709622424)));  // it is looked at once a second
+    log.info("b");
+    ::_exit(0);
+  }
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  if (WIFEXITED(status) && WEXITSTATUS(status) == 1) GTEST_SKIP() << "no mounts of a process's own";
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(contentOf(path), "2024-03-05 8:7:3 a \n2024-03-05 12:7:4 b \n");
 }
 
 TEST_F(BVLogTest, VerbosityGatesDebuglAloneAndComesFromThePreferenceWhenNotGiven) {
@@ -341,11 +390,11 @@ TEST_F(BVLogTest, SharedStateIsSafeFromAnyThread) {
 }
 
 TEST_F(BVLogTest, ChildForkedWhileOtherThreadsLogCanLog) {
-  std::atomic<bool> stop = false;
+  BVLog::defaultLog()->setLogFilePath(folder / "parent.log");
   std::vector<std::jthread> threads;
   for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&] {
-      while (!stop) BVLog::Default::error("parent");
+    threads.emplace_back([](const std::stop_token& stop) {
+      while (!stop.stop_requested()) BVLog::Default::error("parent");
     });
   }
   BVLog child(SystemLogHandle("org.example", "silent"), path, 0);
@@ -362,8 +411,6 @@ TEST_F(BVLogTest, ChildForkedWhileOtherThreadsLogCanLog) {
     ::waitpid(pid, &status, 0);
     ASSERT_EQ(status, 0) << "hung";
   }
-  stop = true;
-  threads.clear();
   const std::string content = contentOf(path);
   EXPECT_EQ(std::count(content.begin(), content.end(), '\n'), 50);
 }

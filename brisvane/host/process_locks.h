@@ -20,7 +20,7 @@ struct ProcessLocks {
   std::mutex registries;     // the open nodes of every registry
   std::mutex osVersion;      // the OS version of every profile
   std::mutex cryptography;   // the loading of the cryptography library
-  std::mutex timeZone;       // around localtime_r
+  std::mutex timeZone;       // around tzset and localtime_r
   std::mutex cutLines;       // the files in which a line was cut short
   std::mutex logSocket;      // which socket the entries of the system log are sent from
 };

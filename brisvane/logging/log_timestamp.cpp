@@ -1,9 +1,12 @@
 #include "brisvane/logging/log_timestamp.h"
 
 #include <array>
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <mutex>
+#include <optional>
 
 #include "brisvane/host/process_locks.h"
 #include "brisvane/types/join.h"
@@ -17,7 +20,14 @@ class LogDateFormatter {
   // glibc guards its time-zone data by a lock that a forked child may find taken for
   // ever; ours around it is free in the child.
   static std::tm calendar(std::time_t seconds) {
+    static constinit std::optional<std::time_t> lookedAtFile;
     const std::scoped_lock lock(host::processLocks().timeZone);
+    // A program that runs for days outlives its time zone: localtime_r() alone would keep the first one.
+    // tzset() compares TZ with what it was, and without TZ asks the file system about /etc/localtime. That
+    // takes a third as long as all the rest of a line, so it is done once for the lines of a second.
+    const auto look = ::secure_getenv("TZ") == nullptr ? std::optional(seconds) : std::nullopt;
+    if (!look || look != lookedAtFile) ::tzset();
+    lookedAtFile = look;
     std::tm fields{};
     ::localtime_r(&seconds, &fields);
     return fields;
@@ -34,7 +44,9 @@ class LogDateFormatter {
 }  // namespace
 
 std::string logTimestamp(host::Clock::Wall moment) {
-  const std::tm fields = LogDateFormatter::calendar(host::Clock::Wall::clock::to_time_t(moment));
+  // to_time_t() would cut towards 1970, which gives a moment before it the second that comes next.
+  const auto second = std::chrono::floor<std::chrono::seconds>(moment);
+  const std::tm fields = LogDateFormatter::calendar(second.time_since_epoch().count());
   return join({LogDateFormatter::date(fields), " ", std::to_string(fields.tm_hour), ":", std::to_string(fields.tm_min),
                ":", std::to_string(fields.tm_sec)});
 }
