@@ -172,9 +172,29 @@ TEST_F(BVLogTest, ErrorTextTakesMessagesWhileItHasAtMost4000UserPerceivedCharact
   log.error("z");
   EXPECT_TRUE(BVLog::aggregatedErrorDescription() == family + "y\n");
 
+  BVLog::initAggregatedError("");
+  for (int i = 0; i < 2000; ++i) log.error("y");  // 4,000 characters, however they came
+  log.error("z");
+  log.error("z");
+  EXPECT_EQ(BVLog::aggregatedErrorDescription().size(), 4002U);
+
   BVLog::initAggregatedError(nullptr);
   BVLog(SystemLogHandle::waylineLog(), nullptr, 0).error("of another logger");
   EXPECT_EQ(BVLog::aggregatedErrorDescription(), "of another logger\n");
+}
+
+TEST_F(BVLogTest, ErrorTextIsMeasuredAsAWholeWhereAMessageJoinsItsLastLine) {
+  // The whole has 4,000 characters, and takes one message more; apart there would be 4,001.
+  const std::pair<std::string, std::string> joined[] = {
+      {"e", "\u0301"}, {"x\r", ""}, {"\xE2\x82", "\xAC"}, {"\U0001F468\u200D", "\U0001F469"}};
+  for (const auto& [last, message] : joined) {
+    for (const std::string line : {"", "a line\n"}) {
+      const std::string whole = line + std::string(3998 - line.size(), 'x') + last;
+      BVLog::initAggregatedError(whole);
+      for (const std::string& error : {message, std::string("y"), std::string("z")}) log.error(error);
+      EXPECT_TRUE(BVLog::aggregatedErrorDescription() == whole + message + "\ny\n") << ::testing::PrintToString(last);
+    }
+  }
 }
 
 TEST_F(BVLogTest, UnwritableFileIsReportedToTheSystemLogAlone) {

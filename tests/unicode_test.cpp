@@ -75,23 +75,36 @@ TEST(Utf8, EachByteThatDoesNotBelongCountsAsOneReplacementCharacter) {
   EXPECT_EQ(utf16Length("\U0010FFFF\uFFFF"), 3U);
 }
 
-TEST(Characters, AreCountedAsPeopleSeeThemUpToTheLimitExactly) {
-  std::string marked = "e";
-  for (int i = 0; i < 1000; ++i) marked += "\u0301";
-  const std::string line(10'000, 'x');
-  EXPECT_FALSE(host::hasMoreCharactersThan(line, 10'000));
-  EXPECT_TRUE(host::hasMoreCharactersThan(line, 9'999));
-  EXPECT_TRUE(host::hasMoreCharactersThan("\U0001F600\U0001F600", 1));  // neighbours, not joined
-  EXPECT_TRUE(host::hasMoreCharactersThan("\U0001F1E9\U0001F1EA\U0001F1EB\U0001F1F7", 1));
-  // CR LF, marks, jamo, a family, a skin tone, a flag: one character each.
-  for (const std::string& one : {std::string("\r\n"), marked, std::string("\u1112\u1161\u11AB"),
-                                 std::string("\U0001F468\u200D\U0001F469\u200D\U0001F467"),
-                                 std::string("\U0001F44D\U0001F3FD"), std::string("\U0001F1E9\U0001F1EA"),
-                                 std::string("\U0001F1E9\U0001F1EA\uFE0F"), std::string("\U0001F1E9\u200D")}) {
-    EXPECT_FALSE(host::hasMoreCharactersThan(one, 1)) << one;
-    EXPECT_TRUE(host::hasMoreCharactersThan(one, 0)) << one;
-    EXPECT_FALSE(host::hasMoreCharactersThan("a" + one + "\xE2\x82" + one, 5)) << one;
-    EXPECT_TRUE(host::hasMoreCharactersThan("a" + one + "\xE2\x82" + one, 4)) << one;
+std::string repeated(std::string_view text, int times) {
+  std::string all;
+  for (int i = 0; i < times; ++i) all += text;
+  return all;
+}
+
+TEST(Characters, AreCountedAsPeopleSeeThem) {
+  const auto count = [](const std::string& text) { return host::characterCount(text, 100'000); };
+  EXPECT_EQ(count(""), 0U);
+  EXPECT_EQ(count("\r\na\r\r\n\n\r"), 6U);
+  EXPECT_EQ(count("a\n\u0301"), 3U);
+  EXPECT_EQ(count("\U0001F600\U0001F600"), 2U);  // neighbours, not joined
+  EXPECT_EQ(count("\U0001F1E9\U0001F1EA\U0001F1EB\U0001F1F7\U0001F1E9"), 3U);
+  EXPECT_EQ(count("\U0001F600\u200D\u200D\U0001F600"), 2U);
+  // CR LF, marks, jamo, a family, skin tones, flags: one character each, however long.
+  for (const std::string& one :
+       {std::string("\r\n"), "e" + repeated("\u0301", 50'000), std::string("\u1112\u1161\u11AB"),
+        std::string("\U0001F468\u200D\U0001F469\u200D\U0001F467"), std::string("\U0001F44D\U0001F3FD"),
+        "\U0001F44D" + repeated("\U0001F3FD\uFE0F", 50'000), repeated("\U0001F44D\uFE0F\u200D", 50'000),
+        std::string("\U0001F1E9\U0001F1EA"), "\U0001F1E9\U0001F1EA" + repeated("\uFE0F", 50'000),
+        std::string("\U0001F1E9\u200D")}) {
+    EXPECT_EQ(count(one), 1U) << one.substr(0, 20);
+    EXPECT_EQ(count("a" + one + "\xE2\x82" + one), 5U) << one.substr(0, 20);
+  }
+}
+
+TEST(Characters, AreCountedUpToTheLimitExactly) {
+  for (const std::string& text : {repeated("x", 10'000), repeated("\u00E9\r\n", 5'000)}) {
+    EXPECT_EQ(host::characterCount(text, 10'000), 10'000U);
+    EXPECT_GT(host::characterCount(text, 9'999), 9'999U);
   }
 }
 

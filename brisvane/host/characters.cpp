@@ -13,9 +13,10 @@ namespace {
 // One extended grapheme cluster. \X alone would do, but that of PCRE2 10.42 takes
 // neighbouring pictographs for one cluster, joined or not, cuts a flag from what extends
 // it, and looks back over all flags ahead of one. So rules GB11 to GB13 are spelled out.
-constexpr std::string_view kCluster = R"((?(DEFINE)(?<extend>[\p{Grapheme_Extend}\p{Emoji_Modifier}]))"
-                                      R"((?<tail>[\p{Grapheme_Extend}\p{Emoji_Modifier}\p{Mc}\x{200D}]*+)))"
-                                      R"((?:\p{ExtPict}(?:(?&extend)*\x{200D}\p{ExtPict})*+(?&tail))"
+// Nothing in them gives back what it has taken, which would need a stack as long as the text.
+constexpr std::string_view kCluster = R"((?(DEFINE)(?<tail>[\p{Grapheme_Extend}\p{Emoji_Modifier}\p{Mc}\x{200D}]*+)))"
+                                      R"((?:\p{ExtPict}(?:(?:[^\P{Grapheme_Extend}\x{200D}]|\p{Emoji_Modifier})*+)"
+                                      R"(\x{200D}\p{ExtPict})*+(?&tail))"
                                       R"(|\p{Regional_Indicator}\p{Regional_Indicator}?+(?&tail))"
                                       R"(|\X))";
 
@@ -34,25 +35,30 @@ const pcre2_code* clusterPattern() {
   return pattern->get();
 }
 
+// Whether a text begins with an ASCII character that nothing joins.
+bool beginsWithAsciiAlone(std::string_view text) noexcept { return text[0] != '\r' && isAscii(text.substr(0, 2)); }
+
 }  // namespace
 
-bool hasMoreCharactersThan(std::string_view text, std::size_t limit) noexcept try {
-  if (text.size() <= limit) return false;
+std::size_t characterCount(std::string_view text, std::size_t limit) noexcept try {
   const std::string valid = toUtf8(text);
   const pcre2_code* const code = clusterPattern();
   const pcre::MatchData data(code != nullptr ? pcre2_match_data_create_from_pattern(code, nullptr) : nullptr);
-  if (!data) return true;
-  std::string_view rest = valid;
-  for (std::size_t count = 0; !rest.empty(); ++count) {
-    if (count == limit) return true;
-    const int result = pcre2_match(code, reinterpret_cast<PCRE2_SPTR>(rest.data()), rest.size(), 0, PCRE2_NO_UTF_CHECK,
-                                   data.get(), nullptr);
-    if (result < 0) return true;
-    rest.remove_prefix(pcre2_get_ovector_pointer(data.get())[1]);
+  if (!data) return text.size();
+  std::size_t count = 0;
+  for (std::string_view rest = valid; !rest.empty() && count <= limit; ++count) {
+    std::size_t length = 1;
+    if (!beginsWithAsciiAlone(rest)) {
+      const int result = pcre2_match(code, reinterpret_cast<PCRE2_SPTR>(rest.data()), rest.size(), 0,
+                                     PCRE2_NO_UTF_CHECK, data.get(), nullptr);
+      if (result < 0) return text.size();
+      length = pcre2_get_ovector_pointer(data.get())[1];
+    }
+    rest.remove_prefix(length);
   }
-  return false;
+  return count;
 } catch (const std::bad_alloc&) {
-  return true;  // cannot be counted: the byte length stands for it
+  return text.size();
 }
 
 }  // namespace brisvane::host

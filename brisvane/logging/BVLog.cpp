@@ -152,16 +152,27 @@ void BVLog::fault(Text message) noexcept {
   appendLineToLogFile(*platform, kFaultPrefix, message);
 }
 
+// Counts only what is appended, and that without the lock. Each round is for a last line that
+// another thread has changed meanwhile; it is empty but after initAggregatedError().
 void BVLog::collectError(Text message) {
+  constexpr auto kLimit = static_cast<std::size_t>(kErrorStringMaxLength);
   const std::string entry = join({message.orEmpty(), "\n"});
-  LogState& state = logState();
-  const std::scoped_lock lock(host::processLocks().loggers);
-  if (!state.aggregatedError) state.aggregatedError.emplace();
-  // It only grows until it is replaced: once over the limit it stays so.
-  state.aggregatedErrorIsFull =
-      state.aggregatedErrorIsFull ||
-      host::hasMoreCharactersThan(*state.aggregatedError, static_cast<std::size_t>(errorStringMaxLength_));
-  if (!state.aggregatedErrorIsFull) *state.aggregatedError += entry;
+  std::size_t added = 0;
+  for (std::optional<std::string> lastLine;;) {
+    {
+      const std::scoped_lock lock(host::processLocks().loggers);
+      auto& collected = logState().aggregatedError;
+      if (!collected) collected.emplace();
+      if (collected->length > kLimit) return;
+      if (collected->lastLine() == lastLine) {
+        collected->text += entry;
+        collected->length = collected->lengthOfLines += added;
+        return;
+      }
+      lastLine = collected->lastLine();
+    }
+    added = host::characterCount(*lastLine + entry, kLimit);
+  }
 }
 
 void BVLog::appendLineToLogFile(const host::Platform& platform, std::string_view prefix, Text message) noexcept {
@@ -204,16 +215,15 @@ void BVLog::configureDefault(const SystemLogHandle& osLog, Text logFilePath,
 
 std::string BVLog::aggregatedErrorDescription() {
   const std::scoped_lock lock(host::processLocks().loggers);
-  return logState().aggregatedError.value_or(std::string());
+  const auto& collected = logState().aggregatedError;
+  return collected ? collected->text : std::string();
 }
 
 void BVLog::initAggregatedError(Text text) noexcept {
   unlessOutOfMemory([&] {
-    std::optional<std::string> replaced(text.orEmpty());
-    LogState& state = logState();
+    std::optional<ErrorText> replaced(std::in_place, text.orEmpty(), kErrorStringMaxLength);
     const std::scoped_lock lock(host::processLocks().loggers);
-    state.aggregatedError.swap(replaced);
-    state.aggregatedErrorIsFull = false;
+    logState().aggregatedError.swap(replaced);
   });
 }
 

@@ -128,8 +128,9 @@ class BRISVANE_EXPORT BVLog final {
   void appendLineToLogFile(const host::Platform& platform, std::string_view prefix, Text message) noexcept;
   void collectError(Text message);
 
+  static constexpr std::int64_t kErrorStringMaxLength = 4000;  // user-perceived characters
+
   const SystemLogHandle osLog_;
-  const std::int64_t errorStringMaxLength_ = 4000;  // user-perceived characters
   std::optional<std::string> logFilePath_;
   std::int64_t verbosityLevel_ = 0;
 };
