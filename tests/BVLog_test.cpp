@@ -49,14 +49,14 @@ TEST_F(BVLogTest, EachLevelReachesTheSystemLogTheFileAndTheErrorTextAsItShould) 
   log.info("port opened");
   log.error("a");
   log.error("b");
-  log.fault("two\nlines");
+  log.fault("two\nlines\xFF\x1B");
   log.info(nullptr);
   EXPECT_THAT(logged(),
               ElementsAre("debug %{public}@|d", "info %{public}@|port opened", "error ERROR %{public}@|a",
-                          "error ERROR %{public}@|b", "fault FAULT %{public}@|two\nlines", "info %{public}@|"));
+                          "error ERROR %{public}@|b", "fault FAULT %{public}@|two\nlines\xFF\x1B", "info %{public}@|"));
   EXPECT_EQ(contentOf(path),
             "2024-03-05 9:7:3 port opened \n2024-03-05 9:7:3 ERROR a \n2024-03-05 9:7:3 ERROR b \n"
-            "2024-03-05 9:7:3 FAULT two\nlines \n2024-03-05 9:7:3  \n");
+            "2024-03-05 9:7:3 FAULT two\nlines\xFF\x1B \n2024-03-05 9:7:3  \n");
   EXPECT_EQ(BVLog::aggregatedErrorDescription(), "a\nb\n");
 }
 

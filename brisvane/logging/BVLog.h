@@ -28,18 +28,28 @@ namespace brisvane {
 //   2024-03-05 9:7:3 port opened
 //   2024-03-05 9:7:4 ERROR Error writing to serial port:5
 //
+// The message's bytes are written as they are: nothing is escaped, and what is not UTF-8 stays so.
+//
+// The time zone is the one in force when the line is written. A change of TZ is followed at once, one
+// of /etc/localtime from the first line of the next second on. REQUIRES: no other thread changes the
+// environment meanwhile (setenv, putenv), because a line reads TZ.
+//
 // Each line opens the file, appends in one write and closes it: lines of several threads
 // and processes neither tear nor get lost on a local file system, even while the file is moved away, which a new
 // one at the same path follows. No operation reports a failure to its caller. A line that
-// cannot be written is told to the system log as an error entry, "ERROR: Failed to write
+// cannot be written is reported to the system log as an error entry, "ERROR: Failed to write
 // string to file " with the path, ": " and the reason; an existing file that cannot be
 // opened is never replaced.
 //
-// A full disk, or a limit of the process, can cut a line short, which is told like one that cannot be written. The
-// next line of this process to that file begins with a line feed, so that no more than the one line is damaged; those
-// of other processes continue what they find. A process that is killed while it writes (kill -9) leaves no line, or
-// one that is cut short in the same way, which nobody mends; so does a machine that loses its power, with the lines
-// that had not reached the disk yet: no line is synced.
+// What can damage a line:
+// - A full disk, or a limit of the process, can cut it short. Its beginning stays in the file, and the failure
+//   is reported as above. The next line of this process to that file begins with a line feed, so that only
+//   one line is damaged. Lines of other processes follow directly.
+// - A process that is killed while it writes (kill -9) leaves the whole line, its beginning, or nothing. No line
+//   feed follows a beginning then. Killed while it makes a new log file, it can leave a file beside it
+//   whose name is ".bv" and 16 hexadecimal digits, and which nobody removes.
+// - A machine that crashes or loses its power can also lose lines whose operations have returned: no
+//   line is synced to the disk. kill -9 loses none of these.
 //
 // A system log that hangs is waited for once, for at most 2 seconds; its entries are then dropped until it takes one
 // again, and an entry reports how many. The file gets every line.
