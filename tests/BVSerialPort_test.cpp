@@ -2,13 +2,19 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <poll.h>
+#include <spawn.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include <array>
 #include <thread>
+#include <vector>
 
 #include "brisvane/host/linux/termios2.h"
 #include "brisvane/host/terminal.h"
@@ -361,15 +367,133 @@ TEST_F(BVSerialPortTest, PlugPulledDuringAnUploadEndsItAtOnce) {
   EXPECT_TRUE(isAtRest());
 }
 
+bool isExclusive(int terminal) {
+  int exclusive = -1;
+  EXPECT_EQ(::ioctl(terminal, TIOCGEXCL, &exclusive), 0);
+  return exclusive != 0;
+}
+
 TEST_F(BVSerialPortTest, RefusedPortLeavesTheOtherProgramsTerminalAsItWas) {
-  port.closePort();
-  const int other = host::terminal::open(machine->fixture("cu.usbserial-A1")->node());
-  ASSERT_EQ(::flock(other, LOCK_EX | LOCK_NB), 0);
-  EXPECT_EQ(port.openPort(115200), -1);
-  int exclusive = 1;
-  ::ioctl(other, TIOCGEXCL, &exclusive);
-  EXPECT_EQ(exclusive, 0);
-  host::terminal::close(other);
+  const BarePair pair;
+  BVSerialPort& refused = *pair.port;
+  refused.closePort();
+  const int other = host::terminal::open(refused.path());
+  for (const bool isMarked : {false, true}) {
+    ASSERT_EQ(::ioctl(other, isMarked ? TIOCEXCL : TIOCNXCL), 0);
+    ASSERT_EQ(::flock(other, LOCK_EX | LOCK_NB), 0);
+    EXPECT_EQ(refused.openPort(115200), -1) << "it is locked";
+    EXPECT_EQ(isExclusive(other), isMarked);
+    ASSERT_EQ(::flock(other, LOCK_UN), 0);
+    EXPECT_EQ(refused.openPort(0), -1) << "there is no such speed";
+    EXPECT_EQ(isExclusive(other), isMarked);
+    // The mark alone keeps ordinary users out, not the superuser.
+    if (refused.openPort(115200) == -1) continue;
+    EXPECT_TRUE(isExclusive(other));
+    refused.closePort();
+    EXPECT_EQ(isExclusive(other), isMarked);
+  }
+  EXPECT_EQ(::ioctl(other, TIOCNXCL), 0);
+  refused.setSpHandle(refused.openSerialPortWithPath(refused.path().c_str(), 9600));
+  EXPECT_TRUE(isExclusive(other));
+  refused.closePort();
+  EXPECT_FALSE(isExclusive(other)) << "the mark was the port's";
+  ::close(other);
+  ::close(pair.device);
+}
+
+TEST_F(BVSerialPortTest, ReopensAtOnceWhileAChildOfAnotherThreadIsNotYetAProgramOfItsOwn) {
+  const BarePair pair;
+  const std::string arrival = folder / "arrival";
+  const std::string departure = folder / "departure";
+  ASSERT_EQ(::mkfifo(arrival.c_str(), 0600) + ::mkfifo(departure.c_str(), 0600), 0);
+  std::thread command([&] {
+    posix_spawn_file_actions_t actions;  // the child waits at each for the test to open the other end
+    ::posix_spawn_file_actions_init(&actions);
+    ::posix_spawn_file_actions_addopen(&actions, 0, arrival.c_str(), O_WRONLY, 0);
+    ::posix_spawn_file_actions_addopen(&actions, 0, departure.c_str(), O_RDONLY, 0);
+    char name[] = "true";
+    char* const arguments[] = {name, nullptr};
+    pid_t child = -1;
+    EXPECT_EQ(::posix_spawnp(&child, name, &actions, nullptr, arguments, environ), 0);
+    ::posix_spawn_file_actions_destroy(&actions);
+    EXPECT_EQ(::waitpid(child, nullptr, 0), child);
+  });
+  const int arrived = ::open(arrival.c_str(), O_RDONLY | O_CLOEXEC);
+  pair.port->closePort();
+  EXPECT_NE(pair.port->openPort(115200), -1);
+  ::close(::open(departure.c_str(), O_WRONLY | O_CLOEXEC));
+  command.join();
+  ::close(arrived);
+  ::close(pair.device);
+}
+
+TEST_F(BVSerialPortTest, NumberIsNoOtherFilesBeforeTheLastCallOnItHasEnded) {
+  for (const bool isSetFromOutside : {false, true}) {
+    const BarePair pair;
+    const int handle = pair.port->spHandle();
+    if (isSetFromOutside) {
+      pair.port->setSpHandle(-1);
+      pair.port->setSpHandle(handle);
+    }
+    std::thread writer([&] { EXPECT_FALSE(pair.port->sendLargeData(Data(1'000'000, 'x'))); });
+    int taken = 0;
+    while (taken == 0) ::ioctl(pair.device, FIONREAD, &taken);
+    pair.port->closePort();  // while the device takes no more of that one write
+    EXPECT_FALSE(pair.port->isPortOpen());
+    const int file = ::open((folder / "file").c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600);
+    EXPECT_NE(file, handle);
+    ::close(pair.device);
+    writer.join();
+    EXPECT_EQ(::fcntl(handle, F_GETFD), -1);
+    EXPECT_EQ(testing::contentOf(folder / "file"), "");
+    ::close(file);
+  }
+}
+
+TEST_F(BVSerialPortTest, HandleSetFromOutsideIsNotClosedByTheDestructorThoughThePortOnceOpenedIt) {
+  BarePair pair;
+  const int handle = pair.port->spHandle();
+  pair.port->setSpHandle(-1);  // from here on it is the caller's
+  pair.port->setSpHandle(handle);
+  pair.port.reset();
+  EXPECT_EQ(::close(handle), 0);
+  ::close(pair.device);
+}
+
+TEST_F(BVSerialPortTest, BytesNeverReachTheFileThatHasTheNumberOfAPortClosedMeanwhile) {
+  const BarePair pair;
+  BVSerialPort& line = *pair.port;
+  const int otherEnd = ::open(line.path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);  // or the device reads EIO
+  std::vector<std::jthread> threads;
+  const auto repeat = [&threads](auto operation) {
+    threads.emplace_back([operation](const std::stop_token& stop) {
+      while (!stop.stop_requested()) operation();
+    });
+  };
+  repeat([&] { static_cast<void>(line.readData()); });
+  for (int writer = 0; writer < 2; ++writer) {
+    repeat([&] { static_cast<void>(line.sendLargeData(Data(100, 'x'))); });
+  }
+  repeat([&] {
+    Data chunk(4096);
+    pollfd device{pair.device, POLLIN, 0};
+    if (::poll(&device, 1, 10) == 1) static_cast<void>(::read(pair.device, chunk.data(), chunk.size()));
+  });
+  for (int round = 0; round < 100; ++round) {
+    std::jthread rival([&] { line.closePort(); });
+    line.closePort();
+    std::array<int, 4> files;
+    for (int& file : files) file = ::open((folder / "file").c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600);
+    rival.join();
+    std::this_thread::yield();
+    struct stat status {};
+    for (const int file : files) EXPECT_EQ(::fstat(file, &status) + ::close(file), 0);
+    ASSERT_EQ(status.st_size, 0) << "in round " << round;
+    ASSERT_NE(line.openPort(115200), -1) << "in round " << round;
+  }
+  threads.clear();
+  ::close(otherEnd);
+  ::close(pair.device);
 }
 
 }  // namespace

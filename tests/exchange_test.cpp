@@ -137,6 +137,18 @@ TEST_F(ExchangeTest, ClosedPortFailsAsAShortWrite) {
   EXPECT_TRUE(isAtRest());
 }
 
+TEST_F(ExchangeTest, PortClosedDuringAnExchangeEndsItAndCanBeOpenedAtOnceByAnother) {
+  BVSerialPort second(port.path());
+  std::thread exchange([&] { EXPECT_FALSE(port.sendStringCommand("silence\n", text, 3600.0)); });
+  while (isAtRest()) std::this_thread::yield();
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));  // it waits for the line by now
+  port.closePort();
+  EXPECT_NE(second.openPort(115200), -1);
+  exchange.join();
+  EXPECT_EQ(text, "kept");
+  EXPECT_TRUE(isAtRest());
+}
+
 TEST_F(ExchangeTest, PlugPulledBeforeTheWriteFailsEachExchange) {
   hangUp();
   EXPECT_FALSE(port.sendDataCommand({}, data, 0, 1.0));

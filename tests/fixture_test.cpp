@@ -25,7 +25,10 @@ class Line {
   }
   Line(const Line&) = delete;
   Line& operator=(const Line&) = delete;
-  ~Line() { terminal::close(descriptor_); }
+  ~Line() {
+    terminal::release(descriptor_, terminal::Mark::kOwn);
+    terminal::close(descriptor_);
+  }
 
   void say(std::string_view bytes) {
     const Data data(bytes.begin(), bytes.end());

@@ -70,6 +70,7 @@ TYPED_TEST(EveryPlatform, ListsItsDevicesAndLeadsToEachThatCanBeOpened) {
       reply.append(chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(count));
     }
     EXPECT_EQ(reply, "FW 1.20\r\n");
+    terminal::release(descriptor, terminal::Mark::kOwn);
     terminal::close(descriptor);
   }
   for (const char* const absent : {"/dev/cu.dead", "/dev/cu.usbserial-2", "/dev/null"}) {

@@ -24,10 +24,19 @@ inline constexpr std::chrono::milliseconds kQuietTime{100};
 // exec; -1 on failure with errno set.
 [[nodiscard]] BRISVANE_EXPORT int open(const std::string& path) noexcept;
 
-// Exclusive use, by TIOCEXCL and an advisory lock. False with errno set when another
-// program has the lock. TIOCEXCL then keeps all other programs out but the superuser's,
-// the lock also those, as far as they ask for it.
-[[nodiscard]] BRISVANE_EXPORT bool claim(int descriptor) noexcept;
+// Who marked a terminal as in exclusive use. The mark is the terminal's, not the
+// descriptor's: it is only its owner's to take back.
+enum class Mark : std::uint8_t { kOwn, kOthers };
+
+// Takes exclusive use, by an advisory lock and the mark TIOCEXCL. nullopt with errno set when
+// another program has the lock, or the device takes no mark; nothing has changed then. The
+// mark keeps all other programs out but the superuser's, the lock also those, as far as
+// they ask for it. kOthers: the mark stood there already.
+[[nodiscard]] BRISVANE_EXPORT std::optional<Mark> claim(int descriptor) noexcept;
+
+// Gives exclusive use back, even where another thread or a child about to exec keeps the open
+// file: the mark if it is our own, then the lock. Failures are ignored.
+BRISVANE_EXPORT void release(int descriptor, Mark mark) noexcept;
 
 // Clears every file status flag, O_NONBLOCK included.
 [[nodiscard]] BRISVANE_EXPORT bool clearStatusFlags(int descriptor) noexcept;
@@ -44,11 +53,11 @@ inline constexpr std::chrono::milliseconds kQuietTime{100};
 // up counts as readable. False on time-out and on failure.
 [[nodiscard]] BRISVANE_EXPORT bool waitReadable(int descriptor, std::chrono::microseconds time) noexcept;
 
-// Reads once into `buffer`, waiting kQuietTime for the first byte (up to twice that when
-// another reader takes it). The number
-// of bytes, 0 for a quiet line; nullopt when the read failed or the line has hung up,
-// with errno set (EIO for the latter).
-[[nodiscard]] BRISVANE_EXPORT std::optional<std::size_t> read(int descriptor, std::span<std::uint8_t> buffer) noexcept;
+// Reads once into `buffer`, waiting `time` for the first byte (and kQuietTime more when
+// another reader takes it). The number of bytes, 0 for a quiet line; nullopt when the read
+// failed or the line has hung up, with errno set (EIO for the latter).
+[[nodiscard]] BRISVANE_EXPORT std::optional<std::size_t> read(int descriptor, std::span<std::uint8_t> buffer,
+                                                              std::chrono::microseconds time = kQuietTime) noexcept;
 
 // One write of as many bytes as the device takes, blocking until it takes some. The
 // number of bytes; nullopt on failure with errno set.
@@ -57,7 +66,7 @@ inline constexpr std::chrono::milliseconds kQuietTime{100};
 // Waits until all queued output has been transmitted. Failures are ignored.
 BRISVANE_EXPORT void drainOutput(int descriptor) noexcept;
 
-// Ends exclusive use and closes the descriptor. Failures are ignored.
+// Closes the descriptor, and no more: see release. Failures are ignored.
 BRISVANE_EXPORT void close(int descriptor) noexcept;
 
 }  // namespace brisvane::host::terminal

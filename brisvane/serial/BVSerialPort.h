@@ -3,20 +3,24 @@
 // Threads. These may run at the same time on one port, each waiting for the line as
 // it needs: readSerialWithTimeout, receiveByte, sendLargeData and the three exchanges;
 // clearReadBuffer and every property accessor with any of them. closePort may be
-// called while another thread polls: what is left of its polls is quiet, 1 ms each.
-// openPort, closePort and drainPort take no lock; two of them at the same time, or one of them during an exchange, have
-// the outcome of the system calls as they happen to fall. Different ports are
-// independent. spLock is not recursive: who holds it must not call an operation that
-// takes it.
+// called during any of them: a system call under way ends as it would have, and the
+// operation's next one finds the port closed. Until then the descriptor's number stays taken,
+// so that no byte goes into another file; the device can be opened again at once.
+// openPort, closePort and drainPort take no lock; two of them at the same time, or one
+// of them during an exchange, have the outcome of the system calls as they happen to
+// fall. Different ports are independent. spLock is not recursive: who holds it must not
+// call an operation that takes it.
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "brisvane/host/platform.h"
@@ -37,9 +41,11 @@ using PollCount = std::int64_t;
 // The device is blocking with VMIN 0 and VTIME 1: a read of a line without data waiting
 // takes about 0.1 s, which is the step of every time limit below.
 //
-// When the device goes away (unplugged, hung up) every operation still ends, with its
-// locks released and busy() false: writes fail, polled reads are quiet at once, and the
-// text exchanges fail instead of taking the dead line for a silent one.
+// When the device goes away (unplugged, hung up) or the port is closed, writes fail, and the
+// text exchanges fail instead of taking the dead line for a silent one. A polled read goes on
+// through its polls, which are quiet then and take 1 ms each; a byte exchange that lacks bytes
+// goes on to its time limit: a huge number of polls, or an endless limit, keeps them going.
+// Locks are free and busy() is false when an operation has ended.
 //
 //   auto port = bv::BVSerialPort::createPortWithSerial("BV0001");
 //   if (port && port->openPort(115200) != -1) {
@@ -81,7 +87,9 @@ class BRISVANE_EXPORT BVSerialPort final {
 
   // Waits until queued output has been transmitted, closes spHandle() whoever opened
   // it, and sets it to -1. Harmless on a closed port. Blocks for as long as the
-  // device's flow control holds the output back.
+  // device's flow control holds the output back, and takes no lock meanwhile. The lock and
+  // the mark of exclusive use that opening took are given back at once, the descriptor
+  // itself when the last system call of another thread on it ends.
   void closePort() noexcept;
 
   // Reads and throws away what comes until the line has been quiet for 0.1 s. Does not
@@ -164,8 +172,9 @@ class BRISVANE_EXPORT BVSerialPort final {
   [[nodiscard]] const std::string& path() const noexcept { return path_; }
 
   // The open descriptor; -1 when closed. One set from outside is the caller's to close.
+  // An earlier one stays open, and is the caller's from then on.
   [[nodiscard]] std::int32_t spHandle() const noexcept { return spHandle_; }
-  void setSpHandle(std::int32_t handle) noexcept { spHandle_ = handle; }
+  void setSpHandle(std::int32_t handle) noexcept;
 
   // The lock on the descriptor; never null. Setting null is ignored. An operation
   // under way keeps and unlocks the lock it took.
@@ -187,21 +196,37 @@ class BRISVANE_EXPORT BVSerialPort final {
   void setBusy(bool busy) noexcept { busy_ = busy; }
 
  private:
-  std::optional<std::uint8_t> takeBufferedByte();
+  class HandleUse;  // keeps the handle's number from reuse during a system call
+  struct Opened {
+    std::int32_t handle = -1;
+    bool isMarked = false;  // by ourselves, for exclusive use
+  };
+  enum class WhoseHandle : std::uint8_t { kOpenPorts, kAnyones };
+
+  Opened openDevice(const char* path, std::uint32_t speed) const noexcept;
+  bool replaceHandle(const HandleUse& use, Opened next, WhoseHandle toClose) noexcept;
+  bool waitForInput(std::chrono::microseconds time) const noexcept;
+  std::optional<std::size_t> readInput(std::span<std::uint8_t> buffer) const noexcept;
+  std::optional<std::size_t> readOnce(std::span<std::uint8_t> buffer) const noexcept;
+  std::optional<std::size_t> writeOnce(ByteView bytes) const noexcept;
   bool writeCommand(ByteView command) const noexcept;
+  std::optional<std::uint8_t> takeBufferedByte();
 
   const std::string path_;
   const std::shared_ptr<const host::Platform> platform_;
 
   std::atomic<std::int32_t> spHandle_{-1};
-  std::atomic<std::int32_t> openedHandle_{-1};  // the last that openPort opened
   std::atomic<bool> busy_{false};
 
-  // Taken in this order where two are: the read monitor, spLock.
+  // Taken in this order where two are: the read monitor, spLock. propertyMutex_ is never held
+  // during a system call.
   std::recursive_mutex readMonitor_;
   mutable std::recursive_mutex bufferMonitor_;  // serialReadBuffer_
-  mutable std::mutex propertyMutex_;            // spLock_ and busyState_ themselves
+  mutable std::mutex propertyMutex_;            // the handle, its uses, spLock_ and busyState_ themselves
 
+  Opened opened_;                              // by openPort, while it stands in spHandle_
+  mutable std::int32_t markedForCaller_ = -1;  // the last that openSerialPortWithPath opened and marked
+  mutable HandleUse* uses_ = nullptr;
   std::shared_ptr<std::mutex> spLock_ = std::make_shared<std::mutex>();
   Data serialReadBuffer_;
   std::size_t handedOut_ = 0;  // bytes at its front that are gone

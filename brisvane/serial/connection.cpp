@@ -5,6 +5,7 @@
 #include "brisvane/host/terminal.h"
 #include "brisvane/logging/BVLog.h"
 #include "brisvane/serial/BVSerialPort.h"
+#include "brisvane/serial/handle_use.h"
 #include "brisvane/types/join.h"
 #include "brisvane/types/unicode.h"
 
@@ -15,12 +16,6 @@ namespace terminal = host::terminal;
 
 constexpr std::string_view kNodePrefix = "cu.usbserial-";
 constexpr std::size_t kDrainSize = 256;
-
-// Exclusive use, raw mode, speed and DTR, in this order.
-bool configure(int descriptor, std::uint32_t speed) noexcept {
-  return terminal::claim(descriptor) && terminal::clearStatusFlags(descriptor) &&
-         terminal::makeRaw(descriptor, speed) && terminal::assertDtr(descriptor);
-}
 
 }  // namespace
 
@@ -40,50 +35,81 @@ std::unique_ptr<BVSerialPort> BVSerialPort::createPortWithSerial(Text serial) tr
 
 BVSerialPort::BVSerialPort(Text path) : path_(path.orEmpty()), platform_(host::platform()) {}
 
-BVSerialPort::~BVSerialPort() {
-  const std::int32_t opened = openedHandle_;
-  if (opened != -1 && opened == spHandle_) terminal::close(opened);
-}
+BVSerialPort::~BVSerialPort() { replaceHandle(HandleUse(*this), {}, WhoseHandle::kOpenPorts); }
 
 std::int32_t BVSerialPort::openPort(std::int32_t speed) noexcept {
   const bool hasName = isAscii(path_) && path_.find('\0') == std::string::npos;
-  const std::int32_t opened = hasName ? openSerialPortWithPath(path_.c_str(), static_cast<std::uint32_t>(speed)) : -1;
-  const std::int32_t earlierOpened = openedHandle_.exchange(opened);
-  const std::int32_t earlier = spHandle_.exchange(opened);
-  if (earlier != -1 && earlier == earlierOpened) terminal::close(earlier);
+  const Opened opened = hasName ? openDevice(path_.c_str(), static_cast<std::uint32_t>(speed)) : Opened{};
+  while (!replaceHandle(HandleUse(*this), opened, WhoseHandle::kOpenPorts)) {
+  }
   try {
-    BVLog::Default::debug(join({"Serial Port handle: ", std::to_string(opened)}));
+    BVLog::Default::debug(join({"Serial Port handle: ", std::to_string(opened.handle)}));
   } catch (const std::bad_alloc&) {
     // The line is lost, the port is not.
   }
-  return opened;
+  return opened.handle;
 }
 
-std::int32_t BVSerialPort::openSerialPortWithPath(const char* path, std::uint32_t baudrate) const noexcept try {
-  if (path == nullptr) return -1;
+std::int32_t BVSerialPort::openSerialPortWithPath(const char* path, std::uint32_t baudrate) const noexcept {
+  const Opened opened = openDevice(path, baudrate);
+  const std::scoped_lock lock(propertyMutex_);
+  if (opened.isMarked) markedForCaller_ = opened.handle;
+  return opened.handle;
+}
+
+// Exclusive use, raw mode, speed and DTR, in this order.
+BVSerialPort::Opened BVSerialPort::openDevice(const char* path, std::uint32_t speed) const noexcept try {
+  if (path == nullptr) return {};
   const int descriptor = terminal::open(platform_->deviceNodes().location(path));
-  if (descriptor == -1) return -1;
-  if (configure(descriptor, baudrate)) return descriptor;
+  if (descriptor == -1) return {};
+  const auto mark = terminal::claim(descriptor);
+  if (mark && terminal::clearStatusFlags(descriptor) && terminal::makeRaw(descriptor, speed) &&
+      terminal::assertDtr(descriptor)) {
+    return {descriptor, *mark == terminal::Mark::kOwn};
+  }
+  if (mark) terminal::release(descriptor, *mark);
   terminal::close(descriptor);
-  return -1;
+  return {};
 } catch (const std::bad_alloc&) {
-  return -1;
+  return {};
 }
 
 void BVSerialPort::closePort() noexcept {
-  const std::int32_t handle = spHandle_;
-  terminal::drainOutput(handle);
-  // Of two threads that close, one closes: the number may be another file's by then.
-  std::int32_t expected = handle;
-  if (!spHandle_.compare_exchange_strong(expected, -1)) return;
-  openedHandle_ = -1;
-  if (handle != -1) terminal::close(handle);
+  const HandleUse use(*this);
+  terminal::drainOutput(use.handle());
+  replaceHandle(use, {}, WhoseHandle::kAnyones);
+}
+
+// Puts what was opened in the place of the handle in `use`. Ends that handle's exclusive use, and
+// has it closed when its last use ends, if it is one to close. False, and nothing is done, when
+// another thread has replaced the handle meanwhile.
+bool BVSerialPort::replaceHandle(const HandleUse& use, Opened next, WhoseHandle toClose) noexcept {
+  const std::int32_t handle = use.handle();
+  bool isMarked = false;
+  {
+    const std::scoped_lock lock(propertyMutex_);
+    if (spHandle_ != handle) return false;
+    spHandle_ = next.handle;
+    const Opened earlier = std::exchange(opened_, next);
+    const bool isOpenPorts = handle == earlier.handle;
+    if (handle == -1 || (toClose == WhoseHandle::kOpenPorts && !isOpenPorts)) return true;
+    isMarked = isOpenPorts ? earlier.isMarked : handle == markedForCaller_;
+    if (handle == markedForCaller_) markedForCaller_ = -1;
+    use.closeAfterLast();
+  }
+  terminal::release(handle, isMarked ? terminal::Mark::kOwn : terminal::Mark::kOthers);
+  return true;
 }
 
 void BVSerialPort::drainPort() noexcept {
   std::uint8_t scratch[kDrainSize];
-  while (terminal::read(spHandle_, scratch).value_or(0) > 0) {
+  while (readOnce(scratch).value_or(0) > 0) {
   }
+}
+
+void BVSerialPort::setSpHandle(std::int32_t handle) noexcept {
+  const std::scoped_lock lock(propertyMutex_);
+  if (spHandle_.exchange(handle) != handle) opened_ = {};
 }
 
 bool BVSerialPort::isPortOpen() const noexcept {

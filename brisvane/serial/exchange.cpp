@@ -6,7 +6,6 @@
 
 #include "brisvane/host/clock.h"
 #include "brisvane/host/pattern.h"
-#include "brisvane/host/terminal.h"
 #include "brisvane/logging/BVLog.h"
 #include "brisvane/serial/BVSerialPort.h"
 #include "brisvane/serial/polling.h"
@@ -17,7 +16,6 @@
 namespace brisvane {
 namespace {
 
-namespace terminal = host::terminal;
 using Additions::stringByTrimmingWhitespace;
 
 constexpr std::size_t kChunkSize = 256;
@@ -31,14 +29,6 @@ void appendAscii(std::string& text, ByteView bytes) {
   for (const std::uint8_t byte : bytes) appendUtf8(text, byte < 0x80 ? char32_t{byte} : kReplacementCharacter);
 }
 
-// One poll: the bytes that it brought, in `chunk`; nullopt for a failed read.
-std::optional<ByteView> poll(int descriptor, Chunk& chunk) noexcept {
-  host::pause(kPollPause);
-  const auto count = terminal::read(descriptor, chunk);
-  if (!count) return std::nullopt;
-  return ByteView(chunk).first(*count);
-}
-
 // An info line that tells of a command and what came of it.
 void logExchange(Text command, std::string_view relation, std::string_view reply) {
   BVLog::Default::info(join({stringByTrimmingWhitespace(command), relation, stringByTrimmingWhitespace(reply), "\n"}));
@@ -46,9 +36,7 @@ void logExchange(Text command, std::string_view relation, std::string_view reply
 
 }  // namespace
 
-bool BVSerialPort::writeCommand(ByteView command) const noexcept {
-  return terminal::write(spHandle_, command) == command.size();
-}
+bool BVSerialPort::writeCommand(ByteView command) const noexcept { return writeOnce(command) == command.size(); }
 
 bool BVSerialPort::sendDataCommand(ByteView command, Data& getResponse, std::int32_t minimumLength,
                                    Seconds timeout) try {
@@ -61,7 +49,8 @@ bool BVSerialPort::sendDataCommand(ByteView command, Data& getResponse, std::int
   int quietPolls = 0;  // never reset: those before the first byte count too
   host::Stopwatch silence(platform_->clock());
   for (;;) {
-    const ByteView bytes = poll(spHandle_, chunk).value_or(ByteView());
+    host::pause(kPollPause);
+    const ByteView bytes = ByteView(chunk).first(readOnce(chunk).value_or(0));
     if (bytes.empty()) {
       ++quietPolls;
     } else {
@@ -91,11 +80,12 @@ bool BVSerialPort::sendStringCommand(Text command, std::string& getResponse, Sec
   Chunk chunk;
   host::Stopwatch silence(platform_->clock());
   while (silence.elapsed() < withTimeout) {
-    const auto bytes = poll(spHandle_, chunk);
-    if (!bytes) return false;
-    if (bytes->empty()) continue;
+    host::pause(kPollPause);
+    const auto count = readOnce(chunk);
+    if (!count) return false;
+    if (*count == 0) continue;
     silence.restart();
-    appendAscii(reply, *bytes);
+    appendAscii(reply, ByteView(chunk).first(*count));
   }
   getResponse = stringByTrimmingWhitespace(reply);
   return true;
@@ -127,7 +117,7 @@ bool BVSerialPort::sendStringCommand(Text command, std::string& getResponse, Tex
   const host::Stopwatch sinceStart(platform_->clock());
   while (sinceStart.elapsed() < withTimeout) {
     host::pause(kPollPause);
-    const auto count = locked([&] { return terminal::read(spHandle_, chunk); });
+    const auto count = locked([&] { return readOnce(chunk); });
     if (!count) {
       BVLog::Default::info("Serial port read error!");
       break;

@@ -10,6 +10,7 @@
 #include "brisvane/host/terminal.h"
 #include "brisvane/logging/BVLog.h"
 #include "brisvane/serial/BVSerialPort.h"
+#include "brisvane/serial/handle_use.h"
 #include "brisvane/serial/polling.h"
 #include "brisvane/types/hex.h"
 #include "brisvane/types/join.h"
@@ -43,14 +44,40 @@ class Raised {
 
 }  // namespace
 
+// --- Single system calls ---
+// Each has the handle that stands in the port when it begins: between the wait and the read another
+// thread may close the port, and what comes then is for whoever opens the device next.
+
+bool BVSerialPort::waitForInput(microseconds time) const noexcept {
+  const HandleUse use(*this);
+  return terminal::waitReadable(use.handle(), time);
+}
+
+std::optional<std::size_t> BVSerialPort::readInput(std::span<std::uint8_t> buffer) const noexcept {
+  const HandleUse use(*this);
+  return terminal::read(use.handle(), buffer, microseconds::zero());
+}
+
+// Waits as a quiet terminal does for the first byte. The number of bytes, 0 for a quiet line;
+// nullopt for a failed read.
+std::optional<std::size_t> BVSerialPort::readOnce(std::span<std::uint8_t> buffer) const noexcept {
+  static_cast<void>(waitForInput(terminal::kQuietTime));  // the read tells silence from failure
+  return readInput(buffer);
+}
+
+std::optional<std::size_t> BVSerialPort::writeOnce(ByteView bytes) const noexcept {
+  const HandleUse use(*this);
+  return terminal::write(use.handle(), bytes);
+}
+
+// --- Operations ---
+
 std::optional<Data> BVSerialPort::readData() const try {
-  const std::int32_t handle = spHandle_;
   if (!isPortOpen()) return std::nullopt;
-  const bool readable = terminal::waitReadable(handle, kPollWait);
-  // Another thread may have closed the port meanwhile, and the descriptor with it.
-  if (!isPortOpen() || !readable) return std::nullopt;
+  const bool isReadable = waitForInput(kPollWait);
+  if (!isReadable || !isPortOpen()) return std::nullopt;
   std::array<std::uint8_t, kPollSize> scratch;
-  const std::size_t count = terminal::read(handle, scratch).value_or(0);
+  const std::size_t count = readInput(scratch).value_or(0);
   if (count == 0) return std::nullopt;
   return Data(scratch.begin(), scratch.begin() + static_cast<std::ptrdiff_t>(count));
 } catch (const std::bad_alloc&) {
@@ -131,7 +158,7 @@ bool BVSerialPort::sendLargeData(ByteView data) try {
   // A copy, so that the caller's bytes may change while the line is slow.
   const Data block(data.begin(), data.end());
   for (ByteView pending = block; !pending.empty();) {
-    const auto written = terminal::write(spHandle_, pending);
+    const auto written = writeOnce(pending);
     if (!written) {
       const int error = errno;
       BVLog::Default::error(join({"Error writing to serial port:", std::to_string(error)}));

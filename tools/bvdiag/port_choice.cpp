@@ -43,11 +43,13 @@ std::string explainFailure(const std::string& path, std::int32_t speed) {
   const int descriptor = terminal::open(bv::host::platform()->deviceNodes().location(path));
   if (descriptor == -1) return reason(errno);
   std::string text = path + ": could not be opened, but could be now; try again";
-  if (!terminal::claim(descriptor)) {
+  const auto mark = terminal::claim(descriptor);
+  if (!mark) {
     text = reason(errno);
   } else if (!terminal::makeRaw(descriptor, static_cast<std::uint32_t>(speed))) {
     text = path + ": does not run at " + std::to_string(speed) + " bits per second; try --speed 115200";
   }
+  if (mark) terminal::release(descriptor, *mark);
   terminal::close(descriptor);
   return text;
 }

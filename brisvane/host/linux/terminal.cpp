@@ -74,16 +74,22 @@ int open(const std::string& path) noexcept {
   return real::openDescriptor(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK).release();
 }
 
-bool claim(int descriptor) noexcept {
+std::optional<Mark> claim(int descriptor) noexcept {
+  // Only a lock that another holds is a refusal; a device without locks is not.
+  if (::flock(descriptor, LOCK_EX | LOCK_NB) == -1 && errno == EWOULDBLOCK) return std::nullopt;
   int alreadyExclusive = 0;
   ::ioctl(descriptor, TIOCGEXCL, &alreadyExclusive);
-  if (::ioctl(descriptor, TIOCEXCL) == -1) return false;
-  // Only a lock that another holds is a refusal; a device without locks is not.
-  if (::flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return true;
-  // The mark is the terminal's, and so that other program's: it stays as it was.
-  if (alreadyExclusive == 0) ::ioctl(descriptor, TIOCNXCL);
-  errno = EWOULDBLOCK;
-  return false;
+  if (::ioctl(descriptor, TIOCEXCL) != -1) return alreadyExclusive == 0 ? Mark::kOwn : Mark::kOthers;
+  const int error = errno;
+  release(descriptor, Mark::kOthers);
+  errno = error;
+  return std::nullopt;
+}
+
+void release(int descriptor, Mark mark) noexcept {
+  // In this order: who has the lock next may set a mark of its own.
+  if (mark == Mark::kOwn) ::ioctl(descriptor, TIOCNXCL);
+  ::flock(descriptor, LOCK_UN);
 }
 
 bool clearStatusFlags(int descriptor) noexcept { return ::fcntl(descriptor, F_SETFL, 0) != -1; }
@@ -121,8 +127,8 @@ bool waitReadable(int descriptor, microseconds time) noexcept {
   return events && (*events & (POLLIN | POLLHUP | POLLERR)) != 0;
 }
 
-std::optional<std::size_t> read(int descriptor, std::span<std::uint8_t> buffer) noexcept {
-  const auto deadline = steady_clock::now() + kQuietTime;
+std::optional<std::size_t> read(int descriptor, std::span<std::uint8_t> buffer, microseconds time) noexcept {
+  const auto deadline = steady_clock::now() + time;
   for (;;) {
     const auto left = std::chrono::ceil<microseconds>(deadline - steady_clock::now());
     const auto events = pollFor(descriptor, std::max(left, microseconds::zero()));
@@ -150,11 +156,6 @@ void drainOutput(int descriptor) noexcept {
   }
 }
 
-void close(int descriptor) noexcept {
-  // A pseudo-terminal lives on while its other end is open, and TIOCEXCL with it: to all
-  // but the superuser it could not be opened again.
-  ::ioctl(descriptor, TIOCNXCL);
-  ::close(descriptor);
-}
+void close(int descriptor) noexcept { ::close(descriptor); }
 
 }  // namespace brisvane::host::terminal
