@@ -479,7 +479,7 @@ TEST_F(BVSerialPortTest, BytesNeverReachTheFileThatHasTheNumberOfAPortClosedMean
     pollfd device{pair.device, POLLIN, 0};
     if (::poll(&device, 1, 10) == 1) static_cast<void>(::read(pair.device, chunk.data(), chunk.size()));
   });
-  for (int round = 0; round < 100; ++round) {
+  for (int round = 0; round < 1000; ++round) {
     std::jthread rival([&] { line.closePort(); });
     line.closePort();
     std::array<int, 4> files;

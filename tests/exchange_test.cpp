@@ -144,6 +144,8 @@ TEST_F(ExchangeTest, PortClosedDuringAnExchangeEndsItAndCanBeOpenedAtOnceByAnoth
   std::this_thread::sleep_for(std::chrono::milliseconds(20));  // it waits for the line by now
   port.closePort();
   EXPECT_NE(second.openPort(115200), -1);
+  std::string reply;  // is not read by the exchange, which still waits for the line
+  EXPECT_TRUE(second.sendStringCommand("status", reply, "status: OK", 5.0));
   exchange.join();
   EXPECT_EQ(text, "kept");
   EXPECT_TRUE(isAtRest());

@@ -1,6 +1,7 @@
 #include "brisvane/host/simulated/fixture.h"
 
 #include <gmock/gmock.h>
+#include <sys/ioctl.h>
 
 #include <atomic>
 #include <chrono>
@@ -51,6 +52,13 @@ class Line {
 
   // Whether the line hangs up without another byte.
   bool hangsUp() { return hear("").empty() && hungUp_; }
+
+  // Whether the terminal bears the mark of exclusive use.
+  bool isMarked() const {
+    int exclusive = -1;
+    EXPECT_EQ(::ioctl(descriptor_, TIOCGEXCL, &exclusive), 0);
+    return exclusive != 0;
+  }
 
  private:
   int descriptor_;
@@ -142,6 +150,15 @@ TEST(Fixture, ServesProgramsOneAfterTheOtherAndTellsNoneWhatWasMeantForAnother) 
     Line second(simulated->node());
     EXPECT_EQ(second.ask("version\r", "FW 1\r\n"), "ready\r\nFW 1\r\n") << "after " << command;
     EXPECT_EQ(second.hear("", command == "later\r" ? 600ms : 1ms), "");
+  }
+}
+
+TEST(Fixture, LeavesTheMarkOfAProgramThatOpensRightAfterAnotherHasClosed) {
+  const auto simulated = fixture(R"({"unknown": ["ERR\n"]})");
+  for (int round = 0; round < 20; ++round) {
+    Line line(simulated->node());
+    EXPECT_EQ(line.ask("what\r", "\n"), "ERR\n");  // it has followed the opening by now
+    ASSERT_TRUE(line.isMarked()) << "in round " << round;
   }
 }
 

@@ -122,7 +122,7 @@ class Fixture::Worker {
   // inotify tells that programs have opened or closed the node, but merges events that
   // follow each other, so that they cannot be counted. One program at a time is what a
   // fixture is for; a second one that is refused opens and closes, too. Only the lock
-  // tells them apart, which a program gives back a moment after its close is told.
+  // tells them apart, which a program may give back a moment after its close is told.
   void followConnections(Data& received) {
     const auto now = Conversation::Clock::now();
     for (const bool opened : terminal_.openedOrClosed()) {
@@ -134,6 +134,7 @@ class Fixture::Worker {
     if (!terminal_.isLocked()) {
       hear(std::exchange(received, {}));  // it is the closing program's
       end();
+      terminal_.endExclusiveUse();  // which the program may have left; not when the next has come, whose mark it is
     } else if (now - *closedAt_ > kClosingTime) {
       closedAt_.reset();
     }
@@ -151,7 +152,6 @@ class Fixture::Worker {
     conversation_.end();
     outgoing_.clear();
     terminal_.discardUnread();
-    terminal_.endExclusiveUse();
     tell(Event::kClosed, {});
   }
 
