@@ -3,7 +3,14 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
+#include <cmath>
+#include <iterator>
+#include <random>
+#include <sstream>
 #include <string>
+#include <vector>
+
+#include "brisvane/host/pcre.h"
 
 namespace brisvane::host {
 namespace {
@@ -25,6 +32,7 @@ TEST(Pattern, FindsTheFirstMatchWithItsGroupsWhateverTheCase) {
   EXPECT_EQ(found("b*", "abb"), "");
   EXPECT_EQ(found("^$", std::string_view()), "");
   EXPECT_EQ(found("x", "abc"), std::nullopt);
+  EXPECT_EQ(found("(ab|a)\\s*b", "ab"), "ab|a");
   EXPECT_EQ(found("a\\x00b", std::string_view("xa\0b", 4)), std::string("a\0b", 3));
   EXPECT_EQ(Pattern::compile("$")->firstMatch("abc")->front().begin, 3U);
   EXPECT_EQ(found("ok", "ok\xFF"), std::nullopt);  // not UTF-8
@@ -44,22 +52,132 @@ TEST(Pattern, KnowsCodePointEscapesAndLeavesQuotedTextAlone) {
   EXPECT_EQ(found("\\Q\\u0041\\E", "A\\u0041"), "\\u0041");
   EXPECT_EQ(found("\\Qa\\\\E\\u0041", "a\\A"), "a\\A");
   EXPECT_EQ(found("\\Q\\Q.\\E.", "\\Q.x"), "\\Q.x");
-  for (const char* const wrong : {"(", "[a", "a{2,1}", "*", "\\C", "a\\Cb", "\\u12", "\\uD800", "\xFF"}) {
+  EXPECT_EQ(found("(a)\\1\\Q1|\\E+", "aa1||"), "aa1|||a");
+  EXPECT_EQ(found("\\c\\u0041", "\x1Cu0041"), "\x1Cu0041");
+  EXPECT_EQ(found("[a-z&&[^b]]", "b&]"), "&]");  // no intersection
+  for (const char* const wrong : {"(", "[a", "a{2,1}", "*", "\\C", "a\\Cb", "\\u12", "\\uD800", "\xFF", "\\U0000004f",
+                                  "\\N{DIGIT ONE}", "(?<=a{1,3})b", "\\p{Letter}", "(?w)a"}) {
     EXPECT_FALSE(Pattern::compile(wrong)) << wrong;
   }
 }
 
-TEST(Pattern, ASearchThatWouldNotEndIsGivenUp) {
+TEST(Pattern, ASearchThatWouldNotEndIsGivenUpWhenItsTimeIsOver) {
+  using std::chrono::steady_clock;
   const std::string million(1'000'000, 'a');
-  for (const auto& [pattern, text] :
-       {std::pair(".*ok", million), std::pair("(a+)+$", std::string(40, 'a') + "!"), std::pair("(a+)+$", million + "!"),
-        std::pair("(?=(a+))a*b\\1", million), std::pair("(?:\\Gq|a)(a+)b?(a+)b?\\1[^a]", std::string(1000, 'a')),
-        std::pair("(*NO_JIT)(a+)+b", std::string(40, 'a') + "cb")}) {
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(found(pattern, text), std::nullopt);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3)) << pattern;
+  const std::string forty(40, 'a');
+  std::string uncounted;  // groups in which the engine counts no step
+  for (int i = 0; i < 40; ++i) uncounted += "(a|a)";
+  const std::string spaced = std::string(50'000, ' ') + std::string(50'000, 'a');
+  const std::pair<std::string, std::string> cases[] = {
+      {"(a+)+$", forty + "!"},           {"(a+)+$", million + "!"},
+      {"(?=(a+))a*b\\1", million},       {"(?:\\Gq|a)(a+)b?(a+)b?\\1[^a]", spaced},
+      {"(?:a|aa){30}[bc]", million},     {"(?:(?=.*a)a)+[bc]", spaced},
+      {"x?(?:a|b)*[cd]", spaced},        {"(*NO_JIT)(a+)+b", forty + "cb"},
+      {"a(*COMMIT)(a+)+$", forty + "!"}, {uncounted + "b", forty + "cb"}};
+  for (const auto& [pattern, text] : cases) {
+    const auto end = steady_clock::now() + std::chrono::milliseconds(200);
+    bool givenUp = false;
+    const auto left = [end] { return std::chrono::duration<double>(end - steady_clock::now()).count(); };
+    EXPECT_FALSE(Pattern::compile(pattern)->firstMatch(text, left, &givenUp)) << pattern;
+    EXPECT_TRUE(givenUp) << pattern;
+    EXPECT_GT(left(), -20.0) << pattern;
   }
-  EXPECT_EQ(found("OK$", million + "OK"), "OK");  // long, but nothing runs away
+}
+
+TEST(Pattern, ALongSearchThatEndsIsNotGivenUp) {
+  const std::string million(1'000'000, 'a');
+  EXPECT_EQ(found("OK$", million + "OK"), "OK");
+  EXPECT_EQ(found(".*ok", million), std::nullopt);
+  EXPECT_EQ(found("\\w+=[0-9a-f]+\r\n", std::string(16'384, 'e') + "\r\ncrc=12ab\r\n"), "crc=12ab\r\n");
+  std::string lines;
+  while (lines.size() < (std::size_t{64} << 10U)) lines += "sensor 12: 23.5 degrees, fan at 1200 rpm\r\n";
+  const auto pattern = Pattern::compile("(?s)sensor.*result: (pass|fail)\r\n");
+  bool givenUp = true;
+  const auto endless = [] { return HUGE_VAL; };
+  EXPECT_FALSE(pattern->firstMatch(lines, endless, &givenUp));
+  EXPECT_FALSE(givenUp);
+  EXPECT_TRUE(pattern->firstMatch(lines + "result: PASS\r\n", endless));
+}
+
+// The engine's own answers, each from one run over the whole text.
+class Reference {
+ public:
+  explicit Reference(std::string_view pattern) {
+    const pcre::CompileContext context(pcre2_compile_context_create(nullptr));
+    pcre2_set_newline(context.get(), PCRE2_NEWLINE_ANY);
+    int error = 0;
+    PCRE2_SIZE position = 0;
+    code_.reset(pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(),
+                              PCRE2_CASELESS | PCRE2_UTF | PCRE2_NEVER_BACKSLASH_C, &error, &position, context.get()));
+  }
+  [[nodiscard]] bool compiles() const { return code_ != nullptr; }
+
+  // The ranges as text; nullopt when the engine gave up.
+  [[nodiscard]] std::optional<std::string> search(std::string_view text) const {
+    const pcre::MatchData data(pcre2_match_data_create_from_pattern(code_.get(), nullptr));
+    const int result =
+        pcre2_match(code_.get(), reinterpret_cast<PCRE2_SPTR>(text.data()), text.size(), 0, 0, data.get(), nullptr);
+    if (result < PCRE2_ERROR_NOMATCH) return std::nullopt;
+    std::string all;
+    const PCRE2_SIZE* at = pcre2_get_ovector_pointer(data.get());
+    for (std::uint32_t i = 0; result > 0 && i < pcre2_get_ovector_count(data.get()); ++i, at += 2) {
+      all += at[0] == PCRE2_UNSET ? "0+0 " : std::to_string(at[0]) + "+" + std::to_string(at[1] - at[0]) + " ";
+    }
+    return all;
+  }
+
+ private:
+  pcre::Code code_;
+};
+
+std::string rangesOf(const std::optional<Pattern::Match>& match) {
+  std::string all;
+  for (const auto& range : match.value_or(Pattern::Match())) {
+    all += std::to_string(range.begin) + "+" + std::to_string(range.length) + " ";
+  }
+  return all;
+}
+
+// However little time a search has, which decides how few positions each of its parts tries.
+TEST(Pattern, PartsOfASearchFindWhatOneRunFinds) {
+  std::istringstream words(
+      "a b A+ 1? \\w \\w+ \\s* . .* .*? [^a] [^a\\r]* \\R \\X \u00E9 \u017F \\b \\B ^ $ (?m:^) (?m:$) (?m) (?s) "
+      "(?s:.*) "
+      "\\G \\A \\z \\Z \\K (?<=a) (?<!\\r) (?<=\\R) (?<=\u00E9|b) (?=\\n) (?!b) (a|b)? (ab|a) (?:1a|1|a) (a|ab|) "
+      "(\\w)\\1 "
+      "(?>a*) \\r | (?: ( (?i: (?|(b)| ) ) ) * {2} ?? ++ \\h \\v \\N (*COMMIT) (*ACCEPT) \\c\\ k s (?=.*b) "
+      "(?(?=a)ab|\\W) "
+      "(?(1)a|b) [(|] \\Q(a|b)\\E \\Q\\G\\E+ \\| \\( (?#(|) (?x)");
+  const std::vector<std::string> items{std::istream_iterator<std::string>(words), {}};
+  const std::vector<std::string> pieces{"a", "b",   "A",    "a",      "1",      " ",      "\r", "\n",
+                                        "(", "\\G", "\r\n", "\u00E9", "\u2028", "\u212A", "s",  "e\u0301"};
+  const std::vector<std::string> beginnings{"",         "", "", "(*CRLF)", "(*CR)", "(*ANYCRLF)", "(*NOTEMPTY_ATSTART)",
+                                            "(*NO_JIT)"};
+  std::mt19937 random(1);
+  const auto someOf = [&random](const std::vector<std::string>& all, std::size_t most) {
+    std::string text;
+    for (auto left = random() % most; left > 0; --left) text += all[random() % all.size()];
+    return text;
+  };
+  int compared = 0;
+  for (int round = 0; round < 30'000; ++round) {
+    const std::string expression = beginnings[random() % beginnings.size()] + someOf(items, 8);
+    const Reference reference(expression);
+    const auto pattern = Pattern::compile(expression);
+    ASSERT_EQ(pattern.has_value(), reference.compiles()) << expression;
+    if (!pattern) continue;
+    for (int i = 0; i < 3; ++i) {
+      const std::string text = someOf(pieces, 30);
+      const auto expected = reference.search(text);
+      if (!expected) continue;
+      ++compared;
+      for (const double left : {1e-9, 2e-5, 5e-5, 1e-4, 10.0}) {
+        EXPECT_EQ(rangesOf(pattern->firstMatch(text, [left] { return left; })), *expected)
+            << expression << " in " << ::testing::PrintToString(text) << ", " << left;
+      }
+    }
+  }
+  EXPECT_GT(compared, 10'000);
 }
 
 TEST(Pattern, IsSearchedInOnePieceHoweverLongTheText) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -12,10 +13,9 @@
 
 namespace brisvane::host {
 
-// Perl-compatible syntax (PCRE2), matched without regard to case. Beyond it, \uHHHH
-// is the character with that code point. Any of LF, CR, CR LF and the Unicode line
-// ends counts as one line end, so that `$` and `.` treat the CR LF of a serial reply
-// as such. \C is refused.
+// The syntax of PCRE2, matched without regard to case. Beyond it, \uHHHH is the character with that code point. Any of
+// LF, CR, CR LF and the Unicode line ends counts as one line end, so that `$` and `.` treat the CR LF of a serial reply
+// as such. \C is refused. docs/serial.md lists what other engines have and this one has not.
 class BRISVANE_EXPORT Pattern {
  public:
   struct Range {
@@ -29,9 +29,16 @@ class BRISVANE_EXPORT Pattern {
   // nullopt when the pattern does not compile.
   [[nodiscard]] static std::optional<Pattern> compile(std::string_view pattern) noexcept;
 
-  // The first match in `text`; nullopt when there is none. A search that would take
-  // more than about 50 ms of processor time, or more memory than its share, is given
-  // up and counts as no match. Text that is not UTF-8 matches nothing.
+  // The seconds that a search may still take. Asked from time to time, on the thread that searches. Must not throw.
+  using TimeLeft = std::function<double()>;
+
+  // The first match in `text`; nullopt when there is none, when the search takes more memory than its share, and for a
+  // text that is not UTF-8. Blocks until the search has ended. One that needs more time than is left is given up at
+  // about the time when none is left: the result is nullopt, and `givenUp` is true, as it is in no other case.
+  // REQUIRES: `timeLeft` is not empty.
+  [[nodiscard]] std::optional<Match> firstMatch(std::string_view text, const TimeLeft& timeLeft,
+                                                bool* givenUp = nullptr) const noexcept;
+  // The same with one second.
   [[nodiscard]] std::optional<Match> firstMatch(std::string_view text) const noexcept;
 
  private:
