@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <poll.h>
 #include <pthread.h>
 #include <signal.h>
 
@@ -31,8 +32,20 @@ class ExchangeTest : public OpenPortTest {
     {"command": "odd", "replies": [{"hex": "61 80 62 C3 A9 00 7F"}]},
     {"pattern": "^talk", "replies": [{"text": "blah blah blah blah blah blah blah blah blah blah\r\n", "split": 1, "gap": 0.05}]},
     {"command": "runaway", "replies": ["aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa!"]},
+    {"command": "late", "replies": [{"text": "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa!", "split": [50], "gap": 0.2}]},
+    {"command": "dump", "replies": [")" +
+                     std::string(32'768, 'e') + R"(\r\ncrc=12ab\r\n"]},
+    {"command": "report", "replies": [")" +
+                     report() + R"(result: PASS\r\n"]},
     {"command": "part", "replies": ["half a re"], "hangUp": true}
   ], "unknown": ["ERR\r\n"]})") {}
+
+  // More than 64 KiB of lines, as they stand in JSON.
+  static std::string report() {
+    std::string lines;
+    for (int line = 0; line < 1600; ++line) lines += R"(sensor 12: 23.5 degrees, fan at 1200 rpm\r\n)";
+    return lines;
+  }
 
   std::string text = "kept";
   Data data{9};
@@ -124,6 +137,30 @@ TEST_F(ExchangeTest, TimeLimitOfThePatternExchangeIsNotRenewedByATalkativeDevice
 TEST_F(ExchangeTest, RunawayPatternCountsAsNoMatchAndTheLimitEndsTheExchange) {
   EXPECT_FALSE(port.sendStringCommand("runaway", text, "^(a+)+$", 0.3));
   EXPECT_THAT(logged(), ElementsAre("info %{public}@|runaway ≠ " + std::string(50, 'a') + "!\n"));
+}
+
+TEST_F(ExchangeTest, LongReplyThatMatchesIsFound) {
+  EXPECT_TRUE(port.sendStringCommand("dump", text, "\\w+=[0-9a-f]+\r\n", 10.0));
+  EXPECT_EQ(text, "crc=12ab\r\n");
+  EXPECT_TRUE(port.sendStringCommand("report", text, "(?s)sensor.*result: (pass|fail)\r\n", 10.0));
+  EXPECT_GT(text.size(), std::size_t{64} << 10U);
+}
+
+TEST_F(ExchangeTest, PatternThatRunsAwayOnAPartOfTheReplyIsFoundInTheWhole) {
+  EXPECT_TRUE(port.sendStringCommand("late", text, "^(a+)+[!?]", 4.0));
+  EXPECT_EQ(text, std::string(50, 'a') + "!");
+}
+
+TEST_F(ExchangeTest, WhatCameInTimeIsSearchedAfterTheLimit) {
+  ASSERT_TRUE(port.sendLargeData(bytes("status\n")));
+  pollfd line{port.spHandle(), POLLIN, 0};
+  ASSERT_EQ(::poll(&line, 1, 30'000), 1);
+  // The limit is over before the first poll has made its pause. On a busy machine it may be over before that poll, and
+  // nothing is read.
+  bool found = false;
+  for (int tries = 0; !found && tries < 100; ++tries)
+    found = port.sendStringCommand("silence", text, "status: OK", 5e-4);
+  EXPECT_TRUE(found);
 }
 
 TEST_F(ExchangeTest, ClosedPortFailsAsAShortWrite) {

@@ -156,13 +156,14 @@ class BRISVANE_EXPORT BVSerialPort final {
   [[nodiscard]] bool sendStringCommand(Text command, std::string& getResponse, Seconds withTimeout);
 
   // Sends the text and a line feed; succeeds as soon as the reply so far matches
-  // `acceptPattern`, and hands out the matched part alone. The pattern is a host::Pattern:
-  // Perl-compatible, without regard to case. End it with the reply's terminator: `FW .*`
-  // matches as soon as "FW " has come. With an absent pattern nothing is read, the
+  // `acceptPattern`, and hands out the matched part alone. The pattern has the syntax of
+  // PCRE2 and is matched without regard to case; docs/serial.md says more of it. End it
+  // with the reply's terminator: `FW .*` matches as soon as "FW " has come. With an absent pattern nothing is read, the
   // result is true and `getResponse` stays. False when the command could not be written
   // whole, the pattern does not compile (after sending), a read failed, or `withTimeout`
   // has passed since the start of reading. Holds spLock around each write and read only.
-  // The whole reply is searched after every chunk and kept in memory.
+  // The whole reply is searched after every chunk and kept in memory. A search ends with
+  // the limit, too, but has at least 0.1 s for what came in time.
   [[nodiscard]] bool sendStringCommand(Text command, std::string& getResponse, Text acceptPattern, Seconds withTimeout);
   // A pattern and a time limit are easily swapped in silence: 0 would be an absent pattern.
   bool sendStringCommand(Text command, std::string& getResponse, Seconds acceptPattern, Seconds withTimeout) = delete;

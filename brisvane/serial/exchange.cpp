@@ -29,6 +29,47 @@ void appendAscii(std::string& text, ByteView bytes) {
   for (const std::uint8_t byte : bytes) appendUtf8(text, byte < 0x80 ? char32_t{byte} : kReplacementCharacter);
 }
 
+// The searches of a growing reply. A pattern that runs away on a part of a reply may match the whole at once. So a
+// search is given little time at first; when that is not enough, the next one waits until the line is quiet or the
+// reply has grown well, and is given more, up to all that is left of the exchange's.
+class ReplySearch {
+ public:
+  // REQUIRES: all of them outlive the object.
+  ReplySearch(const host::Pattern& pattern, const std::string& reply, const host::Clock& clock) noexcept
+      : pattern_(pattern), reply_(reply), clock_(clock) {}
+
+  // Whether there is something to search, after a poll.
+  [[nodiscard]] bool isDue(bool quiet) const noexcept {
+    if (!givenUp_) return reply_.size() > searched_;
+    return quiet || reply_.size() > searched_ + searched_ / 4;
+  }
+  [[nodiscard]] bool hasMore() const noexcept { return reply_.size() > searched_; }
+
+  // The part of the reply that matches. `left` is what is left of the exchange's time; a search has the least time even
+  // so, because what came in time is searched after the limit, too.
+  [[nodiscard]] std::optional<std::string_view> match(Seconds left) {
+    const Seconds limit = std::max(kLeastTime, std::min(time_, left));
+    const host::Stopwatch sinceStart(clock_);
+    const auto found = pattern_.firstMatch(
+        reply_, [&] { return limit - sinceStart.elapsed(); }, &givenUp_);
+    searched_ = reply_.size();
+    if (givenUp_) time_ *= 4;
+    if (!found) return std::nullopt;
+    return found->front().of(reply_);
+  }
+
+ private:
+  static constexpr Seconds kLeastTime = 0.1;
+  static constexpr Seconds kFirstTime = 0.25;
+
+  const host::Pattern& pattern_;
+  const std::string& reply_;
+  const host::Clock& clock_;
+  std::size_t searched_ = 0;  // of the reply, by the last search
+  bool givenUp_ = false;      // the last search
+  Seconds time_ = kFirstTime;
+};
+
 // An info line that tells of a command and what came of it.
 void logExchange(Text command, std::string_view relation, std::string_view reply) {
   BVLog::Default::info(join({stringByTrimmingWhitespace(command), relation, stringByTrimmingWhitespace(reply), "\n"}));
@@ -115,22 +156,25 @@ bool BVSerialPort::sendStringCommand(Text command, std::string& getResponse, Tex
   std::string reply;
   Chunk chunk;
   const host::Stopwatch sinceStart(platform_->clock());
+  ReplySearch search(*pattern, reply, platform_->clock());
+  const auto isAccepted = [&] {
+    const auto matched = search.match(withTimeout - sinceStart.elapsed());
+    if (!matched) return false;
+    logExchange(command, " → ", *matched);
+    getResponse = *matched;
+    return true;
+  };
   while (sinceStart.elapsed() < withTimeout) {
     host::pause(kPollPause);
     const auto count = locked([&] { return readOnce(chunk); });
+    if (count) appendAscii(reply, ByteView(chunk).first(*count));
+    if (search.isDue(count.value_or(0) == 0) && isAccepted()) return true;
     if (!count) {
       BVLog::Default::info("Serial port read error!");
       break;
     }
-    if (*count == 0) continue;
-    appendAscii(reply, ByteView(chunk).first(*count));
-    if (const auto match = pattern->firstMatch(reply)) {
-      const std::string_view matched = match->front().of(reply);
-      logExchange(command, " → ", matched);
-      getResponse = matched;
-      return true;
-    }
   }
+  if (search.hasMore() && isAccepted()) return true;
   logExchange(command, " ≠ ", reply);
   return false;
 } catch (const std::bad_alloc&) {
