@@ -4,11 +4,14 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <limits>
 #include <numeric>
 #include <set>
 
+#include "brisvane/host/crc32.h"
+#include "brisvane/host/digest.h"
 #include "brisvane/types/base64.h"
 #include "brisvane/types/hex.h"
 #include "tests/support/own_process.h"
@@ -85,6 +88,30 @@ TEST(Crc32, IsTheDefinitionsAtEveryLengthAndAlignment) {
     }
   }
   EXPECT_EQ(crc32(bytes), slowCrc32(bytes));
+}
+
+TEST(Checksums, OfPiecesAreThoseOfTheWhole) {
+  const Data bytes = randomDataOfLength(1000).value_or(Data());
+  ASSERT_THAT(bytes, SizeIs(1000));
+  for (const std::size_t size : {1, 15, 16, 63, 64, 65, 999}) {
+    for (const std::size_t keySize : {0, 64, 65}) {
+      const ByteView key = ByteView(bytes).first(keySize);
+      host::Crc32 crc;
+      host::Sha1 digest;
+      host::HmacSha1 code(key);
+      for (ByteView rest = bytes; !rest.empty(); rest = rest.subspan(std::min(size, rest.size()))) {
+        const ByteView piece = rest.first(std::min(size, rest.size()));
+        crc.add(piece);
+        digest.add(piece);
+        code.add(piece);
+      }
+      EXPECT_EQ(crc.value(), crc32(bytes)) << size;
+      EXPECT_EQ(digest.finish(), host::sha1(bytes)) << size;
+      EXPECT_EQ(code.finish(), host::hmacSha1(key, bytes)) << size << ' ' << keySize;
+      EXPECT_EQ(digest.finish(), std::nullopt);
+      EXPECT_EQ(code.finish(), std::nullopt);
+    }
+  }
 }
 
 TEST(HexadecimalForms, SpellEveryByte) {

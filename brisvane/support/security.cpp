@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "brisvane/host/crc32.h"
 #include "brisvane/host/digest.h"
 #include "brisvane/host/random.h"
 #include "brisvane/types/base64.h"
@@ -39,6 +40,12 @@ std::optional<std::string> SecurityAdditions::HMACSHA1(ByteView data, Bytes key)
   return lowerHexText(*code);
 } catch (const std::exception&) {
   return std::nullopt;
+}
+
+std::uint64_t SecurityAdditions::crc32(ByteView data) noexcept {
+  host::Crc32 crc;
+  crc.add(data);
+  return crc.value();
 }
 
 std::string SecurityAdditions::bin2hex(ByteView data) { return lowerHexText(data); }

@@ -1,9 +1,9 @@
+#include "brisvane/host/crc32.h"
+
 #include <array>
 #include <cstddef>
 
-#include "brisvane/support/security.h"
-
-namespace brisvane {
+namespace brisvane::host {
 namespace {
 
 constexpr std::uint32_t kPolynomial = 0xEDB88320;  // of IEEE 802.3, its bits reversed
@@ -43,11 +43,11 @@ std::uint32_t takeSlice(std::uint32_t crc, const std::uint8_t* slice) noexcept {
 
 }  // namespace
 
-std::uint64_t SecurityAdditions::crc32(ByteView data) noexcept {
-  std::uint32_t crc = 0xFFFFFFFF;
-  for (; data.size() >= kSlice; data = data.subspan(kSlice)) crc = takeSlice(crc, data.data());
-  for (const std::uint8_t byte : data) crc = kTables[0][(crc ^ byte) & 0xFFU] ^ crc >> 8U;
-  return ~crc;
+void Crc32::add(ByteView bytes) noexcept {
+  std::uint32_t crc = register_;
+  for (; bytes.size() >= kSlice; bytes = bytes.subspan(kSlice)) crc = takeSlice(crc, bytes.data());
+  for (const std::uint8_t byte : bytes) crc = kTables[0][(crc ^ byte) & 0xFFU] ^ crc >> 8U;
+  register_ = crc;
 }
 
-}  // namespace brisvane
+}  // namespace brisvane::host

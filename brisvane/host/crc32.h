@@ -1,0 +1,25 @@
+// The checksum CRC-32 of bytes that come in pieces.
+// A Crc32 belongs to one thread at a time.
+#pragma once
+
+#include <cstdint>
+
+#include "brisvane/types/data.h"
+#include "brisvane/types/export.h"
+
+namespace brisvane::host {
+
+// The CRC-32 of IEEE 802.3 (that of zip, gzip and PNG). A copy goes on by itself.
+class BRISVANE_EXPORT Crc32 {
+ public:
+  // Takes the next bytes; how they are cut into pieces makes no difference.
+  void add(ByteView bytes) noexcept;
+
+  // Of all the bytes so far; more may follow.
+  [[nodiscard]] std::uint32_t value() const noexcept { return ~register_; }
+
+ private:
+  std::uint32_t register_ = 0xFFFFFFFF;
+};
+
+}  // namespace brisvane::host
