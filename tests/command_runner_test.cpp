@@ -3,9 +3,12 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <thread>
 
+#include "brisvane/host/command.h"
 #include "brisvane/support/Brisvane.h"
+#include "brisvane/types/data.h"
 #include "tests/support/own_process.h"
 #include "tests/support/simulated_test.h"
 
@@ -68,6 +71,9 @@ TEST_F(CommandRunner, SaysWhatCannotBeStartedAndWhy) {
   EXPECT_THAT(logged(), ElementsAre("debug %{public}@|Executing command [/nowhere/program] []\n",
                                     "error ERROR %{public}@|Command exception: "
                                     "[/nowhere/program: No such file or directory]"));
+  std::string error;
+  EXPECT_EQ(host::Command::start("/nowhere/program", {}, {}, error), nullptr);
+  EXPECT_EQ(error, "/nowhere/program: No such file or directory");
   EXPECT_EQ(failure(folder / "data"), (folder / "data") + ": Permission denied");
   EXPECT_EQ(failure(folder.path()), folder.path() + ": Permission denied");
   EXPECT_EQ(failure("sh"), "sh: No such file or directory");
@@ -118,6 +124,65 @@ TEST_F(CommandRunner, GivesTheProgramDefaultSignals) {
   ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
   ::signal(SIGPIPE, pipeBefore);
   ::signal(SIGCHLD, childBefore);
+}
+
+class CommandUnderWay : public testing::SimulatedTest {
+ protected:
+  static std::unique_ptr<host::Command> start(const std::string& script) {
+    std::string error;
+    auto command = host::Command::start("/bin/sh", {"-c", script}, {}, error);
+    EXPECT_NE(command, nullptr) << error;
+    return command;
+  }
+  // Whether the program prints the text.
+  static bool prints(host::Command& command, std::string_view text) {
+    for (int i = 0; i < 2000 && asCharacters(command.output()).find(text) == std::string_view::npos; ++i) {
+      if (command.collect(milliseconds(10))) break;
+    }
+    return asCharacters(command.output()).find(text) != std::string_view::npos;
+  }
+  static constexpr milliseconds kLong{20'000};
+};
+
+TEST_F(CommandUnderWay, TellsHowItEnds) {
+  const auto status = [](const std::string& script) {
+    const auto command = start(script);
+    EXPECT_EQ(command->status(), std::nullopt);
+    EXPECT_TRUE(command->collect(kLong)) << script;
+    EXPECT_TRUE(command->hasEnded());
+    return command->status();
+  };
+  EXPECT_EQ(status("exit 0"), 0);
+  EXPECT_EQ(status("exit 255"), 255);
+  EXPECT_EQ(status("kill -9 $$"), 128 + SIGKILL);
+  EXPECT_EQ(status("exec >&- 2>&-; sleep 0.1; exit 3"), 3);
+  const auto childBefore = ::signal(SIGCHLD, SIG_IGN);
+  EXPECT_EQ(status("exit 1"), std::nullopt);
+  ::signal(SIGCHLD, childBefore);
+}
+
+TEST_F(CommandUnderWay, IsSignalledItselfAndOutlivedByWhatHoldsItsOutput) {
+  const auto command = start("sleep 100 & echo $! ready; wait");
+  ASSERT_TRUE(prints(*command, "ready\n"));
+  EXPECT_FALSE(command->hasEnded());
+  command->signal(SIGTERM);
+  for (int i = 0; i < 2000 && !command->hasEnded(); ++i) EXPECT_FALSE(command->collect(milliseconds(10)));
+  EXPECT_EQ(command->status(), 128 + SIGTERM);
+  command->signal(SIGTERM);  // reaches nobody
+  ::kill(std::atoi(std::string(asCharacters(command->output())).c_str()), SIGKILL);
+  EXPECT_TRUE(command->collect(kLong));
+}
+
+TEST_F(CommandUnderWay, IsReadWhileItRunsHoweverMuchItPrints) {
+  constexpr std::size_t kSize = std::size_t{16} << 20U;
+  const auto command = start("head -c " + std::to_string(kSize) + " /dev/zero; echo end");
+  EXPECT_TRUE(command->collect(kLong));
+  EXPECT_EQ(command->output().size(), kSize + 4);
+  // One that never pauses does not keep its caller from looking up.
+  const auto endless = start("exec cat /dev/zero");
+  EXPECT_FALSE(endless->collect(milliseconds(10)));
+  endless->signal(SIGKILL);
+  EXPECT_TRUE(endless->collect(kLong));
 }
 
 TEST_F(CommandRunner, WorksInAProgramWithoutStandardStreams) {

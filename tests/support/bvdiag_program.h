@@ -7,9 +7,12 @@
 #include <signal.h>
 #include <spawn.h>
 #include <stdlib.h>
+#include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <string>
@@ -21,9 +24,13 @@ namespace brisvane::testing {
 // Far more than anything here takes: who runs into it hangs.
 inline constexpr std::chrono::seconds kHangs{20};
 
+enum class StandardOutput { kRead, kNobodyReads, kFull, kClosed };
+
 struct Setting {
-  bool terminal = false;                 // one terminal as both streams, all read as output
+  bool terminal = false;                 // its controlling terminal as all three streams, all read as output
   std::vector<std::string> environment;  // beside what every program here gets
+  StandardOutput output = StandardOutput::kRead;
+  rlim_t memory = RLIM_INFINITY;  // bytes of address space
 };
 
 class Program {
@@ -35,17 +42,22 @@ class Program {
     environment.insert(environment.end(), {"LC_ALL=C", "HOME=/nonexistent"});
     posix_spawn_file_actions_t files;
     posix_spawn_file_actions_init(&files);
-    posix_spawn_file_actions_adddup2(&files, childEnds_[0], STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&files, childEnds_[1], STDERR_FILENO);
+    setUpStreams(files, setting);
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     sigset_t signals;
     sigfillset(&signals);  // a test run in the background would ignore SIGINT
     posix_spawnattr_setsigdefault(&attributes, &signals);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+    posix_spawnattr_setflags(&attributes,
+                             static_cast<short>(POSIX_SPAWN_SETSIGDEF | (setting.terminal ? POSIX_SPAWN_SETSID : 0)));
+    rlimit before{};
+    ::getrlimit(RLIMIT_AS, &before);
+    const rlimit limit{std::min(setting.memory, before.rlim_max), before.rlim_max};
+    ::setrlimit(RLIMIT_AS, &limit);
     EXPECT_EQ(posix_spawn(&child_, BVDIAG_PATH, &files, &attributes, pointers(arguments).data(),
                           pointers(environment).data()),
               0);
+    ::setrlimit(RLIMIT_AS, &before);
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&files);
     for (const int end : childEnds_) ::close(end);
@@ -67,6 +79,17 @@ class Program {
 
   void signal(int number) const { ::kill(child_, number); }
 
+  // What a person does at the terminal.
+  void type(const std::string& keys) const {
+    EXPECT_EQ(::write(ends_[0], keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+  }
+  void resize(unsigned short columns) const {
+    winsize size{};
+    size.ws_row = 24;
+    size.ws_col = columns;
+    EXPECT_EQ(::ioctl(ends_[0], TIOCSWINSZ, &size), 0);
+  }
+
   void stopReading() {
     ::close(ends_[0]);
     ends_[0] = -1;
@@ -76,19 +99,35 @@ class Program {
   int status() {
     read([] { return false; });
     int status = 0;
+    rusage usage{};
     const auto deadline = std::chrono::steady_clock::now() + kHangs;
-    while (::waitpid(child_, &status, WNOHANG) == 0) {
+    while (::wait4(child_, &status, WNOHANG, &usage) == 0) {
       if (std::chrono::steady_clock::now() > deadline) return -1;
       ::usleep(1000);
     }
     child_ = 0;
+    mostMemory = usage.ru_maxrss;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
 
   std::string output;
   std::string errors;
+  long mostMemory = 0;  // KiB that it held at once, known with its status
 
  private:
+  void setUpStreams(posix_spawn_file_actions_t& files, const Setting& setting) {
+    // In a session of its own, a terminal that is opened first becomes the controlling one.
+    const char* const input = setting.terminal ? terminal_.data() : "/dev/null";
+    posix_spawn_file_actions_addopen(&files, STDIN_FILENO, input, O_RDWR, 0);
+    posix_spawn_file_actions_adddup2(&files, childEnds_[0], STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&files, childEnds_[1], STDERR_FILENO);
+    if (setting.output == StandardOutput::kNobodyReads) stopReading();
+    if (setting.output == StandardOutput::kClosed) posix_spawn_file_actions_addclose(&files, STDOUT_FILENO);
+    if (setting.output == StandardOutput::kFull) {
+      posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, "/dev/full", O_WRONLY, 0);
+    }
+  }
+
   static std::vector<char*> pointers(std::vector<std::string>& texts) {
     std::vector<char*> result;
     result.reserve(texts.size() + 1);
@@ -109,9 +148,8 @@ class Program {
   void openTerminal() {
     ends_[0] = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
     EXPECT_EQ(::unlockpt(ends_[0]), 0);
-    std::array<char, 64> name{};
-    EXPECT_EQ(::ptsname_r(ends_[0], name.data(), name.size()), 0);
-    childEnds_[0] = ::open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    EXPECT_EQ(::ptsname_r(ends_[0], terminal_.data(), terminal_.size()), 0);
+    childEnds_[0] = ::open(terminal_.data(), O_RDWR | O_NOCTTY | O_CLOEXEC);
     childEnds_[1] = ::dup(childEnds_[0]);
   }
 
@@ -136,6 +174,7 @@ class Program {
   pid_t child_ = 0;
   std::array<int, 2> ends_{-1, -1};
   std::array<int, 2> childEnds_{-1, -1};
+  std::array<char, 64> terminal_{};
 };
 
 // Runs the program to its end and checks how it ends.

@@ -1,8 +1,13 @@
 #include "brisvane/host/command.h"
 
+#include <poll.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <new>
 #include <utility>
@@ -17,6 +22,8 @@ namespace brisvane::host {
 namespace {
 
 using real::Descriptor;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
 
 // Waits for a process when it goes out of sight. That one whose end is ignored (SIGCHLD), or
 // that someone else has waited for, cannot be waited for is no error: it has ended.
@@ -60,11 +67,9 @@ std::optional<Data> readToEnd(int descriptor) {
   }
 }
 
-}  // namespace
-
-std::optional<Data> runCommand(std::string_view path, const std::vector<std::string>& arguments,
-                               std::string_view directory, std::string& error) noexcept try {
-  Descriptor output;
+// Starts a program whose output can be read from `output`.
+std::optional<pid_t> startProgram(std::string_view path, const std::vector<std::string>& arguments,
+                                  std::string_view directory, Descriptor& output, std::string& error) {
   Descriptor input;
   if (!openPipe(output, input)) {
     error = errorText("the pipe for the output", errno);
@@ -75,17 +80,111 @@ std::optional<Data> runCommand(std::string_view path, const std::vector<std::str
   spawning.command.insert(spawning.command.end(), arguments.begin(), arguments.end());
   spawning.directory = directory;
   spawning.output = input.get();
-  const auto process = real::spawnProcess(spawning, error);
+  return real::spawnProcess(spawning, error);
+}
+
+constexpr const char* kNoMemory = "no memory";  // short enough to need none
+
+}  // namespace
+
+std::optional<Data> runCommand(std::string_view path, const std::vector<std::string>& arguments,
+                               std::string_view directory, std::string& error) noexcept try {
+  Descriptor output;
+  const auto process = startProgram(path, arguments, directory, output, error);
   if (!process) return std::nullopt;
   const Reaper reaper(*process, output);
-  input.reset(-1);
   auto bytes = readToEnd(output.get());
   if (!bytes) error = errorText(path, errno);
   return bytes;
 } catch (const std::bad_alloc&) {
-  error = "no memory";  // short enough to need none
+  error = kNoMemory;
   return std::nullopt;
 }
+
+struct Command::State {
+  // Waits until the output can be read, the program has ended or the time is over.
+  void wait(milliseconds time) const noexcept {
+    // Without a descriptor for the process (a sandbox may refuse it), its end is looked for in such steps.
+    constexpr milliseconds kStep{20};
+    const bool needsSteps = !end.valid() && !hasEnded;
+    std::array<pollfd, 2> sources{{{output.get(), POLLIN, 0}, {hasEnded ? -1 : end.get(), POLLIN, 0}}};
+    ::poll(sources.data(), sources.size(), static_cast<int>((needsSteps ? std::min(time, kStep) : time).count()));
+  }
+
+  // Takes what is there now, up to all that a pipe usually holds.
+  void read() {
+    constexpr std::size_t kChunk = std::size_t{64} << 10U;
+    const std::size_t length = bytes.size();
+    bytes.resize(length + kChunk);
+    const ssize_t count = ::read(output.get(), bytes.data() + length, kChunk);
+    bytes.resize(length + static_cast<std::size_t>(count > 0 ? count : 0));
+    if (count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR)) output.reset(-1);
+  }
+
+  void reap() noexcept {
+    if (hasEnded) return;
+    int waitStatus = 0;
+    const pid_t ended = ::waitpid(process, &waitStatus, WNOHANG);
+    hasEnded = ended == process || (ended < 0 && errno == ECHILD);
+    constexpr int kSignalBase = 128;
+    if (ended != process) return;
+    status = WIFSIGNALED(waitStatus) ? kSignalBase + WTERMSIG(waitStatus) : WEXITSTATUS(waitStatus);
+  }
+
+  pid_t process = -1;
+  Descriptor output;  // not valid after its end
+  Descriptor end;     // readable when the process has ended; may be none
+  Data bytes;
+  bool hasEnded = false;
+  std::optional<int> status;
+};
+
+Command::Command(std::unique_ptr<State> state) noexcept : state_(std::move(state)) {}
+Command::~Command() = default;
+
+std::unique_ptr<Command> Command::start(std::string_view path, const std::vector<std::string>& arguments,
+                                        std::string_view directory, std::string& error) noexcept try {
+  auto state = std::make_unique<State>();
+  std::unique_ptr<Command> command(new Command(nullptr));
+  const auto process = startProgram(path, arguments, directory, state->output, error);
+  if (!process) return nullptr;
+  state->process = *process;
+  // The program's end is another: its output has no O_NONBLOCK.
+  ::fcntl(state->output.get(), F_SETFL, O_NONBLOCK);
+  state->end = Descriptor::aboveStandardStreams(static_cast<int>(::syscall(SYS_pidfd_open, *process, 0)));
+  command->state_ = std::move(state);
+  return command;
+} catch (const std::bad_alloc&) {
+  error = kNoMemory;
+  return nullptr;
+}
+
+bool Command::collect(milliseconds time) {
+  const auto deadline = steady_clock::now() + time;
+  for (;;) {
+    const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now());
+    state_->wait(std::max(left, milliseconds(0)));
+    if (state_->output.valid()) state_->read();
+    state_->reap();
+    if (state_->hasEnded && !state_->output.valid()) return true;
+    if (steady_clock::now() >= deadline) return false;
+  }
+}
+
+bool Command::hasEnded() noexcept {
+  state_->reap();
+  return state_->hasEnded;
+}
+
+void Command::signal(int number) noexcept {
+  if (!hasEnded()) ::kill(state_->process, number);
+}
+
+const Data& Command::output() const noexcept { return state_->bytes; }
+
+std::optional<int> Command::status() const noexcept { return state_->status; }
+
+int Command::process() const noexcept { return state_->process; }
 
 std::optional<std::string> findProgram(std::string_view name) noexcept try {
   const auto isProgram = [](const std::string& path) {
