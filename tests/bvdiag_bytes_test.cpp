@@ -35,7 +35,10 @@ class BvdiagBytes : public ::testing::Test {
 TEST_F(BvdiagBytes, ChecksumsGoOnAfterAFileThatCannotBeRead) {
   Program program({"--json", "digest", folder / "missing", file, folder.path()});
   EXPECT_EQ(program.status(), 1);
-  EXPECT_EQ(program.output, "{\"file\":\"" + file + "\",\"sha1\":\"8f820394f95335182045da24f34de52bf8bc3432\"}\n");
+  EXPECT_THAT(program.output, AllOf(StartsWith(R"({"error":")" + (folder / "missing") + ": No such"),
+                                    HasSubstr(R"("file":")" + file +
+                                              R"(","ok":true,"sha1":"8f820394f95335182045da24f34de52bf8bc3432"})")));
+  EXPECT_EQ(countOf(program.output, "\"ok\":false"), 2U);
   EXPECT_THAT(program.errors,
               AllOf(HasSubstr("missing: No such file or directory; "), HasSubstr(": Is a directory; ")));
 }
@@ -44,8 +47,39 @@ TEST_F(BvdiagBytes, ASignalEndsAReadingThatNeverPauses) {
   Program program({"crc32", file, "/dev/zero", file});
   EXPECT_TRUE(program.prints("\n"));
   program.signal(SIGTERM);
-  EXPECT_EQ(program.status(), 1);
+  EXPECT_EQ(program.status(), 143);
   EXPECT_EQ(countOf(program.output, "\n"), 1U);
+}
+
+TEST_F(BvdiagBytes, ChecksumsOfALargeFileTakeLittleMemoryAndTellHowFarTheyAre) {
+  constexpr std::uintmax_t kSize = std::uintmax_t{256} << 20U;
+  fs::resize_file(file, kSize);
+  writeFile(folder / "key", "key");
+  for (std::vector<std::string> arguments :
+       std::vector<std::vector<std::string>>{{"crc32"}, {"digest"}, {"hmac", "--key-file", folder / "key"}}) {
+    arguments.push_back(file);
+    Program program(arguments);
+    EXPECT_EQ(program.status(), 0);
+    EXPECT_LT(program.mostMemory, 200 << 10) << arguments.front();
+  }
+  fs::resize_file(file, kSize << 9U);
+  Program program({"digest", file}, {.terminal = true});
+  EXPECT_TRUE(program.prints("iB of 128.0 GiB (Ctrl-C ends it)")) << program.output;
+}
+
+TEST_F(BvdiagBytes, AFileThatMemoryDoesNotHoldIsNotCalledMissing) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "a sanitizer takes all the address space";
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer) || __has_feature(address_sanitizer)
+  GTEST_SKIP() << "a sanitizer takes all the address space";
+#endif
+#endif
+  fs::resize_file(file, std::uintmax_t{1} << 30U);
+  const testing::Setting setting{.memory = rlim_t{512} << 20U};
+  Program program({"base64", file}, setting);
+  EXPECT_EQ(program.status(), 1);
+  EXPECT_EQ(program.errors, "bvdiag: " + file + ": Cannot allocate memory; it is read into memory as a whole\n");
 }
 
 TEST_F(BvdiagBytes, ANameWithEscapesIsMarked) {
@@ -130,7 +164,7 @@ TEST_F(BvdiagBytes, LogsAreMovedAsideUnderADatedNameOrAGivenOne) {
   errorsOf({"log", "backup", log, "--to", ""}, 1);
   EXPECT_EQ(contentOf(log), "another\n");
   EXPECT_EQ(outputOf({"--json", "log", "backup", log, "--to", output}),
-            "{\"backup\":\"" + output + "\",\"file\":\"" + log + "\"}\n");
+            "{\"backup\":\"" + output + "\",\"file\":\"" + log + "\",\"ok\":true}\n");
   EXPECT_EQ(contentOf(output), "another\n");
   // As a message, it stands after the dashes.
   outputOf({"log", "--file", log, "--", "backup"});

@@ -57,7 +57,7 @@ TEST(BvdiagDemo, FailsWithAStepAndUsesAFreshLog) {
   writeFile(folder / "machine.json", R"({"devices": [{"name": "cu.usbserial-BV0001"}]})");
   Program demo({"demo", "--json", "--machine", folder / "machine.json"}, {false, {"TMPDIR=" + folder.path()}});
   EXPECT_EQ(demo.status(), 1);
-  EXPECT_THAT(demo.output, AllOf(HasSubstr(R"("ok":false,"result":"cannot be opened")"),
+  EXPECT_THAT(demo.output, AllOf(HasSubstr(R"("error":"cannot be opened","ok":false)"),
                                  HasSubstr(R"("log":")" + folder.path() + "/bvdiag-demo-")));
 }
 
@@ -102,31 +102,6 @@ TEST(BvdiagSend, EscapesWhatATerminalWouldObey) {
             "\\x1b[2J\\x07\\ta\\\\b\\x7f\\r\\n\n");
 }
 
-TEST(Bvdiag, EscapesWhatATerminalWouldObeyWhereverItComesFrom) {
-  // DEL, a C1 control, bidirectional controls, and characters that are harmless.
-  const std::string text = "a\x7f\u009b2J\u061c\u200e\u202e\u2069\u00e9\u2026";
-  const std::string inJson = R"(a\u007f\u009b2J\u061c\u200e\u202e\u2069)"
-                             "\u00e9\u2026";
-  const std::string inText = R"(a\x7f\xc2\x9b2J\xd8\x9c\xe2\x80\x8e\xe2\x80\xae\xe2\x81\xa9)"
-                             "\u00e9\u2026";
-  const TemporaryFolder folder;
-  const std::string machine = folder / "machine.json";
-  const std::string name = "EDA7697C-EB6C-4553-A921-C131036FC939:v";
-  writeFile(machine, R"({"registry": {"root": {"k": ")" + text + R"("}}, "firmware": {"variables": {")" + name +
-                         R"(": "{\"k\": \")" + text + R"(\"}"}}})");
-  EXPECT_EQ(outputOf({"--machine", machine, "nvram", "get", name, "--view", "dictionary"}),
-            R"({"k":")" + inJson + "\"}\n");
-  EXPECT_THAT(outputOf({"--machine", machine, "machine", "record", "-"}), HasSubstr(inJson));
-  EXPECT_THAT(outputOf({"--machine", machine, "registry", "show"}), HasSubstr(inText));
-  EXPECT_THAT(outputOf({"log", "--level", "error", text, "--json"}), HasSubstr(inJson + "\\n"));
-  EXPECT_EQ(outputOf({"log", "--level", "error", text + "\r\nx\ry"}), "aggregated errors:\n" + inText + "\r\nx\\ry\n");
-  EXPECT_THAT(errorsOf({"exec", folder / text}, 1), HasSubstr(inText));
-  writeFile(folder / text, "#!/bin/sh\nsleep 5\n");
-  std::filesystem::permissions(folder / text, std::filesystem::perms::owner_all);
-  Program waiting({"exec", folder / text}, {.terminal = true, .environment = {"PATH=/usr/bin:/bin"}});
-  EXPECT_TRUE(waiting.prints(inText + ": 0.")) << waiting.output;
-}
-
 TEST(BvdiagSend, SaysWhyThereIsNoReply) {
   const std::string port = "/dev/cu.usbserial-BV0001: ";
   EXPECT_THAT(errorsOf({"send", "version", "--simulated", "--accept", "no such", "--timeout", "0.3"}, 1),
@@ -145,41 +120,6 @@ TEST(BvdiagSend, SaysWhyThereIsNoReply) {
               StartsWith("bvdiag: log file /nonexistent/log: No such"));
 }
 
-TEST(Bvdiag, TellsWrongUsageFromFailure) {
-  const std::vector<std::vector<std::string>> wrong{
-      {},
-      {"nonsense"},
-      {"send"},
-      {"log"},
-      {"ports", "surplus"},
-      {"send", "x", "--no-such-option"},
-      {"send", "02", "--hex"},
-      {"send", "0", "--hex", "--bytes", "1"},
-      {"send", "x", "--accept", "("},
-      {"send", "x", "--accept", "y", "--bytes", "1"},
-      {"send", "\xc3\xa9"},
-      {"send", "x", "--port", "/dev/null", "--serial", "y"},
-      {"send", "x", "--speed", "0"},
-      {"send", "x", "--timeout", "-1"},
-      {"send", "x", "--timeout", "nan"},
-      {"send", "x", "--timeout", "inf"},
-      {"monitor", "--duration", "soon"},
-      {"ports", "--color", "green"},
-      {"ports", "--simulated", "--machine", "x"},
-  };
-  for (const auto& arguments : wrong) {
-    Program program(arguments);
-    EXPECT_EQ(program.status(), 2) << ::testing::PrintToString(arguments);
-    EXPECT_THAT(program.errors, StartsWith("bvdiag: ")) << ::testing::PrintToString(arguments);
-    EXPECT_EQ(program.output, "");
-  }
-  EXPECT_EQ(outputOf({"--version"}), "bvdiag 1.0 (Brisvane-1)\n");
-  EXPECT_THAT(outputOf({"--help"}), HasSubstr("Exit status: 0"));
-  for (const char* const command : {"demo", "ports", "send", "monitor", "fixture", "log"}) {
-    EXPECT_THAT(outputOf({command, "--help"}), HasSubstr("Exit status: 0")) << command;
-  }
-}
-
 TEST(BvdiagFixture, AnswersOneProgramAfterTheOther) {
   const TemporaryFolder folder;
   Program fixture({"fixture", "--link", folder / "tty"});
@@ -193,7 +133,7 @@ TEST(BvdiagFixture, AnswersOneProgramAfterTheOther) {
   EXPECT_TRUE(fixture.prints("received  echo é?\n"));
   EXPECT_THAT(errorsOf({"fixture", "--link", folder / "tty"}, 1), HasSubstr(folder / "tty: File exists"));
   fixture.signal(SIGINT);
-  EXPECT_EQ(fixture.status(), 0);
+  EXPECT_EQ(fixture.status(), 130);
   EXPECT_FALSE(std::filesystem::is_symlink(folder / "tty"));
 }
 
@@ -207,6 +147,7 @@ std::string printedBy(const std::string& command) {
 }
 
 TEST(Bvdiag, AgreesWithATerminalProgramOfOthersAtEitherEnd) {
+  if (printedBy("command -v socat").empty()) GTEST_SKIP() << "no socat";
   const TemporaryFolder folder;
   const std::string node = folder / "tty";
   {
@@ -248,7 +189,7 @@ TEST(BvdiagFixture, RemovesItsLinkWhenNobodyReads) {
   fixture.stopReading();
   Program({"send", "version", "--port", folder / "tty", "--accept", "OK"}).status();
   EXPECT_EQ(fixture.status(), 1);
-  EXPECT_THAT(fixture.errors, HasSubstr("standard output: Broken pipe"));
+  EXPECT_EQ(fixture.errors, "");
   EXPECT_FALSE(std::filesystem::is_symlink(folder / "tty"));
 }
 
@@ -260,7 +201,7 @@ TEST(BvdiagMonitor, ShowsLinesCharactersAndBytesWhole) {
   Program monitor({"monitor", "--machine", machine});
   EXPECT_TRUE(monitor.prints("h\u00e9\n\\x1b[mtwo\nthree\n\n\\xff"));
   monitor.signal(SIGTERM);
-  EXPECT_EQ(monitor.status(), 0);
+  EXPECT_EQ(monitor.status(), 143);
   EXPECT_THAT(monitor.output, ::testing::EndsWith("\\xff\\xc3\n"));
   EXPECT_THAT(outputOf({"monitor", "--machine", machine, "--json", "--duration", "0.5"}),
               AllOf(HasSubstr("{\"text\":\"h\",\"time\":"), HasSubstr("{\"text\":\"\u00e9\",")));
@@ -280,30 +221,12 @@ TEST(Bvdiag, AnInterruptEndsEveryExchangeAsItsTimeLimitWould) {
     Program send(arguments);
     ASSERT_TRUE(fixture.prints("received  " + mode.front())) << fixture.output;
     EXPECT_THAT(errorsOf({"send", "x", "--port", folder / "tty"}, 1), HasSubstr("another program holds it"));
-    send.signal(mode.front() == "second" ? SIGTERM : SIGINT);
-    EXPECT_EQ(send.status(), 1);
+    const int signal = mode.front() == "second" ? SIGTERM : SIGINT;
+    send.signal(signal);
+    EXPECT_EQ(send.status(), 128 + signal);
     EXPECT_THAT(send.errors, HasSubstr("interrupted"));
   }
   EXPECT_THAT(contentOf(folder / "log"), AllOf(HasSubstr("second ≠ "), HasSubstr("ERROR Error: Reading serial port")));
-}
-
-TEST(Bvdiag, ColorsAndCountdownAreForTerminalsAlone) {
-  const std::vector<std::string> silent{"send", "silence", "--simulated", "--accept", "x", "--timeout", "0.8"};
-  Program onTerminal(silent, {true, {}});
-  EXPECT_EQ(onTerminal.status(), 1);
-  EXPECT_THAT(onTerminal.output,
-              AllOf(HasSubstr("\rwaiting for the reply: 0."), HasSubstr(" \r\x1b[31mbvdiag:\x1b[0m")));
-  Program onPipe(silent);
-  EXPECT_EQ(onPipe.status(), 1);
-  EXPECT_EQ(onPipe.output, "");
-  EXPECT_THAT(onPipe.errors, StartsWith("bvdiag: "));
-  EXPECT_EQ(countOf(onPipe.errors, "\n"), 1U);
-
-  const std::vector<std::string> failing{"send", "x", "--port", "/nonexistent"};
-  Program withoutColors(failing, {true, {"NO_COLOR=1"}});
-  EXPECT_EQ(withoutColors.status(), 1);
-  EXPECT_THAT(withoutColors.output, StartsWith("bvdiag: "));
-  EXPECT_THAT(errorsOf({"send", "x", "--port", "/nonexistent", "--color", "always"}, 1), StartsWith("\x1b[31m"));
 }
 
 TEST(BvdiagProfile, TellsWhereEachValueComesFromOrWhyThereIsNone) {
@@ -418,33 +341,6 @@ TEST(BvdiagInterfaces, ListsAndRecordsWhatTheMachineHas) {
   EXPECT_EQ(outputOf({"--machine", folder / "addresses.json", "interfaces", "--json"}), "[]\n");
 }
 
-TEST(BvdiagLaunch, TellsEachResultAndItsReason) {
-  EXPECT_THAT(outputOf({"--simulated", "launch", "/opt/brisvane/helper", "--id", "org.brisvane.helper"}),
-              StartsWith("org.brisvane.helper is up after "));
-  EXPECT_THAT(outputOf({"launch", "/bin/true", "--json"}),
-              HasSubstr(R"("identifier":"true","path":"/bin/true","result":0)"));
-  EXPECT_THAT(outputOf({"launch", "/bin/true", "--open-only"}), StartsWith("true is launched"));
-  EXPECT_THAT(errorsOf({"launch", "/nowhere/tool"}, 1),
-              AllOf(HasSubstr("(result 3)"), HasSubstr("openAppURL Error: /nowhere/tool: No such file or directory")));
-  EXPECT_THAT(errorsOf({"launch", "/bin/true", "--id", "other", "--timeout", "1"}, 1), HasSubstr("(result 2)"));
-  const TemporaryFolder folder;
-  writeFile(folder / "machine.json", R"({"launchService": {"refusesSubscriptions": true}})");
-  EXPECT_THAT(errorsOf({"--machine", folder / "machine.json", "launch", "/x"}, 1), HasSubstr("(result 1)"));
-}
-
-TEST(BvdiagExec, ShowsWhatTheProgramPrintedAndWaitsVisibly) {
-  EXPECT_EQ(outputOf({"exec", "/bin/sh", "--", "-c", "echo out; echo err >&2; exit 7"}), "out\nerr\n");
-  EXPECT_THAT(outputOf({"exec", "--json", "/bin/echo", "a"}), HasSubstr(R"("output":"a\n")"));
-  EXPECT_THAT(errorsOf({"exec", "/bin/true", "--dir", "/nowhere"}, 1), HasSubstr("/nowhere: No such file"));
-  EXPECT_THAT(errorsOf({"exec", "/usr/bin/printf", "\\377"}, 1), HasSubstr("no UTF-8"));
-  Program waiting({"exec", "sleep", "5"}, {.terminal = true, .environment = {"PATH=/usr/bin:/bin"}});
-  EXPECT_TRUE(waiting.prints("waiting for sleep: 0."));
-}
-
-TEST(BvdiagExec, SaysThatThereIsNoSuchProgram) {
-  EXPECT_THAT(errorsOf({"exec", "no-such-program"}, 1), HasSubstr("no-such-program: No such file or directory"));
-}
-
 TEST(BvdiagLog, WritesEachMessageAndNoticesWhenItCannot) {
   const TemporaryFolder folder;
   const std::string log = folder / "run.log";
@@ -452,7 +348,7 @@ TEST(BvdiagLog, WritesEachMessageAndNoticesWhenItCannot) {
   EXPECT_EQ(outputOf({"log", "--file", log, "--level", "error", "first", "--", "-second"}),
             "aggregated errors:\nfirst\n-second\n");
   EXPECT_EQ(outputOf({"log", "--level", "fault", "--json", "bad"}),
-            R"({"aggregatedError":"","file":null,"level":"fault","messages":1})"
+            R"({"aggregatedError":"","file":null,"level":"fault","messages":1,"ok":true})"
             "\n");
   outputOf({"log", "--file", log, "--level", "debug", "unseen"});
   const std::string content = contentOf(log);

@@ -46,14 +46,17 @@ class BRISVANE_EXPORT Command {
   [[nodiscard]] bool hasEnded() noexcept;
 
   // Sends a signal to the program, and not to its children; nothing when it has ended.
-  void signal(int number) noexcept;
+  void send(int signal) noexcept;
 
   // What has been collected so far.
   [[nodiscard]] const Data& output() const noexcept;
 
-  // The exit status of a program that has ended, or 128 and the number of the signal that ended it. nullopt while it
-  // runs, and when the caller's process ignores SIGCHLD or somebody else has waited for the program.
+  // The exit status of a program that has ended by itself. nullopt while it runs, when a signal has ended it, and when
+  // that is not known: the caller's process ignores SIGCHLD, or somebody else has waited for the program.
   [[nodiscard]] std::optional<int> status() const noexcept;
+
+  // The signal that has ended the program; 0 for none.
+  [[nodiscard]] int endingSignal() const noexcept;
 
   // The number of the process.
   [[nodiscard]] int process() const noexcept;

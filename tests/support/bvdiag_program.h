@@ -27,16 +27,17 @@ inline constexpr std::chrono::seconds kHangs{20};
 enum class StandardOutput { kRead, kNobodyReads, kFull, kClosed };
 
 struct Setting {
-  bool terminal = false;                 // its controlling terminal as all three streams, all read as output
-  std::vector<std::string> environment;  // beside what every program here gets
+  bool terminal = false;                      // its controlling terminal as all three streams, all read as output
+  std::vector<std::string> environment = {};  // beside what every program here gets
   StandardOutput output = StandardOutput::kRead;
   rlim_t memory = RLIM_INFINITY;  // bytes of address space
+  unsigned short columns = 200;   // of the terminal
 };
 
 class Program {
  public:
   explicit Program(std::vector<std::string> arguments, const Setting& setting = {}) {
-    setting.terminal ? openTerminal() : openPipes();
+    setting.terminal ? openTerminal(setting.columns) : openPipes();
     arguments.insert(arguments.begin(), BVDIAG_PATH);
     std::vector<std::string> environment = setting.environment;
     environment.insert(environment.end(), {"LC_ALL=C", "HOME=/nonexistent"});
@@ -145,12 +146,13 @@ class Program {
     }
   }
 
-  void openTerminal() {
+  void openTerminal(unsigned short columns) {
     ends_[0] = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
     EXPECT_EQ(::unlockpt(ends_[0]), 0);
     EXPECT_EQ(::ptsname_r(ends_[0], terminal_.data(), terminal_.size()), 0);
     childEnds_[0] = ::open(terminal_.data(), O_RDWR | O_NOCTTY | O_CLOEXEC);
     childEnds_[1] = ::dup(childEnds_[0]);
+    resize(columns);
   }
 
   template <typename Condition>

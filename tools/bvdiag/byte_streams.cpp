@@ -5,13 +5,16 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <exception>
+#include <span>
+#include <string_view>
 
-#include <brisvane/host/error.h>
 #include <brisvane/support/security.h>
 
 #include "interrupt.h"
+#include "status_line.h"
 
 namespace bvdiag {
 namespace {
@@ -23,60 +26,105 @@ class Source {
  public:
   explicit Source(const std::string& file)
       : isOwn_(file != kStandardInput),
-        descriptor_(isOwn_ ? ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY) : STDIN_FILENO) {}
+        descriptor_(isOwn_ ? ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY) : STDIN_FILENO),
+        openingError_(descriptor_ < 0 ? errno : 0) {}
   Source(const Source&) = delete;
   Source& operator=(const Source&) = delete;
   ~Source() {
     if (isOwn_ && descriptor_ >= 0) ::close(descriptor_);
   }
 
-  // Gives an errno, or 0.
-  [[nodiscard]] int readAll(bv::Data& bytes) const {
-    if (descriptor_ < 0) return errno;
-    bytes.resize(firstGuess());
-    std::size_t size = 0;
+  // An errno, or 0.
+  [[nodiscard]] int openingError() const { return openingError_; }
+
+  // Reads once. The number of bytes, 0 at the end; nullopt with errno set on failure, and after a signal, which is
+  // EINTR.
+  [[nodiscard]] std::optional<std::size_t> read(std::span<std::uint8_t> buffer) const {
     for (;;) {
-      if (size == bytes.size()) bytes.resize(2 * size);
-      const ssize_t count = ::read(descriptor_, bytes.data() + size, bytes.size() - size);
-      if (interrupted()) return EINTR;
-      if (count < 0 && errno != EINTR) return errno;
-      if (count == 0) break;
-      if (count > 0) size += static_cast<std::size_t>(count);
+      const ssize_t count = ::read(descriptor_, buffer.data(), buffer.size());
+      if (interrupted()) errno = EINTR;
+      if (count >= 0 && !interrupted()) return static_cast<std::size_t>(count);
+      if (errno != EINTR || interrupted()) return std::nullopt;
     }
-    bytes.resize(size);
-    return 0;
+  }
+
+  // Of a file whose size is known; 0 otherwise.
+  [[nodiscard]] std::size_t size() const {
+    struct stat status {};
+    const bool isFile = ::fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
+    return isFile ? static_cast<std::size_t>(status.st_size) : 0;
   }
 
  private:
-  // One byte more than a file has: what reads nothing there is its end.
-  [[nodiscard]] std::size_t firstGuess() const {
-    constexpr std::size_t kLeast = 65'536;
-    struct stat status {};
-    const bool isFile = ::fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
-    return std::max(kLeast, isFile ? static_cast<std::size_t>(status.st_size) + 1 : 0);
-  }
-
   bool isOwn_;
   int descriptor_;
+  int openingError_;
 };
+
+// Gives an errno, or 0.
+int readAll(const Source& source, bv::Data& bytes) try {
+  constexpr std::size_t kLeast = 65'536;
+  // One byte more than a file has: what reads nothing there is its end.
+  bytes.resize(std::max(kLeast, source.size() + 1));
+  std::size_t size = 0;
+  for (;;) {
+    if (size == bytes.size()) bytes.resize(2 * size);
+    const auto count = source.read(std::span(bytes).subspan(size));
+    if (!count) return errno;
+    if (*count == 0) break;
+    size += *count;
+  }
+  bytes.resize(size);
+  return 0;
+} catch (const std::exception&) {
+  return ENOMEM;
+}
+
+std::string amountText(double bytes) {
+  constexpr double kStep = 1024;
+  std::string_view unit = "KiB";
+  bytes /= kStep;
+  for (const std::string_view next : {"MiB", "GiB", "TiB"}) {
+    if (bytes < kStep) break;
+    bytes /= kStep;
+    unit = next;
+  }
+  return tenths(bytes).append(" ").append(unit);
+}
 
 }  // namespace
 
 std::string nameOf(const std::string& file) { return file == kStandardInput ? "standard input" : file; }
 
-std::optional<bv::Data> readBytes(const std::string& file, const Output& output) {
-  const std::string name = nameOf(file);
+std::optional<bv::Data> readBytes(const std::string& file, Output& output) {
+  const Source source(file);
   bv::Data bytes;
-  int failed = 0;
-  try {
-    failed = Source(file).readAll(bytes);
-  } catch (const std::exception&) {
-    failed = ENOMEM;
-  }
+  const int failed = source.openingError() == 0 ? readAll(source, bytes) : source.openingError();
   if (failed == 0) return bytes;
-  output.complain(failed == EINTR ? name + ": interrupted"
-                                  : bv::host::errorText(name, failed) + "; check that it is there and yours to read");
+  output.complain(readingFailure(nameOf(file), failed));
   return std::nullopt;
+}
+
+bool readPieces(const std::string& file, Output& output, const std::function<void(bv::ByteView)>& take) {
+  constexpr std::size_t kPiece = std::size_t{256} << 10U;
+  const Source source(file);
+  bv::Data buffer(kPiece);
+  std::atomic<std::uint64_t> done{0};
+  int failed = source.openingError();
+  if (failed == 0) {
+    const std::string whole = source.size() > 0 ? " of " + amountText(static_cast<double>(source.size())) : "";
+    const StatusLine line("reading " + nameOf(file), [&done, whole](double /*seconds*/) {
+      return amountText(static_cast<double>(done.load())) + whole;
+    });
+    std::optional<std::size_t> count;
+    while ((count = source.read(buffer)).value_or(0) > 0) {
+      take(bv::ByteView(buffer).first(*count));
+      done += *count;
+    }
+    if (!count) failed = errno;
+  }
+  if (failed != 0) output.complain(readingFailure(nameOf(file), failed));
+  return failed == 0;
 }
 
 CLI::Validator isName() {
@@ -97,16 +145,14 @@ bool writeBytes(bv::ByteView bytes, const std::string& file, Output& output, bv:
   if (!file.empty()) {
     const bv::host::Error failed = bv::host::createFile(file, characters, readers);
     if (failed) {
-      output.complain(
-          bv::host::errorText(file, failed.number()) +
-          (failed.number() == EEXIST ? "; name a new file" : "; check that its folder exists and is yours to write"));
+      output.complain(writingFailure(file, failed.number()));
     } else if (output.json()) {
-      output.printJson(bv::Dictionary{{"file", file}, {"size", bytes.size()}});
+      output.printResult(bv::Dictionary{{"file", file}, {"size", bytes.size()}});
     }
     return !failed;
   }
   if (output.json()) {
-    output.printJson(bv::Dictionary{{"data", bv::SecurityAdditions::bin2hex(bytes)}, {"size", bytes.size()}});
+    output.printResult(bv::Dictionary{{"data", bv::SecurityAdditions::bin2hex(bytes)}, {"size", bytes.size()}});
   } else {
     output.print(::isatty(STDOUT_FILENO) == 1 ? std::string_view(hexDump(bytes)) : characters);
   }

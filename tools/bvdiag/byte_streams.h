@@ -1,6 +1,7 @@
 // Bytes on their way into bvdiag and out of it: files, standard input, standard output.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -20,7 +21,12 @@ inline constexpr const char* kStandardInput = "-";
 
 // All bytes of a file, or of standard input, in memory. nullopt on failure, and when a signal comes
 // meanwhile, which `output` has then been told.
-[[nodiscard]] std::optional<brisvane::Data> readBytes(const std::string& file, const Output& output);
+[[nodiscard]] std::optional<brisvane::Data> readBytes(const std::string& file, Output& output);
+
+// Gives the bytes of a file, or of standard input, to `take`, piece by piece; a line on a terminal tells how
+// far that is. False on failure, and when a signal comes meanwhile, which `output` has then been told.
+[[nodiscard]] bool readPieces(const std::string& file, Output& output,
+                              const std::function<void(brisvane::ByteView)>& take);
 
 // Of options that take a name, and neither nothing nor a standard stream.
 [[nodiscard]] CLI::Validator isName();

@@ -1,10 +1,15 @@
 // `bvdiag digest`, `bvdiag hmac` and `bvdiag crc32`: numbers by which files are compared.
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <brisvane/all.h>
+#include <brisvane/host/crc32.h>
+#include <brisvane/host/digest.h>
 
 #include "byte_streams.h"
 #include "commands.h"
@@ -17,42 +22,71 @@ namespace {
 namespace bv = brisvane;
 using bv::SecurityAdditions::bin2hex;
 
-// What a command makes of the bytes of a file: hexadecimal digits; nullopt for too many bytes.
-using Checksum = std::function<std::optional<std::string>(bv::ByteView)>;
+// What a command makes of a file: it takes the bytes, and gives hexadecimal digits at the end; nullopt on failure.
+class Checksum {
+ public:
+  Checksum() = default;
+  Checksum(const Checksum&) = delete;
+  Checksum& operator=(const Checksum&) = delete;
+  virtual ~Checksum() = default;
+  virtual void add(bv::ByteView bytes) = 0;
+  virtual std::optional<std::string> digits() = 0;
+};
 
-std::optional<std::string> digest(bv::ByteView bytes) {
-  const auto hash = bv::SecurityAdditions::sha1Hash(bytes);
-  if (!hash) return std::nullopt;
-  return bin2hex(*hash);
+using Maker = std::function<std::unique_ptr<Checksum>()>;
+
+template <typename Digest>
+class DigestChecksum final : public Checksum {
+ public:
+  explicit DigestChecksum(Digest digest) : digest_(std::move(digest)) {}
+  void add(bv::ByteView bytes) override { digest_.add(bytes); }
+  std::optional<std::string> digits() override {
+    const auto digest = digest_.finish();
+    return digest ? std::optional(bin2hex(*digest)) : std::nullopt;
+  }
+
+ private:
+  Digest digest_;
+};
+
+class Crc32Checksum final : public Checksum {
+ public:
+  void add(bv::ByteView bytes) override { crc_.add(bytes); }
+  std::optional<std::string> digits() override {
+    bv::Data number;
+    for (int shift = 24; shift >= 0; shift -= 8) number.push_back(static_cast<std::uint8_t>(crc_.value() >> shift));
+    return bin2hex(number);
+  }
+
+ private:
+  bv::host::Crc32 crc_;
+};
+
+std::optional<std::string> checksumOf(const std::string& file, const Maker& make, Output& output) {
+  const auto checksum = make();
+  if (!readPieces(file, output, [&checksum](bv::ByteView bytes) { checksum->add(bytes); })) return std::nullopt;
+  auto digits = checksum->digits();
+  if (!digits) output.complain(nameOf(file) + ": the cryptography library or memory is missing");
+  return digits;
 }
 
-std::string crc32(bv::ByteView bytes) {
-  const std::uint64_t crc = bv::SecurityAdditions::crc32(bytes);
-  bv::Data number;
-  for (int shift = 24; shift >= 0; shift -= 8) number.push_back(static_cast<std::uint8_t>(crc >> shift));
-  return bin2hex(number);
-}
-
-bool showOne(const std::string& file, const std::string& name, const Checksum& checksum, Output& output) {
-  const auto bytes = readBytes(file, output);
-  if (!bytes) return false;
-  const auto digits = checksum(*bytes);
-  if (!digits) {
-    output.complain(nameOf(file) + ": has " + std::to_string(bytes->size()) +
-                    " bytes, or the cryptography library is missing; 4294967295 are the most that are taken");
-  } else if (output.json()) {
-    output.printJson(bv::Dictionary{{"file", file}, {name, *digits}});
-  } else {
+bool showOne(const std::string& file, const std::string& name, const Maker& make, Output& output) {
+  const auto digits = checksumOf(file, make, output);
+  if (output.json()) {
+    bv::Dictionary result{{"file", file}};
+    if (digits) result.emplace(name, *digits);
+    output.printResult(std::move(result));
+  } else if (digits) {
     const std::string shown = escaped(file);
     output.print((shown == file ? "" : "\\") + *digits + "  " + shown + "\n");  // the mark of an escaped name
   }
   return digits.has_value();
 }
 
-int show(const std::vector<std::string>& files, const std::string& name, const Checksum& checksum, Output& output) {
+int show(const std::vector<std::string>& files, const std::string& name, const Maker& make, Output& output) {
   bool ok = true;
   for (const std::string& file : files) {
-    ok &= showOne(file, name, checksum, output);
+    ok &= showOne(file, name, make, output);
     if (interrupted()) return kFailure;
   }
   return ok ? kSuccess : kFailure;
@@ -72,14 +106,16 @@ CLI::App* addCommand(CLI::App& program, const std::string& name, const std::stri
 void addDigest(CLI::App& program, Chosen& chosen) {
   const auto files = std::make_shared<std::vector<std::string>>();
   addCommand(program, "digest", "Shows the SHA-1 of files", files)->callback([&chosen, files] {
-    chosen.run = [files](Session& session) { return show(*files, "sha1", digest, session.output()); };
+    const auto make = [] { return std::make_unique<DigestChecksum<bv::host::Sha1>>(bv::host::Sha1()); };
+    chosen.run = [files, make](Session& session) { return show(*files, "sha1", make, session.output()); };
   });
 }
 
 void addCrc32(CLI::App& program, Chosen& chosen) {
   const auto files = std::make_shared<std::vector<std::string>>();
   addCommand(program, "crc32", "Shows the CRC-32 of files, as zip and gzip have it", files)->callback([&chosen, files] {
-    chosen.run = [files](Session& session) { return show(*files, "crc32", crc32, session.output()); };
+    const auto make = [] { return std::make_unique<Crc32Checksum>(); };
+    chosen.run = [files, make](Session& session) { return show(*files, "crc32", make, session.output()); };
   });
 }
 
@@ -92,8 +128,10 @@ void addHmac(CLI::App& program, Chosen& chosen) {
     chosen.run = [files, key](Session& session) {
       const auto bytes = readKey(*key, session.output());
       if (!bytes) return kFailure;
-      const auto hmac = [&bytes](bv::ByteView message) { return bv::SecurityAdditions::HMACSHA1(message, *bytes); };
-      return show(*files, "hmac", hmac, session.output());
+      const auto make = [&bytes] {
+        return std::make_unique<DigestChecksum<bv::host::HmacSha1>>(bv::host::HmacSha1(*bytes));
+      };
+      return show(*files, "hmac", make, session.output());
     };
   });
 }

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -14,8 +15,10 @@ namespace bvdiag {
 
 // The command that the command line has chosen.
 struct Chosen {
-  std::function<int(Session&)> run;  // gives the exit status
-  bool needsMachine = false;         // the example machine when no other is given
+  std::function<int(Session&)> run;           // gives the exit status
+  bool needsMachine = false;                  // the example machine when no other is given
+  bool endsAsAProgram = false;                // the exit status is that of another program, also after a signal
+  std::vector<std::string> programArguments;  // of the program that `exec` or `launch` starts
 };
 
 void addDemo(CLI::App& program, Chosen& chosen);
@@ -41,11 +44,18 @@ void addDecrypt(CLI::App& program, Chosen& chosen);
 void addRandom(CLI::App& program, Chosen& chosen);
 void addPlist(CLI::App& program, Chosen& chosen);
 
+inline constexpr const char* kGlobalOptionsHint =
+    "`bvdiag --help` tells of the options that every command takes: --machine, --simulated, --json, --color.";
+
 // What the help of a command ends with.
 inline std::string exitStatusText(const std::string& success, const std::string& failure) {
-  return "Exit status: 0 " + success + "; 1 " + failure +
-         "; 2 wrong usage.\n`bvdiag --help` tells of the options that every command takes: "
-         "--machine, --simulated, --json, --color.";
+  return "Exit status: 0 " + success + "; 1 " + failure + "; 2 wrong usage; 130 Ctrl-C.\n" + kGlobalOptionsHint;
+}
+
+// The arguments of a program that a command starts, for the help alone: they never reach the parser, which would
+// take what begins with a dash for options (takeProgramArguments).
+inline void addProgramArguments(CLI::App& command, std::vector<std::string>& arguments) {
+  command.add_option("ARGUMENT", arguments, "Its arguments: all that follows, whatever it looks like");
 }
 
 // The longest run, in seconds: as good as without end.

@@ -16,7 +16,7 @@ bool confirmed(const Session& session, const std::string& question, bool yes) {
   std::string answer;
   std::getline(std::cin, answer);
   if (answer == "y" || answer == "Y" || answer == "yes") return true;
-  session.output().remark("nothing was changed");
+  session.output().complain("nothing was changed");
   return false;
 }
 

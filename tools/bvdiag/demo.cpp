@@ -62,6 +62,7 @@ class Demo {
   Session& session_;
   std::string log_;
   std::size_t logStart_ = 0;  // what the file held before
+  std::string failedStep_;    // the first one, and why
   std::unique_ptr<bv::BVSerialPort> port_;
 };
 
@@ -167,14 +168,15 @@ bool Demo::take(std::string_view name, Outcome (Demo::*step)()) {
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   Output& output = session_.output();
   if (output.json()) {
-    output.printJson(
-        bv::Dictionary{{"step", name}, {"ok", outcome.ok}, {"result", outcome.result}, {"seconds", seconds}});
+    output.printResult(
+        bv::Dictionary{{"step", name}, {outcome.ok ? "result" : "error", outcome.result}, {"seconds", seconds}});
   } else {
     constexpr std::size_t kColumn = 36;
     std::string line = outcome.ok ? output.colored(Color::kGreen, "✓") : output.colored(Color::kRed, "✗");
     line.append(" ").append(name).append(kColumn - name.size(), ' ');
     output.print(line + escaped(outcome.result) + "  (" + timeText(seconds) + ")\n");
   }
+  if (!outcome.ok && failedStep_.empty()) failedStep_ = std::string(name) + ": " + outcome.result;
   return outcome.ok;
 }
 
@@ -184,8 +186,9 @@ bool Demo::run() {
   const bool ok = take("find the port by its serial number", &Demo::find) &&
                   take("open the port, drain the greeting", &Demo::open) && converse();
   const bool isMoved = take("move the log aside", &Demo::moveLogAside);
+  const bool isLogged = session_.logIsComplete();
   showLog();
-  return session_.logIsComplete() && isKnown && ok && isMoved;
+  return isLogged && isKnown && ok && isMoved;
 }
 
 bool Demo::converse() {
@@ -210,7 +213,9 @@ void Demo::showLog() {
   content.erase(0, logStart_);
   if (failed) output.complain("log file " + log_ + ": " + failed.text());
   if (output.json()) {
-    return output.printJson(bv::Dictionary{{"log", log_}, {"content", content}, {"aggregatedError", errors}});
+    bv::Dictionary result{{"log", log_}, {"content", content}, {"aggregatedError", errors}};
+    if (!failedStep_.empty()) result.emplace("error", failedStep_);
+    return output.printResult(std::move(result));
   }
   output.print("\naggregated errors:" + (errors.empty() ? " none\n" : "\n" + escapedLines(errors)));
   output.print("\nlog file " + escaped(log_) + ":\n" + escapedLines(content));

@@ -54,7 +54,7 @@ int run(const Encoding& encoding, const EncodingOptions& options, Session& sessi
   }
   std::string text = encoding.encode(*bytes, options);
   if (options.newFile.empty() && output.json()) {
-    output.printJson(bv::Dictionary{{"file", options.file}, {encoding.name, text}});
+    output.printResult(bv::Dictionary{{"file", options.file}, {encoding.name, text}});
     return kSuccess;
   }
   text += '\n';

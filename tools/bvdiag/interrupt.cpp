@@ -7,10 +7,15 @@
 namespace bvdiag {
 namespace {
 
-std::atomic<bool> raised{false};
-static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler must not wait");
+std::atomic<int> raised{0};  // by this signal
+std::atomic<bool> byTerminal{false};
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free,
+              "a signal handler must not wait");
 
-extern "C" void raiseFlag(int /*signal*/) { raised = true; }
+extern "C" void raiseFlag(int signal, siginfo_t* info, void* /*context*/) {
+  byTerminal = info->si_code == SI_KERNEL;
+  raised = signal;
+}
 
 class InterruptibleClock final : public brisvane::host::Clock {
  public:
@@ -29,9 +34,9 @@ class InterruptibleClock final : public brisvane::host::Clock {
 
 void watchForInterrupt() {
   struct sigaction action {};
-  action.sa_handler = raiseFlag;
+  action.sa_sigaction = raiseFlag;
   // The default action is back for the second one, and no SA_RESTART: a blocked call ends.
-  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_SIGINFO;
   sigemptyset(&action.sa_mask);
   ::sigaction(SIGINT, &action, nullptr);
   ::sigaction(SIGTERM, &action, nullptr);
@@ -40,7 +45,11 @@ void watchForInterrupt() {
   if (hangUp.sa_handler != SIG_IGN) ::sigaction(SIGHUP, &action, nullptr);  // nohup stays in force
 }
 
-bool interrupted() noexcept { return raised; }
+bool interrupted() noexcept { return raised != 0; }
+
+int raisingSignal() noexcept { return raised; }
+
+bool isFromTerminal() noexcept { return byTerminal; }
 
 std::shared_ptr<const brisvane::host::Clock> interruptibleClock() {
   return std::make_shared<const InterruptibleClock>();

@@ -1,5 +1,5 @@
 // Ctrl-C and its relatives: a flag instead of a sudden end, so that ports are closed and
-// links removed. The first signal raises the flag, a second one ends the program at once.
+// links removed. The first signal raises the flag, a second one of its kind ends the program at once.
 #pragma once
 
 #include <chrono>
@@ -14,6 +14,12 @@ namespace bvdiag {
 void watchForInterrupt();
 
 [[nodiscard]] bool interrupted() noexcept;
+
+// The signal that has raised the flag, the last one; 0 for none.
+[[nodiscard]] int raisingSignal() noexcept;
+
+// Whether the terminal sent it, to all programs in its foreground: not to this one alone.
+[[nodiscard]] bool isFromTerminal() noexcept;
 
 // The machine's clock, until the flag is up. An exchange of the library cannot be called
 // off, but it ends when its time limit has passed. So from then on the steady clock

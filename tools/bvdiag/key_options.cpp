@@ -12,7 +12,7 @@ namespace {
 
 namespace bv = brisvane;
 
-std::optional<bv::Data> readSpelling(const KeyOptions& options, const Output& output) {
+std::optional<bv::Data> readSpelling(const KeyOptions& options, Output& output) {
   if (!options.file.empty()) return readBytes(options.file, output);
   // Nothing here changes the environment. NOLINTNEXTLINE(concurrency-mt-unsafe)
   const char* const value = std::getenv(options.variable.c_str());
@@ -38,7 +38,7 @@ void addKeyOptions(CLI::App& command, KeyOptions& options) {
   command.add_flag("--hex-key", options.isHex, "The key is spelled in hexadecimal there; blanks do not count");
 }
 
-std::optional<bv::Data> readKey(const KeyOptions& options, const Output& output) {
+std::optional<bv::Data> readKey(const KeyOptions& options, Output& output) {
   auto key = readSpelling(options, output);
   if (key && options.isHex) {
     key = bv::parseHex(bv::asCharacters(*key));

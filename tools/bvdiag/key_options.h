@@ -21,6 +21,6 @@ struct KeyOptions {
 void addKeyOptions(CLI::App& command, KeyOptions& options);
 
 // The bytes of the key. nullopt when it cannot be had, which `output` has then been told.
-[[nodiscard]] std::optional<brisvane::Data> readKey(const KeyOptions& options, const Output& output);
+[[nodiscard]] std::optional<brisvane::Data> readKey(const KeyOptions& options, Output& output);
 
 }  // namespace bvdiag

@@ -74,10 +74,7 @@ int run(const LaunchOptions& options, Session& session) {
   }
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   const bool isUp = result == BVProcess::kRunAppUp;
-  if (output.json()) {
-    output.printJson(
-        bv::Dictionary{{"path", options.path}, {"identifier", identifier}, {"result", result}, {"seconds", seconds}});
-  } else if (isUp) {
+  if (!output.json() && isUp) {
     output.print(escaped(identifier) + (options.openOnly ? " is launched" : " is up") + " after " +
                  secondsText(seconds) + "\n");
   }
@@ -86,7 +83,12 @@ int run(const LaunchOptions& options, Session& session) {
     output.complain(options.path + ": " + (interrupted() ? "interrupted" : adviceFor(result)) + " (result " +
                     std::to_string(result) + "): " + reportedErrors());
   }
-  return session.logIsComplete() && isUp ? kSuccess : kFailure;
+  const bool isLogged = session.logIsComplete();
+  if (output.json()) {
+    output.printResult(
+        bv::Dictionary{{"path", options.path}, {"identifier", identifier}, {"result", result}, {"seconds", seconds}});
+  }
+  return isLogged && isUp ? kSuccess : kFailure;
 }
 
 }  // namespace
@@ -96,7 +98,7 @@ void addLaunch(CLI::App& program, Chosen& chosen) {
   const auto options = std::make_shared<LaunchOptions>();
   constexpr std::int32_t kLongest = 86'400;
   command->add_option("PATH", options->path, "An executable, an AppDir or a desktop entry")->required();
-  command->add_option("ARGUMENT", options->arguments, "Its arguments; after -- they may begin with a dash");
+  addProgramArguments(*command, options->arguments);
   command->add_option("--id", options->identifier, "Its identifier; default: the file's name, without .desktop")
       ->type_name("ID");
   command->add_option("--timeout", options->timeout, "How long the launch, and then the coming up, may each take")
@@ -106,8 +108,10 @@ void addLaunch(CLI::App& program, Chosen& chosen) {
   command->add_flag("--open-only", options->openOnly, "Waits until it is launched, not until it is up");
   command->add_option("--log", options->log, "The log file; default: the system log alone")->type_name("FILE");
   command->footer(exitStatusText("up, or with --open-only launched", "not so, in time"));
-  command->callback(
-      [&chosen, options] { chosen.run = [options](Session& session) { return run(*options, session); }; });
+  command->callback([&chosen, options] {
+    options->arguments = chosen.programArguments;
+    chosen.run = [options](Session& session) { return run(*options, session); };
+  });
 }
 
 }  // namespace bvdiag

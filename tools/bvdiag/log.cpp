@@ -38,15 +38,16 @@ int run(const LogOptions& options, Session& session) {
   if (!options.file.empty() && !session.startLog(options.file)) return kFailure;
   for (const std::string& message : options.messages) write(options.level, message);
   const std::string errors = bv::BVLog::aggregatedErrorDescription();
+  const bool isWritten = session.logIsComplete();
   if (output.json()) {
-    output.printJson(bv::Dictionary{{"level", options.level},
-                                    {"messages", options.messages.size()},
-                                    {"file", options.file.empty() ? bv::Object() : bv::Object(options.file)},
-                                    {"aggregatedError", errors}});
+    output.printResult(bv::Dictionary{{"level", options.level},
+                                      {"messages", options.messages.size()},
+                                      {"file", options.file.empty() ? bv::Object() : bv::Object(options.file)},
+                                      {"aggregatedError", errors}});
   } else {
     output.print("aggregated errors:" + (errors.empty() ? " none\n" : "\n" + escapedLines(errors)));
   }
-  return session.logIsComplete() ? kSuccess : kFailure;
+  return isWritten ? kSuccess : kFailure;
 }
 
 }  // namespace

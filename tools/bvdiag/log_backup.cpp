@@ -35,7 +35,7 @@ int run(const BackupOptions& options, Session& session) {
     return kFailure;
   }
   if (output.json()) {
-    output.printJson(bv::Dictionary{{"file", options.file}, {"backup", to}});
+    output.printResult(bv::Dictionary{{"file", options.file}, {"backup", to}});
   } else {
     output.print(escaped(to) + "\n");
   }

@@ -22,17 +22,17 @@ int record(const std::string& path, const RecordingOptions& options, Session& se
     output.complain(path + ": there is something already; name a new file");
     return kFailure;
   }
-  const std::string text = jsonOf(recordMachine(options), bv::host::JsonLayout::kIndented) + "\n";
+  const bv::Object machine = recordMachine(options);
+  const std::string text = jsonOf(machine, bv::host::JsonLayout::kIndented) + "\n";
   if (path == kStandardOutput) {
-    output.print(text);
+    output.json() ? output.printJson(machine) : output.print(text);
     return kSuccess;
   }
   if (const bv::host::Error failed = bv::host::createFile(path, text)) {
-    output.complain(bv::host::errorText(path, failed.number()) +
-                    "; check that its folder exists and is yours to write");
+    output.complain(writingFailure(path, failed.number()));
     return kFailure;
   }
-  if (output.json()) output.printJson(bv::Dictionary{{"file", path}, {"masked", !options.unmasked}});
+  if (output.json()) output.printResult(bv::Dictionary{{"file", path}, {"masked", !options.unmasked}});
   if (options.variables) output.remark("the values of the firmware variables are in it as they are");
   return kSuccess;
 }

@@ -93,7 +93,7 @@ int get(const NvramOptions& options, Session& session) {
     return kFailure;
   }
   if (output.json()) {
-    output.printJson(bv::Dictionary{{"name", options.fullName()}, {"view", options.view}, {"value", *value}});
+    output.printResult(bv::Dictionary{{"name", options.fullName()}, {"view", options.view}, {"value", *value}});
   } else if (const bv::Data* const bytes = value->ifData()) {
     output.print(hexDump(*bytes));
   } else {
@@ -104,7 +104,6 @@ int get(const NvramOptions& options, Session& session) {
 
 int finish(const NvramOptions& options, Session& session, std::int32_t status) {
   Output& output = session.output();
-  if (output.json()) output.printJson(bv::Dictionary{{"name", options.fullName()}, {"status", status}});
   if (status == -1) {
     output.complain(options.fullName() + ": the machine has no variable store");
   } else if (status != 0) {
@@ -113,6 +112,7 @@ int finish(const NvramOptions& options, Session& session, std::int32_t status) {
   } else if (session.isSimulated()) {
     output.remark("done; the simulated machine forgets it when this command ends");
   }
+  if (output.json()) output.printResult(bv::Dictionary{{"name", options.fullName()}, {"status", status}});
   return status == 0 ? kSuccess : kFailure;
 }
 

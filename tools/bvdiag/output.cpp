@@ -9,6 +9,7 @@
 #include <iomanip>
 #include <iostream>
 #include <sstream>
+#include <utility>
 
 #include <brisvane/host/error.h>
 #include <brisvane/types/hex.h>
@@ -22,10 +23,15 @@ namespace bv = brisvane;
 constexpr std::size_t kRow = 16;
 constexpr std::string_view kReset = "\x1b[0m";
 
+std::string_view environmentVariable(const char* name) {
+  // Nothing here changes the environment. NOLINTNEXTLINE(concurrency-mt-unsafe)
+  const char* const value = std::getenv(name);
+  return value != nullptr ? value : "";
+}
+
 bool wantsColor(std::string_view choice, int stream) {
   if (choice != "auto") return choice == "always";
-  // Nothing here changes the environment. NOLINTNEXTLINE(concurrency-mt-unsafe)
-  return ::isatty(stream) == 1 && std::getenv("NO_COLOR") == nullptr;
+  return isCapableTerminal(stream) && environmentVariable("NO_COLOR").empty();
 }
 
 std::string_view sequence(Color color) {
@@ -168,6 +174,45 @@ std::string secondsText(double seconds) {
   return text.str();
 }
 
+std::string readingFailure(std::string_view what, int error) {
+  std::string text = bv::host::errorText(what, error);
+  switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+    case EACCES:
+    case EPERM:
+      return text + "; check that it is there and yours to read";
+    case EISDIR:
+      return text + "; name a file";
+    case EBADF:
+      return std::string(what) + ": is closed";
+    case ENOMEM:
+      return text + "; it is read into memory as a whole";
+    case EINTR:
+      return std::string(what) + ": interrupted";
+    default:
+      return text;
+  }
+}
+
+std::string writingFailure(std::string_view what, int error) {
+  std::string text = bv::host::errorText(what, error);
+  switch (error) {
+    case EEXIST:
+      return text + "; name a new file";
+    case ENOENT:
+    case ENOTDIR:
+    case EACCES:
+    case EPERM:
+    case EROFS:
+      return text + "; check that its folder exists and is yours to write";
+    default:
+      return text;
+  }
+}
+
+bool isCapableTerminal(int stream) { return ::isatty(stream) == 1 && environmentVariable("TERM") != "dumb"; }
+
 Output::Output(bool json, std::string_view color)
     : json_(json), colorsOutput_(wantsColor(color, STDOUT_FILENO)), colorsError_(wantsColor(color, STDERR_FILENO)) {}
 
@@ -177,17 +222,30 @@ void Output::print(std::string_view text) {
   if (written && std::fflush(stdout) == 0) return;
   const int reason = errno;
   broken_ = true;
-  complain(bv::host::errorText("standard output", reason));
+  if (reason == EPIPE) return;  // who reads has enough
+  complain(reason == EBADF ? "standard output: is closed" : bv::host::errorText("standard output", reason));
 }
 
-void Output::printJson(const bv::Object& result) { print(jsonOf(result) + "\n"); }
+void Output::printJson(const bv::Object& value) { print(jsonOf(value) + "\n"); }
+
+void Output::printResult(bv::Dictionary result) {
+  if (!untold_.empty()) result.insert_or_assign("error", std::exchange(untold_, {}));
+  const bool ok = result.find("error") == result.end();
+  result.insert_or_assign("ok", ok);
+  printJson(std::move(result));
+}
+
+void Output::finish() {
+  if (json_ && !untold_.empty()) printResult({});
+}
 
 std::string Output::colored(Color color, std::string_view text) const {
   if (!colorsOutput_) return std::string(text);
   return std::string(sequence(color)).append(text).append(kReset);
 }
 
-void Output::complain(std::string_view message) const {
+void Output::complain(std::string_view message) {
+  if (json_) untold_.append(untold_.empty() ? "" : "; ").append(message);
   const std::string prefix =
       colorsError_ ? std::string(sequence(Color::kRed)).append("bvdiag:").append(kReset) : std::string("bvdiag:");
   std::cerr << prefix + " " + escaped(message) + "\n";

@@ -37,24 +37,38 @@ namespace bvdiag {
 
 enum class Color { kRed, kGreen, kCyan };
 
+// Why a file cannot be read or written, and what to try: "what: reason; advice".
+[[nodiscard]] std::string readingFailure(std::string_view what, int error);
+[[nodiscard]] std::string writingFailure(std::string_view what, int error);
+
+// Whether the stream is a terminal on which what is written can be coloured and overwritten.
+[[nodiscard]] bool isCapableTerminal(int stream);
+
 class Output {
  public:
-  // `color` is "always", "never" or "auto": colours for a terminal, unless NO_COLOR is set.
+  // `color` is "always", "never" or "auto": colours for a capable terminal, unless NO_COLOR is set to something.
   Output(bool json, std::string_view color);
 
   [[nodiscard]] bool json() const noexcept { return json_; }
 
   // Prints at once, whatever standard output is.
   void print(std::string_view text);
-  void printJson(const brisvane::Object& result);
+  // A value as it is: a list, a description, an event.
+  void printJson(const brisvane::Object& value);
+  // What an operation comes to: with "ok", and with "error" when there has been a complaint since the last result.
+  void printResult(brisvane::Dictionary result);
 
   // The text in colour, for print(); as it is when there are no colours.
   [[nodiscard]] std::string colored(Color color, std::string_view text) const;
 
-  // Tells on standard error what failed, where, why, and what to try.
-  void complain(std::string_view message) const;
+  // Tells on standard error what failed, where, why, and what to try. In JSON the result that is printed next tells it,
+  // too.
+  void complain(std::string_view message);
   // Says something on standard error that is no failure.
   void remark(std::string_view message) const;
+
+  // Prints a result of its own for complaints that no result has told.
+  void finish();
 
   // Whether standard output has stopped taking what is printed.
   [[nodiscard]] bool isBroken() const noexcept { return broken_; }
@@ -64,6 +78,7 @@ class Output {
   bool colorsOutput_;
   bool colorsError_;
   bool broken_ = false;
+  std::string untold_;  // complaints, for the next result
 };
 
 }  // namespace bvdiag

@@ -47,7 +47,7 @@ int run(const PlistOptions& options, Session& session) {
     output.complain(failure.empty() ? "there is not enough memory" : failure + adviceFor(failure));
     return kFailure;
   }
-  if (output.json()) output.printJson(bv::Dictionary{{"file", options.propertyList}});
+  if (output.json()) output.printResult(bv::Dictionary{{"file", options.propertyList}});
   return kSuccess;
 }
 

@@ -92,7 +92,7 @@ void complainOfAdministratorFile(const Session& session) {
   const std::string path(bv::host::kAdministratorFile);
   if (session.isSimulated() || bv::host::fileKind(path) == bv::host::FileKind::kNone) return;
   if (!bv::host::MachineDescription::fromFile(path, error)) {
-    session.output().complain(error + "; the file counts for nothing until that is mended");
+    session.output().remark(error + "; the file is ignored until that is mended");
   }
 }
 

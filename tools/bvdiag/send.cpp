@@ -8,9 +8,9 @@
 #include <brisvane/host/pattern.h>
 
 #include "commands.h"
-#include "countdown.h"
 #include "interrupt.h"
 #include "port_choice.h"
+#include "status_line.h"
 
 namespace bvdiag {
 namespace {
@@ -79,7 +79,7 @@ Exchange converse(const SendOptions& options) {
   const auto start = std::chrono::steady_clock::now();
   bool answered = false;
   {
-    const Countdown countdown("waiting for the reply", options.timeout);
+    const StatusLine line("waiting for the reply", timeLeft(options.timeout));
     answered = exchange(options, port, result.reply);
   }
   result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -92,13 +92,12 @@ Exchange converse(const SendOptions& options) {
 
 void printJson(const SendOptions& options, const Exchange& result, Output& output) {
   const bool ok = result.error.empty();
-  bv::Dictionary object{{"command", options.command}, {"port", result.path}, {"ok", ok}, {"seconds", result.seconds}};
-  if (!ok) object.emplace("error", result.error);
+  bv::Dictionary object{{"command", options.command}, {"port", result.path}, {"seconds", result.seconds}};
   if (ok || !result.reply.empty()) {
     if (options.showsHex()) object.emplace("replyHex", result.reply);
     if (!options.showsHex()) object.emplace("reply", std::string(result.reply.begin(), result.reply.end()));
   }
-  output.printJson(std::move(object));
+  output.printResult(std::move(object));
 }
 
 void printText(const SendOptions& options, const Exchange& result, Output& output) {
@@ -113,10 +112,11 @@ int run(const SendOptions& options, Session& session) {
   Output& output = session.output();
   if (!options.log.empty() && !session.startLog(options.log)) return kFailure;
   const Exchange result = converse(options);
-  if (output.json()) printJson(options, result, output);
   if (!output.json()) printText(options, result, output);
   if (!result.error.empty()) output.complain(result.error);
-  return session.logIsComplete() && result.error.empty() ? kSuccess : kFailure;
+  const bool isLogged = session.logIsComplete();
+  if (output.json()) printJson(options, result, output);
+  return isLogged && result.error.empty() ? kSuccess : kFailure;
 }
 
 // What the command line alone cannot know to be wrong.

@@ -77,8 +77,7 @@ Session::~Session() = default;
 bool Session::startLog(const std::string& path) const {
   // Writes nothing, but finds out whether it could.
   if (const bv::host::Error failed = bv::host::appendToFile(path, "")) {
-    output_.complain("log file " + path + ": " + failed.text() +
-                     "; check that its folder exists and is yours to write");
+    output_.complain(writingFailure("log file " + path, failed.number()));
     return false;
   }
   bv::BVLog::configureDefault(bv::SystemLogHandle::waylineLog(), path, std::nullopt);

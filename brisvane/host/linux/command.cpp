@@ -126,9 +126,9 @@ struct Command::State {
     int waitStatus = 0;
     const pid_t ended = ::waitpid(process, &waitStatus, WNOHANG);
     hasEnded = ended == process || (ended < 0 && errno == ECHILD);
-    constexpr int kSignalBase = 128;
     if (ended != process) return;
-    status = WIFSIGNALED(waitStatus) ? kSignalBase + WTERMSIG(waitStatus) : WEXITSTATUS(waitStatus);
+    if (WIFEXITED(waitStatus)) status = WEXITSTATUS(waitStatus);
+    if (WIFSIGNALED(waitStatus)) endingSignal = WTERMSIG(waitStatus);
   }
 
   pid_t process = -1;
@@ -137,6 +137,7 @@ struct Command::State {
   Data bytes;
   bool hasEnded = false;
   std::optional<int> status;
+  int endingSignal = 0;
 };
 
 Command::Command(std::unique_ptr<State> state) noexcept : state_(std::move(state)) {}
@@ -176,13 +177,15 @@ bool Command::hasEnded() noexcept {
   return state_->hasEnded;
 }
 
-void Command::signal(int number) noexcept {
-  if (!hasEnded()) ::kill(state_->process, number);
+void Command::send(int signal) noexcept {
+  if (!hasEnded()) ::kill(state_->process, signal);
 }
 
 const Data& Command::output() const noexcept { return state_->bytes; }
 
 std::optional<int> Command::status() const noexcept { return state_->status; }
+
+int Command::endingSignal() const noexcept { return state_->endingSignal; }
 
 int Command::process() const noexcept { return state_->process; }
 

@@ -1,0 +1,37 @@
+// StatusLine, the line on a terminal that tells how far a command is while it waits or works.
+// A StatusLine belongs to one thread; the line is written by a thread of its own.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <thread>
+
+namespace bvdiag {
+
+class StatusLine {
+ public:
+  // How far it is after so many seconds, as in "1.5 s left". It is called by the line's thread.
+  using Progress = std::function<std::string(double seconds)>;
+
+  // Shows the line on standard error once the command has lasted for a while, as in "waiting for the reply: 1.5 s
+  // left", cut to the width that the terminal has at the time; nothing when that is no capable terminal. Nothing
+  // else may write there until the StatusLine is destroyed.
+  StatusLine(std::string what, Progress progress);
+  StatusLine(const StatusLine&) = delete;
+  StatusLine& operator=(const StatusLine&) = delete;
+  // Erases the line.
+  ~StatusLine() = default;
+
+ private:
+  std::jthread thread_;
+};
+
+// What is left of so many seconds.
+[[nodiscard]] StatusLine::Progress timeLeft(double limit);
+// The seconds so far.
+[[nodiscard]] StatusLine::Progress timeSpent();
+
+// A number with one digit after the point.
+[[nodiscard]] std::string tenths(double number);
+
+}  // namespace bvdiag
