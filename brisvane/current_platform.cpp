@@ -12,16 +12,12 @@
 namespace brisvane::host {
 namespace {
 
-// Null until first asked for. REQUIRES: the platform's lock is held.
-std::shared_ptr<const Platform>& current() {
-  static constinit NeverDestroyed<std::shared_ptr<const Platform>> platform;
-  if (*platform == nullptr) *platform = std::make_shared<const Platform>(real::makePlatform(real::Roots{}));
-  return *platform;
-}
+// Null while none has been asked for. REQUIRES of every use: the platform's lock is held.
+constinit NeverDestroyed<std::shared_ptr<const Platform>> current;
 
-std::shared_ptr<const Platform> exchange(std::shared_ptr<const Platform> next) {
+std::shared_ptr<const Platform> exchange(std::shared_ptr<const Platform> next) noexcept {
   const std::scoped_lock lock(processLocks().platform);
-  return std::exchange(current(), std::move(next));
+  return std::exchange(*current, std::move(next));
 }
 
 // What stands in where the memory for the real machine could not be had.
@@ -34,19 +30,18 @@ std::shared_ptr<const Platform> nothing() noexcept {
 
 std::shared_ptr<const Platform> platform() noexcept try {
   const std::scoped_lock lock(processLocks().platform);
-  return current();
+  if (*current == nullptr) *current = std::make_shared<const Platform>(real::makePlatform(real::Roots{}));
+  return *current;
 } catch (const std::bad_alloc&) {
   return nothing();
 }
 
-ScopedPlatform::ScopedPlatform(std::shared_ptr<const Platform> platform) noexcept try {
-  if (platform != nullptr) previous_ = exchange(std::move(platform));
-} catch (const std::bad_alloc&) {
-  // Nothing is in force that could be replaced: it stays so.
+ScopedPlatform::ScopedPlatform(std::shared_ptr<const Platform> platform) noexcept : isInForce_(platform != nullptr) {
+  if (isInForce_) previous_ = exchange(std::move(platform));
 }
 
 ScopedPlatform::~ScopedPlatform() {
-  if (previous_ != nullptr) exchange(std::move(previous_));
+  if (isInForce_) exchange(std::move(previous_));
 }
 
 }  // namespace brisvane::host

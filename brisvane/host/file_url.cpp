@@ -1,6 +1,7 @@
 #include "brisvane/host/file_url.h"
 
 #include <filesystem>
+#include <new>
 #include <system_error>
 
 #include "brisvane/types/hex.h"
@@ -21,6 +22,7 @@ bool standsForItself(char character) noexcept {
 std::string fileUrl(std::string_view path) {
   std::error_code failed;
   const std::string absolute = std::filesystem::absolute(path, failed).string();
+  if (failed == std::errc::not_enough_memory) throw std::bad_alloc();
   std::string url(kScheme);
   for (const char character : failed ? std::string(path) : absolute) {
     if (standsForItself(character)) {

@@ -68,14 +68,15 @@ class BRISVANE_EXPORT Platform {
 // destroyed. Installations nest: REQUIRES that they end in the reverse order.
 class BRISVANE_EXPORT ScopedPlatform {
  public:
-  // A null platform changes nothing.
+  // A null platform changes nothing. Needs no memory, so that it cannot fail.
   [[nodiscard]] explicit ScopedPlatform(std::shared_ptr<const Platform> platform) noexcept;
   ScopedPlatform(const ScopedPlatform&) = delete;
   ScopedPlatform& operator=(const ScopedPlatform&) = delete;
   ~ScopedPlatform();
 
  private:
-  std::shared_ptr<const Platform> previous_;
+  const bool isInForce_;
+  std::shared_ptr<const Platform> previous_;  // null when none had been asked for before
 };
 
 }  // namespace brisvane::host

@@ -43,7 +43,7 @@ class BRISVANE_EXPORT PreferencesStore {
 namespace Diagnostics {
 
 // The library's own preferences suite, the same object at every call. The library
-// itself reads nothing from it.
+// itself reads nothing from it. The first call may throw std::bad_alloc.
 [[nodiscard]] BRISVANE_EXPORT const PreferencesStore& diagDefaults();
 
 }  // namespace Diagnostics

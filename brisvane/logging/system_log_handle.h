@@ -23,7 +23,8 @@ class BRISVANE_EXPORT SystemLogHandle {
   SystemLogHandle(const SystemLogHandle&) = default;
   SystemLogHandle& operator=(const SystemLogHandle&) = default;
 
-  // The library's own handle, the same one at every call: category "BV".
+  // The library's own handle, the same one at every call: category "BV". The first call may throw
+  // std::bad_alloc.
   [[nodiscard]] static const SystemLogHandle& waylineLog();
 
   [[nodiscard]] const std::string& subsystem() const noexcept { return names_->subsystem; }

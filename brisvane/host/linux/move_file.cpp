@@ -115,12 +115,14 @@ Error copyFile(int from, int to) noexcept {
 }
 
 // Moves a file to a name beside it that nobody else has.
-Error moveAside(const std::string& path, std::string& name) {
+Error moveAside(const std::string& path, std::string& name) noexcept try {
   if (!createBeside(path, name).valid()) return lastError();
   if (::rename(path.c_str(), name.c_str()) == 0) return {};
   const Error failed = lastError();
   ::unlink(name.c_str());
   return failed;
+} catch (const std::bad_alloc&) {
+  return Error(ENOMEM);
 }
 
 // Moves what the file `newer` holds, and is still being written to it, to the end of `older`. A line that is written to
@@ -139,7 +141,7 @@ Error addTo(const std::string& older, const std::string& newer, bool& hasLostLin
 // Undoes the moving aside to remains.paths.front(): the file itself, which a program may still have open, stands
 // at `path` again. One that has begun there meanwhile is added to it. The paths are then those of what could not be
 // put back. REQUIRES: there is room for one path more.
-void moveBack(MoveRemains& remains, const std::string& path) noexcept try {
+void moveBack(MoveRemains& remains, const std::string& path) noexcept {
   constexpr int kRounds = 100;  // of further lines, each with a file of its own
   for (int round = 0; round < kRounds; ++round) {
     const Error failed = move(remains.paths.front(), path);
@@ -152,8 +154,6 @@ void moveBack(MoveRemains& remains, const std::string& path) noexcept try {
       return;
     }
   }
-} catch (const std::bad_alloc&) {
-  // The file stays where the paths say.
 }
 
 Error syncFolder(const Descriptor& folder) noexcept {
@@ -214,11 +214,11 @@ Error moveAcross(const std::string& from, const std::string& to, MoveRemains& re
   if (exists(to)) return Error(EEXIST);
   if (const Error refused = refusalOfOthersFile(from)) return refused;
   const Descriptor folder = openFolderOf(to);
+  remains.paths.reserve(2);
   constexpr mode_t kOwnersAlone = 0600;  // until it has the mode of the file
   std::string copyName;
   const Descriptor copy = createBeside(to, copyName, kOwnersAlone);
   if (!copy.valid()) return lastError();
-  remains.paths.reserve(2);
   Error failed = moveAside(from, remains.paths.emplace_back());
   if (failed) {
     remains.paths.clear();

@@ -38,7 +38,7 @@ class BRISVANE_EXPORT Machine {
  public:
   // A machine as described; docs/simulated.md tells the form. Its fixtures run from now on
   // until the machine is destroyed. Null when the description is malformed or a fixture
-  // cannot be started; `error` then says what is wrong, and where.
+  // cannot be started; `error` then says what is wrong, and where. May throw std::bad_alloc.
   [[nodiscard]] static std::unique_ptr<Machine> fromDescription(const Object& description, std::string& error);
   [[nodiscard]] static std::unique_ptr<Machine> fromJson(std::string_view json, std::string& error);
   [[nodiscard]] static std::unique_ptr<Machine> fromFile(Text path, std::string& error);
