@@ -184,7 +184,7 @@ TEST_F(BVNvramTest, EachViewTakesItsOwnKindsOfValues) {
       {Object(), notFound, notFound},
       {Dictionary{{"a", 1}}, notFound, notFound}};
   for (const auto& [value, dictionary, string] : cases) {
-    SCOPED_TRACE(host::jsonText(value));
+    SCOPED_TRACE(host::jsonText(value).value_or(""));
     store->value = value;
     EXPECT_TRUE(same(N::dataFromVariable("x", false, false, notFound), value));
     EXPECT_TRUE(same(N::dataFromVariable("x"), value));

@@ -5,6 +5,7 @@
 #include <cerrno>
 
 #include "brisvane/host/identity_service.h"
+#include "brisvane/host/simulated/machine.h"
 #include "tests/support/linux_machine.h"
 
 namespace brisvane::host {
@@ -39,6 +40,29 @@ TEST(MachineDescription, ThatIsWrongIsRefusedWithItsFileLineAndKey) {
   EXPECT_THAT(error, HasSubstr(file + ": parse error at line 3"));
   EXPECT_FALSE(MachineDescription::fromFile(folder / "none.json", error));
   EXPECT_EQ(error, folder / "none.json: No such file or directory");
+}
+
+TEST(MachineDescription, OfManyThingsTakesNoLongerForTheirNumberTimesItself) {
+  const auto errorOf = [](const std::string& json) {
+    std::string error;
+    return simulated::Machine::fromJson(json, error) != nullptr ? "none" : error;
+  };
+  // Comparing each two of so many would take minutes.
+  std::string devices = R"({"devices":[{"name":"first"})";
+  for (int i = 0; i < 500'000; ++i) devices += R"(,{"name":"d)" + std::to_string(i) + "\"}";
+  EXPECT_EQ(errorOf(devices + "]}"), "none");
+  EXPECT_EQ(errorOf(R"({"devices":[{"name":"first"},{"name":"first"}]})"),
+            "line 1: devices[1].name: there is another device of this name");
+  // What each of many things would keep for itself is short.
+  const std::string name(256, 'n');
+  EXPECT_EQ(errorOf(R"({"interfaces":[{"type":"VLAN","name":")" + name + "\"}]}"),
+            "line 1: interfaces[0].name: must be at most 255 bytes long");
+  EXPECT_EQ(errorOf(R"({"applications":[{"path":"/x","identifier":")" + name + "\"}]}"),
+            "line 1: applications[0].identifier: must be at most 255 bytes long");
+  // An error quotes little of a long place, and that as escapes.
+  EXPECT_EQ(errorOf(R"({"preferences":{"suites":{")" + name + "\":{\n\"x\u202e\\n\":null}}}}"),
+            "line 2: preferences.suites." + std::string(79, 'n') + "..." + std::string(80, 'n') +
+                ".x<U+202E><U+000A>: must be a text, a number, true or false");
 }
 
 TEST(MachineDescription, OfAVersionTakesOneToThreeNumbers) {

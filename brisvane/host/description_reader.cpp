@@ -2,6 +2,7 @@
 
 #include "brisvane/host/files.h"
 #include "brisvane/host/json.h"
+#include "brisvane/types/excerpt.h"
 #include "brisvane/types/hex.h"
 
 namespace brisvane::host {
@@ -15,7 +16,7 @@ std::optional<double> numberFrom(const Object& value) {
 
 }  // namespace
 
-std::string DescriptionError::text() const { return place.empty() ? what : place + ": " + what; }
+std::string DescriptionError::text() const { return place.empty() ? what : excerpt(place) + ": " + what; }
 
 std::size_t countFrom(const Object& value, const std::string& place, std::size_t smallest) {
   const auto number = value.unsignedInteger();
@@ -42,6 +43,13 @@ std::string DescriptionReader::text(std::string_view key) {
   const std::string* const text = field.ifText();
   if (text == nullptr) fail(key, "must be a text");
   return *text;
+}
+
+std::string DescriptionReader::shortText(std::string_view key) {
+  constexpr std::size_t kLongest = 255;
+  std::string result = text(key);
+  if (result.size() > kLongest) fail(key, "must be at most " + std::to_string(kLongest) + " bytes long");
+  return result;
 }
 
 bool DescriptionReader::boolean(std::string_view key, bool fallback) {

@@ -22,7 +22,7 @@ struct BRISVANE_EXPORT DescriptionError {
   std::string place;  // as in "devices[0].name"; empty for the description as a whole
   std::string what;   // as in "must be a text"
 
-  // "place: what".
+  // "place: what", of a long place at most 200 bytes, those that are not printable as escapes.
   [[nodiscard]] std::string text() const;
 };
 
@@ -34,6 +34,8 @@ class BRISVANE_EXPORT DescriptionReader {
 
   [[nodiscard]] bool has(std::string_view key) const;
   [[nodiscard]] std::string text(std::string_view key);
+  // One of at most 255 bytes, which may be kept by each of many elements.
+  [[nodiscard]] std::string shortText(std::string_view key);
   [[nodiscard]] bool boolean(std::string_view key, bool fallback);
   [[nodiscard]] double seconds(std::string_view key, double fallback);
   [[nodiscard]] std::size_t count(std::string_view key, std::size_t fallback, std::size_t smallest,

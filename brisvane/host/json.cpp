@@ -1,11 +1,15 @@
 #include "brisvane/host/json.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <iterator>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <utility>
 #include <vector>
 
+#include "brisvane/types/excerpt.h"
 #include "brisvane/types/hex.h"
 #include "brisvane/types/unicode.h"
 
@@ -74,42 +78,54 @@ class ObjectBuilder final : public nlohmann::json_sax<json> {
   bool end_object() override { return close(); }
   bool end_array() override { return close(); }
 
-  bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
+  bool parse_error(std::size_t /*position*/, const std::string& token,
                    const nlohmann::detail::exception& exception) override {
     // "[json.exception.parse_error.101] parse error at line 1, ...": the rest is for people.
     const std::string_view text = exception.what();
     const std::size_t end = text.find("] ");
     error = text.substr(end == std::string_view::npos ? 0 : end + 2);
+    // It quotes what has been read of the token, whatever and however long that is.
+    const std::string quoted = "'" + token + "'";
+    if (const std::size_t at = error.find(quoted); at != std::string::npos) {
+      error.replace(at, quoted.size(), "'" + excerpt(token) + "'");
+    }
     return false;
   }
 
  private:
+  static constexpr std::size_t kElsewhere = std::string_view::npos;
+
   struct Container {
     bool isObject;
-    bool isAroundWanted;
-    std::string place;  // of a container around the wanted place
+    std::size_t end;  // of its place, as a beginning of the wanted one; or kElsewhere
     std::string key;
     Array array;
     Dictionary dictionary;
   };
 
-  // The place of what comes next.
-  [[nodiscard]] std::string place() const {
-    if (open_.empty()) return {};
+  // Where the place of what comes next ends in the wanted one; kElsewhere when the wanted one is
+  // neither that nor within it.
+  [[nodiscard]] std::size_t endOfNext() const {
+    if (progress_ == nullptr) return kElsewhere;
+    if (open_.empty()) return 0;
     const Container& in = open_.back();
-    if (!in.isObject) return in.place + "[" + std::to_string(in.array.size()) + "]";
-    return in.place.empty() ? in.key : in.place + "." + in.key;
-  }
-
-  // Whether a place is the wanted one or around it.
-  [[nodiscard]] bool isAroundWanted(std::string_view place) const {
-    return wanted_.starts_with(place) && (place.empty() || wanted_.size() == place.size() ||
-                                          wanted_[place.size()] == '.' || wanted_[place.size()] == '[');
+    if (in.end == kElsewhere) return kElsewhere;
+    std::string_view rest = wanted_.substr(in.end);
+    const auto skip = [&rest](std::string_view piece) {
+      const bool isNext = rest.starts_with(piece);
+      if (isNext) rest.remove_prefix(piece.size());
+      return isNext;
+    };
+    const bool isOnTheWay =
+        in.isObject ? (in.end == 0 || skip(".")) && skip(in.key) : skip("[" + std::to_string(in.array.size()) + "]");
+    const std::size_t end = wanted_.size() - rest.size();
+    const bool isWhole = end == 0 || rest.empty() || rest.front() == '.' || rest.front() == '[';
+    return isOnTheWay && isWhole ? end : kElsewhere;
   }
 
   // What comes next stands on the line that has been reached, less `back`.
   void noteLine(std::size_t back) {
-    if (progress_ != nullptr && open_.back().isAroundWanted && isAroundWanted(place())) line = progress_->line - back;
+    if (endOfNext() != kElsewhere) line = progress_->line - back;
   }
 
   void noteElement(std::size_t back = 0) {
@@ -144,10 +160,8 @@ class ObjectBuilder final : public nlohmann::json_sax<json> {
       return false;
     }
     noteElement();
-    const bool mayBeAround = progress_ != nullptr && (open_.empty() || open_.back().isAroundWanted);
-    std::string where = mayBeAround ? place() : std::string();
-    const bool isAround = mayBeAround && isAroundWanted(where);
-    open_.push_back({isObject, isAround, std::move(where), {}, {}, {}});
+    const std::size_t end = endOfNext();
+    open_.push_back({isObject, end, {}, {}, {}});
     return true;
   }
 
@@ -162,45 +176,134 @@ class ObjectBuilder final : public nlohmann::json_sax<json> {
   std::vector<Container> open_;
 };
 
-std::string hexText(const Data& data) {
-  std::string text;
-  for (const std::uint8_t byte : data) appendHex(text, byte);
-  return text;
+bool isPlain(char character) {
+  const auto byte = static_cast<unsigned char>(character);
+  return byte >= 0x20 && byte < 0x80 && byte != '"' && byte != '\\';
 }
 
-// nlohmann's object sorts its keys, which is what makes the text reproducible.
-json toJson(const Object& value, std::size_t depth = 0) {
-  switch (value.kind()) {
-    case Object::Kind::kNull:
-      return nullptr;
-    case Object::Kind::kBoolean:
-      return *value.boolean();
-    case Object::Kind::kInteger:
-      if (const auto number = value.integer()) return *number;
-      return *value.unsignedInteger();
-    case Object::Kind::kReal:
-      return *value.real();
-    case Object::Kind::kText:
-      return toUtf8(*value.ifText());
-    case Object::Kind::kData:
-      return hexText(*value.ifData());
-    case Object::Kind::kDate:
-      return std::chrono::duration<double>(value.date()->time_since_epoch()).count();
-    case Object::Kind::kArray: {
-      if (depth == kJsonDepthLimit) return nullptr;
-      json array = json::array();
-      for (const Object& element : *value.ifArray()) array.push_back(toJson(element, depth + 1));
-      return array;
-    }
-    case Object::Kind::kDictionary: {
-      if (depth == kJsonDepthLimit) return nullptr;
-      json object = json::object();
-      for (const auto& [key, element] : *value.ifDictionary()) object[toUtf8(key)] = toJson(element, depth + 1);
-      return object;
-    }
-  }
-  return nullptr;
+// How much of the beginning stands in a JSON text as it is, without a look at what is not ASCII.
+std::size_t lengthOfPlain(std::string_view text) {
+  const auto end = std::find_if_not(text.begin(), text.end(), isPlain);
+  return static_cast<std::size_t>(end - text.begin());
 }
+
+// The escape of a character that cannot stand in a JSON text; empty for any other.
+std::string escapeOf(char32_t character) {
+  switch (character) {
+    case U'"':
+      return "\\\"";
+    case U'\\':
+      return "\\\\";
+    case U'\b':
+      return "\\b";
+    case U'\f':
+      return "\\f";
+    case U'\n':
+      return "\\n";
+    case U'\r':
+      return "\\r";
+    case U'\t':
+      return "\\t";
+    default:
+      break;
+  }
+  if (character >= 0x20) return {};
+  std::string escape = "\\u00";
+  appendLowerHex(escape, static_cast<std::uint8_t>(character));
+  return escape;
+}
+
+// Writes values one after the other. Each step is false when the text would become longer than kJsonTextLimit.
+class JsonWriter {
+ public:
+  explicit JsonWriter(JsonLayout layout) noexcept : isIndented_(layout == JsonLayout::kIndented) {}
+
+  [[nodiscard]] bool write(const Object& value, std::size_t depth = 0) {
+    switch (value.kind()) {
+      case Object::Kind::kNull:
+        return put("null");
+      case Object::Kind::kBoolean:
+        return put(*value.boolean() ? "true" : "false");
+      case Object::Kind::kInteger:
+        if (const auto number = value.integer()) return put(std::to_string(*number));
+        return put(std::to_string(*value.unsignedInteger()));
+      case Object::Kind::kReal:
+        return put(json(*value.real()).dump());
+      case Object::Kind::kText:
+        return putText(*value.ifText());
+      case Object::Kind::kData:
+        return putHex(*value.ifData());
+      case Object::Kind::kDate:
+        return put(json(std::chrono::duration<double>(value.date()->time_since_epoch()).count()).dump());
+      case Object::Kind::kArray:
+        return depth == kJsonDepthLimit ? put("null") : putArray(*value.ifArray(), depth + 1);
+      case Object::Kind::kDictionary:
+        return depth == kJsonDepthLimit ? put("null") : putDictionary(*value.ifDictionary(), depth + 1);
+    }
+    return false;
+  }
+
+  [[nodiscard]] std::string take() { return std::move(text_); }
+
+ private:
+  bool put(std::string_view piece) {
+    if (piece.size() > kJsonTextLimit - text_.size()) return false;
+    text_ += piece;
+    return true;
+  }
+
+  bool putText(std::string_view text) {
+    if (!put("\"")) return false;
+    while (!text.empty()) {
+      const std::size_t plain = lengthOfPlain(text);
+      if (!put(text.substr(0, plain))) return false;
+      text.remove_prefix(plain);
+      if (text.empty()) break;
+      const CodePoint next = firstCodePoint(text);
+      std::string piece = next.valid ? escapeOf(next.value) : std::string();
+      if (piece.empty()) appendUtf8(piece, next.value);
+      if (!put(piece)) return false;
+      text.remove_prefix(next.length);
+    }
+    return put("\"");
+  }
+
+  bool putHex(const Data& data) {
+    if (data.size() >= kJsonTextLimit / 2) return false;
+    std::string digits;
+    digits.reserve(data.size() * 2);
+    for (const std::uint8_t byte : data) appendHex(digits, byte);
+    return put("\"") && put(digits) && put("\"");
+  }
+
+  bool putArray(const Array& array, std::size_t depth) {
+    if (array.empty()) return put("[]");
+    std::string_view mark = "[";
+    for (const Object& element : array) {
+      if (!put(mark) || !putLineEnd(depth) || !write(element, depth)) return false;
+      mark = ",";
+    }
+    return putLineEnd(depth - 1) && put("]");
+  }
+
+  bool putDictionary(const Dictionary& dictionary, std::size_t depth) {
+    if (dictionary.empty()) return put("{}");
+    std::map<std::string, const Object*> members;  // sorted, which makes the text reproducible
+    for (const auto& [key, element] : dictionary) members.insert_or_assign(toUtf8(key), &element);
+    std::string_view mark = "{";
+    for (const auto& [key, element] : members) {
+      if (!put(mark) || !putLineEnd(depth) || !putText(key)) return false;
+      if (!put(isIndented_ ? ": " : ":") || !write(*element, depth)) return false;
+      mark = ",";
+    }
+    return putLineEnd(depth - 1) && put("}");
+  }
+
+  bool putLineEnd(std::size_t depth) { return !isIndented_ || (put("\n") && put(std::string(depth * 2, ' '))); }
+
+  bool isIndented_;
+  std::string text_;
+};
 
 }  // namespace
 
@@ -223,8 +326,9 @@ std::size_t jsonLine(std::string_view text, std::string_view place) {
   return builder.line;
 }
 
-std::string jsonText(const Object& value, JsonLayout layout) {
-  return toJson(value).dump(layout == JsonLayout::kIndented ? 2 : -1);
+std::optional<std::string> jsonText(const Object& value, JsonLayout layout) {
+  JsonWriter writer(layout);
+  return writer.write(value) ? std::optional(writer.take()) : std::nullopt;
 }
 
 }  // namespace brisvane::host

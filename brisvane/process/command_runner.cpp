@@ -17,7 +17,7 @@ std::string textOf(const std::vector<std::string>& arguments) {
   std::string text;
   for (const std::string& argument : arguments) {
     if (!text.empty()) text += ", ";
-    text += host::jsonText(argument);
+    text += host::jsonText(argument).value_or("...");
   }
   return text;
 }

@@ -113,7 +113,7 @@ int run(const ExecOptions& options, Session& session) {
   const auto path = pathOf(options.program);
   bv::Array words{path.value_or(options.program)};
   words.insert(words.end(), options.arguments.begin(), options.arguments.end());
-  bv::BVLog::Default::info("executing " + bv::host::jsonText(words));
+  bv::BVLog::Default::info("executing " + bv::host::jsonText(words).value_or("a long command"));
   std::string error = path ? "" : bv::host::errorText(options.program, ENOENT);
   std::unique_ptr<Command> command;
   Ending ending;

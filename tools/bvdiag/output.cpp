@@ -9,6 +9,7 @@
 #include <iomanip>
 #include <iostream>
 #include <sstream>
+#include <stdexcept>
 #include <utility>
 
 #include <brisvane/host/error.h>
@@ -128,11 +129,12 @@ std::string escapedLines(std::string_view text) {
 }
 
 std::string jsonOf(const bv::Object& value, bv::host::JsonLayout layout) {
-  const std::string json = bv::host::jsonText(value, layout);
+  const auto json = bv::host::jsonText(value, layout);
+  if (!json) throw std::length_error("the result is longer than the 256 MiB that JSON may have; try without --json");
   std::string result;
   // Such characters stand within texts alone, except for the line feeds of the layout: in texts these are escapes
   // already.
-  for (std::string_view rest = json; !rest.empty();) {
+  for (std::string_view rest = *json; !rest.empty();) {
     const bv::CodePoint next = bv::firstCodePoint(rest);
     if (next.value != U'\n' && isObeyed(next.value)) {
       result += "\\u";

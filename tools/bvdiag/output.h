@@ -19,7 +19,8 @@ namespace bvdiag {
 // The same with line ends, LF or CR LF, as they are.
 [[nodiscard]] std::string escapedLines(std::string_view text);
 
-// The value as JSON, with all that a terminal would obey as \u escapes.
+// The value as JSON, with all that a terminal would obey as \u escapes. Throws std::length_error
+// when it is too long.
 [[nodiscard]] std::string jsonOf(const brisvane::Object& value,
                                  brisvane::host::JsonLayout layout = brisvane::host::JsonLayout::kOneLine);
 

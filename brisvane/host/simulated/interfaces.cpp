@@ -10,7 +10,7 @@ constexpr std::string_view kEnumeration = "enumeration";
 constexpr std::string_view kAddresses = "addresses";
 
 std::string readText(DescriptionReader& reader, std::string_view key) {
-  std::string text = reader.text(key);
+  std::string text = reader.shortText(key);
   if (text.empty()) reader.fail(key, "must not be empty");
   return text;
 }

@@ -43,7 +43,7 @@ DescribedLauncher::Application DescribedLauncher::readApplication(const Object& 
   Application application;
   application.path = reader.text("path");
   if (!application.path.starts_with('/')) reader.fail("path", "must be absolute");
-  const std::string identifier = reader.text("identifier");
+  const std::string identifier = reader.shortText("identifier");
   for (const auto& [event, where] : reader.elements("launch")) {
     application.events.push_back(readEvent(event, where, identifier));
   }

@@ -1,6 +1,6 @@
 #include "brisvane/host/simulated/machine.h"
 
-#include <algorithm>
+#include <unordered_set>
 #include <utility>
 
 #include "brisvane/host/description_reader.h"
@@ -25,7 +25,9 @@ Dictionary readStore(const Object& description, const std::string& place) {
   for (const auto& [key, value] : *values) {
     const bool simple = value.ifArray() == nullptr && value.ifDictionary() == nullptr && !value.isNull();
     if (!simple) throw DescriptionError{place + "." + key, "must be a text, a number, true or false"};
-    store.emplace(key, value.ifText() != nullptr ? value : Object(jsonText(value)));
+    const auto text = value.ifText() != nullptr ? value.text() : jsonText(value);
+    if (!text) throw DescriptionError{place + "." + key, "is too long"};
+    store.emplace(key, *text);
   }
   return store;
 }
@@ -60,10 +62,10 @@ Device readDevice(const Object& description, const std::string& place) {
 
 std::vector<Device> readDevices(DescriptionReader& reader) {
   std::vector<Device> devices;
+  std::unordered_set<std::string> names;
   for (const auto& [description, place] : reader.elements("devices")) {
     devices.push_back(readDevice(description, place));
-    const auto isSame = [&](const Device& device) { return device.name == devices.back().name; };
-    if (std::count_if(devices.begin(), devices.end(), isSame) > 1) {
+    if (!names.insert(devices.back().name).second) {
       throw DescriptionError{place + ".name", "there is another device of this name"};
     }
   }
