@@ -42,6 +42,16 @@ TEST(Collections, NullMarkersGoFromEveryDictionaryAndFromNothingElse) {
   EXPECT_TRUE(after.at("list").same(list));
   EXPECT_EQ(before.size(), 3U);
 
+  // 2^200 dictionaries to whoever follows every way through it.
+  Object shared(Dictionary{{"null", nullptr}, {"list", list}});
+  for (int i = 0; i < 200; ++i) shared = Dictionary{{"a", shared}, {"null", nullptr}, {"b", shared}};
+  Object below(BV::removeNullFromDictionary(*shared.ifDictionary()));
+  for (int i = 0; i < 200; ++i) {
+    ASSERT_EQ(below.ifDictionary()->size(), 2U);
+    below = below.ifDictionary()->at(i % 2 == 0 ? "a" : "b");
+  }
+  EXPECT_EQ(below, Object(Dictionary{{"list", list}}));
+
   constexpr int kDepth = 200'000;
   Dictionary deep{{"null", nullptr}};
   for (int i = 0; i < kDepth; ++i) deep = Dictionary{{"null", nullptr}, {"below", std::move(deep)}};

@@ -65,6 +65,31 @@ TEST(Object, NestedAMillionDeepIsComparedAndReleasedWithoutOverflow) {
   EXPECT_FALSE(one == nested(2));
 }
 
+TEST(Object, SharedWithinItselfIsComparedInAsManyStepsAsItHasValues) {
+  // Each is 2^200 values to whoever follows every way through it.
+  const auto doubled = [](Object innermost, bool asArray) {
+    for (int i = 0; i < 200; ++i) {
+      innermost =
+          asArray ? Object(Array{innermost, innermost}) : Object(Dictionary{{"a", innermost}, {"b", innermost}});
+    }
+    return innermost;
+  };
+  for (const bool asArray : {false, true}) {
+    EXPECT_TRUE(doubled(1, asArray) == doubled(1, asArray));
+    EXPECT_FALSE(doubled(1, asArray) == doubled(2, asArray));
+  }
+  // A long text that many handles share is compared once.
+  const Object left(std::string(8 << 20, 'x'));
+  const Object right(std::string(8 << 20, 'x'));
+  EXPECT_TRUE(Object(Array(1'000'000, left)) == Object(Array(1'000'000, right)));
+  // What is equal to one and the same thing is equal, but for what differs elsewhere.
+  const Object one(Array{1});
+  EXPECT_FALSE(Object(Array{one, one, one}) == Object(Array{Array{1}, Array{1}, Array{2}}));
+  const Object nan(std::numeric_limits<double>::quiet_NaN());
+  EXPECT_TRUE(Object(Array{nan}) == Object(Array{nan}));
+  EXPECT_FALSE(Object(Array{nan, nan}) == Object(Array{nan, std::numeric_limits<double>::quiet_NaN()}));
+}
+
 TEST(Object, CanBeCopiedAndReleasedByManyThreadsAtOnce) {
   std::vector<std::jthread> threads;
   for (int round = 0; round < 200; ++round) {

@@ -1,6 +1,7 @@
 #include "brisvane/support/collections.h"
 
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -21,36 +22,39 @@ namespace {
 // One dictionary on the way down: where its walk stands and what it has given so far.
 // A stack of these stands for recursion, which deep input could overflow.
 struct Level {
-  explicit Level(const Dictionary& from) : next(from.begin()), end(from.end()) {}
+  explicit Level(const Dictionary& from) : source(&from), next(from.begin()) {}
 
+  const Dictionary* source;
   Dictionary::const_iterator next;
-  Dictionary::const_iterator end;
   Dictionary result;
 };
 
 }  // namespace
 
 Dictionary BV::removeNullFromDictionary(const Dictionary& dictionary) {
+  // One that stands in several places is walked once, and its result stands in all of them.
+  std::unordered_map<const Dictionary*, Object> finished;
   std::vector<Level> levels;
   levels.emplace_back(dictionary);
   for (;;) {
     Level& level = levels.back();
-    if (level.next == level.end) {
-      Dictionary finished = std::move(level.result);
-      levels.pop_back();
-      if (levels.empty()) return finished;
-      // The level above stands at the entry that holds the finished one.
-      Level& above = levels.back();
-      above.result.emplace(above.next->first, std::move(finished));
-      ++above.next;
+    if (level.next == level.source->end()) {
+      if (levels.size() == 1) return std::move(level.result);
+      finished.emplace(level.source, std::move(level.result));
+      levels.pop_back();  // the level above stands at the entry that holds it, and looks again
       continue;
     }
-    const Object& value = level.next->second;
-    if (const Dictionary* nested = value.ifDictionary()) {
-      levels.emplace_back(*nested);
-      continue;
+    const auto& [key, value] = *level.next;
+    if (const Dictionary* const nested = value.ifDictionary()) {
+      const auto found = finished.find(nested);
+      if (found == finished.end()) {
+        levels.emplace_back(*nested);
+        continue;
+      }
+      level.result.emplace(key, found->second);
+    } else if (!value.isNull()) {
+      level.result.emplace(key, value);
     }
-    if (!value.isNull()) level.result.emplace(level.next->first, value);
     ++level.next;
   }
 }

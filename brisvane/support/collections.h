@@ -32,7 +32,8 @@ namespace BV {
 
 // The dictionary without its null markers, and each nested dictionary, to any depth,
 // without its own; one that ends up empty stays as an empty dictionary. Arrays are
-// not entered. Every other value is shared with the receiver, not copied.
+// not entered. Every other value is shared with the receiver, not copied. A dictionary that
+// stands in several places is stripped once, and the result stands in each of them.
 [[nodiscard]] BRISVANE_EXPORT Dictionary removeNullFromDictionary(const Dictionary& dictionary);
 
 // The value of the first of `keys` that the dictionary holds, a null marker included;

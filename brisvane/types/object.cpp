@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <limits>
+#include <unordered_map>
 #include <utility>
 #include <variant>
 
@@ -48,6 +49,32 @@ bool pairElements(const Dictionary& left, const Dictionary& right, Pairs& pendin
   }
   return true;
 }
+
+// Sets of values that are equal, or else the whole is not: what joins two that are in one set
+// already need not be looked at again, so that no more pairs are than there are values.
+class EqualValues {
+ public:
+  // False when both are in one set already.
+  bool join(const Object::Value* left, const Object::Value* right) {
+    const auto* const first = setOf(left);
+    const auto* const second = setOf(right);
+    if (first == second) return false;
+    parents_[first] = second;
+    return true;
+  }
+
+ private:
+  // The value that stands for a set; the way to it becomes shorter each time.
+  const Object::Value* setOf(const Object::Value* value) {
+    for (auto at = parents_.find(value); at != parents_.end(); at = parents_.find(value)) {
+      value = at->second;
+      if (const auto next = parents_.find(value); next != parents_.end()) at->second = next->second;
+    }
+    return value;
+  }
+
+  std::unordered_map<const Object::Value*, const Object::Value*> parents_;
+};
 
 }  // namespace
 
@@ -101,6 +128,10 @@ void Object::release(const Value* value) noexcept {
   }
 }
 
+bool Object::isShared() const noexcept {
+  return value_ != nullptr && value_->owners.load(std::memory_order_relaxed) > 1;
+}
+
 Object::Kind Object::kind() const noexcept {
   // The variant lists its alternatives in the order of Kind.
   return value_ == nullptr ? Kind::kNull : static_cast<Kind>(value_->content.index() + 1);
@@ -143,11 +174,15 @@ const Dictionary* Object::ifDictionary() const noexcept { return contentIf<Dicti
 bool operator==(const Object& left, const Object& right) {
   if (left.same(right)) return true;
   Pairs pending{{&left, &right}};
+  EqualValues equal;
   while (!pending.empty()) {
     const auto [a, b] = pending.back();
     pending.pop_back();
     if (a->same(*b)) continue;
     if (a->kind() != b->kind()) return false;
+    // What one handle alone holds is met only where its holder is.
+    const bool mayBeMetAgain = a->kind() >= Object::Kind::kText && (a->isShared() || b->isShared());
+    if (mayBeMetAgain && !equal.join(a->value_, b->value_)) continue;
     if (const Array* array = a->ifArray()) {
       if (!pairElements(*array, *b->ifArray(), pending)) return false;
     } else if (const Dictionary* dictionary = a->ifDictionary()) {

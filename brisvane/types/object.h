@@ -106,7 +106,8 @@ class BRISVANE_EXPORT Object {
 
   // Whether both handles share one value; all null markers do.
   [[nodiscard]] bool same(const Object& other) const noexcept { return value_ == other.value_; }
-  // Whether both hold equal content, containers compared to any depth.
+  // Whether both hold equal content, containers compared to any depth. Its time grows with the
+  // number and size of the distinct values, however often containers share them.
   friend BRISVANE_EXPORT bool operator==(const Object& left, const Object& right);
 
   struct Value;  // the shared representation, which object.cpp alone knows
@@ -131,6 +132,8 @@ class BRISVANE_EXPORT Object {
   explicit Object(Real value);
 
   static void release(const Value* value) noexcept;
+  // Whether another handle holds the same value.
+  [[nodiscard]] bool isShared() const noexcept;
 
   const Value* value_ = nullptr;
 };
