@@ -121,7 +121,6 @@ TEST(BvdiagJson, OfAFailureIsALineInEveryCommand) {
                                                     {"base64", nowhere},
                                                     {"encrypt", "--key-file", nowhere, machine},
                                                     {"decrypt", "--key-file", machine, machine},
-                                                    {"random", "9223372036854775807"},
                                                     {"random", "1", "--output", machine},
                                                     {"plist", machine, nowhere}}) {
     arguments.insert(arguments.begin(), {"--json", "--machine", machine});
