@@ -220,6 +220,7 @@ TEST_F(AllocationFailures, OfValues) {
   SWEEP(host::parseJson(R"({"a": [1, "text", {"b": null}]})"), kThrows);
   SWEEP(host::parseJson(R"({"a": [1, "text", {"b": nul}]})"), kThrows);
   SWEEP(host::jsonLine("{\"a\":\n[1,\n2]}", "a[1]"), kThrows);
+  SWEEP(host::jsonText(value, host::JsonLayout::kIndented), kThrows);
   SWEEP(host::binaryPropertyList(value), std::nullopt);
 }
 
