@@ -51,9 +51,9 @@ std::optional<Data> run(Cipher::Direction direction, ByteView data, std::uint32_
   try {
     const std::size_t length = keyLength(algorithm, key.orEmpty().size());
     const host::Secret keyCopy(key.orEmpty(), length);
-    // A short key, as of CAST-128, makes no vector shorter than the block that is read of it.
-    const std::size_t vectorLength = initVector.present() ? std::max(length, Cipher::kLargestBlock) : 0;
-    const host::Secret vectorCopy(initVector.orEmpty(), vectorLength);
+    // Cut to the key's length, which CAST-128's may be below a block, and only then raised to the block that is read.
+    const ByteView vector = initVector.orEmpty().first(std::min(initVector.orEmpty().size(), length));
+    const host::Secret vectorCopy(vector, initVector.present() ? std::max(length, Cipher::kLargestBlock) : 0);
     const auto cipher = Cipher::create(direction, algorithm, options, keyCopy.view(), vectorCopy.view(), status);
     if (cipher != nullptr) output = runCryptor(data, *cipher, status);
   } catch (const std::exception&) {

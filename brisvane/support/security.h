@@ -56,14 +56,15 @@ namespace brisvane::SecurityAdditions {
 //   4 RC4         the key's own, but at most 512
 //
 // `initVector` is what CBC chains from: the first block of it counts, and absent stands for
-// zero bytes. `options` are bits of host::CipherOption: 0x0001 for PKCS#7 padding, 0x0002 for ECB
-// instead of CBC. RC4 needs neither, and ignores both.
+// zero bytes. Under a CAST-128 key of fewer than 8 bytes only that many of its bytes, but 5 at least, count; zero
+// bytes stand for the others. `options` are bits of host::CipherOption: 0x0001 for PKCS#7 padding, 0x0002 for ECB
+// instead of CBC. RC4 needs neither, and ignores both, also bits that are unknown.
 //
 // nullopt on failure, when `error` gets the cause, one of host::CipherStatus:
 //
 //   -1 unknown algorithm     -5 bad padding, as another key leaves behind
 //   -2 unsuitable key        -6 no memory
-//   -3 unsuitable options    -7 the library has no such algorithm (its "legacy" provider, for
+//   -3 unknown option bits   -7 the library has no such algorithm (its "legacy" provider, for
 //   -4 no whole blocks          DES, CAST-128 and RC4, is a package of its own on some systems)
 //
 // On success `error` is untouched. Nothing here tells whether data was changed on its way: that
