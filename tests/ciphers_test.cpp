@@ -1,7 +1,13 @@
 #include <gmock/gmock.h>
+#include <openssl/crypto.h>
 #include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <atomic>
+#include <cstdlib>
 #include <numeric>
 #include <string>
 #include <thread>
@@ -146,10 +152,8 @@ TEST(Ciphers, ChainFromAVectorOfWhateverLength) {
   Data key(16);
   std::iota(key.begin(), key.end(), std::uint8_t{0x80});
   for (const auto& [algorithm, block] : blocks) {
-    // A key of five bytes is as short as any that an algorithm uses.
-    const Data shortKey = algorithm == CipherAlgorithm::kCast128 ? first(key, 5) : key;
     const auto from = [&, number = algorithm](const Bytes& vector) {
-      return dataEncryptedUsingAlgorithm(plain, number, shortKey, vector, kCbc).value_or(Data());
+      return dataEncryptedUsingAlgorithm(plain, number, key, vector, kCbc).value_or(Data());
     };
     EXPECT_EQ(from(nullptr), from(Data(block, 0)));
     EXPECT_EQ(from(""), from(nullptr));
@@ -159,8 +163,25 @@ TEST(Ciphers, ChainFromAVectorOfWhateverLength) {
     Data other = whole;
     other.back() ^= 1U;  // all of the block counts
     EXPECT_NE(from(other), from(whole));
-    EXPECT_EQ(dataEncryptedUsingAlgorithm(plain, algorithm, shortKey, whole, kEcb),
-              dataEncryptedUsingAlgorithm(plain, algorithm, shortKey, nullptr, kEcb));
+    EXPECT_EQ(dataEncryptedUsingAlgorithm(plain, algorithm, key, whole, kEcb),
+              dataEncryptedUsingAlgorithm(plain, algorithm, key, nullptr, kEcb));
+  }
+}
+
+TEST(Ciphers, CutTheVectorToAShortKeyAndRaiseItToABlock) {
+  const Data plain(24, 0x11);
+  const Data whole(8, 0xA5);
+  for (const std::size_t length : {0, 3, 5, 6, 7, 8, 9}) {
+    const Data key(length, 0x3C);
+    const auto from = [&](const Data& vector) {
+      return dataEncryptedUsingAlgorithm(plain, CipherAlgorithm::kCast128, key, vector, kCbc).value_or(Data());
+    };
+    const std::size_t used = std::clamp<std::size_t>(length, 5, 8);
+    const Data cut = first(first(whole, used), 8);
+    EXPECT_EQ(from(whole), from(cut)) << length;
+    Data other = cut;
+    other[used - 1] ^= 1U;
+    EXPECT_NE(from(other), from(cut)) << length;
   }
 }
 
@@ -227,7 +248,9 @@ TEST(Ciphers, TellEachCauseByItsNumber) {
     EXPECT_EQ(failureOf(block, CipherAlgorithm::kRc4, "", kCbc, operation), CipherStatus::kUnsuitableKey);
     EXPECT_EQ(failureOf(block, CipherAlgorithm::kRc4, nullptr, kCbc, operation), CipherStatus::kUnsuitableKey);
     EXPECT_EQ(failureOf(block, CipherAlgorithm::kAes, "key", 4, operation), CipherStatus::kUnsuitableOptions);
-    EXPECT_EQ(failureOf(block, CipherAlgorithm::kRc4, "key", 0x80000001, operation), CipherStatus::kUnsuitableOptions);
+    for (const std::uint32_t ignored : {0x10U, 0x80000001U}) {
+      EXPECT_EQ(failureOf(block, CipherAlgorithm::kRc4, "key", ignored, operation), CipherStatus::kSuccess);
+    }
     EXPECT_EQ(failureOf(partial, CipherAlgorithm::kAes, "key", kCbc, operation), CipherStatus::kPartialBlock);
     EXPECT_EQ(failureOf(partial, CipherAlgorithm::kDes, "key", kEcb, operation), CipherStatus::kPartialBlock);
     EXPECT_EQ(failureOf({}, CipherAlgorithm::kAes, "key", kCbc, operation), CipherStatus::kSuccess);
@@ -255,6 +278,60 @@ TEST(Ciphers, WithoutTheLegacyProviderItsAlgorithmsAloneAreMissing) {
     EXPECT_EQ(status(CipherAlgorithm::kAes), CipherStatus::kSuccess);
     EXPECT_EQ(status(CipherAlgorithm::kTripleDes), CipherStatus::kSuccess);
     EXPECT_TRUE(SecurityAdditions::sha1Hash(block) && SecurityAdditions::randomDataOfLength(1));
+  });
+}
+
+// OpenSSL's own memory: as many requests as `granted` says are met; then one is not, or none is any more.
+struct Memory {
+  static inline std::atomic<int> granted{-1};  // -1: all
+  static inline std::atomic<bool> comesBack{false};
+
+  static bool isMet() noexcept {
+    if (granted < 0) return true;
+    if (granted > 0) return --granted, true;
+    if (comesBack) granted = -1;
+    return false;
+  }
+  static void* allocate(std::size_t size, const char* /*file*/, int /*line*/) {
+    return isMet() ? std::malloc(size) : nullptr;
+  }
+  static void* reallocate(void* block, std::size_t size, const char* /*file*/, int /*line*/) {
+    return isMet() ? std::realloc(block, size) : nullptr;
+  }
+  static void release(void* block, const char* /*file*/, int /*line*/) { std::free(block); }
+};
+
+constexpr int kMetAll = 1;  // exit statuses of a first use
+constexpr int kWrong = 2;
+
+// In a child that has not used OpenSSL yet, whose memory gives out after so many requests.
+int firstUse(std::uint32_t algorithm, int granted) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    std::int32_t status = CipherStatus::kSuccess;
+    Memory::granted = granted;
+    const Data block(16, 1);
+    const auto encrypted = dataEncryptedUsingAlgorithm(block, algorithm, "key", nullptr, kCbc, &status);
+    const bool metAll = Memory::granted.exchange(-1) > 0;
+    const bool isRight = status == (encrypted ? CipherStatus::kSuccess : CipherStatus::kNoMemory);
+    const bool isThereLater = dataEncryptedUsingAlgorithm(block, algorithm, "key", nullptr, kCbc).has_value();
+    ::_exit(!isRight || !isThereLater ? kWrong : metAll ? kMetAll : 0);
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : kWrong;
+}
+
+TEST(Ciphers, LackOfMemoryIsNeverTakenForAnythingElseNorForLong) {
+  testing::inProcessOfItsOwn([] {
+    ASSERT_EQ(::CRYPTO_set_mem_functions(Memory::allocate, Memory::reallocate, Memory::release), 1);
+    for (const bool comesBack : {true, false}) {
+      Memory::comesBack = comesBack;
+      for (int granted = 0, result = 0; result != kMetAll; granted += 97) {  // of some 8,000
+        result = firstUse(CipherAlgorithm::kRc4, granted);
+        ASSERT_NE(result, kWrong) << comesBack << ' ' << granted;
+      }
+    }
   });
 }
 

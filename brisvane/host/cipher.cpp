@@ -21,24 +21,24 @@ static_assert(Cipher::kLargestBlock == kAesBlock);
 struct Choice {
   std::size_t blockSize = 0;  // 0: the algorithm is unknown
   bool takesKey = false;
-  openssl::Modes modes;
+  const openssl::Modes* modes = nullptr;
 };
 
 Choice choose(std::uint32_t algorithm, std::size_t keySize, const openssl::Algorithms& from) noexcept {
   switch (algorithm) {
     case CipherAlgorithm::kAes:
-      if (keySize == 16) return {kAesBlock, true, from.aes[0]};
-      if (keySize == 24) return {kAesBlock, true, from.aes[1]};
-      return {kAesBlock, keySize == 32, from.aes[2]};
+      if (keySize == 16) return {kAesBlock, true, &from.aes[0]};
+      if (keySize == 24) return {kAesBlock, true, &from.aes[1]};
+      return {kAesBlock, keySize == 32, &from.aes[2]};
     case CipherAlgorithm::kDes:
-      return {kSmallBlock, keySize == 8, from.des};
+      return {kSmallBlock, keySize == 8, &from.des};
     case CipherAlgorithm::kTripleDes:
-      return {kSmallBlock, keySize == 24, from.tripleDes};
+      return {kSmallBlock, keySize == 24, &from.tripleDes};
     case CipherAlgorithm::kCast128:
-      return {kSmallBlock, keySize >= 5 && keySize <= 16, from.cast128};
+      return {kSmallBlock, keySize >= 5 && keySize <= 16, &from.cast128};
     case CipherAlgorithm::kRc4:
       // OpenSSL would read past the end of an empty key.
-      return {kNoBlocks, keySize >= 1 && keySize <= kLongestKey, from.rc4};
+      return {kNoBlocks, keySize >= 1 && keySize <= kLongestKey, &from.rc4};
     default:
       return {};
   }
@@ -64,15 +64,17 @@ std::unique_ptr<Cipher> Cipher::create(Direction direction, std::uint32_t algori
     return nullptr;
   };
   const openssl::Algorithms* const algorithms = openssl::algorithms();
-  if (algorithms == nullptr) return fail(CipherStatus::kLibraryMissing);
+  if (algorithms == nullptr) return fail(CipherStatus::kNoMemory);
   const Choice choice = choose(algorithm, key.size(), *algorithms);
   if (choice.blockSize == 0) return fail(CipherStatus::kUnknownAlgorithm);
-  if ((options & ~kKnownOptions) != 0) return fail(CipherStatus::kUnsuitableOptions);
+  const bool isStream = choice.blockSize == kNoBlocks;
+  if (!isStream && (options & ~kKnownOptions) != 0) return fail(CipherStatus::kUnsuitableOptions);
   if (!choice.takesKey) return fail(CipherStatus::kUnsuitableKey);
-  const EVP_CIPHER* const cipher = (options & CipherOption::kEcbMode) != 0 ? choice.modes.ecb : choice.modes.cbc;
+  const EVP_CIPHER* const cipher =
+      (options & CipherOption::kEcbMode) != 0 ? choice.modes->ecb.get() : choice.modes->cbc.get();
   if (cipher == nullptr) return fail(CipherStatus::kLibraryMissing);
 
-  const bool isPadded = choice.blockSize != kNoBlocks && (options & CipherOption::kPkcs7Padding) != 0;
+  const bool isPadded = !isStream && (options & CipherOption::kPkcs7Padding) != 0;
   auto context = std::make_unique<Context>(
       Context{openssl::CipherContext(EVP_CIPHER_CTX_new()), direction, choice.blockSize, isPadded});
   EVP_CIPHER_CTX* const openssl = context->openssl.get();
@@ -86,9 +88,7 @@ std::unique_ptr<Cipher> Cipher::create(Direction direction, std::uint32_t algori
                        EVP_CIPHER_CTX_set_key_length(openssl, static_cast<int>(key.size())) == 1 &&
                        EVP_CipherInit_ex2(openssl, nullptr, key.data(), chainedFrom, encrypts, nullptr) == 1 &&
                        EVP_CIPHER_CTX_set_padding(openssl, isPadded ? 1 : 0) == 1;
-  if (!isReady) {
-    return fail(openssl::ErrorMark::isOfMemory() ? CipherStatus::kNoMemory : CipherStatus::kUnsuitableKey);
-  }
+  if (!isReady) return fail(CipherStatus::kNoMemory);  // the key's length is known to be suitable
   return std::unique_ptr<Cipher>(new Cipher(std::move(context)));
 } catch (const std::bad_alloc&) {
   status = CipherStatus::kNoMemory;

@@ -33,7 +33,7 @@ struct CipherStatus {
   static constexpr std::int32_t kSuccess = 0;
   static constexpr std::int32_t kUnknownAlgorithm = -1;
   static constexpr std::int32_t kUnsuitableKey = -2;      // of a length that the algorithm does not take
-  static constexpr std::int32_t kUnsuitableOptions = -3;  // a bit that is none of CipherOption's
+  static constexpr std::int32_t kUnsuitableOptions = -3;  // a bit that is none of CipherOption's; RC4 ignores it
   static constexpr std::int32_t kPartialBlock = -4;       // input that is not a whole number of blocks
   static constexpr std::int32_t kBadPadding = -5;         // as after decryption with another key
   static constexpr std::int32_t kNoMemory = -6;

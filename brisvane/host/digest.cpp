@@ -24,7 +24,7 @@ Sha1::Sha1() noexcept {
   context_.reset(new (std::nothrow) Context);
   if (context_ == nullptr) return;
   EVP_MD_CTX* const digest = context_->digest.get();
-  if (digest == nullptr || EVP_DigestInit_ex2(digest, algorithms->sha1, nullptr) != 1) context_.reset();
+  if (digest == nullptr || EVP_DigestInit_ex2(digest, algorithms->sha1.get(), nullptr) != 1) context_.reset();
 }
 
 Sha1::Sha1(Sha1&& other) noexcept = default;

@@ -6,7 +6,6 @@
 #include <openssl/evp.h>
 
 #include <array>
-#include <cstddef>
 #include <memory>
 
 namespace brisvane::host::openssl {
@@ -14,21 +13,25 @@ namespace brisvane::host::openssl {
 struct Free {
   void operator()(EVP_MD_CTX* context) const noexcept { EVP_MD_CTX_free(context); }
   void operator()(EVP_CIPHER_CTX* context) const noexcept { EVP_CIPHER_CTX_free(context); }
+  void operator()(EVP_MD* digest) const noexcept { EVP_MD_free(digest); }
+  void operator()(EVP_CIPHER* cipher) const noexcept { EVP_CIPHER_free(cipher); }
+  void operator()(OSSL_LIB_CTX* context) const noexcept { OSSL_LIB_CTX_free(context); }
 };
 using DigestContext = std::unique_ptr<EVP_MD_CTX, Free>;
 using CipherContext = std::unique_ptr<EVP_CIPHER_CTX, Free>;
 
 // The two forms of a block cipher. RC4 has one, which stands in both places.
 struct Modes {
-  EVP_CIPHER* cbc = nullptr;
-  EVP_CIPHER* ecb = nullptr;
+  std::unique_ptr<EVP_CIPHER, Free> cbc;
+  std::unique_ptr<EVP_CIPHER, Free> ecb;
 };
 
 // From a context of the library's own, which the program's use of OpenSSL neither sees nor changes.
-// Each is null where the installed OpenSSL does not have it, or memory for it was missing. DES, CAST-128 and RC4 come
-// from its "legacy" provider, which is a file and a package of its own on some systems.
+// Each is null where the installed OpenSSL does not have it. DES, CAST-128 and RC4 come from its "legacy" provider,
+// which is a file and a package of its own on some systems.
 struct Algorithms {
-  EVP_MD* sha1 = nullptr;
+  std::unique_ptr<OSSL_LIB_CTX, Free> context;  // goes last
+  std::unique_ptr<EVP_MD, Free> sha1;
   std::array<Modes, 3> aes;  // of keys of 16, 24 and 32 bytes
   Modes des;
   Modes tripleDes;
@@ -36,8 +39,8 @@ struct Algorithms {
   Modes rc4;
 };
 
-// Looked up at the first call, and kept until the process ends. Null when there was no memory for
-// the context; a later call tries again.
+// Looked up at the first call, and kept until the process ends. Null when there is no memory for them; a later call
+// tries again.
 const Algorithms* algorithms() noexcept;
 
 // Takes the errors that a function of ours has left in the thread's queue, which the program
@@ -48,11 +51,6 @@ class ErrorMark {
   ErrorMark(const ErrorMark&) = delete;
   ErrorMark& operator=(const ErrorMark&) = delete;
   ~ErrorMark() { ERR_pop_to_mark(); }
-
-  // Whether the last failure was one of memory.
-  [[nodiscard]] static bool isOfMemory() noexcept {
-    return ERR_GET_REASON(ERR_peek_last_error()) == ERR_R_MALLOC_FAILURE;
-  }
 };
 
 }  // namespace brisvane::host::openssl
