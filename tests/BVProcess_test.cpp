@@ -4,9 +4,11 @@
 
 #include <chrono>
 #include <limits>
+#include <span>
 #include <thread>
 
 #include "brisvane/host/file_url.h"
+#include "brisvane/host/launch_service.h"
 #include "tests/support/simulated_test.h"
 
 namespace brisvane {
@@ -83,6 +85,48 @@ TEST(BVProcess, EndsTheWaitForAFinishingCodeOfThisApplicationAlone) {
   EXPECT_EQ(Bench::run(5, nullptr), 0);
   Bench named(std::string(kAnswer) + ", " + kUp);
   EXPECT_EQ(Bench::run(1, nullptr), 2);
+}
+
+// Tells one notification with this data, and answers.
+class TellingService final : public host::LaunchService {
+ public:
+  explicit TellingService(Dictionary data) : data_(std::move(data)) {}
+  host::SubscriptionHandle subscribe(std::int32_t /*session*/, std::int32_t /*flags*/,
+                                     const host::SerialQueue& /*queue*/,
+                                     host::NotificationCallback callback) const noexcept override {
+    callback_ = std::move(callback);
+    return 1;
+  }
+  std::int32_t selectCodes(host::SubscriptionHandle /*subscription*/, std::span<const std::int32_t> /*codes*/,
+                           std::int32_t /*first*/, std::int32_t /*second*/, std::int32_t /*third*/,
+                           std::int32_t /*fourth*/) const noexcept override {
+    return 0;
+  }
+  void open(std::string_view /*url*/, const host::OpenConfiguration& /*configuration*/,
+            host::OpenCompletion completion) const noexcept override {
+    callback_(host::LaunchCode::kUp, 0, &data_, nullptr, 0, nullptr);
+    completion(std::nullopt);
+  }
+
+ private:
+  const Dictionary data_;
+  mutable host::NotificationCallback callback_;
+};
+
+TEST(BVProcess, TellsWhateverStandsForTheIdentifier) {
+  Bench bench(kAnswer);
+  host::Platform platform = *host::platform();
+  const std::pair<Dictionary, const char*> cases[] = {
+      {{{"BkBundleIdentifier", 42}}, "42"},   {{{"BkBundleIdentifier", true}}, "true"},
+      {{{"BkBundleIdentifier", 0.5}}, "0.5"}, {{{"BkBundleIdentifier", Array{kID, 1}}}, R"(["org.example.app",1])"},
+      {{{"BkBundleIdentifier", ""}}, ""},     {{{"BkBundleIdentifier", nullptr}}, "null"},
+      {{{"another key", kID}}, "(null)"}};
+  for (const auto& [data, shown] : cases) {
+    platform.setLaunchService(std::make_shared<TellingService>(data));
+    const host::ScopedPlatform installed(std::make_shared<const host::Platform>(platform));
+    EXPECT_EQ(Bench::run(0), 2);  // about no application that is expected
+    EXPECT_THAT(bench.logged(), Contains(notified(std::string("BkBundleIdentifier: ") + shown)));
+  }
 }
 
 TEST(BVProcess, CountsWhatComesBeforeTheAnswer) {

@@ -104,8 +104,8 @@ std::optional<std::string> BVNvram::stringFromVariable(Text name) noexcept try {
   return std::nullopt;
 }
 
-std::int32_t BVNvram::writeStringVariable(Text name, Text value) noexcept {
-  return setProperty(host::platform()->registry(), name.orEmpty(), value.orEmpty());
+std::int32_t BVNvram::writeStringVariable(Text name, Text withValue) noexcept {
+  return setProperty(host::platform()->registry(), name.orEmpty(), withValue.orEmpty());
 }
 
 std::int32_t BVNvram::deleteVariable(Text name) noexcept {
@@ -154,9 +154,9 @@ std::optional<std::string> BVNvram::systemGUID_stringFromVariable(Text name) noe
                      [](Text full) { return stringFromVariable(full); });
 }
 
-std::int32_t BVNvram::writeSystemGUID_StringVariable(Text name, Text value) noexcept {
+std::int32_t BVNvram::writeSystemGUID_StringVariable(Text name, Text withValue) noexcept {
   return inNamespace(kSystemGuid, name, std::int32_t{ENOMEM},
-                     [value](Text full) { return writeStringVariable(full, value); });
+                     [withValue](Text full) { return writeStringVariable(full, withValue); });
 }
 
 std::int32_t BVNvram::deleteSystemGUIDVariable(Text name) noexcept {
@@ -201,9 +201,9 @@ std::optional<std::string> BVNvram::larderGUID_stringFromVariable(Text name) noe
                      [](Text full) { return stringFromVariable(full); });
 }
 
-std::int32_t BVNvram::writeLarderGUID_StringVariable(Text name, Text value) noexcept {
+std::int32_t BVNvram::writeLarderGUID_StringVariable(Text name, Text withValue) noexcept {
   return inNamespace(kLarderGuid, name, std::int32_t{ENOMEM},
-                     [value](Text full) { return writeStringVariable(full, value); });
+                     [withValue](Text full) { return writeStringVariable(full, withValue); });
 }
 
 std::int32_t BVNvram::deleteLarderGUIDVariable(Text name) noexcept {

@@ -59,7 +59,7 @@ class BRISVANE_EXPORT BVNvram final {
   [[nodiscard]] static std::optional<Object> stringFromVariable(Text name, bool requireDevFused, bool requireInternalOS,
                                                                 const std::optional<Object>& notFoundObject) noexcept;
   [[nodiscard]] static std::optional<std::string> stringFromVariable(Text name) noexcept;
-  static std::int32_t writeStringVariable(Text name, Text value) noexcept;
+  static std::int32_t writeStringVariable(Text name, Text withValue) noexcept;
   // Asks the store to delete the variable and, when it has, to commit at once; whether that
   // succeeded is not looked at. The status of deleting one that is not there is ENOENT.
   static std::int32_t deleteVariable(Text name) noexcept;
@@ -75,7 +75,7 @@ class BRISVANE_EXPORT BVNvram final {
   [[nodiscard]] static std::optional<Object> systemGUID_stringFromVariable(
       Text name, bool requireDevFused, bool requireInternalOS, const std::optional<Object>& notFoundObject) noexcept;
   [[nodiscard]] static std::optional<std::string> systemGUID_stringFromVariable(Text name) noexcept;
-  static std::int32_t writeSystemGUID_StringVariable(Text name, Text value) noexcept;
+  static std::int32_t writeSystemGUID_StringVariable(Text name, Text withValue) noexcept;
   static std::int32_t deleteSystemGUIDVariable(Text name) noexcept;
 
   // --- Short names in the larder namespace ---
@@ -89,7 +89,7 @@ class BRISVANE_EXPORT BVNvram final {
   [[nodiscard]] static std::optional<Object> larderGUID_stringFromVariable(
       Text name, bool requireDevFused, bool requireInternalOS, const std::optional<Object>& notFoundObject) noexcept;
   [[nodiscard]] static std::optional<std::string> larderGUID_stringFromVariable(Text name) noexcept;
-  static std::int32_t writeLarderGUID_StringVariable(Text name, Text value) noexcept;
+  static std::int32_t writeLarderGUID_StringVariable(Text name, Text withValue) noexcept;
   static std::int32_t deleteLarderGUIDVariable(Text name) noexcept;
 };
 

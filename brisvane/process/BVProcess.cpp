@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "brisvane/host/file_url.h"
+#include "brisvane/host/json.h"
 #include "brisvane/host/launch_service.h"
 #include "brisvane/host/platform.h"
 #include "brisvane/logging/BVLog.h"
@@ -52,11 +53,18 @@ void debug(std::initializer_list<std::string_view> pieces) noexcept try {
   // The line is lost, what it tells of is not.
 }
 
+// A text as it is, any other value as JSON.
+std::string textOf(const Object& value) {
+  const std::string* const text = value.ifText();
+  return text != nullptr ? *text : host::jsonText(value);
+}
+
 // Whether a notification is about the expected application.
 bool concerns(const Dictionary& data, const std::optional<std::string>& bundleID) {
   const auto found = data.find(LaunchService::kBundleIdentifier);
-  const std::string* const identifier = found != data.end() ? found->second.ifText() : nullptr;
-  debug({kNotified, " BkBundleIdentifier: ", identifier != nullptr ? std::string_view(*identifier) : "(null)"});
+  const bool isThere = found != data.end();
+  debug({kNotified, " BkBundleIdentifier: ", isThere ? textOf(found->second) : "(null)"});
+  const std::string* const identifier = isThere ? found->second.ifText() : nullptr;
   return identifier != nullptr && bundleID == *identifier;
 }
 
