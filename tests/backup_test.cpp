@@ -101,7 +101,8 @@ TEST_F(BackupTest, NextLineBeginsANewFileAndASecondBackupInTheSameSecondFails) {
 TEST_F(BackupTest, GoesToAnExplicitDestinationAndReportsToTheDefaultLogger) {
   log.info("one");
   log.backupLogFileTo("");
-  EXPECT_EQ(BVLog::aggregatedErrorDescription(), "Failed to backup log: " + path + " to : No such file or directory\n");
+  EXPECT_EQ(BVLog::aggregatedErrorDescription(),
+            "Failed to backup log: " + path + " to an empty path: No such file or directory\n");
   EXPECT_TRUE(fs::exists(path));
   log.backupLogFileTo(folder / "elsewhere");
   EXPECT_EQ(contentOf(folder / "elsewhere"), "2024-03-05 9:7:3 one \n");

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -33,6 +34,12 @@ class CommandRunner : public testing::SimulatedTest {
     EXPECT_FALSE(Brisvane::runCommandWithLaunchPath(path, arguments, directory, output)) << path.orEmpty();
     return output.value_or("");
   }
+  [[nodiscard]] std::string program(const std::string& name, const std::string& content) const {
+    const std::string path = folder / name;
+    testing::writeFile(path, content);
+    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+    return path;
+  }
 };
 
 TEST_F(CommandRunner, GivesBothStreamsInTheirOrderHoweverTheProgramEnds) {
@@ -56,8 +63,7 @@ TEST_F(CommandRunner, ReadsWhileTheProgramRuns) {
 
 TEST_F(CommandRunner, StartsInTheFolderThatIsGiven) {
   std::filesystem::create_directory(folder / "sub");
-  testing::writeFile(folder / "sub/run", "#!/bin/sh\npwd\n");
-  std::filesystem::permissions(folder / "sub/run", std::filesystem::perms::owner_all);
+  static_cast<void>(program("sub/run", "#!/bin/sh\npwd\n"));
   EXPECT_EQ(shell("pwd", folder / "sub"), (folder / "sub") + "\n");
   EXPECT_EQ(shell("pwd"), std::filesystem::current_path().string() + "\n");
   std::optional<std::string> output;
@@ -80,9 +86,48 @@ TEST_F(CommandRunner, SaysWhatCannotBeStartedAndWhy) {
   EXPECT_EQ(failure("/bin/sh", {}, "/nowhere"), "/nowhere: No such file or directory");
   EXPECT_EQ(failure("/bin/sh", {}, folder / "data"), (folder / "data") + ": Not a directory");
   EXPECT_EQ(failure("/bin/sh", {std::string("a\0b", 3)}), "/bin/sh: Invalid argument");
-  EXPECT_NE(failure("/bin/sh", {}, ""), "");
+  EXPECT_EQ(failure("/bin/sh", {}, ""), "an empty working directory: No such file or directory");
   EXPECT_THAT(failure(std::string("/bin/sh\0", 8)), ::testing::EndsWith("No such file or directory"));
-  for (const Text none : {Text(nullptr), Text("")}) EXPECT_NE(failure(none), "");
+  for (const Text none : {Text(nullptr), Text("")}) {
+    EXPECT_EQ(failure(none), "an empty path: No such file or directory");
+  }
+}
+
+TEST_F(CommandRunner, BlamesTheInterpreterThatIsMissing) {
+  const std::string none = ": No such file or directory";
+  const std::string script = program("script", "#! \t/nowhere/sh -x\necho x\n");
+  EXPECT_EQ(failure(script), script + ": its interpreter \"/nowhere/sh\"" + none);
+  EXPECT_EQ(failure("./script", {}, folder.path()), "./script: its interpreter \"/nowhere/sh\"" + none);
+  // Lines that end as on another system; the carriage return belongs to the name.
+  EXPECT_EQ(failure(program("foreign", "#!/bin/sh\r\n")),
+            (folder / "foreign") + ": its interpreter \"/bin/sh\\r\"" + none);
+  EXPECT_EQ(failure(program("outer", "#!" + script)),
+            (folder / "outer") + ": its interpreter \"" + script + "\": its interpreter \"/nowhere/sh\"" + none);
+  testing::writeFile(folder / "data", "");
+  EXPECT_EQ(failure(program("unfit", "#!" + (folder / "data"))),
+            (folder / "unfit") + ": its interpreter \"" + (folder / "data") + "\": Permission denied");
+  std::string compiled = testing::contentOf("/bin/sleep");
+  compiled.replace(compiled.find("/ld-linux"), 9, "/no-linux");
+  EXPECT_EQ(failure(program("compiled", compiled)), (folder / "compiled") + ": its loader" + none);
+  // It is there and has a program for its interpreter: something else is wrong.
+  const std::string large(std::size_t{1} << 20U, 'x');
+  EXPECT_EQ(failure(program("fine", "#!/bin/sh\n"), {large}), (folder / "fine") + ": Argument list too long");
+}
+
+TEST_F(CommandRunner, BlamesTheWorkingDirectoryThatMayNotBeEntered) {
+  std::filesystem::permissions(folder.path(), std::filesystem::perms::all);
+  const std::string closed = folder / "closed";
+  std::filesystem::create_directory(closed);
+  std::filesystem::permissions(closed, std::filesystem::perms::none);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    constexpr uid_t kNobody = 65534;  // the superuser may enter anything
+    if (::geteuid() == 0 && ::setuid(kNobody) != 0) ::_exit(2);
+    ::_exit(failure("/bin/true", {}, closed) == closed + ": Permission denied" ? 0 : 1);
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
 }
 
 TEST_F(CommandRunner, WaitsForAChildThatKeepsTheOutputOpen) {

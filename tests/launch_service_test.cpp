@@ -114,11 +114,18 @@ TEST_F(LaunchService, SaysWhatCannotBeStartedAndWhy) {
   EXPECT_EQ(refusal(folder / "none"), error + (folder / "none") + ": No such file or directory");
   EXPECT_EQ(refusal(folder / "none.desktop"), error + (folder / "none.desktop") + ": No such file or directory");
   EXPECT_EQ(refusal(script("plain", "echo no interpreter\n")), error + (folder / "plain") + ": Exec format error");
-  EXPECT_EQ(refusal(script("lost", "#!/nowhere/sh\n")), error + (folder / "lost") + ": No such file or directory");
+  EXPECT_EQ(refusal(script("lost", "#!/nowhere/sh\n")),
+            error + (folder / "lost") + ": its interpreter \"/nowhere/sh\": No such file or directory");
+  EXPECT_EQ(refusal(""), error + "an empty path: No such file or directory");
   testing::writeFile(folder / "data", "x");
   EXPECT_EQ(refusal(folder / "data"), error + (folder / "data") + ": Permission denied");
   EXPECT_THAT(refusal(folder.path()), HasSubstr(": is no AppDir"));
-  EXPECT_THAT(refusal(entry("a", "Exec=true\nTerminal=true\n")), HasSubstr("a.desktop: needs a terminal"));
+  EXPECT_THAT(refusal(entry("a", "Exec=true\nTerminal=true\n")),
+              HasSubstr("a.desktop: needs a terminal, and none is available"));
+  EXPECT_THAT(refusal(entry("a", "Exec=true\nTryExec=\n")), HasSubstr("names an empty program (TryExec)"));
+  EXPECT_THAT(refusal(entry("a", "Exec=\"\" x\n")), HasSubstr("names an empty program (Exec)"));
+  EXPECT_FALSE(BVProcess::openItemWithURL("", {}, 5));
+  EXPECT_THAT(BVLog::aggregatedErrorDescription(), HasSubstr("an empty URL: is no file URL"));
   EXPECT_THAT(refusal(entry("a", "Exec=true\nTryExec=no-such-program\n")), HasSubstr("no-such-program (TryExec)"));
   EXPECT_THAT(refusal(entry("a", "Exec=true\nPath=/nowhere\n")), HasSubstr("/nowhere: No such file"));
   EXPECT_THAT(refusal(entry("a", "Exec=true 'x'\n")), HasSubstr("its command (Exec) has a reserved character"));

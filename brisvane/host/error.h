@@ -13,7 +13,13 @@ namespace brisvane::host {
 // wording does not depend on the locale.
 [[nodiscard]] BRISVANE_EXPORT std::string errorText(int number);
 
-// "what: reason", the form of every message about a failed call on a path or a device.
+// How messages name a path: an empty one is named as that.
+[[nodiscard]] inline std::string_view shownPath(std::string_view path) noexcept {
+  return path.empty() ? "an empty path" : path;
+}
+
+// "what: reason", the form of every message about a failed call on a path or a device. An empty
+// `what` is an empty path.
 [[nodiscard]] BRISVANE_EXPORT std::string errorText(std::string_view what, int number);
 
 // The errno of a call that failed, or success.

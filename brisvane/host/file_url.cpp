@@ -39,7 +39,7 @@ std::optional<std::string> pathOfFileUrl(std::string_view url) {
   if (!url.starts_with(kScheme)) return std::nullopt;
   url.remove_prefix(kScheme.size());
   if (url.starts_with(kLocalHost)) url.remove_prefix(kLocalHost.size() - 1);
-  if (!url.starts_with('/')) return std::nullopt;
+  if (!url.empty() && !url.starts_with('/')) return std::nullopt;
   std::string path;
   for (std::size_t at = 0; at < url.size(); ++at) {
     if (url[at] != '%') {

@@ -10,12 +10,12 @@
 
 namespace brisvane::host {
 
-// The URL of a path; a relative one starts from the working directory. Every byte but
+// The URL of a path; a relative one starts from the working directory, an empty one gives "file://". Every byte but
 // letters, digits, "-._~" and "/" is percent-encoded (RFC 3986, RFC 8089).
 [[nodiscard]] BRISVANE_EXPORT std::string fileUrl(std::string_view path);
 
-// The path of a file URL without a host, or of "localhost"; nullopt for any other text, and for
-// one that encodes U+0000.
+// The path of a file URL without a host, or of "localhost"; the empty path of "file://". nullopt for
+// any other text, and for one that encodes U+0000.
 [[nodiscard]] BRISVANE_EXPORT std::optional<std::string> pathOfFileUrl(std::string_view url);
 
 }  // namespace brisvane::host

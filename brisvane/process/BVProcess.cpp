@@ -56,7 +56,7 @@ void debug(std::initializer_list<std::string_view> pieces) noexcept try {
 // A text as it is, any other value as JSON.
 std::string textOf(const Object& value) {
   const std::string* const text = value.ifText();
-  return text != nullptr ? *text : host::jsonText(value);
+  return text != nullptr ? *text : host::jsonText(value).value_or("(too long to show)");
 }
 
 // Whether a notification is about the expected application.

@@ -34,7 +34,7 @@ bool Brisvane::runCommandWithLaunchPath(Text launchPath, const std::vector<std::
                                         std::optional<std::string>& outputMessage) noexcept try {
   BVLog::Default::debug(join({"Executing command [", launchPath.orEmpty(), "] [", textOf(arguments), "]\n"}));
   if (currentDir.present() && currentDir.orEmpty().empty()) {
-    return fail(host::errorText("a working directory without a name", ENOENT), outputMessage);
+    return fail(host::errorText("an empty working directory", ENOENT), outputMessage);
   }
   std::string error;
   const auto output = host::runCommand(launchPath.orEmpty(), arguments, currentDir.orEmpty(), error);

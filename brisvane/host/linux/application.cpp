@@ -46,10 +46,32 @@ std::string obstacle(const DesktopEntry& entry) {
   const auto type = entry.text("Type");
   if (type && *type != "Application") return "is no application, but of the type " + *type;
   if (entry.flag("Hidden")) return "is marked as deleted (Hidden)";
-  if (entry.flag("Terminal")) return "needs a terminal, which there is none for it";
+  if (entry.flag("Terminal")) return "needs a terminal, and none is available";
   const auto needed = entry.text("TryExec");
+  if (needed && needed->empty()) return "names an empty program (TryExec)";
   if (needed && !findProgram(*needed)) return "is not installed: there is no program " + *needed + " (TryExec)";
   return {};
+}
+
+// nullopt when the entry has none that can be started; `wrong` then says why.
+std::optional<std::vector<std::string>> commandOf(const DesktopEntry& entry, const FieldValues& values,
+                                                  std::string& wrong) {
+  const auto exec = entry.text("Exec");
+  auto words = exec ? commandWords(*exec, values, wrong) : std::nullopt;
+  if (!words) {
+    wrong = exec ? "its command (Exec) " + wrong : "has no command (Exec)";
+    return std::nullopt;
+  }
+  std::string& program = words->front();
+  const bool isPath = program.find('/') != std::string::npos;
+  auto found = isPath ? std::optional(program) : findProgram(program);
+  if (!found) {
+    wrong = program.empty() ? "names an empty program (Exec)"
+                            : join({"is not installed: there is no program ", program, " (Exec)"});
+    return std::nullopt;
+  }
+  program = std::move(*found);  // where it is now, whichever folder it is started in
+  return words;
 }
 
 std::optional<Application> applicationOfEntry(const std::string& path, const std::vector<std::string>& arguments,
@@ -67,22 +89,11 @@ std::optional<Application> applicationOfEntry(const std::string& path, const std
     return application;
   }
   const FieldValues values{arguments, entry->text("Name").value_or(""), entry->text("Icon").value_or(""), path};
-  const auto exec = entry->text("Exec");
-  if (wrong.empty() && !exec) wrong = "has no command (Exec)";
   if (wrong.empty()) {
-    if (auto words = commandWords(*exec, values, wrong)) {
-      std::string& program = words->front();
-      const bool isPath = program.find('/') != std::string::npos;
-      const auto found = isPath ? std::optional(program) : findProgram(program);
-      if (!found) {
-        error = join({path, ": is not installed: there is no program ", program, " (Exec)"});
-        return std::nullopt;
-      }
-      program = *found;  // where it is now, whichever folder it is started in
-      application.command = std::move(*words);
+    if (auto command = commandOf(*entry, values, wrong)) {
+      application.command = std::move(*command);
       return application;
     }
-    wrong.insert(0, "its command (Exec) ");
   }
   error = path + ": " + wrong;
   return std::nullopt;

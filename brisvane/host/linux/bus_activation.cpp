@@ -77,7 +77,7 @@ class Activation {
  private:
   void fail(const std::string& reason) {
     isAnswered_ = hasFailed_ = true;
-    events_.answered(join({identifier_, ": ", reason}));
+    events_.answered(join({identifier_.empty() ? "an empty name" : identifier_, ": ", reason}));
   }
 
   // Within a callback of the bus library, which no exception may cross.

@@ -11,6 +11,6 @@ std::string errorText(int number) {
   return text != nullptr ? std::string(text) : "Unknown error " + std::to_string(number);
 }
 
-std::string errorText(std::string_view what, int number) { return join({what, ": ", errorText(number)}); }
+std::string errorText(std::string_view what, int number) { return join({shownPath(what), ": ", errorText(number)}); }
 
 }  // namespace brisvane::host

@@ -180,7 +180,7 @@ void launchAt(const std::string& url, const std::vector<std::string>& arguments,
               const OpenCompletion& completion, const std::stop_token& stop) noexcept {
   try {
     const auto path = pathOfFileUrl(url);
-    if (!path) return completion(join({url, ": is no file URL"}));
+    if (!path) return completion(join({url.empty() ? "an empty URL" : url, ": is no file URL"}));
     std::string error;
     auto application = applicationAt(*path, arguments, error);
     if (!application) return completion(error);

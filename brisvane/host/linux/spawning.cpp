@@ -2,15 +2,20 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <string_view>
+#include <utility>
 
 #include "brisvane/host/error.h"
+#include "brisvane/host/json.h"
 #include "brisvane/host/linux/descriptor.h"
+#include "brisvane/types/join.h"
 
 namespace brisvane::host::real {
 namespace {
@@ -99,6 +104,43 @@ void setUpDescriptors(const Spawning& spawning, FileActions& actions) noexcept {
   actions.duplicate(spawning.output, STDERR_FILENO);
 }
 
+// Of a path that is relative to `start`, as below.
+bool isRunnable(int start, const std::string& path) noexcept {
+  struct stat status {};
+  return ::fstatat(start, path.c_str(), &status, 0) == 0 && S_ISREG(status.st_mode) &&
+         ::faccessat(start, path.c_str(), X_OK, AT_EACCESS) == 0;
+}
+
+// The interpreter that a script names in its first line, read as the kernel does; empty when it is none.
+std::string interpreterOf(int start, const std::string& path) {
+  constexpr std::string_view kMark = "#!";
+  constexpr std::string_view kBlanks = " \t";
+  const Descriptor file =
+      Descriptor::aboveStandardStreams(::openat(start, path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  std::array<char, 256> head{};  // as much as the kernel looks at
+  const ssize_t count = file.valid() ? ::pread(file.get(), head.data(), head.size(), 0) : 0;
+  std::string_view line(head.data(), static_cast<std::size_t>(std::max(count, ssize_t{0})));
+  if (!line.starts_with(kMark)) return {};
+  line = line.substr(kMark.size(), line.find_first_of(std::string_view("\n\0", 2)) - kMark.size());
+  line.remove_prefix(std::min(line.find_first_not_of(kBlanks), line.size()));
+  return std::string(line.substr(0, line.find_first_of(kBlanks)));
+}
+
+// The kernel's refusal may be about what the program needs to run, of which it does not tell the name.
+std::string refusalText(int start, const std::string& program, int number) {
+  constexpr int kDeepest = 5;  // interpreters of interpreters that the kernel follows
+  std::string what(shownPath(program));
+  std::string needed = program;
+  for (int depth = 0; depth <= kDeepest && isRunnable(start, needed); ++depth) {
+    std::string interpreter = interpreterOf(start, needed);
+    if (interpreter.empty() && number == ENOENT) return errorText(what + ": its loader", number);
+    if (interpreter.empty()) return errorText(program, number);
+    what += join({": its interpreter ", jsonText(interpreter).value_or("")});
+    needed = std::move(interpreter);
+  }
+  return errorText(what, number);
+}
+
 bool holdsZero(const std::string& text) noexcept { return text.find('\0') != std::string::npos; }
 
 }  // namespace
@@ -115,7 +157,11 @@ std::optional<pid_t> spawnProcess(const Spawning& spawning, std::string& error) 
   if (!spawning.directory.empty()) {
     if (holdsZero(spawning.directory)) return failed(spawning.directory, ENOENT);
     directory = openDescriptor(spawning.directory.c_str(), O_PATH | O_DIRECTORY);
-    if (!directory.valid()) return failed(spawning.directory, errno);
+    // One that may not be entered can be opened so, but nothing be found in it.
+    struct stat status {};
+    if (!directory.valid() || ::fstatat(directory.get(), ".", &status, 0) != 0) {
+      return failed(spawning.directory, errno);
+    }
   }
   FileActions actions;
   if (directory.valid()) actions.changeDirectory(directory.get());
@@ -127,7 +173,9 @@ std::optional<pid_t> spawnProcess(const Spawning& spawning, std::string& error) 
   pid_t process = -1;
   const int result = ::posix_spawn(&process, program.c_str(), actions.get(), attributes.get(),
                                    pointersTo(command).data(), pointersTo(environment).data());
-  return result == 0 ? std::optional(process) : failed(program, result);
+  if (result == 0) return process;
+  error = refusalText(directory.valid() ? directory.get() : AT_FDCWD, program, result);
+  return std::nullopt;
 }
 
 }  // namespace brisvane::host::real

@@ -100,7 +100,8 @@ void DescribedLauncher::open(std::string_view url, const OpenConfiguration& /*co
   const auto path = pathOfFileUrl(url);
   const auto found = std::find_if(applications_.begin(), applications_.end(),
                                   [&path](const Application& application) { return application.path == path; });
-  std::vector<Event> events{{0, {}, {}, path ? errorText(*path, ENOENT) : join({url, ": is no file URL"})}};
+  std::vector<Event> events{
+      {0, {}, {}, path ? errorText(*path, ENOENT) : join({url.empty() ? "an empty URL" : url, ": is no file URL"})}};
   if (found != applications_.end()) events = found->events;
   const bool isStarted = workers_.start(
       [subscriptions = subscriptions_, events = std::move(events), completion](const std::stop_token& stop) {
