@@ -1,14 +1,18 @@
 #include "brisvane/host/simulated/fixture.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <thread>
 
 #include "brisvane/host/simulated/machine.h"
 #include "brisvane/host/terminal.h"
+#include "tests/support/own_process.h"
 
 namespace brisvane::host::simulated {
 namespace {
@@ -214,6 +218,17 @@ TEST(Machine, ThatIsMalformedIsRefusedWithThePlaceAndTheReason) {
   EXPECT_EQ(Machine::fromFile("/nowhere/bench.json", error), nullptr);
   EXPECT_EQ(error, "/nowhere/bench.json: No such file or directory");
   EXPECT_NE(Machine::fromJson(Machine::exampleDescription(), error), nullptr) << error;
+}
+
+TEST(Fixture, KeepsOffTheStandardStreamsOfAProgramThatClosedThem) {
+  testing::inProcessOfItsOwn([] {
+    for (const int stream : {0, 1, 2}) ::close(stream);
+    const auto simulated = fixture(R"({"greeting": ["ready\n"], "commands": [{"command": "a", "replies": ["b\n"]}]})");
+    Line line(simulated->node());
+    bool isRight = line.hear("ready\n") == "ready\n" && line.ask("a\n", "b\n") == "b\n";
+    for (const int stream : {0, 1, 2}) isRight &= ::fcntl(stream, F_GETFD) == -1;
+    std::_Exit(isRight ? 0 : 1);
+  });
 }
 
 }  // namespace

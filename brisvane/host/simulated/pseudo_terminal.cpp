@@ -9,17 +9,31 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
+#include <sstream>
+
+#include "brisvane/host/files.h"
 
 namespace brisvane::host::simulated {
+namespace {
+
+constexpr std::size_t kMostLocks = std::size_t{16} << 20U;  // bytes of the kernel's list
+
+}  // namespace
 
 void Handle::set(int descriptor) noexcept {
+  constexpr int kFirstOwn = 3;
   close();
   descriptor_ = descriptor;
+  if (descriptor < 0 || descriptor >= kFirstOwn) return;
+  descriptor_ = ::fcntl(descriptor, F_DUPFD_CLOEXEC, kFirstOwn);
+  const int error = errno;
+  ::close(descriptor);
+  errno = error;
 }
 
 void Handle::close() noexcept {
@@ -66,7 +80,8 @@ bool PseudoTerminal::isLocked() const {
   std::array<char, 64> id{};
   static_cast<void>(std::snprintf(id.data(), id.size(), " %02x:%02x:%ju ", major(status.st_dev), minor(status.st_dev),
                                   static_cast<std::uintmax_t>(status.st_ino)));
-  std::ifstream locks("/proc/locks");
+  Error failed;
+  std::istringstream locks(readFile("/proc/locks", kMostLocks, failed).value_or(""));
   for (std::string line; std::getline(locks, line);) {
     if (line.find(" FLOCK ") != std::string::npos && line.find(id.data()) != std::string::npos) return true;
   }

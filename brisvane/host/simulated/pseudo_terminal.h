@@ -13,12 +13,13 @@ namespace brisvane::host::simulated {
 class Handle {
  public:
   Handle() noexcept = default;
-  explicit Handle(int descriptor) noexcept : descriptor_(descriptor) {}
   Handle(const Handle&) = delete;
   Handle& operator=(const Handle&) = delete;
   ~Handle() { close(); }
 
   [[nodiscard]] int get() const noexcept { return descriptor_; }
+  // Takes a descriptor over. One of 0 to 2, as in a program that closed its standard streams, is moved up: nothing that
+  // the program prints may end up there. Without a place for it, there is none then, and errno says why.
   void set(int descriptor) noexcept;
   void close() noexcept;
 
