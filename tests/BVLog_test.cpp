@@ -11,12 +11,14 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <stop_token>
 #include <thread>
 
 #include "brisvane/logging/file_writers.h"
 #include "brisvane/logging/preferences_store.h"
+#include "tests/support/own_process.h"
 #include "tests/support/simulated_test.h"
 
 namespace brisvane {
@@ -338,6 +340,52 @@ TEST_F(BVLogTest, ProcessWideObjectsAreTheSameAtEveryCall) {
   EXPECT_EQ(&Diagnostics::diagDefaults(), &Diagnostics::diagDefaults());
   EXPECT_NE(Diagnostics::diagDefaults().suite(), PreferencesStore::standard().suite());
 }
+
+// Preferences that do something before they answer.
+class ActingPreferences final : public host::Preferences {
+ public:
+  explicit ActingPreferences(std::function<void()> act) : act_(std::move(act)) {}
+  std::optional<std::string> value(std::string_view /*suite*/, std::string_view /*key*/) const noexcept override {
+    act_();
+    return "5";
+  }
+
+ private:
+  const std::function<void()> act_;
+};
+
+std::shared_ptr<const host::Platform> platformThat(std::function<void()> act) {
+  const auto platform = std::make_shared<host::Platform>();
+  platform->setPreferences(std::make_shared<ActingPreferences>(std::move(act)));
+  return platform;
+}
+
+TEST(BVLog, FirstUseHoldsNobodyUpWhilePreferencesAreAsked) {
+  testing::inProcessOfItsOwn([] {
+    ::alarm(60);  // it would wait without end
+    std::atomic<bool> isFirst{true};
+    const host::ScopedPlatform installed(platformThat([&isFirst] {
+      if (!isFirst.exchange(false)) return;
+      std::thread([] { BVLog::Default::info("of another thread"); }).join();
+      const pid_t child = ::fork();
+      if (child == 0) ::_exit(BVLog::defaultLog()->verbosityLevel() == 5 ? 0 : 1);
+      int status = -1;
+      ::waitpid(child, &status, 0);
+      EXPECT_EQ(status, 0);
+    }));
+    const auto log = BVLog::defaultLog();
+    EXPECT_EQ(log, BVLog::defaultLog());
+    EXPECT_EQ(log->verbosityLevel(), 5);
+  });
+}
+
+#ifndef NDEBUG
+TEST(BVLogDeathTest, PreferencesThatLogStopADebugBuild) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const host::ScopedPlatform installed(platformThat([] { BVLog::Default::info("asked"); }));
+  EXPECT_DEATH(BVLog::Default::info("first"), "preferences log");
+}
+#endif
 
 // Runs `body` in `processes` children of 8 threads each, and `meanwhile` in a thread of
 // this process, which is forked while it has no other (as a thread sanitizer wants it).

@@ -18,6 +18,7 @@
 #include "brisvane/host/node_registry.h"
 #include "brisvane/host/platform.h"
 #include "brisvane/host/simulated/machine.h"
+#include "brisvane/platform/BVNvram.h"
 #include "brisvane/platform/companion_chip.h"
 #include "brisvane/platform/profile_sources.h"
 #include "tests/support/linux_machine.h"
@@ -386,6 +387,35 @@ TEST(BVSystemInfo, SharedIsOneForAllThreadsAndGatheredOnce) {
     EXPECT_EQ(identity->gatherings, 2);
   });
 }
+
+#ifndef NDEBUG
+// Comes back to what asks it.
+class ReturningIdentity final : public host::IdentityService {
+ public:
+  explicit ReturningIdentity(std::function<void()> act) : act_(std::move(act)) {}
+  std::optional<Object> answer(std::string_view /*key*/) const noexcept override {
+    act_();
+    return std::nullopt;
+  }
+
+ private:
+  const std::function<void()> act_;
+};
+
+TEST(BVSystemInfoDeathTest, ServiceThatComesBackToTheFirstGatheringStopsADebugBuild) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const std::function<void()> acts[] = {[] { static_cast<void>(BVNvram::dataFromVariable("x", true, false, nullptr)); },
+                                        [] {
+                                          if (::fork() == 0) ::_exit(0);
+                                        }};
+  for (const auto& act : acts) {
+    const auto platform = std::make_shared<host::Platform>();
+    platform->setIdentityService(std::make_shared<ReturningIdentity>(act));
+    const host::ScopedPlatform installed(platform);
+    EXPECT_DEATH(static_cast<void>(BVSystemInfo::shared()), "service comes back");
+  }
+}
+#endif
 
 TEST_F(BVSystemInfoTest, OsVersionIsReadAndSetWhole) {
   const std::jthread writer([this](const std::stop_token& stop) {

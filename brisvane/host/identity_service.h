@@ -11,9 +11,12 @@
 
 namespace brisvane::host {
 
-// REQUIRES of an implementation, as of every service that a profile is gathered from: it
-// neither asks for BVSystemInfo::shared() nor forks.
 // An operation that is not overridden answers "nothing".
+//
+// REQUIRES of an implementation, as of every service that a profile is gathered from (registry, identity service and
+// system version): it neither asks for BVSystemInfo::shared(), as a guarded read of a firmware variable does, nor
+// forks, nor waits for a thread that does. The shared profile is being built then, once only, and would be waited for
+// without end; a debug build stops there.
 class BRISVANE_EXPORT IdentityService {
  public:
   static constexpr std::string_view kSigningFuse = "SigningFuse";                    // a boolean

@@ -10,8 +10,10 @@
 
 namespace brisvane::host {
 
-// REQUIRES of an implementation: it does not log through BVLog, which is what asks it.
 // An operation that is not overridden answers "nothing".
+//
+// REQUIRES of an implementation: it does not log through BVLog, whose default logger is built with what it answers. A
+// debug build stops where it does; a release build runs out of stack.
 class BRISVANE_EXPORT Preferences {
  public:
   Preferences() = default;

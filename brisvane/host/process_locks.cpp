@@ -2,6 +2,8 @@
 
 #include <pthread.h>
 
+#include <cassert>
+
 namespace brisvane::host {
 namespace {
 
@@ -9,7 +11,6 @@ constinit ProcessLocks locks;
 
 void takeAll() {
   locks.systemInfo.lock();
-  locks.defaultLogger.lock();
   locks.loggers.lock();
   locks.platform.lock();
   locks.registries.lock();
@@ -29,14 +30,30 @@ void releaseAll() {
   locks.registries.unlock();
   locks.platform.unlock();
   locks.loggers.unlock();
-  locks.defaultLogger.unlock();
   locks.systemInfo.unlock();
 }
 
 // When the library is loaded: later, a fork could come in the middle of it.
 __attribute__((constructor)) void holdAcrossForks() { pthread_atfork(takeAll, releaseAll, releaseAll); }
 
+#ifndef NDEBUG
+constinit thread_local bool holdsServiceMutex = false;
+#endif
+
 }  // namespace
+
+#ifndef NDEBUG
+void ServiceMutex::lock() {
+  assert(!holdsServiceMutex && "a service comes back to what asks it, or forks");
+  mutex_.lock();
+  holdsServiceMutex = true;
+}
+
+void ServiceMutex::unlock() {
+  holdsServiceMutex = false;
+  mutex_.unlock();
+}
+#endif
 
 ProcessLocks& processLocks() noexcept { return locks; }
 

@@ -11,18 +11,32 @@
 
 namespace brisvane::host {
 
+#ifdef NDEBUG
+using ServiceMutex = std::mutex;
+#else
+// Held while services of the platform are called, which a tool may bring. One that takes it again in the same thread,
+// as a fork does, too, would wait for itself without end: a debug build stops there.
+class ServiceMutex {
+ public:
+  void lock();
+  void unlock();
+
+ private:
+  std::mutex mutex_;
+};
+#endif
+
 // In the order in which one may be taken while another is held.
 struct ProcessLocks {
-  std::mutex systemInfo;     // the building of the shared profile, which asks the platform
-  std::mutex defaultLogger;  // the building of the first default logger
-  std::mutex loggers;        // what all loggers share; never held during I/O
-  std::mutex platform;       // which platform is in force
-  std::mutex registries;     // the open nodes of every registry
-  std::mutex osVersion;      // the OS version of every profile
-  std::mutex cryptography;   // the loading of the cryptography library
-  std::mutex timeZone;       // around tzset and localtime_r
-  std::mutex cutLines;       // the files in which a line was cut short
-  std::mutex logSocket;      // which socket the entries of the system log are sent from
+  ServiceMutex systemInfo;  // the building of the shared profile, which asks the platform
+  std::mutex loggers;       // what all loggers share; never held during I/O
+  std::mutex platform;      // which platform is in force
+  std::mutex registries;    // the open nodes of every registry
+  std::mutex osVersion;     // the OS version of every profile
+  std::mutex cryptography;  // the loading of the cryptography library
+  std::mutex timeZone;      // around tzset and localtime_r
+  std::mutex cutLines;      // the files in which a line was cut short
+  std::mutex logSocket;     // which socket the entries of the system log are sent from
 };
 
 ProcessLocks& processLocks() noexcept;

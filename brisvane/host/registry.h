@@ -20,6 +20,8 @@ using NodeHandle = std::uint32_t;
 // The nodes that the library reads are the root and those named here. Every operation on
 // a handle that is 0, released or of another registry answers "nothing".
 // An operation that is not overridden answers "nothing".
+//
+// REQUIRES of an implementation what host::IdentityService does: a profile is gathered from it.
 class BRISVANE_EXPORT Registry {
  public:
   static constexpr std::string_view kChosenPath = "HwDeviceTree:/chosen";

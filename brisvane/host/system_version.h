@@ -21,6 +21,7 @@ struct OsVersion {
 };
 
 // An operation that is not overridden answers "nothing".
+// REQUIRES of an implementation what host::IdentityService does: a profile is gathered from it.
 class BRISVANE_EXPORT SystemVersion {
  public:
   // The entries of the system version file that the library reads, both texts.

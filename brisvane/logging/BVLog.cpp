@@ -1,6 +1,7 @@
 #include "brisvane/logging/BVLog.h"
 
 #include <array>
+#include <cassert>
 #include <cstdio>
 #include <mutex>
 #include <new>
@@ -80,6 +81,21 @@ void unlessOutOfMemory(const Operation& operation) noexcept {
 std::shared_ptr<BVLog> currentDefault() {
   const std::scoped_lock lock(host::processLocks().loggers);
   return logState().defaultLog;
+}
+
+// The verbosity that the preferences of the platform say. REQUIRES that they do not log: what that takes is being made.
+std::int64_t firstVerbosity() {
+  const PreferencesStore& store = PreferencesStore::standard();
+#ifndef NDEBUG
+  static constinit thread_local bool isAsking = false;
+  assert(!isAsking && "the preferences log, which takes what they are asked for");
+  isAsking = true;
+#endif
+  const std::int64_t verbosity = store.integer(kVerbosityKey);
+#ifndef NDEBUG
+  isAsking = false;
+#endif
+  return verbosity;
 }
 
 }  // namespace
@@ -189,11 +205,14 @@ void BVLog::appendLineToLogFile(const host::Platform& platform, std::string_view
 
 std::shared_ptr<BVLog> BVLog::defaultLog() {
   if (auto current = currentDefault()) return current;
-  const std::scoped_lock build(host::processLocks().defaultLogger);
-  if (auto current = currentDefault()) return current;
-  auto initial = std::make_shared<BVLog>(SystemLogHandle::waylineLog(), nullptr, std::nullopt);
+  // Asked for ahead of the lock, perhaps by several threads: preferences that a tool brings may take their time or
+  // fork.
+  const std::int64_t verbosity = firstVerbosity();
+  const SystemLogHandle& channel = SystemLogHandle::waylineLog();
   const std::scoped_lock lock(host::processLocks().loggers);
-  return logState().defaultLog = std::move(initial);
+  std::shared_ptr<BVLog>& log = logState().defaultLog;
+  if (log == nullptr) log = std::make_shared<BVLog>(channel, nullptr, verbosity);
+  return log;
 }
 
 void BVLog::setDefault(std::shared_ptr<BVLog> log) noexcept {

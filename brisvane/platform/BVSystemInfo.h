@@ -33,7 +33,8 @@ class BRISVANE_EXPORT BVSystemInfo final {
   // The one instance of the process, gathered on first use and not again unless
   // setPlatformInfo() is called. It is never destroyed. Blocks while the files of the
   // machine are read, and while another thread is the first. REQUIRES that no service of
-  // the platform in force calls it in turn, or forks. The first use may throw std::bad_alloc.
+  // the platform in force calls it in turn, or forks: a debug build stops there, see
+  // host::IdentityService. The first use may throw std::bad_alloc.
   [[nodiscard]] static BVSystemInfo& shared();
 
   // An instance of the caller's own, gathered now.
