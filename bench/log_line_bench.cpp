@@ -2,7 +2,7 @@
 // standard libraries of C and C++ do the same. The ratio is what matters.
 #include <benchmark/benchmark.h>
 #include <brisvane/all.h>
-#include <brisvane/host/files.h>
+#include <brisvane/host/files/files.h>
 #include <brisvane/host/platform.h>
 
 #include <cstdio>

@@ -1,7 +1,7 @@
 // The search of a growing reply for a pattern that is not there yet, beside std::regex.
 // The ratio is what matters.
 #include <benchmark/benchmark.h>
-#include <brisvane/host/pattern.h>
+#include <brisvane/host/formats/pattern.h>
 
 #include <regex>
 #include <string>

@@ -1,6 +1,6 @@
 // Everything a diagnostic tool calls. A tool that brings a platform of its own also
 // includes <brisvane/host/platform.h>; one that uses the simulated machine,
-// <brisvane/host/simulated/machine.h>.
+// <brisvane/host/simulated/simulated_machine.h>.
 #pragma once
 
 #include "brisvane/logging/BVLog.h"

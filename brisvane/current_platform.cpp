@@ -4,10 +4,10 @@
 #include <new>
 #include <utility>
 
-#include "brisvane/host/linux/platform.h"
+#include "brisvane/host/linux_platform.h"
 #include "brisvane/host/platform.h"
-#include "brisvane/host/process_locks.h"
 #include "brisvane/types/never_destroyed.h"
+#include "brisvane/types/process_locks.h"
 
 namespace brisvane::host {
 namespace {

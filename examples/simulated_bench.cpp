@@ -1,6 +1,6 @@
 // The same conversation without hardware: on a machine described by a JSON text.
 #include <brisvane/all.h>
-#include <brisvane/host/simulated/machine.h>
+#include <brisvane/host/simulated/simulated_machine.h>
 
 #include <cstdio>
 #include <string>

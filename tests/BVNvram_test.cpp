@@ -8,10 +8,10 @@
 #include <tuple>
 #include <utility>
 
-#include "brisvane/host/json.h"
-#include "brisvane/host/node_registry.h"
+#include "brisvane/host/formats/json.h"
+#include "brisvane/host/machine/node_registry.h"
 #include "brisvane/host/platform.h"
-#include "brisvane/host/simulated/machine.h"
+#include "brisvane/host/simulated/simulated_machine.h"
 #include "brisvane/platform/BVSystemInfo.h"
 #include "tests/support/own_process.h"
 

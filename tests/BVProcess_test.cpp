@@ -7,8 +7,8 @@
 #include <span>
 #include <thread>
 
-#include "brisvane/host/file_url.h"
-#include "brisvane/host/launch_service.h"
+#include "brisvane/host/formats/file_url.h"
+#include "brisvane/host/launching/launch_service.h"
 #include "tests/support/simulated_test.h"
 
 namespace brisvane {

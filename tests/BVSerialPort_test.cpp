@@ -16,8 +16,8 @@
 #include <thread>
 #include <vector>
 
-#include "brisvane/host/linux/termios2.h"
-#include "brisvane/host/terminal.h"
+#include "brisvane/host/terminal/terminal.h"
+#include "brisvane/host/terminal/termios2.h"
 #include "tests/support/open_port.h"
 
 namespace brisvane {

@@ -15,9 +15,9 @@
 #include <thread>
 #include <tuple>
 
-#include "brisvane/host/node_registry.h"
+#include "brisvane/host/machine/node_registry.h"
 #include "brisvane/host/platform.h"
-#include "brisvane/host/simulated/machine.h"
+#include "brisvane/host/simulated/simulated_machine.h"
 #include "brisvane/platform/BVNvram.h"
 #include "brisvane/platform/companion_chip.h"
 #include "brisvane/platform/profile_sources.h"

@@ -15,7 +15,7 @@
 #include <sstream>
 #include <thread>
 
-#include "brisvane/host/files.h"
+#include "brisvane/host/files/files.h"
 #include "brisvane/logging/BVLog.h"
 #include "tests/support/simulated_test.h"
 

@@ -1,6 +1,6 @@
 // The shared libraries as a program sees them: this test links them and no object.
 #include <brisvane/all.h>
-#include <brisvane/host/simulated/machine.h>
+#include <brisvane/host/simulated/simulated_machine.h>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 

@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "brisvane/host/cipher.h"
+#include "brisvane/host/crypto/cipher.h"
 #include "brisvane/support/security.h"
 #include "brisvane/types/hex.h"
 #include "tests/support/own_process.h"

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <thread>
 
-#include "brisvane/host/command.h"
+#include "brisvane/host/launching/command.h"
 #include "brisvane/support/Brisvane.h"
 #include "brisvane/types/data.h"
 #include "tests/support/own_process.h"

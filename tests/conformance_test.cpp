@@ -12,7 +12,7 @@
 #include <set>
 
 #include "brisvane/host/platform.h"
-#include "brisvane/host/simulated/machine.h"
+#include "brisvane/host/simulated/simulated_machine.h"
 #include "tests/support/linux_machine.h"
 
 namespace brisvane::host {

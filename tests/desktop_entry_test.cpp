@@ -1,4 +1,4 @@
-#include "brisvane/host/linux/desktop_entry.h"
+#include "brisvane/host/launching/desktop_entry.h"
 
 #include <gmock/gmock.h>
 

@@ -8,8 +8,8 @@
 
 #include <thread>
 
-#include "brisvane/host/files.h"
-#include "brisvane/host/property_list.h"
+#include "brisvane/host/files/files.h"
+#include "brisvane/host/formats/property_list.h"
 #include "brisvane/support/Brisvane.h"
 #include "tests/support/simulated_test.h"
 

@@ -1,4 +1,4 @@
-#include "brisvane/host/files.h"
+#include "brisvane/host/files/files.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>

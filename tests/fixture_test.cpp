@@ -1,4 +1,4 @@
-#include "brisvane/host/simulated/fixture.h"
+#include "brisvane/host/simulated/simulated_fixture.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -10,8 +10,8 @@
 #include <cstdlib>
 #include <thread>
 
-#include "brisvane/host/simulated/machine.h"
-#include "brisvane/host/terminal.h"
+#include "brisvane/host/simulated/simulated_machine.h"
+#include "brisvane/host/terminal/terminal.h"
 #include "tests/support/own_process.h"
 
 namespace brisvane::host::simulated {

@@ -1,4 +1,4 @@
-#include "brisvane/host/json.h"
+#include "brisvane/host/formats/json.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "brisvane/host/launch_service.h"
+#include "brisvane/host/launching/launch_service.h"
 
 #include <gmock/gmock.h>
 #include <signal.h>
@@ -14,7 +14,7 @@
 #include <cstdlib>
 #include <thread>
 
-#include "brisvane/host/linux/launch_service.h"
+#include "brisvane/host/launching/application_launcher.h"
 #include "brisvane/host/platform.h"
 #include "brisvane/logging/BVLog.h"
 #include "brisvane/process/BVProcess.h"

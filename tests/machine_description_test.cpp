@@ -1,11 +1,11 @@
-#include "brisvane/host/machine_description.h"
+#include "brisvane/host/machine/machine_description.h"
 
 #include <gmock/gmock.h>
 
 #include <cerrno>
 
-#include "brisvane/host/identity_service.h"
-#include "brisvane/host/simulated/machine.h"
+#include "brisvane/host/machine/identity_service.h"
+#include "brisvane/host/simulated/simulated_machine.h"
 #include "tests/support/linux_machine.h"
 
 namespace brisvane::host {

@@ -1,4 +1,4 @@
-#include "brisvane/host/network_interfaces.h"
+#include "brisvane/host/network/network_interfaces.h"
 
 #include <gmock/gmock.h>
 #include <sched.h>
@@ -9,8 +9,8 @@
 #include <cstdio>
 #include <functional>
 
-#include "brisvane/host/linux/network_interfaces.h"
-#include "brisvane/host/simulated/machine.h"
+#include "brisvane/host/network/link_interfaces.h"
+#include "brisvane/host/simulated/simulated_machine.h"
 #include "brisvane/support/Brisvane.h"
 #include "tests/support/linux_machine.h"
 

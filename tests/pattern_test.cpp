@@ -1,4 +1,4 @@
-#include "brisvane/host/pattern.h"
+#include "brisvane/host/formats/pattern.h"
 
 #include <gmock/gmock.h>
 
@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "brisvane/host/pcre.h"
+#include "brisvane/host/formats/pcre.h"
 
 namespace brisvane::host {
 namespace {

@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <thread>
 
-#include "brisvane/host/linux/platform.h"
-#include "brisvane/host/simulated/machine.h"
-#include "brisvane/host/terminal.h"
+#include "brisvane/host/linux_platform.h"
+#include "brisvane/host/simulated/simulated_machine.h"
+#include "brisvane/host/terminal/terminal.h"
 #include "tests/support/temporary_folder.h"
 
 namespace brisvane::host {

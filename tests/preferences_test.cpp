@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <limits>
 
-#include "brisvane/host/linux/platform.h"
+#include "brisvane/host/linux_platform.h"
 #include "brisvane/logging/preferences_store.h"
 #include "tests/support/temporary_folder.h"
 

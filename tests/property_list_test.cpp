@@ -1,4 +1,4 @@
-#include "brisvane/host/property_list.h"
+#include "brisvane/host/formats/property_list.h"
 
 #include <gmock/gmock.h>
 
@@ -7,7 +7,7 @@
 #include <limits>
 #include <string>
 
-#include "brisvane/host/command.h"
+#include "brisvane/host/launching/command.h"
 #include "brisvane/types/hex.h"
 #include "tests/support/strict_property_list.h"
 #include "tests/support/temporary_folder.h"

@@ -1,10 +1,10 @@
-#include "brisvane/host/registry.h"
+#include "brisvane/host/machine/registry.h"
 
 #include <gmock/gmock.h>
 
 #include <cerrno>
 
-#include "brisvane/host/described_node.h"
+#include "brisvane/host/machine/described_node.h"
 #include "tests/support/linux_machine.h"
 
 namespace brisvane::host {

@@ -10,8 +10,8 @@
 #include <numeric>
 #include <set>
 
-#include "brisvane/host/crc32.h"
-#include "brisvane/host/digest.h"
+#include "brisvane/host/crypto/crc32.h"
+#include "brisvane/host/crypto/digest.h"
 #include "brisvane/types/base64.h"
 #include "brisvane/types/hex.h"
 #include "tests/support/own_process.h"

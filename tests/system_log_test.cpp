@@ -1,4 +1,4 @@
-#include "brisvane/host/linux/system_log.h"
+#include "brisvane/host/records/journal_log.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>

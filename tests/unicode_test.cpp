@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "brisvane/host/characters.h"
+#include "brisvane/host/formats/characters.h"
 
 namespace brisvane {
 namespace {

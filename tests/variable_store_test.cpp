@@ -1,4 +1,4 @@
-#include "brisvane/host/variable_store.h"
+#include "brisvane/host/machine/variable_store.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -11,7 +11,7 @@
 #include <csignal>
 #include <thread>
 
-#include "brisvane/host/simulated/machine.h"
+#include "brisvane/host/simulated/simulated_machine.h"
 #include "tests/support/linux_machine.h"
 
 namespace brisvane::host {

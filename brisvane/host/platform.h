@@ -7,14 +7,14 @@
 #include <memory>
 
 #include "brisvane/host/clock.h"
-#include "brisvane/host/device_nodes.h"
-#include "brisvane/host/identity_service.h"
-#include "brisvane/host/launch_service.h"
-#include "brisvane/host/network_interfaces.h"
-#include "brisvane/host/preferences.h"
-#include "brisvane/host/registry.h"
-#include "brisvane/host/system_log.h"
-#include "brisvane/host/system_version.h"
+#include "brisvane/host/launching/launch_service.h"
+#include "brisvane/host/machine/identity_service.h"
+#include "brisvane/host/machine/registry.h"
+#include "brisvane/host/machine/system_version.h"
+#include "brisvane/host/network/network_interfaces.h"
+#include "brisvane/host/records/preferences.h"
+#include "brisvane/host/records/system_log.h"
+#include "brisvane/host/terminal/device_nodes.h"
 #include "brisvane/types/export.h"
 
 namespace brisvane::host {

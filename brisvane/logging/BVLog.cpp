@@ -7,14 +7,14 @@
 #include <new>
 #include <utility>
 
-#include "brisvane/host/characters.h"
-#include "brisvane/host/files.h"
+#include "brisvane/host/files/files.h"
+#include "brisvane/host/formats/characters.h"
 #include "brisvane/host/platform.h"
-#include "brisvane/host/process_locks.h"
 #include "brisvane/logging/log_state.h"
 #include "brisvane/logging/log_timestamp.h"
 #include "brisvane/logging/preferences_store.h"
 #include "brisvane/types/join.h"
+#include "brisvane/types/process_locks.h"
 #include "brisvane/types/unicode.h"
 
 namespace brisvane {

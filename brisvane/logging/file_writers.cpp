@@ -2,8 +2,8 @@
 
 #include <new>
 
-#include "brisvane/host/files.h"
-#include "brisvane/host/property_list.h"
+#include "brisvane/host/files/files.h"
+#include "brisvane/host/formats/property_list.h"
 #include "brisvane/logging/BVLog.h"
 #include "brisvane/support/Brisvane.h"
 #include "brisvane/types/join.h"

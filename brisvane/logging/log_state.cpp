@@ -1,6 +1,6 @@
 #include "brisvane/logging/log_state.h"
 
-#include "brisvane/host/characters.h"
+#include "brisvane/host/formats/characters.h"
 #include "brisvane/types/never_destroyed.h"
 
 namespace brisvane {

@@ -8,8 +8,8 @@
 #include <mutex>
 #include <optional>
 
-#include "brisvane/host/process_locks.h"
 #include "brisvane/types/join.h"
+#include "brisvane/types/process_locks.h"
 
 namespace brisvane {
 namespace {

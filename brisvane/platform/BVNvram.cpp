@@ -3,9 +3,9 @@
 #include <cerrno>
 #include <new>
 
-#include "brisvane/host/json.h"
+#include "brisvane/host/formats/json.h"
+#include "brisvane/host/machine/variable_store.h"
 #include "brisvane/host/platform.h"
-#include "brisvane/host/variable_store.h"
 #include "brisvane/platform/BVSystemInfo.h"
 #include "brisvane/types/join.h"
 #include "brisvane/types/unicode.h"

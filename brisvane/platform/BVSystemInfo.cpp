@@ -5,11 +5,11 @@
 #include <new>
 #include <string_view>
 
-#include "brisvane/host/files.h"
+#include "brisvane/host/files/files.h"
 #include "brisvane/host/platform.h"
-#include "brisvane/host/process_locks.h"
 #include "brisvane/platform/registry_decoders.h"
 #include "brisvane/support/Brisvane.h"
+#include "brisvane/types/process_locks.h"
 #include "brisvane/types/unicode.h"
 
 namespace brisvane {

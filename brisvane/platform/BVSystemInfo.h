@@ -11,8 +11,8 @@
 #include <optional>
 #include <string>
 
-#include "brisvane/host/registry.h"
-#include "brisvane/host/system_version.h"
+#include "brisvane/host/machine/registry.h"
+#include "brisvane/host/machine/system_version.h"
 #include "brisvane/types/export.h"
 #include "brisvane/types/object.h"
 #include "brisvane/types/text.h"

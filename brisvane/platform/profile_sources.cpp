@@ -1,7 +1,7 @@
 #include "brisvane/platform/profile_sources.h"
 
-#include "brisvane/host/identity_service.h"
-#include "brisvane/host/system_version.h"
+#include "brisvane/host/machine/identity_service.h"
+#include "brisvane/host/machine/system_version.h"
 
 namespace brisvane {
 namespace {

@@ -7,7 +7,7 @@
 #include <span>
 #include <string_view>
 
-#include "brisvane/host/registry.h"
+#include "brisvane/host/machine/registry.h"
 #include "brisvane/types/export.h"
 
 namespace brisvane {

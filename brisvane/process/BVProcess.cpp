@@ -8,9 +8,9 @@
 #include <new>
 #include <optional>
 
-#include "brisvane/host/file_url.h"
-#include "brisvane/host/json.h"
-#include "brisvane/host/launch_service.h"
+#include "brisvane/host/formats/file_url.h"
+#include "brisvane/host/formats/json.h"
+#include "brisvane/host/launching/launch_service.h"
 #include "brisvane/host/platform.h"
 #include "brisvane/logging/BVLog.h"
 #include "brisvane/process/wait_object.h"

@@ -7,7 +7,7 @@
 #include <mutex>
 #include <utility>
 
-#include "brisvane/host/terminal.h"
+#include "brisvane/host/terminal/terminal.h"
 #include "brisvane/serial/BVSerialPort.h"
 
 namespace brisvane {

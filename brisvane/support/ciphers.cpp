@@ -2,8 +2,8 @@
 #include <exception>
 #include <utility>
 
-#include "brisvane/host/cipher.h"
-#include "brisvane/host/secret.h"
+#include "brisvane/host/crypto/cipher.h"
+#include "brisvane/host/crypto/secret.h"
 #include "brisvane/support/security.h"
 
 namespace brisvane {

@@ -2,9 +2,9 @@
 
 #include <exception>
 
-#include "brisvane/host/crc32.h"
-#include "brisvane/host/digest.h"
-#include "brisvane/host/random.h"
+#include "brisvane/host/crypto/crc32.h"
+#include "brisvane/host/crypto/digest.h"
+#include "brisvane/host/crypto/random.h"
 #include "brisvane/types/base64.h"
 #include "brisvane/types/hex.h"
 

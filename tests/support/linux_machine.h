@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "brisvane/host/linux/platform.h"
+#include "brisvane/host/linux_platform.h"
 #include "tests/support/temporary_folder.h"
 
 namespace brisvane::testing {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "brisvane/host/platform.h"
-#include "brisvane/host/simulated/machine.h"
+#include "brisvane/host/simulated/simulated_machine.h"
 #include "brisvane/logging/BVLog.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/test_clock.h"

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include <brisvane/host/files.h>
+#include <brisvane/host/files/files.h>
 #include <brisvane/types/data.h>
 #include <CLI/CLI.hpp>
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include <brisvane/all.h>
-#include <brisvane/host/crc32.h>
-#include <brisvane/host/digest.h>
+#include <brisvane/host/crypto/crc32.h>
+#include <brisvane/host/crypto/digest.h>
 
 #include "byte_streams.h"
 #include "commands.h"

@@ -9,7 +9,7 @@
 #include <memory>
 
 #include <brisvane/all.h>
-#include <brisvane/host/files.h>
+#include <brisvane/host/files/files.h>
 #include <brisvane/host/platform.h>
 
 #include "commands.h"

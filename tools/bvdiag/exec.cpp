@@ -12,8 +12,8 @@
 #include <vector>
 
 #include <brisvane/all.h>
-#include <brisvane/host/command.h>
-#include <brisvane/host/error.h>
+#include <brisvane/host/launching/command.h>
+#include <brisvane/types/error.h>
 
 #include "commands.h"
 #include "interrupt.h"

@@ -11,9 +11,9 @@
 #include <optional>
 
 #include <brisvane/all.h>
-#include <brisvane/host/error.h>
-#include <brisvane/host/files.h>
-#include <brisvane/host/simulated/fixture.h>
+#include <brisvane/host/files/files.h>
+#include <brisvane/host/simulated/simulated_fixture.h>
+#include <brisvane/types/error.h>
 
 #include "commands.h"
 #include "interrupt.h"

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include <brisvane/all.h>
-#include <brisvane/host/file_url.h>
+#include <brisvane/host/formats/file_url.h>
 
 #include "commands.h"
 #include "interrupt.h"

@@ -1,12 +1,12 @@
 // `bvdiag machine record`: this machine, as a description that can be replayed at a desk.
 #include <memory>
 
-#include <brisvane/host/error.h>
-#include <brisvane/host/files.h>
+#include <brisvane/host/files/files.h>
+#include <brisvane/types/error.h>
 
 #include "commands.h"
 #include "recording.h"
-#include "registry.h"
+#include "registry_command.h"
 
 namespace bvdiag {
 namespace {

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include <brisvane/all.h>
-#include <brisvane/host/terminal.h>
+#include <brisvane/host/terminal/terminal.h>
 
 #include "commands.h"
 #include "interrupt.h"

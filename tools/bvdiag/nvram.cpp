@@ -3,10 +3,10 @@
 #include <memory>
 
 #include <brisvane/all.h>
-#include <brisvane/host/error.h>
-#include <brisvane/host/json.h>
+#include <brisvane/host/formats/json.h>
+#include <brisvane/host/machine/variable_store.h>
 #include <brisvane/host/platform.h>
-#include <brisvane/host/variable_store.h>
+#include <brisvane/types/error.h>
 
 #include "commands.h"
 #include "confirmation.h"

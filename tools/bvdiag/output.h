@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include <brisvane/host/json.h>
+#include <brisvane/host/formats/json.h>
 #include <brisvane/types/data.h>
 #include <brisvane/types/object.h>
 

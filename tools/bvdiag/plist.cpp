@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include <brisvane/all.h>
-#include <brisvane/host/json.h>
+#include <brisvane/host/formats/json.h>
 
 #include "byte_streams.h"
 #include "commands.h"

@@ -4,9 +4,9 @@
 #include <cerrno>
 #include <limits>
 
-#include <brisvane/host/error.h>
 #include <brisvane/host/platform.h>
-#include <brisvane/host/terminal.h>
+#include <brisvane/host/terminal/terminal.h>
+#include <brisvane/types/error.h>
 
 #include "interrupt.h"
 

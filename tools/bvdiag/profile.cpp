@@ -6,12 +6,12 @@
 #include <vector>
 
 #include <brisvane/all.h>
-#include <brisvane/host/identity_service.h>
+#include <brisvane/host/machine/identity_service.h>
+#include <brisvane/host/machine/system_version.h>
 #include <brisvane/host/platform.h>
-#include <brisvane/host/system_version.h>
 
 #include "commands.h"
-#include "registry.h"
+#include "registry_command.h"
 
 namespace bvdiag {
 namespace {

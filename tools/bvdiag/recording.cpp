@@ -5,14 +5,14 @@
 #include <vector>
 
 #include <brisvane/all.h>
-#include <brisvane/host/identity_service.h>
-#include <brisvane/host/machine_description.h>
-#include <brisvane/host/network_interfaces.h>
+#include <brisvane/host/machine/identity_service.h>
+#include <brisvane/host/machine/machine_description.h>
+#include <brisvane/host/machine/system_version.h>
+#include <brisvane/host/network/network_interfaces.h>
 #include <brisvane/host/platform.h>
-#include <brisvane/host/system_version.h>
 
 #include "mask.h"
-#include "registry.h"
+#include "registry_command.h"
 
 namespace bvdiag {
 namespace {

@@ -5,7 +5,7 @@
 #include <optional>
 
 #include <brisvane/all.h>
-#include <brisvane/host/pattern.h>
+#include <brisvane/host/formats/pattern.h>
 
 #include "commands.h"
 #include "interrupt.h"

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include <brisvane/all.h>
-#include <brisvane/host/files.h>
+#include <brisvane/host/files/files.h>
 
 #include "interrupt.h"
 

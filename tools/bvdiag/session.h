@@ -6,7 +6,7 @@
 #include <string>
 
 #include <brisvane/host/platform.h>
-#include <brisvane/host/simulated/machine.h>
+#include <brisvane/host/simulated/simulated_machine.h>
 
 #include "output.h"
 

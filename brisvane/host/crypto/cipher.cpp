@@ -1,0 +1,131 @@
+#include "brisvane/host/crypto/cipher.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+#include "brisvane/host/crypto/openssl.h"
+
+namespace brisvane::host {
+namespace {
+
+constexpr std::uint32_t kKnownOptions = CipherOption::kPkcs7Padding | CipherOption::kEcbMode;
+constexpr std::size_t kLongestKey = 512;
+
+constexpr std::size_t kNoBlocks = 1;  // a stream's "block"
+constexpr std::size_t kSmallBlock = 8;
+constexpr std::size_t kAesBlock = 16;
+static_assert(Cipher::kLargestBlock == kAesBlock);
+
+// What an algorithm's number and a key's length stand for.
+struct Choice {
+  std::size_t blockSize = 0;  // 0: the algorithm is unknown
+  bool takesKey = false;
+  const openssl::Modes* modes = nullptr;
+};
+
+Choice choose(std::uint32_t algorithm, std::size_t keySize, const openssl::Algorithms& from) noexcept {
+  switch (algorithm) {
+    case CipherAlgorithm::kAes:
+      if (keySize == 16) return {kAesBlock, true, &from.aes[0]};
+      if (keySize == 24) return {kAesBlock, true, &from.aes[1]};
+      return {kAesBlock, keySize == 32, &from.aes[2]};
+    case CipherAlgorithm::kDes:
+      return {kSmallBlock, keySize == 8, &from.des};
+    case CipherAlgorithm::kTripleDes:
+      return {kSmallBlock, keySize == 24, &from.tripleDes};
+    case CipherAlgorithm::kCast128:
+      return {kSmallBlock, keySize >= 5 && keySize <= 16, &from.cast128};
+    case CipherAlgorithm::kRc4:
+      // OpenSSL would read past the end of an empty key.
+      return {kNoBlocks, keySize >= 1 && keySize <= kLongestKey, &from.rc4};
+    default:
+      return {};
+  }
+}
+
+}  // namespace
+
+struct Cipher::Context {
+  openssl::CipherContext openssl;
+  Direction direction;
+  std::size_t blockSize;
+  bool isPadded;
+  std::uint64_t taken = 0;  // bytes of input
+};
+
+Cipher::Cipher(std::unique_ptr<Context> context) noexcept : context_(std::move(context)) {}
+Cipher::~Cipher() = default;
+
+std::unique_ptr<Cipher> Cipher::create(Direction direction, std::uint32_t algorithm, std::uint32_t options,
+                                       ByteView key, ByteView vector, std::int32_t& status) noexcept try {
+  const auto fail = [&status](std::int32_t cause) {
+    status = cause;
+    return nullptr;
+  };
+  const openssl::Algorithms* const algorithms = openssl::algorithms();
+  if (algorithms == nullptr) return fail(CipherStatus::kNoMemory);
+  const Choice choice = choose(algorithm, key.size(), *algorithms);
+  if (choice.blockSize == 0) return fail(CipherStatus::kUnknownAlgorithm);
+  const bool isStream = choice.blockSize == kNoBlocks;
+  if (!isStream && (options & ~kKnownOptions) != 0) return fail(CipherStatus::kUnsuitableOptions);
+  if (!choice.takesKey) return fail(CipherStatus::kUnsuitableKey);
+  const EVP_CIPHER* const cipher =
+      (options & CipherOption::kEcbMode) != 0 ? choice.modes->ecb.get() : choice.modes->cbc.get();
+  if (cipher == nullptr) return fail(CipherStatus::kLibraryMissing);
+
+  const bool isPadded = !isStream && (options & CipherOption::kPkcs7Padding) != 0;
+  auto context = std::make_unique<Context>(
+      Context{openssl::CipherContext(EVP_CIPHER_CTX_new()), direction, choice.blockSize, isPadded});
+  EVP_CIPHER_CTX* const openssl = context->openssl.get();
+  if (openssl == nullptr) return fail(CipherStatus::kNoMemory);
+  constexpr std::uint8_t kZeros[kLargestBlock] = {};
+  const std::uint8_t* const chainedFrom = vector.empty() ? kZeros : vector.data();
+  const int encrypts = direction == Direction::kEncrypt ? 1 : 0;
+  const openssl::ErrorMark mark;
+  // The key's length first: it can be set between choosing the cipher and giving the key.
+  const bool isReady = EVP_CipherInit_ex2(openssl, cipher, nullptr, nullptr, encrypts, nullptr) == 1 &&
+                       EVP_CIPHER_CTX_set_key_length(openssl, static_cast<int>(key.size())) == 1 &&
+                       EVP_CipherInit_ex2(openssl, nullptr, key.data(), chainedFrom, encrypts, nullptr) == 1 &&
+                       EVP_CIPHER_CTX_set_padding(openssl, isPadded ? 1 : 0) == 1;
+  if (!isReady) return fail(CipherStatus::kNoMemory);  // the key's length is known to be suitable
+  return std::unique_ptr<Cipher>(new Cipher(std::move(context)));
+} catch (const std::bad_alloc&) {
+  status = CipherStatus::kNoMemory;
+  return nullptr;
+}
+
+std::size_t Cipher::outputSize(std::size_t inputSize) const noexcept {
+  return context_->blockSize == kNoBlocks ? inputSize : inputSize + context_->blockSize;
+}
+
+std::int32_t Cipher::update(ByteView input, std::span<std::uint8_t> space, std::size_t& written) noexcept {
+  constexpr std::size_t kMost = std::size_t{1} << 30U;  // OpenSSL counts in int
+  const openssl::ErrorMark mark;
+  written = 0;
+  context_->taken += input.size();
+  while (!input.empty()) {
+    const ByteView piece = input.first(std::min(input.size(), kMost));
+    int count = 0;
+    if (EVP_CipherUpdate(context_->openssl.get(), space.data() + written, &count, piece.data(),
+                         static_cast<int>(piece.size())) != 1) {
+      return CipherStatus::kNoMemory;
+    }
+    written += static_cast<std::size_t>(count);
+    input = input.subspan(piece.size());
+  }
+  return CipherStatus::kSuccess;
+}
+
+std::int32_t Cipher::finish(std::span<std::uint8_t> space, std::size_t& written) noexcept {
+  const openssl::ErrorMark mark;
+  written = 0;
+  const bool mustBeWhole = !context_->isPadded || context_->direction == Direction::kDecrypt;
+  if (mustBeWhole && context_->taken % context_->blockSize != 0) return CipherStatus::kPartialBlock;
+  int count = 0;
+  if (EVP_CipherFinal_ex(context_->openssl.get(), space.data(), &count) != 1) return CipherStatus::kBadPadding;
+  written = static_cast<std::size_t>(count);
+  return CipherStatus::kSuccess;
+}
+
+}  // namespace brisvane::host

@@ -1,0 +1,27 @@
+// Opening files that exist, and writing to them.
+// The functions keep no state and may be called from any thread.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "brisvane/host/files/descriptor.h"
+#include "brisvane/types/error.h"
+
+namespace brisvane::host::real {
+
+// errno, as a failed call has left it.
+[[nodiscard]] Error lastError() noexcept;
+
+// Whether a file of this path can exist: it is not empty and holds no U+0000.
+[[nodiscard]] bool canExist(std::string_view path) noexcept;
+
+// Opens a file that exists, without waiting for the other end of a pipe. Waits for a lease that some
+// program has on the file, such as a file server, to be given up.
+[[nodiscard]] Descriptor openExisting(const std::string& path, int flags) noexcept;
+
+// Writes all the bytes: in one write in all but the odd case, as only a disk that fills up
+// takes a part; `written` is how many. A pipe whose reader went away is EPIPE, and no signal.
+Error writeAll(int descriptor, std::string_view bytes, std::size_t* written = nullptr) noexcept;
+
+}  // namespace brisvane::host::real

@@ -1,0 +1,156 @@
+#include "brisvane/host/formats/compiled_pattern.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "brisvane/types/hex.h"
+
+namespace brisvane::host {
+namespace {
+
+// The verbs that act on other positions than the one where they stand.
+constexpr std::array<std::string_view, 5> kVerbs{"(*COMMIT", "(*SKIP", "(*THEN", "(*PRUNE", "(*NOTEMPTY_ATSTART"};
+constexpr unsigned kMostUncounted = 16;
+
+// A pattern in PCRE2's own words. \uHHHH becomes \x{HHHH}: PCRE2_ALT_BSUX would do as much, but takes away \x{...} and
+// \U with it. \G, where a search begins, becomes \A, because a search begins at the text's start and has several runs.
+// What \Q...\E quotes becomes \x{HH} each, so that every ( and | that is left is one.
+std::string translated(std::string_view pattern) {
+  constexpr std::size_t kDigits = 4;
+  std::string result;
+  bool quoted = false;
+  while (!pattern.empty()) {
+    const char kind = pattern.front() == '\\' && pattern.size() > 1 ? pattern[1] : '\0';
+    const std::string_view digits = kind == 'u' ? pattern.substr(2).substr(0, kDigits) : std::string_view();
+    std::size_t taken = kind == '\0' ? 1 : 2;
+    if (quoted ? kind == 'E' : kind == 'Q') {
+      quoted = !quoted;
+    } else if (quoted) {
+      taken = 1;
+      const auto byte = static_cast<std::uint8_t>(pattern.front());
+      if (byte < 0x80) {
+        result.append("\\x{");
+        appendHex(result, byte);
+        result += '}';
+      } else {
+        result += pattern.front();
+      }
+    } else if (digits.size() == kDigits &&
+               std::all_of(digits.begin(), digits.end(), [](char c) { return hexValue(c).has_value(); })) {
+      taken += kDigits;
+      result.append("\\x{").append(digits).append("}");
+    } else if (kind == 'G') {
+      result.append("\\A");
+    } else {
+      if (kind == 'c') taken = std::min<std::size_t>(3, pattern.size());  // any character, a backslash too
+      result.append(pattern.substr(0, taken));
+    }
+    pattern.remove_prefix(taken);
+  }
+  return result;
+}
+
+pcre::Code compile(std::string_view pattern, std::uint32_t options) {
+  const pcre::CompileContext context(pcre2_compile_context_create(nullptr));
+  if (!context) return nullptr;
+  pcre2_set_newline(context.get(), PCRE2_NEWLINE_ANY);
+  int error = 0;
+  PCRE2_SIZE position = 0;
+  options |= PCRE2_CASELESS | PCRE2_UTF | PCRE2_NEVER_BACKSLASH_C | PCRE2_USE_OFFSET_LIMIT;
+  return pcre::Code(pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(), options, &error,
+                                  &position, context.get()));
+}
+
+std::uint32_t info(const pcre::Code& code, std::uint32_t what) {
+  std::uint32_t value = 0;
+  pcre2_pattern_info(code.get(), what, &value);
+  return value;
+}
+
+// The outermost groups of a pattern that have alternatives somewhere within.
+class Alternations {
+ public:
+  Alternations(std::string_view pattern, const pcre::Code& withCallouts) : pattern_(pattern) {
+    // So that nothing is thrown through the engine.
+    begins_.reserve(static_cast<std::size_t>(std::count(pattern.begin(), pattern.end(), '(')));
+    pcre2_callout_enumerate(withCallouts.get(), &Alternations::visit, this);
+  }
+  // Where they begin, in order.
+  [[nodiscard]] const std::vector<std::size_t>& begins() const noexcept { return begins_; }
+
+ private:
+  // Automatic callouts stand before every item: a group's begin, its alternatives, and its end are items of their own.
+  static int visit(pcre2_callout_enumerate_block* block, void* self) noexcept {
+    static_cast<Alternations*>(self)->take(block->pattern_position, block->next_item_length);
+    return 0;
+  }
+
+  void take(std::size_t at, std::size_t length) {
+    const std::string_view item = pattern_.substr(at, length);
+    if (item.starts_with('(') && !isWhole(item)) {
+      if (depth_++ == 0) outermost_ = at;
+    } else if (item.starts_with(')') && depth_ > 0) {
+      --depth_;
+    } else if (item.starts_with('|') && depth_ > 0 && (begins_.empty() || begins_.back() != outermost_)) {
+      begins_.push_back(outermost_);
+    }
+  }
+
+  // Whether it is no begin of a group, but an item in brackets, as (?i) or (?1).
+  static bool isWhole(std::string_view item) {
+    constexpr std::string_view kWords = "(?*^+-&>=_0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+    const std::size_t end = item.find_first_not_of(kWords);
+    return end != item.npos && item[end] == ')';
+  }
+
+  const std::string_view pattern_;
+  std::vector<std::size_t> begins_;
+  std::size_t depth_ = 0;
+  std::size_t outermost_ = 0;
+};
+
+// JIT (up to 10.42) takes it for sure that a repeat behind a group has failed wherever it has failed once, and so
+// misses "ab" with (ab|a)\s*b. An empty assertion ends its search for such repeats.
+std::string guarded(std::string_view pattern, const pcre::Code& withCallouts) {
+  std::string result(pattern);
+  const Alternations alternations(pattern, withCallouts);
+  for (auto at = alternations.begins().rbegin(); at != alternations.begins().rend(); ++at) result.insert(*at, "(?=)");
+  return result;
+}
+
+// Whether a pattern is none for runs that are bounded in steps and in positions.
+bool needsCallouts(std::string_view pattern, const pcre::Code& code) {
+  if (std::any_of(kVerbs.begin(), kVerbs.end(), [&](auto verb) { return pattern.find(verb) != pattern.npos; })) {
+    return true;
+  }
+  // Where CR LF alone ends a line, as a pattern can say, JIT misses the last position of a run.
+  if (info(code, PCRE2_INFO_NEWLINE) == PCRE2_NEWLINE_CRLF) return true;
+  // JIT counts no step for a group that captures and is not repeated: many of them that have alternatives could run
+  // away uncounted.
+  const auto alternatives = std::count(pattern.begin(), pattern.end(), '|');
+  return std::min<std::ptrdiff_t>(info(code, PCRE2_INFO_CAPTURECOUNT), alternatives) > kMostUncounted;
+}
+
+}  // namespace
+
+CompiledPattern compilePattern(std::string_view pattern) {
+  const std::string translation = translated(pattern);
+  CompiledPattern compiled{compile(translation, PCRE2_AUTO_CALLOUT)};
+  if (!compiled.code) return compiled;
+  compiled.hasCallouts = needsCallouts(translation, compiled.code);
+  if (!compiled.hasCallouts) {
+    compiled.code = compile(guarded(translation, compiled.code), 0);
+    if (!compiled.code) return compiled;
+  }
+  compiled.inOnePiece = compiled.hasCallouts || (info(compiled.code, PCRE2_INFO_ALLOPTIONS) & PCRE2_ANCHORED) != 0;
+  compiled.atLines = info(compiled.code, PCRE2_INFO_FIRSTCODETYPE) == 2;
+  // Without JIT (a system that forbids writable code) the search is slower, not wrong.
+  static_cast<void>(pcre2_jit_compile(compiled.code.get(), PCRE2_JIT_COMPLETE));
+  return compiled;
+}
+
+}  // namespace brisvane::host

@@ -1,0 +1,296 @@
+#include "brisvane/host/formats/property_list.h"
+
+#include <algorithm>
+#include <bit>
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <exception>
+#include <functional>
+#include <limits>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "brisvane/types/unicode.h"
+
+namespace brisvane::host {
+namespace {
+
+using Kind = Object::Kind;
+using Ref = std::uint64_t;  // the number of an object in the file
+
+// Each object begins with a byte: its type above, its size below.
+constexpr std::uint8_t kFalse = 0x08;
+constexpr std::uint8_t kTrue = 0x09;
+constexpr std::uint8_t kInteger = 0x10;  // and the power of two that its bytes number
+constexpr std::uint8_t kReal = 0x23;
+constexpr std::uint8_t kDate = 0x33;
+constexpr std::uint8_t kData = 0x40;  // and, from here on, the count, which has its own rule
+constexpr std::uint8_t kAsciiText = 0x50;
+constexpr std::uint8_t kUtf16Text = 0x60;
+constexpr std::uint8_t kArray = 0xA0;
+constexpr std::uint8_t kDictionary = 0xD0;
+constexpr std::uint8_t kCountFollows = 0x0F;  // as an integer
+
+constexpr std::string_view kHeader = "bplist00";
+
+// What tells one object of a file from the others, and all that is needed to write it.
+struct Entry {
+  Kind kind;
+  bool isNegative = false;   // of an integer
+  std::uint64_t bits = 0;    // a boolean, integer, real or date
+  std::string_view content;  // a text, data, or the bytes of a container's Refs
+  bool operator==(const Entry&) const = default;
+};
+
+struct EntryHash {
+  std::size_t operator()(const Entry& entry) const noexcept {
+    constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;  // 2^64 over the golden ratio
+    const std::uint64_t scalar = (entry.bits + static_cast<std::uint64_t>(entry.kind)) * kSpread;
+    return std::hash<std::string_view>{}(entry.content) ^ static_cast<std::size_t>(scalar);
+  }
+};
+
+// How many bytes a number takes: 1, 2, 4 or 8.
+unsigned sizeOf(std::uint64_t number) noexcept {
+  unsigned size = 1;
+  while (size < 8 && number >> (8U * size) != 0) size *= 2;
+  return size;
+}
+
+double secondsSince2001(Date date) noexcept {
+  using std::chrono::seconds;
+  constexpr std::int64_t k2001 = 978'307'200;  // in seconds since 1970
+  // Whole seconds by themselves: a Date that is early enough has no room for the difference. They are
+  // cut towards 1970: the first of all seconds begins before the first Date.
+  const auto whole = std::chrono::time_point_cast<seconds>(date);
+  return static_cast<double>(whole.time_since_epoch().count() - k2001) +
+         std::chrono::duration<double>(date - whole).count();
+}
+
+// Numbers the objects of a value, those within another before it, each of them once. The Entries
+// view the value's own texts and data.
+class Numbering {
+ public:
+  // False when there is something that cannot be written.
+  bool add(const Object& value, Ref& ref, std::size_t depth = 0) {
+    switch (value.kind()) {
+      case Kind::kNull:
+        return false;
+      case Kind::kBoolean:
+        return put({Kind::kBoolean, false, *value.boolean() ? 1U : 0U, {}}, ref);
+      case Kind::kInteger:
+        if (const auto number = value.unsignedInteger()) return put({Kind::kInteger, false, *number, {}}, ref);
+        return put({Kind::kInteger, true, static_cast<std::uint64_t>(*value.integer()), {}}, ref);
+      case Kind::kReal:
+        return put({Kind::kReal, false, std::bit_cast<std::uint64_t>(*value.real()), {}}, ref);
+      case Kind::kText:
+        return addText(*value.ifText(), ref);
+      case Kind::kData:
+        return put({Kind::kData, false, 0, view(*value.ifData())}, ref);
+      case Kind::kDate:
+        return put({Kind::kDate, false, std::bit_cast<std::uint64_t>(secondsSince2001(*value.date())), {}}, ref);
+      case Kind::kArray:
+        return addOnce(value.ifArray(), depth, ref, [&] { return addArray(*value.ifArray(), depth, ref); });
+      case Kind::kDictionary:
+        return addOnce(value.ifDictionary(), depth, ref,
+                       [&] { return addDictionary(*value.ifDictionary(), depth, ref); });
+    }
+    return false;
+  }
+
+  // In the order of their numbers.
+  [[nodiscard]] const std::vector<Entry>& entries() const noexcept { return entries_; }
+
+ private:
+  template <typename T>
+  static std::string_view view(const std::vector<T>& elements) noexcept {
+    return {reinterpret_cast<const char*>(elements.data()), elements.size() * sizeof(T)};
+  }
+
+  bool put(const Entry& entry, Ref& ref) {
+    const auto [found, isNew] = numbers_.try_emplace(entry, entries_.size());
+    if (isNew) entries_.push_back(entry);
+    ref = found->second;
+    return true;
+  }
+
+  bool addText(const std::string& text, Ref& ref) { return isUtf8(text) && put({Kind::kText, false, 0, text}, ref); }
+
+  // A container that many places share is looked into once: what seems a tree without end may
+  // be a few containers that hold each other twice.
+  template <typename Add>
+  bool addOnce(const void* container, std::size_t depth, Ref& ref, const Add& add) {
+    if (depth == kPropertyListDepthLimit) return false;
+    const auto found = containers_.find(container);
+    if (found != containers_.end() && depth <= found->second.depth) {
+      ref = found->second.ref;
+      return true;
+    }
+    if (!add()) return false;
+    containers_.insert_or_assign(container, Container{ref, depth});
+    return true;
+  }
+
+  bool addArray(const Array& array, std::size_t depth, Ref& ref) {
+    std::vector<Ref> refs(array.size());
+    for (std::size_t i = 0; i < array.size(); ++i) {
+      if (!add(array[i], refs[i], depth + 1)) return false;
+    }
+    return putContainer(Kind::kArray, std::move(refs), ref);
+  }
+
+  bool addDictionary(const Dictionary& dictionary, std::size_t depth, Ref& ref) {
+    std::vector<const Dictionary::value_type*> items;
+    items.reserve(dictionary.size());
+    for (const auto& item : dictionary) items.push_back(&item);
+    std::sort(items.begin(), items.end(), [](const auto* a, const auto* b) { return a->first < b->first; });
+    std::vector<Ref> refs(items.size() * 2);  // the keys, then the values
+    for (std::size_t i = 0; i < items.size(); ++i) {
+      if (!addText(items[i]->first, refs[i]) || !add(items[i]->second, refs[items.size() + i], depth + 1)) return false;
+    }
+    return putContainer(Kind::kDictionary, std::move(refs), ref);
+  }
+
+  bool putContainer(Kind kind, std::vector<Ref> refs, Ref& ref) {
+    lists_.push_back(std::move(refs));
+    return put({kind, false, 0, view(lists_.back())}, ref);
+  }
+
+  struct Container {
+    Ref ref;
+    std::size_t depth;  // the greatest that it has been found at
+  };
+
+  std::vector<Entry> entries_;
+  std::unordered_map<Entry, Ref, EntryHash> numbers_;
+  std::unordered_map<const void*, Container> containers_;
+  std::deque<std::vector<Ref>> lists_;  // what Entries of containers view
+};
+
+class Writer {
+ public:
+  // Strict readers want Refs that could number one object more, the one after the last.
+  explicit Writer(const std::vector<Entry>& entries) : entries_(entries), refSize_(sizeOf(entries.size())) {}
+
+  // The file whose value is the last entry.
+  Data file() {
+    append(kHeader);
+    std::vector<std::uint64_t> offsets;
+    offsets.reserve(entries_.size());
+    for (const Entry& entry : entries_) {
+      offsets.push_back(bytes_.size());
+      write(entry);
+    }
+    const std::uint64_t table = bytes_.size();
+    const unsigned offsetSize = sizeOf(table);  // strict readers want its own position to fit, too
+    for (const std::uint64_t offset : offsets) appendNumber(offset, offsetSize);
+    appendNumber(0, 6);  // unused
+    appendNumber(offsetSize, 1);
+    appendNumber(refSize_, 1);
+    appendNumber(entries_.size(), 8);
+    appendNumber(entries_.size() - 1, 8);
+    appendNumber(table, 8);
+    return std::move(bytes_);
+  }
+
+ private:
+  void write(const Entry& entry) {
+    switch (entry.kind) {
+      case Kind::kNull:
+        break;
+      case Kind::kBoolean:
+        bytes_.push_back(entry.bits != 0 ? kTrue : kFalse);
+        break;
+      case Kind::kInteger:
+        writeInteger(entry.isNegative, entry.bits);
+        break;
+      case Kind::kReal:
+      case Kind::kDate:
+        bytes_.push_back(entry.kind == Kind::kReal ? kReal : kDate);
+        appendNumber(entry.bits, 8);
+        break;
+      case Kind::kText:
+        writeText(entry.content);
+        break;
+      case Kind::kData:
+        beginCounted(kData, entry.content.size());
+        append(entry.content);
+        break;
+      case Kind::kArray:
+      case Kind::kDictionary:
+        writeContainer(entry);
+        break;
+    }
+  }
+
+  // 1, 2 and 4 bytes are unsigned, 8 and 16 are signed.
+  void writeInteger(bool isNegative, std::uint64_t bits) {
+    constexpr auto kLargest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    if (!isNegative && bits > kLargest) {
+      bytes_.push_back(kInteger | 4U);
+      appendNumber(0, 8);
+      appendNumber(bits, 8);
+      return;
+    }
+    const unsigned size = isNegative ? 8 : sizeOf(bits);
+    bytes_.push_back(static_cast<std::uint8_t>(kInteger | static_cast<unsigned>(std::countr_zero(size))));
+    appendNumber(bits, size);
+  }
+
+  void writeText(std::string_view text) {
+    if (isAscii(text)) {
+      beginCounted(kAsciiText, text.size());
+      return append(text);
+    }
+    const std::u16string units = toUtf16(text);
+    beginCounted(kUtf16Text, units.size());
+    for (const char16_t unit : units) appendNumber(unit, 2);
+  }
+
+  void writeContainer(const Entry& entry) {
+    const std::size_t count = entry.content.size() / sizeof(Ref);
+    if (entry.kind == Kind::kArray) beginCounted(kArray, count);
+    if (entry.kind == Kind::kDictionary) beginCounted(kDictionary, count / 2);
+    for (std::size_t i = 0; i < count; ++i) {
+      Ref ref = 0;
+      entry.content.copy(reinterpret_cast<char*>(&ref), sizeof ref, i * sizeof ref);
+      appendNumber(ref, refSize_);
+    }
+  }
+
+  void beginCounted(std::uint8_t type, std::size_t count) {
+    if (count < kCountFollows) {
+      bytes_.push_back(static_cast<std::uint8_t>(type | count));
+    } else {
+      bytes_.push_back(type | kCountFollows);
+      writeInteger(false, count);
+    }
+  }
+
+  // Of `size` bytes, the most significant first.
+  void appendNumber(std::uint64_t number, unsigned size) {
+    while (size > 0) bytes_.push_back(static_cast<std::uint8_t>(number >> (8U * --size)));
+  }
+
+  void append(std::string_view bytes) { bytes_.insert(bytes_.end(), bytes.begin(), bytes.end()); }
+
+  const std::vector<Entry>& entries_;
+  unsigned refSize_;
+  Data bytes_;
+};
+
+}  // namespace
+
+std::optional<Data> binaryPropertyList(const Object& value) noexcept try {
+  Numbering numbering;
+  Ref top = 0;
+  if (!numbering.add(value, top)) return std::nullopt;
+  return Writer(numbering.entries()).file();
+} catch (const std::exception&) {
+  return std::nullopt;
+}
+
+}  // namespace brisvane::host

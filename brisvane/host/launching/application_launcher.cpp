@@ -1,0 +1,226 @@
+#include "brisvane/host/launching/application_launcher.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <new>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "brisvane/host/files/descriptor.h"
+#include "brisvane/host/formats/file_url.h"
+#include "brisvane/host/launching/application.h"
+#include "brisvane/host/launching/bus_activation.h"
+#include "brisvane/host/launching/spawning.h"
+#include "brisvane/types/error.h"
+#include "brisvane/types/join.h"
+
+namespace brisvane::host::real {
+namespace {
+
+constexpr int kStep = 100;  // milliseconds between looks where the kernel cannot tell
+
+// A socket that an application tells its readiness to, as sd_notify(3) does.
+class ReadySocket {
+ public:
+  // False when it cannot be had.
+  bool open() {
+    socket_ = Descriptor::aboveStandardStreams(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    socklen_t length = sizeof address.sun_family;  // the kernel chooses an abstract name
+    if (!socket_.valid() || ::bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), length) != 0) return false;
+    length = sizeof address;
+    if (::getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0) return false;
+    const int on = 1;
+    if (::setsockopt(socket_.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0) return false;
+    const std::size_t nameLength = length - offsetof(sockaddr_un, sun_path) - 1;
+    name_ = join({"@", std::string_view(&address.sun_path[1], nameLength)});
+    return true;
+  }
+
+  [[nodiscard]] int get() const noexcept { return socket_.get(); }
+  // As the environment variable has it: "@" stands for the zero byte of an abstract name.
+  [[nodiscard]] const std::string& name() const noexcept { return name_; }
+
+  // Reads all that waits there, and gives whether READY=1 of this user, or of the session that
+  // the process leads, is among it.
+  [[nodiscard]] bool hasReady(pid_t process) const noexcept {
+    bool isReady = false;
+    std::array<char, 4096> text;
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(ucred))> control;
+    for (;;) {
+      iovec part{text.data(), text.size()};
+      msghdr message{};
+      message.msg_iov = &part;
+      message.msg_iovlen = 1;
+      message.msg_control = control.data();
+      message.msg_controllen = control.size();
+      const ssize_t length = ::recvmsg(socket_.get(), &message, MSG_CMSG_CLOEXEC);
+      if (length < 0 && errno == EINTR) continue;
+      if (length < 0) return isReady;
+      isReady |= isOf(message, process) && saysReady({text.data(), static_cast<std::size_t>(length)});
+    }
+  }
+
+ private:
+  static bool isOf(msghdr& message, pid_t process) noexcept {
+    const cmsghdr* const header = CMSG_FIRSTHDR(&message);
+    if (header == nullptr || header->cmsg_level != SOL_SOCKET || header->cmsg_type != SCM_CREDENTIALS) return false;
+    ucred sender{};
+    std::memcpy(&sender, CMSG_DATA(header), sizeof sender);
+    return sender.uid == ::geteuid() || sender.uid == 0 || ::getsid(sender.pid) == process;
+  }
+
+  static bool saysReady(std::string_view lines) noexcept {
+    while (!lines.empty()) {
+      const std::size_t end = lines.find('\n');
+      if (lines.substr(0, end) == "READY=1") return true;
+      lines.remove_prefix(end == std::string_view::npos ? lines.size() : end + 1);
+    }
+    return false;
+  }
+
+  Descriptor socket_;
+  std::string name_;
+};
+
+// One application on its way: what it is, and whom to tell.
+struct Launch {
+  Application application;
+  LaunchSubscriptions& subscriptions;
+  const OpenCompletion& completion;
+  const std::stop_token& stop;
+
+  void tell(std::int32_t code) const noexcept { subscriptions.publish(code, application.identifier); }
+};
+
+void activate(const Launch& launch) {
+  activateOnBus(launch.application.identifier, launch.application.command,
+                {.requested = [&] { launch.tell(LaunchCode::kRequested); },
+                 .answered = [&](const std::optional<std::string>& error) { launch.completion(error); },
+                 .up = [&] { launch.tell(LaunchCode::kUp); },
+                 .activated = [&] { launch.tell(LaunchCode::kActivated); },
+                 .isCalledOff = [&] { return launch.stop.stop_requested(); }});
+}
+
+// Becomes readable when the worker is asked to stop.
+class StopEvent {
+ public:
+  explicit StopEvent(const std::stop_token& stop)
+      : event_(Descriptor::aboveStandardStreams(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))),
+        callback_(stop, Raise{event_.get()}) {}
+  [[nodiscard]] int get() const noexcept { return event_.get(); }
+
+ private:
+  struct Raise {
+    int event;
+    void operator()() const noexcept {
+      const std::uint64_t one = 1;
+      static_cast<void>(!::write(event, &one, sizeof one));
+    }
+  };
+  const Descriptor event_;
+  const std::stop_callback<Raise> callback_;
+};
+
+// Waits for the process, so that it leaves no zombie, and on the way for its readiness.
+void accompany(const Launch& launch, pid_t process, const ReadySocket* ready) {
+  const Descriptor ended = Descriptor::aboveStandardStreams(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
+  const StopEvent stop(launch.stop);
+  const bool canWait = ended.valid() && stop.get() >= 0;
+  bool isUp = false;
+  for (bool isGone = false; !isGone && !launch.stop.stop_requested();) {
+    std::array<pollfd, 3> open{{{ended.get(), POLLIN, 0}, {stop.get(), POLLIN, 0}, {-1, POLLIN, 0}}};
+    if (ready != nullptr) open[2].fd = ready->get();
+    static_cast<void>(::poll(open.data(), open.size(), canWait ? -1 : kStep));
+    // Gone also when someone else has waited for it, or its end is ignored. It may have told of
+    // its readiness right before.
+    isGone = ::waitpid(process, nullptr, WNOHANG) != 0;
+    // Read to its end: what it says later must not fill the queue, on which it would wait.
+    if (ready == nullptr || !ready->hasReady(process) || isUp) continue;
+    launch.tell(LaunchCode::kUp);
+    isUp = true;
+  }
+}
+
+void execute(const Launch& launch) {
+  const Application& application = launch.application;
+  ReadySocket ready;
+  Spawning spawning;
+  spawning.command = application.command;
+  spawning.directory = application.directory;
+  spawning.environment = {"NOTIFY_SOCKET"};
+  spawning.isDetached = true;
+  if (application.tellsWhenReady) {
+    if (!ready.open()) return launch.completion(errorText("the socket for its readiness", errno));
+    spawning.environment = {join({"NOTIFY_SOCKET=", ready.name()})};
+  }
+  launch.tell(LaunchCode::kRequested);
+  std::string error;
+  const auto process = spawnProcess(spawning, error);
+  if (!process) return launch.completion(error);
+  launch.tell(LaunchCode::kStarted);
+  if (!application.tellsWhenReady) launch.tell(LaunchCode::kUp);
+  launch.completion(std::nullopt);
+  accompany(launch, *process, application.tellsWhenReady ? &ready : nullptr);
+}
+
+void launchAt(const std::string& url, const std::vector<std::string>& arguments, LaunchSubscriptions& subscriptions,
+              const OpenCompletion& completion, const std::stop_token& stop) noexcept {
+  try {
+    const auto path = pathOfFileUrl(url);
+    if (!path) return completion(join({url.empty() ? "an empty URL" : url, ": is no file URL"}));
+    std::string error;
+    auto application = applicationAt(*path, arguments, error);
+    if (!application) return completion(error);
+    const Launch launch{std::move(*application), subscriptions, completion, stop};
+    launch.application.isActivatedByBus ? activate(launch) : execute(launch);
+  } catch (const std::bad_alloc&) {
+    completion("no memory");  // short enough to need none
+  }
+}
+
+}  // namespace
+
+SubscriptionHandle ApplicationLauncher::subscribe(std::int32_t /*session*/, std::int32_t /*flags*/,
+                                                  const SerialQueue& queue,
+                                                  NotificationCallback callback) const noexcept {
+  return subscriptions_->subscribe(queue, std::move(callback));
+}
+
+std::int32_t ApplicationLauncher::selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes,
+                                              std::int32_t /*first*/, std::int32_t /*second*/, std::int32_t /*third*/,
+                                              std::int32_t /*fourth*/) const noexcept {
+  return subscriptions_->selectCodes(subscription, codes);
+}
+
+void ApplicationLauncher::unsubscribe(SubscriptionHandle subscription) const noexcept {
+  subscriptions_->unsubscribe(subscription);
+}
+
+std::int32_t ApplicationLauncher::registerBundle(std::string_view /*url*/, bool /*forceUpdate*/) const noexcept {
+  return 0;
+}
+
+void ApplicationLauncher::open(std::string_view url, const OpenConfiguration& configuration,
+                               OpenCompletion completion) const noexcept try {
+  const bool isStarted = workers_.start(
+      [subscriptions = subscriptions_, url = std::string(url), arguments = configuration.arguments,
+       completion](const std::stop_token& stop) { launchAt(url, arguments, *subscriptions, completion, stop); });
+  if (!isStarted) completion("no thread to launch in");
+} catch (const std::bad_alloc&) {
+  completion("no memory");
+}
+
+}  // namespace brisvane::host::real

@@ -1,0 +1,30 @@
+// The launch service on Linux: executables, AppDirs and desktop entries.
+// Safe from any thread. Each application that is launched has a thread here until it has ended, or
+// until its activation on the session bus is through.
+#pragma once
+
+#include <memory>
+
+#include "brisvane/host/launching/launch_service.h"
+#include "brisvane/host/launching/launch_subscriptions.h"
+
+namespace brisvane::host::real {
+
+class ApplicationLauncher final : public LaunchService {
+ public:
+  SubscriptionHandle subscribe(std::int32_t session, std::int32_t flags, const SerialQueue& queue,
+                               NotificationCallback callback) const noexcept override;
+  std::int32_t selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes, std::int32_t first,
+                           std::int32_t second, std::int32_t third, std::int32_t fourth) const noexcept override;
+  void unsubscribe(SubscriptionHandle subscription) const noexcept override;
+  // Nothing has to be made known here.
+  std::int32_t registerBundle(std::string_view url, bool forceUpdate) const noexcept override;
+  void open(std::string_view url, const OpenConfiguration& configuration,
+            OpenCompletion completion) const noexcept override;
+
+ private:
+  const std::shared_ptr<LaunchSubscriptions> subscriptions_ = std::make_shared<LaunchSubscriptions>();
+  mutable LaunchWorkers workers_;
+};
+
+}  // namespace brisvane::host::real

@@ -1,0 +1,214 @@
+#include "brisvane/host/launching/command.h"
+
+#include <poll.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <new>
+#include <utility>
+
+#include "brisvane/host/files/descriptor.h"
+#include "brisvane/host/files/files.h"
+#include "brisvane/host/launching/spawning.h"
+#include "brisvane/types/error.h"
+#include "brisvane/types/join.h"
+
+namespace brisvane::host {
+namespace {
+
+using real::Descriptor;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+// Waits for a process when it goes out of sight. That one whose end is ignored (SIGCHLD), or
+// that someone else has waited for, cannot be waited for is no error: it has ended.
+class Reaper {
+ public:
+  // Closes `output` ahead of waiting: who still writes to it is not to be stuck.
+  Reaper(pid_t process, Descriptor& output) noexcept : process_(process), output_(output) {}
+  Reaper(const Reaper&) = delete;
+  Reaper& operator=(const Reaper&) = delete;
+  ~Reaper() {
+    output_.reset(-1);
+    while (::waitpid(process_, nullptr, 0) < 0 && errno == EINTR) {
+    }
+  }
+
+ private:
+  const pid_t process_;
+  Descriptor& output_;
+};
+
+// A pipe's two ends, kept clear of the standard streams.
+bool openPipe(Descriptor& output, Descriptor& input) noexcept {
+  int ends[2] = {-1, -1};
+  if (::pipe2(ends, O_CLOEXEC) != 0) return false;
+  output = Descriptor::aboveStandardStreams(ends[0]);
+  input = Descriptor::aboveStandardStreams(ends[1]);
+  return output.valid() && input.valid();
+}
+
+// All until the end of the file; nullopt, with errno set, when reading fails.
+std::optional<Data> readToEnd(int descriptor) {
+  constexpr std::size_t kChunk = std::size_t{64} << 10U;
+  Data bytes;
+  for (;;) {
+    const std::size_t length = bytes.size();
+    bytes.resize(length + kChunk);
+    const ssize_t count = ::read(descriptor, bytes.data() + length, kChunk);
+    bytes.resize(length + static_cast<std::size_t>(count > 0 ? count : 0));
+    if (count == 0) return bytes;
+    if (count < 0 && errno != EINTR) return std::nullopt;
+  }
+}
+
+// Starts a program whose output can be read from `output`.
+std::optional<pid_t> startProgram(std::string_view path, const std::vector<std::string>& arguments,
+                                  std::string_view directory, Descriptor& output, std::string& error) {
+  Descriptor input;
+  if (!openPipe(output, input)) {
+    error = errorText("the pipe for the output", errno);
+    return std::nullopt;
+  }
+  real::Spawning spawning;
+  spawning.command = {std::string(path)};
+  spawning.command.insert(spawning.command.end(), arguments.begin(), arguments.end());
+  spawning.directory = directory;
+  spawning.output = input.get();
+  return real::spawnProcess(spawning, error);
+}
+
+constexpr const char* kNoMemory = "no memory";  // short enough to need none
+
+}  // namespace
+
+std::optional<Data> runCommand(std::string_view path, const std::vector<std::string>& arguments,
+                               std::string_view directory, std::string& error) noexcept try {
+  Descriptor output;
+  const auto process = startProgram(path, arguments, directory, output, error);
+  if (!process) return std::nullopt;
+  const Reaper reaper(*process, output);
+  auto bytes = readToEnd(output.get());
+  if (!bytes) error = errorText(path, errno);
+  return bytes;
+} catch (const std::bad_alloc&) {
+  error = kNoMemory;
+  return std::nullopt;
+}
+
+struct Command::State {
+  // Waits until the output can be read, the program has ended or the time is over.
+  void wait(milliseconds time) const noexcept {
+    // Without a descriptor for the process (a sandbox may refuse it), its end is looked for in such steps.
+    constexpr milliseconds kStep{20};
+    const bool needsSteps = !end.valid() && !hasEnded;
+    std::array<pollfd, 2> sources{{{output.get(), POLLIN, 0}, {hasEnded ? -1 : end.get(), POLLIN, 0}}};
+    ::poll(sources.data(), sources.size(), static_cast<int>((needsSteps ? std::min(time, kStep) : time).count()));
+  }
+
+  // Takes what is there now, up to all that a pipe usually holds.
+  void read() {
+    constexpr std::size_t kChunk = std::size_t{64} << 10U;
+    const std::size_t length = bytes.size();
+    bytes.resize(length + kChunk);
+    const ssize_t count = ::read(output.get(), bytes.data() + length, kChunk);
+    bytes.resize(length + static_cast<std::size_t>(count > 0 ? count : 0));
+    if (count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR)) output.reset(-1);
+  }
+
+  void reap() noexcept {
+    if (hasEnded) return;
+    int waitStatus = 0;
+    const pid_t ended = ::waitpid(process, &waitStatus, WNOHANG);
+    hasEnded = ended == process || (ended < 0 && errno == ECHILD);
+    if (ended != process) return;
+    if (WIFEXITED(waitStatus)) status = WEXITSTATUS(waitStatus);
+    if (WIFSIGNALED(waitStatus)) endingSignal = WTERMSIG(waitStatus);
+  }
+
+  pid_t process = -1;
+  Descriptor output;  // not valid after its end
+  Descriptor end;     // readable when the process has ended; may be none
+  Data bytes;
+  bool hasEnded = false;
+  std::optional<int> status;
+  int endingSignal = 0;
+};
+
+Command::Command(std::unique_ptr<State> state) noexcept : state_(std::move(state)) {}
+Command::~Command() = default;
+
+std::unique_ptr<Command> Command::start(std::string_view path, const std::vector<std::string>& arguments,
+                                        std::string_view directory, std::string& error) noexcept try {
+  auto state = std::make_unique<State>();
+  std::unique_ptr<Command> command(new Command(nullptr));
+  const auto process = startProgram(path, arguments, directory, state->output, error);
+  if (!process) return nullptr;
+  state->process = *process;
+  // The program's end is another: its output has no O_NONBLOCK.
+  ::fcntl(state->output.get(), F_SETFL, O_NONBLOCK);
+  state->end = Descriptor::aboveStandardStreams(static_cast<int>(::syscall(SYS_pidfd_open, *process, 0)));
+  command->state_ = std::move(state);
+  return command;
+} catch (const std::bad_alloc&) {
+  error = kNoMemory;
+  return nullptr;
+}
+
+bool Command::collect(milliseconds time) {
+  const auto deadline = steady_clock::now() + time;
+  for (;;) {
+    const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now());
+    state_->wait(std::max(left, milliseconds(0)));
+    if (state_->output.valid()) state_->read();
+    state_->reap();
+    if (state_->hasEnded && !state_->output.valid()) return true;
+    if (steady_clock::now() >= deadline) return false;
+  }
+}
+
+bool Command::hasEnded() noexcept {
+  state_->reap();
+  return state_->hasEnded;
+}
+
+void Command::send(int signal) noexcept {
+  if (!hasEnded()) ::kill(state_->process, signal);
+}
+
+const Data& Command::output() const noexcept { return state_->bytes; }
+
+std::optional<int> Command::status() const noexcept { return state_->status; }
+
+int Command::endingSignal() const noexcept { return state_->endingSignal; }
+
+int Command::process() const noexcept { return state_->process; }
+
+std::optional<std::string> findProgram(std::string_view name) noexcept try {
+  const auto isProgram = [](const std::string& path) {
+    return fileKind(path) == FileKind::kOther && ::access(path.c_str(), X_OK) == 0;
+  };
+  if (name.empty() || name.find('/') != std::string_view::npos) {
+    return isProgram(std::string(name)) ? std::optional<std::string>(name) : std::nullopt;
+  }
+  const char* const variable = ::secure_getenv("PATH");
+  std::string_view folders = variable != nullptr ? variable : "/usr/local/bin:/usr/bin:/bin";
+  for (bool isLast = false; !isLast;) {
+    const std::size_t end = folders.find(':');
+    const std::string_view folder = folders.substr(0, end);
+    isLast = end == std::string_view::npos;
+    folders.remove_prefix(isLast ? folders.size() : end + 1);
+    std::string path = join({folder.empty() ? std::string_view(".") : folder, "/", name});
+    if (isProgram(path)) return path;
+  }
+  return std::nullopt;
+} catch (const std::bad_alloc&) {
+  return std::nullopt;
+}
+
+}  // namespace brisvane::host

@@ -1,0 +1,230 @@
+#include "brisvane/host/launching/launch_subscriptions.h"
+
+#include <pthread.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <csignal>
+#include <deque>
+#include <new>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "brisvane/host/files/descriptor.h"
+
+namespace brisvane::host {
+namespace {
+
+double secondsSinceEpoch() noexcept {
+  return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+// A thread that takes no signal: the tool's handlers run where it expects them.
+template <typename Body>
+std::thread startThread(Body body) {
+  sigset_t all;
+  sigset_t before;
+  ::sigfillset(&all);
+  ::pthread_sigmask(SIG_SETMASK, &all, &before);
+  const auto restore = [&before](const void* /*scope*/) { ::pthread_sigmask(SIG_SETMASK, &before, nullptr); };
+  const std::unique_ptr<const void, decltype(restore)> scope(&before, restore);
+  return std::thread(std::move(body));
+}
+
+struct Notification {
+  std::int32_t code;
+  double time;
+  std::optional<Dictionary> data;
+};
+
+}  // namespace
+
+// One subscriber, its thread, and what that has still to deliver.
+class LaunchSubscriptions::Subscription {
+ public:
+  // Throws std::system_error when there is no descriptor or thread for it.
+  Subscription(const SerialQueue& queue, NotificationCallback callback)
+      : queue_(queue),
+        callback_(std::move(callback)),
+        pending_(real::Descriptor::aboveStandardStreams(::eventfd(0, EFD_CLOEXEC | EFD_SEMAPHORE))) {
+    if (!pending_.valid()) throw std::system_error(errno, std::generic_category());
+    thread_ = startThread([this] { deliver(); });
+  }
+  Subscription(const Subscription&) = delete;
+  Subscription& operator=(const Subscription&) = delete;
+  ~Subscription() = default;
+
+  // REQUIRES of both: the subscriptions' lock is held.
+  void select(std::span<const std::int32_t> codes) { codes_.assign(codes.begin(), codes.end()); }
+  [[nodiscard]] bool wants(std::int32_t code) const noexcept {
+    return std::find(codes_.begin(), codes_.end(), code) != codes_.end();
+  }
+
+  void push(Notification notification) {
+    {
+      const std::scoped_lock lock(mutex_);
+      notifications_.push_back(std::move(notification));
+    }
+    wake();
+  }
+
+  // Ends the thread and waits for it, unless it is the one that calls: `self` then keeps the
+  // subscription until that is done.
+  void end(std::shared_ptr<Subscription> self) noexcept {
+    ended_ = true;
+    wake();
+    if (thread_.get_id() != std::this_thread::get_id()) return thread_.join();
+    keptByItself_ = std::move(self);
+    thread_.detach();
+  }
+
+ private:
+  void wake() const noexcept {
+    const std::uint64_t one = 1;
+    while (::write(pending_.get(), &one, sizeof one) < 0 && errno == EINTR) {
+    }
+  }
+
+  void deliver() noexcept {
+    std::uint64_t count = 0;
+    while (!ended_) {
+      if (::read(pending_.get(), &count, sizeof count) != sizeof count) continue;
+      std::optional<Notification> next;
+      {
+        const std::scoped_lock lock(mutex_);
+        if (!notifications_.empty()) {
+          next = std::move(notifications_.front());
+          notifications_.pop_front();
+        }
+      }
+      if (next) callBack(*next);
+    }
+    const std::shared_ptr<Subscription> last = std::move(keptByItself_);
+  }
+
+  void callBack(const Notification& next) {
+    queue_.perform([&] {
+      if (!ended_) callback_(next.code, next.time, next.data ? &*next.data : nullptr, nullptr, 0, nullptr);
+    });
+  }
+
+  const SerialQueue queue_;
+  const NotificationCallback callback_;
+  std::vector<std::int32_t> codes_;
+  std::mutex mutex_;  // the notifications
+  std::deque<Notification> notifications_;
+  const real::Descriptor pending_;  // one for each of them, and one for the end
+  std::atomic<bool> ended_{false};
+  std::shared_ptr<Subscription> keptByItself_;
+  std::thread thread_;
+};
+
+LaunchSubscriptions::LaunchSubscriptions() = default;
+
+LaunchSubscriptions::~LaunchSubscriptions() {
+  for (auto& [handle, subscription] : subscriptions_) subscription->end(subscription);
+}
+
+SubscriptionHandle LaunchSubscriptions::subscribe(const SerialQueue& queue, NotificationCallback callback) noexcept
+    try {
+  auto subscription = std::make_shared<Subscription>(queue, std::move(callback));
+  const std::scoped_lock lock(mutex_);
+  try {
+    subscriptions_.emplace(++last_, subscription);
+  } catch (const std::bad_alloc&) {
+    subscription->end(subscription);
+    return 0;
+  }
+  return last_;
+} catch (const std::bad_alloc&) {
+  return 0;
+} catch (const std::system_error&) {
+  return 0;
+}
+
+std::int32_t LaunchSubscriptions::selectCodes(SubscriptionHandle subscription,
+                                              std::span<const std::int32_t> codes) noexcept try {
+  const std::scoped_lock lock(mutex_);
+  const auto found = subscriptions_.find(subscription);
+  if (found == subscriptions_.end()) return EBADF;
+  found->second->select(codes);
+  return 0;
+} catch (const std::bad_alloc&) {
+  return ENOMEM;
+}
+
+void LaunchSubscriptions::unsubscribe(SubscriptionHandle subscription) noexcept {
+  std::shared_ptr<Subscription> ended;
+  {
+    const std::scoped_lock lock(mutex_);
+    const auto found = subscriptions_.find(subscription);
+    if (found == subscriptions_.end()) return;
+    ended = std::move(found->second);
+    subscriptions_.erase(found);
+  }
+  ended->end(ended);
+}
+
+void LaunchSubscriptions::publish(std::int32_t code, std::optional<std::string_view> identifier) noexcept {
+  const std::scoped_lock lock(mutex_);
+  for (const auto& [handle, subscription] : subscriptions_) {
+    if (!subscription->wants(code)) continue;
+    try {
+      std::optional<Dictionary> data;
+      if (identifier) data = Dictionary{{std::string(LaunchService::kBundleIdentifier), *identifier}};
+      subscription->push({code, secondsSinceEpoch(), std::move(data)});
+    } catch (const std::bad_alloc&) {
+      // It misses this one.
+    }
+  }
+}
+
+struct LaunchWorkers::State {
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::size_t running = 0;
+  std::stop_source stop;
+};
+
+namespace {
+
+// Whose worker the thread is.
+thread_local const void* currentState = nullptr;
+
+}  // namespace
+
+LaunchWorkers::LaunchWorkers() : state_(std::make_shared<State>()) {}
+
+LaunchWorkers::~LaunchWorkers() {
+  state_->stop.request_stop();
+  const std::size_t self = currentState == state_.get() ? 1 : 0;
+  std::unique_lock lock(state_->mutex);
+  state_->changed.wait(lock, [&] { return state_->running == self; });
+}
+
+bool LaunchWorkers::start(Work work) noexcept try {
+  const std::scoped_lock lock(state_->mutex);
+  startThread([state = state_, work = std::move(work)]() mutable {
+    currentState = state.get();
+    work(state->stop.get_token());
+    work = nullptr;  // lets go of what it held on to, while it still counts as running
+    const std::scoped_lock ended(state->mutex);
+    --state->running;
+    state->changed.notify_all();
+  }).detach();
+  ++state_->running;
+  return true;
+} catch (const std::bad_alloc&) {
+  return false;
+} catch (const std::system_error&) {
+  return false;
+}
+
+}  // namespace brisvane::host

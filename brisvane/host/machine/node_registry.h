@@ -1,0 +1,71 @@
+// NodeRegistry, a registry made of nodes that someone brings.
+// Any number of threads may use one at the same time, if its nodes allow it.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "brisvane/host/machine/registry.h"
+#include "brisvane/types/export.h"
+
+namespace brisvane::host {
+
+// One node: what stands behind a handle. Any number of threads may use one.
+class BRISVANE_EXPORT RegistryNode {
+ public:
+  RegistryNode() = default;
+  RegistryNode(const RegistryNode&) = delete;
+  RegistryNode& operator=(const RegistryNode&) = delete;
+  virtual ~RegistryNode();
+
+  // Whether the machine has it, at this moment.
+  [[nodiscard]] virtual bool exists() const noexcept = 0;
+
+  // As the registry's operations of these names.
+  [[nodiscard]] virtual std::optional<Object> property(std::string_view name) const noexcept = 0;
+  [[nodiscard]] virtual std::int32_t setProperty(std::string_view name, std::string_view value) const noexcept;
+  [[nodiscard]] virtual std::vector<std::string> propertyNames() const noexcept = 0;
+  [[nodiscard]] virtual Origin origin(std::string_view name) const noexcept = 0;
+};
+
+class BRISVANE_EXPORT NodeRegistry final : public Registry {
+ public:
+  // The nodes that the library knows; a null one is not there.
+  struct Nodes {
+    std::shared_ptr<const RegistryNode> root;
+    std::shared_ptr<const RegistryNode> chosen;
+    std::shared_ptr<const RegistryNode> platform;  // of the class kPlatformClass
+    std::shared_ptr<const RegistryNode> rom;
+    std::shared_ptr<const RegistryNode> options;
+  };
+  explicit NodeRegistry(Nodes nodes) noexcept;
+  ~NodeRegistry() override;
+
+  [[nodiscard]] NodeHandle root() const noexcept override;
+  [[nodiscard]] NodeHandle nodeAtPath(std::string_view path) const noexcept override;
+  [[nodiscard]] NodeHandle firstNodeOfClass(std::string_view name) const noexcept override;
+  [[nodiscard]] std::optional<Object> property(NodeHandle node, std::string_view name) const noexcept override;
+  [[nodiscard]] std::int32_t setProperty(NodeHandle node, std::string_view name,
+                                         std::string_view value) const noexcept override;
+  [[nodiscard]] std::vector<std::string> propertyNames(NodeHandle node) const noexcept override;
+  [[nodiscard]] Origin origin(NodeHandle node, std::string_view name) const noexcept override;
+  // Releasing a handle a second time does nothing, also when another has been opened since:
+  // handles are not used again.
+  void release(NodeHandle node) const noexcept override;
+
+  // How many handles are open.
+  [[nodiscard]] std::size_t openHandles() const noexcept;
+
+ private:
+  using Node = std::shared_ptr<const RegistryNode>;
+  [[nodiscard]] NodeHandle open(const Node& node) const noexcept;
+  [[nodiscard]] Node find(NodeHandle handle) const noexcept;
+
+  const Nodes nodes_;
+  mutable std::unordered_map<NodeHandle, Node> open_;
+};
+
+}  // namespace brisvane::host

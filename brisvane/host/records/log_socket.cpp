@@ -1,0 +1,177 @@
+#include "brisvane/host/records/log_socket.h"
+
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <limits>
+#include <mutex>
+
+#include "brisvane/host/files/descriptor.h"
+#include "brisvane/host/files/file_access.h"
+#include "brisvane/types/process_locks.h"
+
+namespace brisvane::host::real {
+namespace {
+
+constexpr std::int64_t kLongestWait = 2'000'000'000;  // nanoseconds
+
+std::int64_t now() noexcept {
+  using std::chrono::steady_clock;
+  return std::chrono::nanoseconds(steady_clock::now().time_since_epoch()).count();
+}
+
+Descriptor openSocket() noexcept {
+  Descriptor opened = Descriptor::aboveStandardStreams(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  // What has been sent and not been read counts against this; the kernel cuts it to what it permits.
+  constexpr int kSendBuffer = 8 << 20;
+  if (opened.valid()) ::setsockopt(opened.get(), SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof kSendBuffer);
+  return opened;
+}
+
+// The one socket that all entries of the process are sent from, guarded by processLocks().logSocket.
+struct SharedSocket {
+  int descriptor = -1;
+  dev_t device = 0;
+  ino_t inode = 0;
+};
+constinit SharedSocket shared;
+
+// A program may have closed every descriptor and use the number for a connection of its own by now.
+bool isStillOurs() noexcept {
+  struct stat status {};
+  return shared.descriptor >= 0 && ::fstat(shared.descriptor, &status) == 0 && S_ISSOCK(status.st_mode) &&
+         status.st_dev == shared.device && status.st_ino == shared.inode;
+}
+
+// The shared socket's descriptor, or -1 with errno set.
+int sharedSocket() noexcept {
+  const std::scoped_lock lock(processLocks().logSocket);
+  if (isStillOurs()) return shared.descriptor;
+  Descriptor opened = openSocket();
+  struct stat status {};
+  if (!opened.valid() || ::fstat(opened.get(), &status) != 0) return -1;
+  shared = {opened.release(), status.st_dev, status.st_ino};  // the former number is not ours to close
+  return shared.descriptor;
+}
+
+// The entry as a file in memory that nobody can change any more. Invalid with errno set on failure.
+Descriptor sealedMemory(std::string_view entry) noexcept {
+  Descriptor memory =
+      Descriptor::aboveStandardStreams(::memfd_create("brisvane-log-entry", MFD_CLOEXEC | MFD_ALLOW_SEALING));
+  if (!memory.valid()) return memory;
+  constexpr int kSeals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL;
+  if (writeAll(memory.get(), entry) || ::fcntl(memory.get(), F_ADD_SEALS, kSeals) != 0) memory.reset(-1);
+  return memory;
+}
+
+// What sendmsg takes: an entry, or a descriptor in its place.
+class Datagram {
+ public:
+  Datagram(sockaddr_un& to, std::string_view entry) noexcept
+      : part_{const_cast<char*>(entry.data()), entry.size()} {  // iovec knows no const
+    header_.msg_name = &to;
+    header_.msg_namelen = sizeof to;
+    header_.msg_iov = &part_;
+    header_.msg_iovlen = 1;
+  }
+  Datagram(const Datagram&) = delete;
+  Datagram& operator=(const Datagram&) = delete;
+  ~Datagram() = default;
+
+  void replaceBy(int descriptor) noexcept {
+    header_.msg_iov = nullptr;
+    header_.msg_iovlen = 0;
+    header_.msg_control = control_.data();
+    header_.msg_controllen = control_.size();
+    auto& rights = *reinterpret_cast<cmsghdr*>(control_.data());
+    rights.cmsg_level = SOL_SOCKET;
+    rights.cmsg_type = SCM_RIGHTS;
+    rights.cmsg_len = CMSG_LEN(sizeof descriptor);
+    std::memcpy(CMSG_DATA(&rights), &descriptor, sizeof descriptor);
+  }
+
+  [[nodiscard]] const msghdr& header() const noexcept { return header_; }
+
+ private:
+  iovec part_;
+  msghdr header_{};
+  alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control_{};
+};
+
+std::uint64_t thisProcess() noexcept { return std::uint64_t{static_cast<std::uint32_t>(::getpid())} << 32U; }
+
+constexpr std::uint64_t kCount = std::numeric_limits<std::uint32_t>::max();
+
+}  // namespace
+
+// A path that is too long is left out: nobody listens there.
+LogSocket::LogSocket(std::string_view path, LargeEntries largeEntries) noexcept : largeEntries_(largeEntries) {
+  address_.sun_family = AF_UNIX;
+  if (path.size() < sizeof address_.sun_path) std::copy(path.begin(), path.end(), std::begin(address_.sun_path));
+}
+
+LogSocket::Outcome LogSocket::send(std::string_view entry, Waiting waiting) noexcept {
+  Datagram datagram(address_, entry);
+  Error failed = attempt(datagram.header(), waiting);
+  const bool isLarge = failed.number() == EMSGSIZE || failed.number() == ENOBUFS;
+  if (isLarge && largeEntries_ == LargeEntries::kAsDescriptor) {
+    const Descriptor memory = sealedMemory(entry);
+    if (!memory.valid()) return Outcome::kUnavailable;
+    datagram.replaceBy(memory.get());
+    failed = attempt(datagram.header(), waiting);
+  }
+  if (failed.number() == EAGAIN) return Outcome::kHung;
+  if (fullSince_ != 0) fullSince_ = 0;
+  return failed ? Outcome::kUnavailable : Outcome::kTaken;
+}
+
+Error LogSocket::attempt(const msghdr& message, Waiting waiting) noexcept {
+  const int descriptor = sharedSocket();
+  if (descriptor < 0) return lastError();
+  if (::sendmsg(descriptor, &message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0) return {};
+  const Error failed = lastError();
+  return failed.number() == EAGAIN && waiting == Waiting::kShort ? sendToFullQueue(message) : failed;
+}
+
+// The kernel wakes the waiting in their order, which keeps a busy daemon fair. The limit belongs to a socket:
+// this one is the caller's own.
+Error LogSocket::sendToFullQueue(const msghdr& message) noexcept {
+  std::int64_t since = 0;
+  const std::int64_t start = now();
+  if (fullSince_.compare_exchange_strong(since, start)) since = start;
+  const std::int64_t end = since + kLongestWait;
+  Descriptor own;
+  for (std::int64_t left = end - start; left > 0; left = end - now()) {
+    if (!own.valid()) own = openSocket();
+    const std::int64_t microseconds = left / 1000 + 1;
+    const timeval limit{microseconds / 1'000'000, microseconds % 1'000'000};
+    if (!own.valid() || ::setsockopt(own.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit) != 0) break;
+    if (::sendmsg(own.get(), &message, MSG_NOSIGNAL) >= 0) return {};
+    if (errno != EINTR && errno != EAGAIN) return lastError();
+  }
+  return Error(EAGAIN);
+}
+
+void LogSocket::addDropped(std::uint32_t count) noexcept {
+  const std::uint64_t process = thisProcess();
+  std::uint64_t before = dropped_;
+  std::uint64_t after = 0;
+  do {
+    const std::uint64_t known = (before & ~kCount) == process ? before & kCount : 0;
+    after = process | std::min(known + count, kCount);
+  } while (!dropped_.compare_exchange_weak(before, after));
+}
+
+std::uint32_t LogSocket::takeDropped() noexcept {
+  if (dropped_ == 0) return 0;
+  const std::uint64_t taken = dropped_.exchange(0);
+  return (taken & ~kCount) == thisProcess() ? static_cast<std::uint32_t>(taken & kCount) : 0;
+}
+
+}  // namespace brisvane::host::real

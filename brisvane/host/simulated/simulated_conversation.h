@@ -1,0 +1,68 @@
+// Conversation, the part of a fixture that listens and answers: bytes in, bytes out,
+// at given times, without a line. Private to the simulated machine. Belongs to one
+// thread at a time.
+#pragma once
+
+#include <chrono>
+#include <deque>
+#include <optional>
+#include <random>
+#include <string_view>
+
+#include "brisvane/host/simulated/simulated_fixture_script.h"
+#include "brisvane/types/data.h"
+
+namespace brisvane::host::simulated {
+
+class Conversation {
+ public:
+  using Clock = std::chrono::steady_clock;
+  using Time = Clock::time_point;
+
+  explicit Conversation(FixtureScript script) : script_(std::move(script)), noise_(script_.seed) {}
+
+  // A program has opened the line, or has closed it: what was said before is forgotten.
+  void begin(Time now);
+  void end();
+
+  void receive(ByteView bytes, Time now);
+  // Takes a command that the quiet since it has ended.
+  void advance(Time now);
+
+  // The bytes whose time has come, in order.
+  [[nodiscard]] Data takeDue(Time now);
+  // When advance or takeDue has something to do next; nullopt for not before more comes.
+  [[nodiscard]] std::optional<Time> nextDue(Time now) const;
+  // After how many bytes the script hangs up, whatever they are.
+  [[nodiscard]] std::optional<std::size_t> hangUpAfter() const { return script_.hangUpAfter; }
+  // Whether the script hangs up after what has been taken.
+  [[nodiscard]] bool wantsHangUp() const { return hangUp_; }
+
+ private:
+  struct Outgoing {
+    Time due;
+    Data bytes;
+    bool hangUp = false;
+  };
+
+  bool takeBytesCommand();
+  bool takeLine(Time now);
+  [[nodiscard]] bool mayBecomeBytesCommand() const;
+  void answer(std::string_view line, Time now);
+  void answer(const FixtureScript::Command& command, std::string_view line, const Pattern::Match* match, Time now);
+  void say(const FixtureScript::Replies& replies, Time now);
+  void say(const FixtureScript::Reply& reply, Data bytes, Time now);
+  void schedule(Data bytes, Time due);
+  void enqueue(Outgoing outgoing);
+
+  FixtureScript script_;
+  std::minstd_rand noise_;
+  std::string received_;      // not yet a command
+  std::size_t searched_ = 0;  // of it, without finding a line end
+  Time lastReceived_{};
+  std::deque<Outgoing> outgoing_;
+  Time lastDue_{};
+  bool hangUp_ = false;
+};
+
+}  // namespace brisvane::host::simulated

@@ -1,0 +1,72 @@
+// Machine, a simulated machine: every platform service that the library uses,
+// described by a JSON text, with a scripted fixture behind each serial device.
+// All operations may be called from any thread at the same time.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "brisvane/host/platform.h"
+#include "brisvane/host/simulated/simulated_fixture.h"
+#include "brisvane/types/export.h"
+#include "brisvane/types/object.h"
+#include "brisvane/types/text.h"
+
+namespace brisvane::host::simulated {
+
+// One entry of the simulated system log.
+struct LogEntry {
+  std::string subsystem;
+  std::string category;
+  LogType type;
+  std::string format;
+  std::string argument;
+
+  bool operator==(const LogEntry&) const = default;
+};
+
+//   std::string error;
+//   auto machine = simulated::Machine::fromFile("bench.json", error);
+//   host::ScopedPlatform installed(machine->platform());
+//
+// Its files, clock and terminals are the real ones; its devices, preferences, system log,
+// registry, firmware variables, identity, versions, applications and network interfaces are its
+// own.
+class BRISVANE_EXPORT Machine {
+ public:
+  // A machine as described; docs/simulated.md tells the form. Its fixtures run from now on
+  // until the machine is destroyed. Null when the description is malformed or a fixture
+  // cannot be started; `error` then says what is wrong, and where. May throw std::bad_alloc.
+  [[nodiscard]] static std::unique_ptr<Machine> fromDescription(const Object& description, std::string& error);
+  [[nodiscard]] static std::unique_ptr<Machine> fromJson(std::string_view json, std::string& error);
+  [[nodiscard]] static std::unique_ptr<Machine> fromFile(Text path, std::string& error);
+
+  // A description to start from: one fixture, BV0001, that knows a few commands.
+  [[nodiscard]] static std::string_view exampleDescription() noexcept;
+
+  Machine(const Machine&) = delete;
+  Machine& operator=(const Machine&) = delete;
+  // Hangs up every fixture.
+  ~Machine();
+
+  // The machine's services. They outlive the machine: its devices are then gone.
+  [[nodiscard]] std::shared_ptr<const Platform> platform() const noexcept;
+
+  // What has been written to the system log so far, in order.
+  [[nodiscard]] std::vector<LogEntry> systemLog() const;
+  void clearSystemLog() noexcept;
+
+  // The fixture behind the device of this name, as in "cu.usbserial-BV0001"; null for
+  // none. It lives as long as the machine.
+  [[nodiscard]] Fixture* fixture(std::string_view device) const noexcept;
+
+ private:
+  struct Services;
+  static std::unique_ptr<Machine> make(const Object& description, const std::string& place);
+  explicit Machine(std::unique_ptr<Services> services) noexcept;
+  std::unique_ptr<Services> services_;
+};
+
+}  // namespace brisvane::host::simulated

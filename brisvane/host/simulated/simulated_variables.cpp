@@ -1,0 +1,77 @@
+#include "brisvane/host/simulated/simulated_variables.h"
+
+#include <cerrno>
+#include <new>
+#include <utility>
+
+namespace brisvane::host::simulated {
+namespace {
+
+// What a file of the real store can be called.
+constexpr std::size_t kLongestName = 255 - 1 - kGuidTextLength;
+// The largest variable that common firmware takes, and a small store's size.
+constexpr std::size_t kLargestValue = 32'768;
+constexpr std::size_t kCapacity = 65'536;
+
+// A text stands for its bytes: firmware knows nothing else.
+Data bytesOf(const Object& value, const std::string& place) {
+  if (const std::string* const text = value.ifText()) return {text->begin(), text->end()};
+  DescriptionReader reader(value, place);
+  Data bytes = reader.hex("hex");
+  reader.finish();
+  return bytes;
+}
+
+}  // namespace
+
+MemoryVariables::MemoryVariables(DescriptionReader reader)
+    : readOnly_(reader.boolean("readOnly", false)), capacity_(reader.count("capacity", kCapacity, 0)) {
+  const std::string variables = reader.placeOf("variables");
+  for (const auto& [fullName, value] : reader.members("variables").value_or(Dictionary())) {
+    const std::string place = variables + "." + fullName;
+    const auto name = VariableName::parse(fullName);
+    if (!name || name->name.size() > kLongestName) throw DescriptionError{place, "must be named \"GUID:name\""};
+    Data bytes = bytesOf(value, place);
+    if (bytes.empty()) throw DescriptionError{place, "must have a value"};
+    values_.insert_or_assign(name->text(), std::move(bytes));
+  }
+  reader.finish();
+}
+
+std::vector<std::string> MemoryVariables::propertyNames() const noexcept try {
+  const std::scoped_lock lock(mutex_);
+  std::vector<std::string> names;
+  for (const auto& [name, value] : values_) names.push_back(name);
+  return names;
+} catch (const std::bad_alloc&) {
+  return {};
+}
+
+std::optional<Data> MemoryVariables::read(const VariableName& name, Error& error) const {
+  const std::scoped_lock lock(mutex_);
+  const auto found = values_.find(name.text());
+  error = found != values_.end() ? Error() : Error(ENOENT);
+  return found != values_.end() ? std::optional(found->second) : std::nullopt;
+}
+
+Error MemoryVariables::write(const VariableName& name, ByteView value) const {
+  if (name.name.size() > kLongestName) return Error(ENAMETOOLONG);
+  if (readOnly_) return Error(EROFS);
+  if (value.size() > kLargestValue) return Error(EINVAL);
+  const std::scoped_lock lock(mutex_);
+  const std::string fullName = name.text();
+  std::size_t used = value.size();
+  for (const auto& [other, bytes] : values_) used += other != fullName ? bytes.size() : 0;
+  if (used > capacity_) return Error(ENOSPC);
+  values_.insert_or_assign(fullName, Data(value.begin(), value.end()));
+  return {};
+}
+
+Error MemoryVariables::remove(const VariableName& name) const {
+  if (name.name.size() > kLongestName) return Error(ENAMETOOLONG);
+  if (readOnly_) return Error(EROFS);
+  const std::scoped_lock lock(mutex_);
+  return values_.erase(name.text()) == 1 ? Error() : Error(ENOENT);
+}
+
+}  // namespace brisvane::host::simulated

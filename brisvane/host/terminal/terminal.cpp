@@ -1,0 +1,161 @@
+#include "brisvane/host/terminal/terminal.h"
+
+#include <poll.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+
+#include "brisvane/host/files/descriptor.h"
+#include "brisvane/host/terminal/termios2.h"
+
+namespace brisvane::host::terminal {
+namespace {
+
+using std::chrono::microseconds;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+// Below this a number could be taken for one of glibc's symbolic speed codes (13 is
+// B9600); no standard rate lies there.
+constexpr std::uint32_t kSlowestStandardRate = 50;
+
+// Whether the line runs within 3 % of the speed asked for, the most that an
+// asynchronous line bears.
+bool runsAt(int descriptor, std::uint32_t speed) noexcept {
+  const auto isNear = [speed](std::uint32_t actual) {
+    constexpr double kTolerance = 0.03;
+    return std::abs(static_cast<double>(actual) - speed) <= kTolerance * speed;
+  };
+  const auto actual = real::lineSpeed(descriptor);
+  return actual && isNear(actual->input) && isNear(actual->output);
+}
+
+// Polls until something is to be told or the time is over; a signal takes nothing
+// from the time and adds nothing. The events; 0 on time-out; nullopt on failure.
+std::optional<short> pollFor(int descriptor, microseconds time) noexcept {
+  if (descriptor < 0) {  // poll would only wait
+    errno = EBADF;
+    return std::nullopt;
+  }
+  const auto deadline = steady_clock::now() + time;
+  for (;;) {
+    const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now());
+    pollfd request{descriptor, POLLIN, 0};
+    const int ready = ::poll(&request, 1, static_cast<int>(std::max(left, milliseconds::zero()).count()));
+    if (ready < 0 && errno == EINTR) continue;
+    if (ready < 0) return std::nullopt;
+    if ((request.revents & POLLNVAL) != 0) {
+      errno = EBADF;
+      return std::nullopt;
+    }
+    return request.revents;
+  }
+}
+
+// A tty that has hung up reads 0 bytes at once, for ever, just as a silent one does
+// after its wait; only poll tells them apart.
+bool hasHungUp(int descriptor) noexcept {
+  const auto events = pollFor(descriptor, microseconds::zero());
+  return !events || (*events & (POLLHUP | POLLERR)) != 0;
+}
+
+}  // namespace
+
+int open(const std::string& path) noexcept {
+  if (path.find('\0') != std::string::npos) {
+    errno = ENOENT;
+    return -1;
+  }
+  return real::openDescriptor(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK).release();
+}
+
+std::optional<Mark> claim(int descriptor) noexcept {
+  // Only a lock that another holds is a refusal; a device without locks is not.
+  if (::flock(descriptor, LOCK_EX | LOCK_NB) == -1 && errno == EWOULDBLOCK) return std::nullopt;
+  int alreadyExclusive = 0;
+  ::ioctl(descriptor, TIOCGEXCL, &alreadyExclusive);
+  if (::ioctl(descriptor, TIOCEXCL) != -1) return alreadyExclusive == 0 ? Mark::kOwn : Mark::kOthers;
+  const int error = errno;
+  release(descriptor, Mark::kOthers);
+  errno = error;
+  return std::nullopt;
+}
+
+void release(int descriptor, Mark mark) noexcept {
+  // In this order: who has the lock next may set a mark of its own.
+  if (mark == Mark::kOwn) ::ioctl(descriptor, TIOCNXCL);
+  ::flock(descriptor, LOCK_UN);
+}
+
+bool clearStatusFlags(int descriptor) noexcept { return ::fcntl(descriptor, F_SETFL, 0) != -1; }
+
+bool makeRaw(int descriptor, std::uint32_t speed) noexcept {
+  if (speed == 0) {  // B0 hangs up instead of setting a speed
+    errno = EINVAL;
+    return false;
+  }
+  termios settings{};
+  if (::tcgetattr(descriptor, &settings) == -1) return false;
+  ::cfmakeraw(&settings);
+  // What glibc's cfmakeraw leaves of input processing, and the receiver.
+  settings.c_iflag &= ~static_cast<tcflag_t>(INPCK | IXOFF | IXANY);
+  settings.c_cflag |= CREAD;
+  settings.c_cflag &= ~static_cast<tcflag_t>(CIBAUD);  // an input speed of its own, if it had one
+  settings.c_cc[VMIN] = 0;
+  settings.c_cc[VTIME] = 1;
+  if (speed >= kSlowestStandardRate) ::cfsetspeed(&settings, speed);
+  if (::tcsetattr(descriptor, TCSANOW, &settings) == -1) return false;
+  if (runsAt(descriptor, speed)) return true;
+  // Not a standard rate: cfsetspeed has left the old one, or taken a number for a code.
+  return real::setLineSpeed(descriptor, speed) && runsAt(descriptor, speed);
+}
+
+bool assertDtr(int descriptor) noexcept {
+  const int line = TIOCM_DTR;
+  if (::ioctl(descriptor, TIOCMBIS, &line) != -1) return true;
+  // Pseudo-terminals and some USB gadgets have no modem lines.
+  return errno == ENOTTY || errno == EINVAL;
+}
+
+bool waitReadable(int descriptor, microseconds time) noexcept {
+  const auto events = pollFor(descriptor, time);
+  return events && (*events & (POLLIN | POLLHUP | POLLERR)) != 0;
+}
+
+std::optional<std::size_t> read(int descriptor, std::span<std::uint8_t> buffer, microseconds time) noexcept {
+  const auto deadline = steady_clock::now() + time;
+  for (;;) {
+    const auto left = std::chrono::ceil<microseconds>(deadline - steady_clock::now());
+    const auto events = pollFor(descriptor, std::max(left, microseconds::zero()));
+    if (!events) return std::nullopt;
+    if (*events == 0) return 0;
+    const ssize_t count = ::read(descriptor, buffer.data(), buffer.size());
+    if (count < 0 && (errno == EINTR || errno == EAGAIN)) continue;
+    if (count < 0) return std::nullopt;
+    if (count > 0 || !hasHungUp(descriptor)) return static_cast<std::size_t>(count);
+    errno = EIO;
+    return std::nullopt;
+  }
+}
+
+std::optional<std::size_t> write(int descriptor, ByteView bytes) noexcept {
+  ssize_t count = -1;
+  do {
+    count = ::write(descriptor, bytes.data(), bytes.size());
+  } while (count < 0 && errno == EINTR);
+  return count < 0 ? std::nullopt : std::optional<std::size_t>(static_cast<std::size_t>(count));
+}
+
+void drainOutput(int descriptor) noexcept {
+  while (::tcdrain(descriptor) == -1 && errno == EINTR) {
+  }
+}
+
+void close(int descriptor) noexcept { ::close(descriptor); }
+
+}  // namespace brisvane::host::terminal

@@ -1,0 +1,124 @@
+// `bvdiag encrypt` and `bvdiag decrypt`: files under a key.
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+
+#include <brisvane/all.h>
+#include <brisvane/host/crypto/cipher.h>
+
+#include "byte_streams.h"
+#include "commands.h"
+#include "key_options.h"
+
+namespace bvdiag {
+namespace {
+
+namespace bv = brisvane;
+using bv::host::CipherAlgorithm;
+using bv::host::CipherOption;
+using bv::host::CipherStatus;
+
+struct CipherOptions {
+  std::string file = kStandardInput;
+  std::string newFile;
+  std::string algorithm = "aes";
+  KeyOptions key;
+  std::string vector;
+  bool ecb = false;
+  bool noPadding = false;
+
+  [[nodiscard]] std::uint32_t bits() const {
+    return (noPadding ? 0 : CipherOption::kPkcs7Padding) | (ecb ? CipherOption::kEcbMode : 0);
+  }
+};
+
+using Operation = decltype(&bv::SecurityAdditions::dataEncryptedUsingAlgorithm);
+
+const std::map<std::string, std::uint32_t>& algorithms() {
+  static const std::map<std::string, std::uint32_t> numbers = {{"aes", CipherAlgorithm::kAes},
+                                                               {"des", CipherAlgorithm::kDes},
+                                                               {"3des", CipherAlgorithm::kTripleDes},
+                                                               {"cast128", CipherAlgorithm::kCast128},
+                                                               {"rc4", CipherAlgorithm::kRc4}};
+  return numbers;
+}
+
+std::set<std::string> names(const std::map<std::string, std::uint32_t>& numbers) {
+  std::set<std::string> names;
+  for (const auto& [name, number] : numbers) names.insert(name);
+  return names;
+}
+
+std::string reasonOf(std::int32_t status) {
+  switch (status) {
+    case CipherStatus::kUnsuitableKey:
+      return "the algorithm takes no such key";
+    case CipherStatus::kPartialBlock:
+      return "it is not a whole number of blocks; check that it is complete, and --no-padding";
+    case CipherStatus::kBadPadding:
+      return "its padding is bad; check the key, the algorithm and the options";
+    case CipherStatus::kNoMemory:
+      return "there is not enough memory";
+    case CipherStatus::kLibraryMissing:
+      return "OpenSSL does not have the algorithm; install its \"legacy\" provider";
+    default:
+      return "the algorithm or an option is unknown";
+  }
+}
+
+int run(Operation operation, const CipherOptions& options, Session& session) {
+  Output& output = session.output();
+  const auto key = readKey(options.key, output);
+  if (!key) return kFailure;
+  const auto vector = bv::parseHex(options.vector);
+  if (!vector) {
+    output.complain("--vector: is not hexadecimal; spell each byte in two digits");
+    return kFailure;
+  }
+  const auto input = readBytes(options.file, output);
+  if (!input) return kFailure;
+  std::int32_t status = CipherStatus::kSuccess;
+  const auto result = operation(*input, algorithms().at(options.algorithm), *key,
+                                options.vector.empty() ? bv::Bytes() : *vector, options.bits(), &status);
+  if (!result) {
+    output.complain(nameOf(options.file) + ": " + reasonOf(status) + " (" + std::to_string(status) + ")");
+    return kFailure;
+  }
+  // What is worth a cipher is for the owner alone, also when it is plain again.
+  return writeBytes(*result, options.newFile, output, bv::host::Readers::kOwner) ? kSuccess : kFailure;
+}
+
+void addCommand(CLI::App& program, Chosen& chosen, const std::string& name, const std::string& help,
+                Operation operation) {
+  CLI::App* const command = program.add_subcommand(name, help);
+  const auto options = std::make_shared<CipherOptions>();
+  command->add_option("FILE", options->file, "The file; - or none for standard input");
+  addOutputOption(*command, options->newFile);
+  command->add_option("--algorithm", options->algorithm, "aes, des, 3des, cast128 or rc4")
+      ->capture_default_str()
+      ->check(CLI::IsMember(names(algorithms())))
+      ->type_name("NAME");
+  addKeyOptions(*command, options->key);
+  command->add_option("--vector", options->vector, "What blocks are chained from; default: zero bytes")
+      ->type_name("HEX");
+  command->add_flag("--ecb", options->ecb, "Takes each block by itself, instead of chaining them (CBC)");
+  command->add_flag("--no-padding", options->noPadding, "Neither adds padding nor takes it off: whole blocks alone");
+  command->footer(exitStatusText("written", "something cannot be read or written, or does not decrypt"));
+  command->callback([&chosen, options, operation] {
+    chosen.run = [options, operation](Session& session) { return run(operation, *options, session); };
+  });
+}
+
+}  // namespace
+
+void addEncrypt(CLI::App& program, Chosen& chosen) {
+  addCommand(program, chosen, "encrypt", "Encrypts a file", bv::SecurityAdditions::dataEncryptedUsingAlgorithm);
+}
+
+void addDecrypt(CLI::App& program, Chosen& chosen) {
+  addCommand(program, chosen, "decrypt", "Decrypts a file", bv::SecurityAdditions::dataDecryptedUsingAlgorithm);
+}
+
+}  // namespace bvdiag
