@@ -1,7 +1,5 @@
 #include "brisvane/host/crypto/openssl.h"
 
-#include <openssl/provider.h>
-
 #include <algorithm>
 #include <mutex>
 #include <new>
@@ -22,8 +20,10 @@ std::unique_ptr<Algorithms> lookUp() noexcept {
   if (found == nullptr) return nullptr;
   found->context.reset(OSSL_LIB_CTX_new());
   OSSL_LIB_CTX* const context = found->context.get();
-  if (context == nullptr || OSSL_PROVIDER_load(context, "default") == nullptr) return nullptr;
-  static_cast<void>(OSSL_PROVIDER_load(context, "legacy"));  // then its algorithms are missing
+  if (context == nullptr) return nullptr;
+  found->standard.reset(OSSL_PROVIDER_load(context, "default"));
+  if (found->standard == nullptr) return nullptr;
+  found->legacy.reset(OSSL_PROVIDER_load(context, "legacy"));  // without it its algorithms are missing
   found->sha1.reset(EVP_MD_fetch(context, "SHA1", nullptr));
   found->aes = {fetch(context, "AES-128-CBC", "AES-128-ECB"), fetch(context, "AES-192-CBC", "AES-192-ECB"),
                 fetch(context, "AES-256-CBC", "AES-256-ECB")};

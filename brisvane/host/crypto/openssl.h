@@ -4,6 +4,7 @@
 
 #include <openssl/err.h>
 #include <openssl/evp.h>
+#include <openssl/provider.h>
 
 #include <array>
 #include <memory>
@@ -15,6 +16,7 @@ struct Free {
   void operator()(EVP_CIPHER_CTX* context) const noexcept { EVP_CIPHER_CTX_free(context); }
   void operator()(EVP_MD* digest) const noexcept { EVP_MD_free(digest); }
   void operator()(EVP_CIPHER* cipher) const noexcept { EVP_CIPHER_free(cipher); }
+  void operator()(OSSL_PROVIDER* provider) const noexcept { OSSL_PROVIDER_unload(provider); }
   void operator()(OSSL_LIB_CTX* context) const noexcept { OSSL_LIB_CTX_free(context); }
 };
 using DigestContext = std::unique_ptr<EVP_MD_CTX, Free>;
@@ -31,6 +33,8 @@ struct Modes {
 // which is a file and a package of its own on some systems.
 struct Algorithms {
   std::unique_ptr<OSSL_LIB_CTX, Free> context;  // goes last
+  std::unique_ptr<OSSL_PROVIDER, Free> standard;
+  std::unique_ptr<OSSL_PROVIDER, Free> legacy;
   std::unique_ptr<EVP_MD, Free> sha1;
   std::array<Modes, 3> aes;  // of keys of 16, 24 and 32 bytes
   Modes des;
