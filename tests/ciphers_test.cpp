@@ -171,7 +171,7 @@ TEST(Ciphers, ChainFromAVectorOfWhateverLength) {
 TEST(Ciphers, CutTheVectorToAShortKeyAndRaiseItToABlock) {
   const Data plain(24, 0x11);
   const Data whole(8, 0xA5);
-  for (const std::size_t length : {0, 3, 5, 6, 7, 8, 9}) {
+  for (const std::size_t length : {0U, 3U, 5U, 6U, 7U, 8U, 9U}) {
     const Data key(length, 0x3C);
     const auto from = [&](const Data& vector) {
       return dataEncryptedUsingAlgorithm(plain, CipherAlgorithm::kCast128, key, vector, kCbc).value_or(Data());
