@@ -4,7 +4,6 @@
 #include <new>
 #include <utility>
 
-#include "brisvane/host/machine/identity_service.h"
 #include "brisvane/host/machine/read_once.h"
 #include "brisvane/host/platform.h"
 #include "brisvane/platform/BVSystemInfo.h"
@@ -15,7 +14,6 @@
 namespace brisvane {
 namespace {
 
-using host::IdentityService;
 using host::OpenNode;
 using host::Registry;
 
