@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "brisvane/all.h"
+#include "brisvane/host/crypto/digest.h"
 #include "brisvane/host/files/files.h"
 #include "brisvane/host/formats/characters.h"
 #include "brisvane/host/formats/file_url.h"
@@ -98,7 +99,10 @@ bool areLocksFree() {
 
 std::size_t openDescriptors() { return testing::namesIn("/proc/self/fd").size(); }
 
-bool hasChild() { return ::waitpid(-1, nullptr, WNOHANG) != -1; }
+bool hasChild() {
+  siginfo_t child;
+  return ::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == 0;
+}
 
 // For what the threads of a launch service still do when an operation is over.
 template <typename Condition>
@@ -259,6 +263,12 @@ TEST_F(AllocationFailures, OfBytes) {
   SWEEP(randomDataOfLength(100).has_value(), false);
   SWEEP(sha1Hash(kBytes), std::nullopt);
   SWEEP(HMACSHA1(kBytes, kOther), std::nullopt);
+  const auto inPieces = [](auto&& digest) {
+    for (int i = 0; i < 3; ++i) digest.add(kBytes);
+    return digest.finish();
+  };
+  SWEEP(inPieces(host::Sha1()), std::nullopt);
+  SWEEP(inPieces(host::HmacSha1(kBytes)), std::nullopt);
 }
 
 TEST_F(AllocationFailures, OfFiles) {
@@ -478,6 +488,22 @@ TEST_F(AllocationFailures, OfASimulatedMachine) {
 TEST_F(AllocationFailures, OfPrograms) {
   std::optional<std::string> output;
   std::string error;
+  const std::vector<std::string> arguments{kLong};
+  // Collects what is left when memory is back.
+  const auto canBeCollected = [&] {
+    const auto command = host::Command::start("/bin/echo", arguments, "/", error);
+    if (command == nullptr) return false;
+    bool isOver = false;
+    while (!isOver) {
+      try {
+        isOver = command->collect(std::chrono::seconds(20));
+      } catch (const std::bad_alloc&) {
+        FailingAllocations::end();
+      }
+    }
+    return command->output().size() == kLong.size() + 1;
+  };
+  SWEEP(canBeCollected(), false);
   SWEEP(host::runCommand("/bin/echo", {}, "/", error).has_value(), false);
   SWEEP(Brisvane::runCommandWithLaunchPath("/bin/echo", {}, "/", output), false);
   SWEEP(Brisvane::runCommandWithLaunchPath("/none", {}, "/", output), kNever);
