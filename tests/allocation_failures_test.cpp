@@ -269,6 +269,13 @@ TEST_F(AllocationFailures, OfBytes) {
   };
   SWEEP(inPieces(host::Sha1()), std::nullopt);
   SWEEP(inPieces(host::HmacSha1(kBytes)), std::nullopt);
+  std::int32_t error = 0;
+  const auto status = [&](const std::optional<Data>& result) { return result ? 0 : error; };
+  for (const std::uint32_t algorithm : {0U, 1U, 2U, 3U, 4U}) {
+    const auto encrypted = dataEncryptedUsingAlgorithm(kBytes, algorithm, "a key", nullptr, 1);
+    SWEEP(status(dataEncryptedUsingAlgorithm(kBytes, algorithm, "a key", "vector", 1, &error)), -6);
+    SWEEP(status(dataDecryptedUsingAlgorithm(*encrypted, algorithm, "a key", nullptr, 1, &error)), -6);
+  }
 }
 
 TEST_F(AllocationFailures, OfFiles) {
@@ -543,6 +550,8 @@ bool useStores() {
   return !Diagnostics::diagDefaults().suite().empty() && PreferencesStore::standard().suite().empty();
 }
 bool useTimeZone() { return !BVLog::backupPath("a", Date()).empty(); }
+bool useDigest() { return SecurityAdditions::sha1Hash({}).has_value(); }
+bool useCipher() { return SecurityAdditions::dataEncryptedUsingAlgorithm({}, 1, "key", nullptr, 1).has_value(); }
 
 constexpr FirstUse kFirstUses[] = {
     {"platform", false, 1, usePlatform},
@@ -553,6 +562,9 @@ constexpr FirstUse kFirstUses[] = {
     {"guard", false, 1, useGuard},
     {"preferences", true, 1, useStores},
     {"time zone", true, 1, useTimeZone},
+    // OpenSSL begins with more than a thousand allocations, which take a while.
+    {"sha1Hash", false, 17, useDigest},
+    {"cipher", false, 17, useCipher},
 };
 
 // How a forked child ends that does it.
