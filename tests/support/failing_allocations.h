@@ -96,6 +96,9 @@ void* realloc(void* block, std::size_t size) noexcept {
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return brisvane::testing::FailingAllocations::isNext() ? nullptr : std::malloc(size);
+}
 [[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
 [[gnu::noinline]] void operator delete(void* block, std::size_t /*size*/) noexcept { std::free(block); }
 
