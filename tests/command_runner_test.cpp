@@ -106,7 +106,7 @@ TEST_F(CommandRunner, BlamesTheInterpreterThatIsMissing) {
   testing::writeFile(folder / "data", "");
   EXPECT_EQ(failure(program("unfit", "#!" + (folder / "data"))),
             (folder / "unfit") + ": its interpreter \"" + (folder / "data") + "\": Permission denied");
-  std::string compiled = testing::contentOf("/bin/sleep");
+  std::string compiled = testing::contentOf("/proc/self/exe");  // /bin/sleep may have no loader
   compiled.replace(compiled.find("/ld-linux"), 9, "/no-linux");
   EXPECT_EQ(failure(program("compiled", compiled)), (folder / "compiled") + ": its loader" + none);
   // It is there and has a program for its interpreter: something else is wrong.

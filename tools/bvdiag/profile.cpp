@@ -21,7 +21,6 @@ using bv::BVSystemInfo;
 using bv::ProfileService;
 using bv::ProfileSource;
 using bv::ProfileValue;
-using bv::host::IdentityService;
 using bv::host::Origin;
 
 constexpr std::size_t kColumn = 24;
