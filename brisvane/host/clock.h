@@ -1,5 +1,5 @@
-// The clocks as a service, and the elapsed time that every wait is measured by.
-// A Clock may be asked from any thread; a Stopwatch belongs to one thread.
+// Clock, the time as a service, and Stopwatch, which measures every wait of the library.
+// A Clock and the functions may be used from any thread. A Stopwatch belongs to one thread.
 #pragma once
 
 #include <chrono>
@@ -18,8 +18,8 @@ class BRISVANE_EXPORT Clock {
   Clock& operator=(const Clock&) = delete;
   virtual ~Clock();
 
-  virtual Wall wall() const noexcept = 0;      // the present date
-  virtual Steady steady() const noexcept = 0;  // never set, never goes back
+  virtual Wall wall() const noexcept = 0;      // the date and time; somebody may set it
+  virtual Steady steady() const noexcept = 0;  // nobody sets it, and it never goes back
 };
 
 // The machine's own clocks.
@@ -32,13 +32,13 @@ class BRISVANE_EXPORT SystemClock final : public Clock {
 // Measures the time since its last restart.
 class BRISVANE_EXPORT Stopwatch {
  public:
-  // Starts at once. REQUIRES: the clock outlives the stopwatch.
+  // Starts the measurement. REQUIRES: the clock outlives the stopwatch.
   explicit Stopwatch(const Clock& clock) noexcept : clock_(clock) { restart(); }
 
   void restart() noexcept;
 
-  // Seconds since the last restart: the larger of the two clocks' differences, so
-  // that a date set forward ends a wait and one set back cannot lengthen it.
+  // The seconds since the last restart: the larger difference of the wall clock and the steady
+  // clock. So a date that is set forward ends a wait, and one that is set back cannot lengthen it.
   [[nodiscard]] double elapsed() const noexcept;
 
  private:
@@ -47,7 +47,7 @@ class BRISVANE_EXPORT Stopwatch {
   Clock::Steady steady_;
 };
 
-// Sleeps for the whole time; a signal does not cut it short or lengthen it.
+// Blocks for the whole time. A signal neither shortens nor lengthens it.
 BRISVANE_EXPORT void pause(std::chrono::microseconds time) noexcept;
 
 }  // namespace brisvane::host

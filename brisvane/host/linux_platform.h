@@ -1,4 +1,4 @@
-// The real machine: each platform service on Linux.
+// The platform services of the Linux machine that the program runs on.
 // The function may be called from any thread.
 #pragma once
 
@@ -9,7 +9,7 @@
 
 namespace brisvane::host::real {
 
-// Where the services look. A test points them at a folder of its own.
+// Where the services look. A test sets folders of its own.
 struct Roots {
   std::string deviceDirectory = "/dev";
   std::string journalSocket = "/run/systemd/journal/socket";
@@ -21,10 +21,11 @@ struct Roots {
   std::string osRelease = "/etc/os-release";
   std::string vendorOsRelease = "/usr/lib/os-release";
   std::string efiVariables = "/sys/firmware/efi/efivars";
-  bool anyFileSystem = false;  // as the one of the variables
+  bool anyFileSystem = false;  // as for EfiVariables
   std::string networkInterfaces = "/sys/class/net";
 };
 
+// A platform with every service, reading from `roots`.
 Platform makePlatform(const Roots& roots);
 
 }  // namespace brisvane::host::real

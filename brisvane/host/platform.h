@@ -1,7 +1,11 @@
-// Platform, the set of services that stand between the library and a machine, and
-// the choice of the one in force.
-// platform() and ScopedPlatform may be used from any thread; a Platform object is a
-// plain value: fill it first, then share it as const.
+// Platform, the services through which the library uses a machine, and the choice of the platform
+// in force.
+// platform() and ScopedPlatform may be used from any thread. A Platform is a plain value: fill it
+// first, then share it as const.
+//
+//   auto platform = std::make_shared<host::Platform>();
+//   platform->setPreferences(std::make_shared<MyPreferences>());
+//   host::ScopedPlatform installed(platform);
 #pragma once
 
 #include <memory>
@@ -19,10 +23,13 @@
 
 namespace brisvane::host {
 
-// A copyable set of services. One that was not set, or was set to null, answers "nothing": it
-// records no entry, knows no preference, lists no device, has no registry node, no network
-// interface and no answer, and launches nothing. Only the clock is never missing: without one of
-// its own a platform has the machine's.
+// A copyable set of services. A service that was not set, or was set to null, is the interface
+// with its default operations, which answer "nothing":
+//  - no log entry is recorded;
+//  - no preference, registry node, identity answer or system version exists;
+//  - devices and network interfaces cannot be listed;
+//  - a launch fails.
+// The clock is the exception: without one of its own, a platform has the machine's clock.
 class BRISVANE_EXPORT Platform {
  public:
   Platform() noexcept;
@@ -59,16 +66,16 @@ class BRISVANE_EXPORT Platform {
   std::shared_ptr<const Clock> clock_;
 };
 
-// The platform in force: the machine the program runs on, or the innermost
-// ScopedPlatform. Never null; when memory runs out on first use, one that answers
-// "nothing". An operation takes it once and uses it to its end.
+// The platform in force: that of the innermost ScopedPlatform, else the machine that the program
+// runs on. Never null. When memory runs out on first use, its services answer "nothing".
+// An operation calls this once and uses the result to its end.
 [[nodiscard]] BRISVANE_EXPORT std::shared_ptr<const Platform> platform() noexcept;
 
-// Puts a platform in force for the whole process, and the one before it back when
-// destroyed. Installations nest: REQUIRES that they end in the reverse order.
+// Puts a platform in force for the whole process. Its destructor puts the previous one back.
+// ScopedPlatforms nest. REQUIRES: they are destroyed in the reverse order.
 class BRISVANE_EXPORT ScopedPlatform {
  public:
-  // A null platform changes nothing. Needs no memory, so that it cannot fail.
+  // A null platform changes nothing. It allocates no memory, so it cannot fail.
   [[nodiscard]] explicit ScopedPlatform(std::shared_ptr<const Platform> platform) noexcept;
   ScopedPlatform(const ScopedPlatform&) = delete;
   ScopedPlatform& operator=(const ScopedPlatform&) = delete;
@@ -76,7 +83,7 @@ class BRISVANE_EXPORT ScopedPlatform {
 
  private:
   const bool isInForce_;
-  std::shared_ptr<const Platform> previous_;  // null when none had been asked for before
+  std::shared_ptr<const Platform> previous_;  // null when there was none yet
 };
 
 }  // namespace brisvane::host

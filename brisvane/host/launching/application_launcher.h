@@ -1,6 +1,6 @@
-// The launch service on Linux: executables, AppDirs and desktop entries.
-// Safe from any thread. Each application that is launched has a thread here until it has ended, or
-// until its activation on the session bus is through.
+// ApplicationLauncher, the launch service on Linux: executables, AppDirs and desktop entries.
+// Safe from any thread. Each launched application has a thread here until the application has
+// ended, or until its activation on the session bus is finished.
 #pragma once
 
 #include <memory>
@@ -17,7 +17,7 @@ class ApplicationLauncher final : public LaunchService {
   std::int32_t selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes, std::int32_t first,
                            std::int32_t second, std::int32_t third, std::int32_t fourth) const noexcept override;
   void unsubscribe(SubscriptionHandle subscription) const noexcept override;
-  // Nothing has to be made known here.
+  // Does nothing: Linux needs no registration.
   std::int32_t registerBundle(std::string_view url, bool forceUpdate) const noexcept override;
   void open(std::string_view url, const OpenConfiguration& configuration,
             OpenCompletion completion) const noexcept override;

@@ -1,5 +1,5 @@
-// The activation of applications on the session bus.
-// The function may be called from any thread; it uses a connection of its own.
+// The activation of applications through the session bus.
+// The function may be called from any thread. It uses a connection of its own.
 #pragma once
 
 #include <functional>
@@ -9,19 +9,21 @@
 
 namespace brisvane::host::real {
 
-// What happens on the way of an application that is activated.
+// The steps of an activation. Each is called on the thread of activateOnBus().
 struct ActivationEvents {
-  std::function<void()> requested;                                        // it was not up: it is started now
-  std::function<void(const std::optional<std::string>& error)> answered;  // once, unless it is called off
+  std::function<void()> requested;                                        // it was not running, and is started
+  std::function<void(const std::optional<std::string>& error)> answered;  // once, unless called off
   std::function<void()> up;                                               // its name has an owner
-  std::function<void()> activated;                                        // it was up already, and has answered
-  std::function<bool()> isCalledOff;  // asked several times a second; true ends the waiting
+  std::function<void()> activated;                                        // it was running, and has answered
+  std::function<bool()> isCalledOff;  // called several times a second; true ends the wait
 };
 
-// Activates the application that owns the bus name `identifier`, or that the bus starts for it
-// (org.freedesktop.Application of the Desktop Entry Specification): Activate, or Open when there are
-// arguments, which must be absolute paths or URLs. Returns when it is answered and up, when it has
-// failed, or when it is called off.
+// Activates the application that owns the bus name `identifier`, or that the bus starts for it.
+// Calls Activate of org.freedesktop.Application (Desktop Entry Specification), or Open when there
+// are arguments.
+// Blocks until the application has answered and is up, until the activation has failed, or until
+// it is called off. A failure is reported to `events.answered`.
+// REQUIRES: each argument is an absolute path or a URL.
 void activateOnBus(const std::string& identifier, const std::vector<std::string>& arguments,
                    const ActivationEvents& events);
 

@@ -1,5 +1,5 @@
 // Commands: programs that run to their end while their output is collected.
-// The functions may be called from any thread, by any number of them at once; a Command belongs to one thread.
+// Any number of threads may call the functions at the same time. A Command belongs to one thread.
 #pragma once
 
 #include <chrono>
@@ -14,51 +14,54 @@
 
 namespace brisvane::host {
 
-// Runs the program at `path`, which is not looked for in PATH, with these arguments in
-// `directory` (empty for that of the caller; a relative path of the program starts there),
-// and gives all that it and its children wrote to standard output and standard error, in
-// one sequence. Standard input is the caller's. Blocks until the program has ended and
-// nobody holds the other end of the output. nullopt when it cannot be started, or memory runs out; `error` then
-// says for which path, and why. How the program ends is not looked at.
+// Runs a program to its end. Gives what the program and its children wrote to standard output and
+// standard error, in one sequence. Standard input is the caller's.
+//  - `path` is not searched for in PATH; a relative path starts at `directory`.
+//  - `directory` is the program's working directory; empty for the caller's.
+//  - How the program ends, its exit status or a signal, makes no difference.
+// nullopt when the program cannot be started or memory runs out. `error` then names the path and
+// the reason.
+// Blocks until the program has ended and no process holds the other end of the output.
 [[nodiscard]] BRISVANE_EXPORT std::optional<Data> runCommand(std::string_view path,
                                                              const std::vector<std::string>& arguments,
                                                              std::string_view directory, std::string& error) noexcept;
 
-// A program under way, for a caller that has to look after something else meanwhile, passes signals on, or
-// wants to know how the program ends.
+// A running program, for a caller that does other work meanwhile, sends it signals, or needs its
+// exit status.
 class BRISVANE_EXPORT Command {
  public:
-  // Starts a program as runCommand() does. Null when it cannot be started; `error` then says for which path, and
-  // why.
+  // Starts a program as runCommand() does, and returns once it runs. Null when it cannot be
+  // started. `error` then names the path and the reason.
   [[nodiscard]] static std::unique_ptr<Command> start(std::string_view path, const std::vector<std::string>& arguments,
                                                       std::string_view directory, std::string& error) noexcept;
   Command(const Command&) = delete;
   Command& operator=(const Command&) = delete;
-  // Waits for nothing. A program that still runs goes on, without a reader of its output, and nobody waits for its
-  // end: it is a zombie from then until the caller's process ends.
+  // Does not wait. A program that still runs continues, without a reader of its output. Nobody
+  // waits for its end: from its end until the end of the caller's process, it is a zombie.
   ~Command();
 
-  // Collects output for so long; 0 takes what is there. True as soon as the program has ended and nobody holds the
-  // other end of the output. May throw std::bad_alloc.
+  // Collects output. True once the program has ended and no process holds the other end of the
+  // output. May throw std::bad_alloc. Blocks for at most `time`; 0 takes only what is there.
   [[nodiscard]] bool collect(std::chrono::milliseconds time);
 
-  // Whether the program itself has ended; a child of it may still hold the output.
+  // Whether the program itself has ended. A child of it may still hold the output.
   [[nodiscard]] bool hasEnded() noexcept;
 
-  // Sends a signal to the program, and not to its children; nothing when it has ended.
+  // Sends a signal to the program, but not to its children. Does nothing when it has ended.
   void send(int signal) noexcept;
 
-  // What has been collected so far.
+  // The output that has been collected so far.
   [[nodiscard]] const Data& output() const noexcept;
 
-  // The exit status of a program that has ended by itself. nullopt while it runs, when a signal has ended it, and when
-  // that is not known: the caller's process ignores SIGCHLD, or somebody else has waited for the program.
+  // The exit status of a program that has exited. nullopt while it runs, when a signal has ended
+  // it, and when the status is unavailable because the caller's process ignores SIGCHLD or waited
+  // for the program elsewhere.
   [[nodiscard]] std::optional<int> status() const noexcept;
 
-  // The signal that has ended the program; 0 for none.
+  // The signal that ended the program; 0 for none.
   [[nodiscard]] int endingSignal() const noexcept;
 
-  // The number of the process.
+  // The process ID of the program.
   [[nodiscard]] int process() const noexcept;
 
  private:
@@ -68,9 +71,10 @@ class BRISVANE_EXPORT Command {
   std::unique_ptr<State> state_;
 };
 
-// The path of a program that has a name: the first executable file in the folders of PATH, an
-// empty one of which is the working directory; without PATH, in /usr/local/bin, /usr/bin and
-// /bin. A name with a slash is a path already. nullopt when there is no such program.
+// The path of the program called `name`: the first executable file of that name in the folders of
+// PATH. Without PATH, the folders are /usr/local/bin, /usr/bin and /bin. An empty folder in PATH is
+// the working directory. A name with a slash is already a path.
+// nullopt when there is no such program.
 [[nodiscard]] BRISVANE_EXPORT std::optional<std::string> findProgram(std::string_view name) noexcept;
 
 }  // namespace brisvane::host

@@ -1,5 +1,5 @@
-// Desktop entries: what the file of an application says about starting it.
-// The functions may be called from any thread.
+// Desktop entries: the files that describe how to start an application.
+// The function may be called from any thread. A DesktopEntry does not change.
 #pragma once
 
 #include <optional>
@@ -10,16 +10,16 @@
 
 namespace brisvane::host::real {
 
-// The group "Desktop Entry" of a file, as the Desktop Entry Specification 1.5 of
-// freedesktop.org has it. Keys with a locale are left out.
+// The group "Desktop Entry" of a file (freedesktop.org, Desktop Entry Specification 1.5). Keys with
+// a locale are ignored.
 class DesktopEntry {
  public:
-  // The group's keys and values; no keys for a text without such a group.
+  // Takes the content of a file. The entry is empty when the file has no such group.
   explicit DesktopEntry(std::string_view content);
 
   // A value with its escapes (\s \n \t \r \\) replaced; nullopt when the key is missing.
   [[nodiscard]] std::optional<std::string> text(std::string_view key) const;
-  // "true"; anything else counts as false.
+  // Whether the value is "true". Any other value is false, and so is a missing key.
   [[nodiscard]] bool flag(std::string_view key) const;
 
   [[nodiscard]] bool empty() const noexcept { return values_.empty(); }
@@ -28,7 +28,7 @@ class DesktopEntry {
   std::unordered_map<std::string, std::string> values_;
 };
 
-// What the field codes of a command line stand for.
+// The values of the field codes of an Exec value.
 struct FieldValues {
   std::vector<std::string> arguments;  // %f, %F, %u, %U
   std::string name;                    // %c
@@ -36,9 +36,9 @@ struct FieldValues {
   std::string file;                    // %k
 };
 
-// The words of an Exec value. An argument without a field code that takes it follows at
-// the end, so that none is lost; %f and %u take the first. nullopt for a malformed
-// value; `error` then says what is wrong with it.
+// The words of an Exec value, with its field codes replaced. %f and %u take the first argument.
+// Arguments that no field code takes follow at the end, so that none is lost.
+// nullopt for a malformed value. `error` then says what is wrong with it.
 std::optional<std::vector<std::string>> commandWords(std::string_view exec, const FieldValues& values,
                                                      std::string& error);
 

@@ -1,5 +1,5 @@
-// The launch service: opens applications and tells subscribers how their launch goes.
-// Any number of threads may use one at the same time.
+// LaunchService, the service that opens applications and notifies subscribers of each launch.
+// Any number of threads may use a service or a SerialQueue at the same time.
 #pragma once
 
 #include <cstdint>
@@ -18,13 +18,15 @@
 
 namespace brisvane::host {
 
-// Runs what it is given one at a time, on the thread that gives it. Copies are one queue.
+// Runs one piece of work at a time, on the thread that calls perform(). Copies share one queue.
 class SerialQueue {
  public:
   explicit SerialQueue(std::string label) : label_(std::move(label)), mutex_(std::make_shared<std::mutex>()) {}
 
   [[nodiscard]] const std::string& label() const noexcept { return label_; }
 
+  // Calls `work`. Blocks while another thread's work runs.
+  // REQUIRES: `work` does not call perform() of the same queue.
   template <typename Work>
   void perform(Work&& work) const {
     const std::scoped_lock lock(*mutex_);
@@ -39,31 +41,34 @@ class SerialQueue {
 // Names a subscription; 0 names none.
 using SubscriptionHandle = std::uint64_t;
 
-// What happens to an application on its way up. A platform may tell more.
+// The stages of a launch. A platform may have further codes.
 struct LaunchCode {
   static constexpr std::int32_t kRequested = 0x100;
   static constexpr std::int32_t kStarted = 0x110;    // its process runs
-  static constexpr std::int32_t kUp = 0x102;         // it is ready to be used
-  static constexpr std::int32_t kActivated = 0x118;  // it was up already, and has been brought forward
+  static constexpr std::int32_t kUp = 0x102;         // it is ready for use
+  static constexpr std::int32_t kActivated = 0x118;  // it was up before, and was brought forward
 };
 
-// Called on the subscription's queue: the code; the moment, in seconds since 1970; what is
-// told of the application, its identifier under kBundleIdentifier (null for nothing);
-// a reference to it, a session number and a further pointer, which no platform of this library
-// gives a meaning. It must not throw.
+// Called on the subscription's queue. It must not throw.
+//  - `code`: the stage, as in LaunchCode;
+//  - `time`: in seconds since 1970;
+//  - `data`: the application, its identifier under kBundleIdentifier; null when there is none;
+//  - `application`, `session`, `further`: without meaning on the platforms of this library.
 using NotificationCallback = std::function<void(std::int32_t code, double time, const Dictionary* data,
                                                 const void* application, std::int32_t session, const void* further)>;
 
-// Called once, on a thread of the service and perhaps before open() has returned; on the
-// caller's own when there is none to launch in: an error that says what failed and why, or
-// nullopt when the application has been launched. It must not throw.
+// Called once for each open(). It must not throw. `error` says what failed and why; nullopt when
+// the application has been launched.
+// It is called on a thread of the service, perhaps before open() has returned. When the service has
+// no thread to launch in, it is called on the thread of open().
 using OpenCompletion = std::function<void(const std::optional<std::string>& error)>;
 
 struct OpenConfiguration {
   std::vector<std::string> arguments;
 };
 
-// An operation that is not overridden answers "nothing".
+// The default operations launch nothing: subscribe() gives 0, selectCodes() and registerBundle()
+// give ENOTSUP, unsubscribe() does nothing, and open() calls its completion with an error.
 class BRISVANE_EXPORT LaunchService {
  public:
   static constexpr std::string_view kBundleIdentifier = "BkBundleIdentifier";
@@ -73,28 +78,30 @@ class BRISVANE_EXPORT LaunchService {
   LaunchService& operator=(const LaunchService&) = delete;
   virtual ~LaunchService();
 
-  // Has the notifications of every launch of this process called back on `queue`. `session` and `flags` choose whose
-  // launches on platforms that know of sessions. 0 when that cannot be had. Nothing is delivered before codes are
-  // selected.
+  // Subscribes to every launch of this process. `callback` runs on `queue`, for the codes that
+  // selectCodes() chooses, and never before. `session` and `flags` choose whose launches are
+  // reported, on platforms that have sessions.
+  // The handle of the subscription; 0 when it fails.
   [[nodiscard]] virtual SubscriptionHandle subscribe(std::int32_t session, std::int32_t flags, const SerialQueue& queue,
                                                      NotificationCallback callback) const noexcept;
 
-  // Chooses the codes that are delivered. 0 for success; any other status means that
-  // nothing will be. The four further arguments have no meaning here.
+  // Chooses the codes that a subscription reports. 0 for success. With any other status nothing is
+  // reported. `first` to `fourth` have no meaning here.
   [[nodiscard]] virtual std::int32_t selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes,
                                                  std::int32_t first, std::int32_t second, std::int32_t third,
                                                  std::int32_t fourth) const noexcept;
 
-  // Ends a subscription. No callback of it starts from now on, and one under way has ended
-  // when this returns, unless it is called by that callback itself. REQUIRES that no two
-  // callbacks end each other's subscription, and that a callback does not end another one on its
-  // own queue: each would wait for the other.
+  // Ends a subscription. No callback of it starts afterwards. Blocks until a running callback of it
+  // has returned, unless that callback makes this call.
+  // REQUIRES, or each would wait for the other:
+  //  - no two callbacks end each other's subscription;
+  //  - a callback ends no other subscription on its own queue.
   virtual void unsubscribe(SubscriptionHandle subscription) const noexcept;
 
-  // Makes an application known by the file URL of its bundle. 0 for success.
+  // Registers an application with the system, by the file URL of its bundle. 0 for success.
   virtual std::int32_t registerBundle(std::string_view url, bool forceUpdate) const noexcept;
 
-  // Launches the application at a file URL. Returns at once.
+  // Launches the application at a file URL. Returns at once; `completion` has the result.
   virtual void open(std::string_view url, const OpenConfiguration& configuration,
                     OpenCompletion completion) const noexcept;
 };

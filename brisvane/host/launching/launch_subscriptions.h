@@ -1,5 +1,5 @@
-// LaunchSubscriptions, the subscribers of a launch service and the delivery to them; and
-// LaunchWorkers, the threads in which it launches. Both are safe from any thread.
+// LaunchSubscriptions, the subscribers of a launch service, and LaunchWorkers, its threads.
+// Both are safe from any thread.
 #pragma once
 
 #include <cstdint>
@@ -17,24 +17,25 @@
 
 namespace brisvane::host {
 
-// Each subscription has a thread of its own, which calls back on the subscriber's queue
-// in the order of publishing: a slow subscriber holds up no other and no launch.
+// Each subscription has a thread of its own. It calls back on the subscriber's queue, in the order
+// of publication. So a slow subscriber delays neither other subscribers nor a launch.
 class BRISVANE_EXPORT LaunchSubscriptions {
  public:
   LaunchSubscriptions();
   LaunchSubscriptions(const LaunchSubscriptions&) = delete;
   LaunchSubscriptions& operator=(const LaunchSubscriptions&) = delete;
-  // Ends those that are left.
+  // Ends the subscriptions that are left.
   ~LaunchSubscriptions();
 
-  // As the service's operations of these names. subscribe() gives 0 when there is no
-  // descriptor, thread or memory left for it; selectCodes() gives an errno value then, too.
+  // The operations of LaunchService with these names. When descriptors, threads or memory run out,
+  // subscribe() gives 0 and selectCodes() gives an errno value.
   [[nodiscard]] SubscriptionHandle subscribe(const SerialQueue& queue, NotificationCallback callback) noexcept;
   [[nodiscard]] std::int32_t selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes) noexcept;
   void unsubscribe(SubscriptionHandle subscription) noexcept;
 
-  // Tells every subscriber who has selected the code, now. With an identifier, of an
-  // application; without one, of none. A subscriber that memory runs out for misses it.
+  // Notifies every subscriber that has selected `code`, with the present time. `identifier` names
+  // the application; nullopt for none. When memory runs out for a subscriber, it misses this
+  // notification. Does not wait for the callbacks.
   void publish(std::int32_t code, std::optional<std::string_view> identifier) noexcept;
 
  private:
@@ -44,7 +45,7 @@ class BRISVANE_EXPORT LaunchSubscriptions {
   std::unordered_map<SubscriptionHandle, std::shared_ptr<Subscription>> subscriptions_;
 };
 
-// The threads take none of the tool's signals.
+// Threads of which each does one piece of work. They block the program's signals.
 class BRISVANE_EXPORT LaunchWorkers {
  public:
   using Work = std::function<void(const std::stop_token&)>;
@@ -52,11 +53,13 @@ class BRISVANE_EXPORT LaunchWorkers {
   LaunchWorkers();
   LaunchWorkers(const LaunchWorkers&) = delete;
   LaunchWorkers& operator=(const LaunchWorkers&) = delete;
-  // Asks every worker to stop, and waits for all but the one that this may be called by.
+  // Asks every worker to stop, and waits for them. A worker that calls this does not wait for
+  // itself.
   ~LaunchWorkers();
 
-  // Has the work done in a thread of its own. False when there is none to be had. REQUIRES that
-  // the work does not throw, and holds on to all that it uses: it may outlive this object.
+  // Runs `work` in a thread of its own. False when no thread or memory is available.
+  // REQUIRES: `work` does not throw. It owns or shares all that it uses, because it may outlive
+  // this object.
   [[nodiscard]] bool start(Work work) noexcept;
 
  private:

@@ -1,5 +1,5 @@
-// The network interfaces on Linux: getifaddrs(3), and the kernel's folder of each.
-// Safe from any thread: everything is read afresh at each question.
+// LinkInterfaces, the network interfaces on Linux: getifaddrs(3) and the kernel's folder of each.
+// Safe from any thread: each call reads everything again.
 #pragma once
 
 #include <string>
@@ -12,14 +12,14 @@ namespace brisvane::host::real {
 
 class LinkInterfaces final : public NetworkInterfaces {
  public:
-  // `folder` holds one folder for each interface, with a file "uevent" in it.
+  // `folder` has one folder for each interface, which has a file "uevent".
   explicit LinkInterfaces(std::string folder) : folder_(std::move(folder)) {}
 
-  // A hardware address is pairs of lower-case digits with colons between them; one of zeros
-  // alone is none. A name that is not UTF-8 is none.
+  // A hardware address is pairs of lower-case hexadecimal digits, separated by colons. An address
+  // of zeros alone is given as nullopt, and so is a name that is not UTF-8.
   std::optional<std::vector<NetworkInterface>> interfaces() const noexcept override;
 
-  // The entries of getifaddrs. The label of an address, as in "eth0:1", is cut off its name.
+  // The entries of getifaddrs(3). The label of an address is removed: "eth0:1" becomes "eth0".
   std::optional<std::vector<InterfaceAddress>> addresses() const noexcept override;
 
  private:

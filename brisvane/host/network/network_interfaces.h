@@ -1,5 +1,5 @@
-// The network interfaces as a service: what the network configuration knows of each, and
-// the addresses that they have. Any number of threads may ask at the same time.
+// NetworkInterfaces, the machine's network interfaces and their addresses as a service.
+// Any number of threads may use one at the same time.
 #pragma once
 
 #include <array>
@@ -13,7 +13,7 @@
 
 namespace brisvane::host {
 
-// One interface, as the enumeration tells of it.
+// One interface of the enumeration. A field that is unavailable is nullopt.
 struct NetworkInterface {
   std::optional<std::string> name;
   std::string type;  // one of NetworkInterfaces' kinds, or any other text
@@ -26,19 +26,19 @@ using Ipv4Address = std::array<std::uint8_t, 4>;  // in network order
 
 // One entry of the address list.
 struct InterfaceAddress {
-  std::string name;  // of the interface, as the enumeration knows it
+  std::string name;  // of the interface, as in NetworkInterface
   bool isUp = false;
   bool isLoopback = false;
-  std::optional<Ipv4Address> ipv4;  // nullopt for an address of another family, and for none
+  std::optional<Ipv4Address> ipv4;  // nullopt for another address family, and without an address
 
   bool operator==(const InterfaceAddress&) const = default;
 };
 
-// The two operations are independent: either may fail alone.
-// An operation that is not overridden answers "nothing".
+// The two operations are independent: one may fail while the other succeeds.
+// By default both give nullopt.
 class BRISVANE_EXPORT NetworkInterfaces {
  public:
-  // The kinds of interface that a diagnostic tool is told of.
+  // The types of interface that the library reports. It leaves out interfaces of any other type.
   static constexpr std::string_view kEthernet = "Ethernet";
   static constexpr std::string_view kVlan = "VLAN";
   static constexpr std::string_view kWireless = "IEEE80211";
@@ -48,18 +48,18 @@ class BRISVANE_EXPORT NetworkInterfaces {
   NetworkInterfaces& operator=(const NetworkInterfaces&) = delete;
   virtual ~NetworkInterfaces();
 
-  // Every interface of the machine; nullopt when they cannot be enumerated.
+  // Every interface of the machine. nullopt when they cannot be enumerated.
   [[nodiscard]] virtual std::optional<std::vector<NetworkInterface>> interfaces() const noexcept;
 
-  // The entries of every interface, in the kernel's order; nullopt when they cannot be had.
+  // The addresses of every interface, in the kernel's order. nullopt when they are unavailable.
   [[nodiscard]] virtual std::optional<std::vector<InterfaceAddress>> addresses() const noexcept;
 };
 
-// "192.0.2.1".
+// The address as a text, such as "192.0.2.1".
 [[nodiscard]] BRISVANE_EXPORT std::string dottedText(const Ipv4Address& address);
 
-// The other way round: four numbers from 0 to 255 without leading zeros; nullopt for any
-// other text.
+// The address that a text such as "192.0.2.1" spells: four numbers from 0 to 255 without leading
+// zeros. nullopt for any other text.
 [[nodiscard]] BRISVANE_EXPORT std::optional<Ipv4Address> parseIpv4(std::string_view text) noexcept;
 
 }  // namespace brisvane::host

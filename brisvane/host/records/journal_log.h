@@ -1,5 +1,5 @@
-// The system log on Linux: the journal, or the syslog daemon where there is no journal.
-// Safe from any thread, and in a child forked while another thread writes.
+// JournalLog, the system log on Linux: the journal, or the syslog daemon where there is no journal.
+// Safe from any thread, and in a child that is forked while another thread writes.
 #pragma once
 
 #include <string>
@@ -10,11 +10,12 @@
 
 namespace brisvane::host::real {
 
-// A daemon that hangs is waited for once, for at most 2 seconds; entries are then dropped until it takes one again,
-// and an entry reports how many.
+// write() waits for a daemon that hangs only once, for at most 2 seconds. After that it drops
+// entries without waiting, until the daemon takes one again. A further entry then reports how many
+// were dropped.
 class JournalLog final : public SystemLog {
  public:
-  // The paths at which the journal and the syslog daemon listen.
+  // The paths of the sockets of the journal and of the syslog daemon.
   JournalLog(std::string_view journalSocket, std::string_view syslogSocket) noexcept
       : journal_(journalSocket, LogSocket::LargeEntries::kAsDescriptor),
         syslog_(syslogSocket, LogSocket::LargeEntries::kRefused) {}

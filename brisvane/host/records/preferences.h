@@ -1,5 +1,5 @@
-// The preferences store as a service: what a user or an administrator has set.
-// Any number of threads may read at the same time.
+// Preferences, the settings of a user or an administrator as a service.
+// Any number of threads may use one at the same time.
 #pragma once
 
 #include <optional>
@@ -10,10 +10,11 @@
 
 namespace brisvane::host {
 
-// An operation that is not overridden answers "nothing".
+// By default there are no preferences: value() gives nullopt.
 //
-// REQUIRES of an implementation: it does not log through BVLog, whose default logger is built with what it answers. A
-// debug build stops where it does; a release build runs out of stack.
+// REQUIRES of an implementation: it does not log through BVLog, because BVLog's default logger is
+// built from preferences. If it does, a debug build aborts there and a release build runs out of
+// stack.
 class BRISVANE_EXPORT Preferences {
  public:
   Preferences() = default;
@@ -21,8 +22,8 @@ class BRISVANE_EXPORT Preferences {
   Preferences& operator=(const Preferences&) = delete;
   virtual ~Preferences();
 
-  // The text stored under `key`, read afresh at each call; nullopt when there is none.
-  // `suite` names a store; the empty name is the process's standard store.
+  // The text stored under `key` in the store `suite`. An empty `suite` is the process's standard
+  // store. Each call reads the store again. nullopt when there is no such text.
   virtual std::optional<std::string> value(std::string_view suite, std::string_view key) const noexcept;
 };
 

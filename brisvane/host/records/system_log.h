@@ -1,4 +1,4 @@
-// The system log as a service: where every message of a logger goes first.
+// SystemLog, the system log as a service. A logger writes every message here first.
 // Any number of threads may write at the same time.
 #pragma once
 
@@ -11,18 +11,19 @@ namespace brisvane::host {
 
 enum class LogType : std::uint8_t { kDebug, kInfo, kError, kFault };
 
-// A channel of the system log: who is logging, and under what heading.
+// A channel of the system log.
 struct LogChannel {
-  std::string_view subsystem;  // reverse-DNS identifier
-  std::string_view category;
+  std::string_view subsystem;  // the program or library that logs, a reverse-DNS identifier
+  std::string_view category;   // the topic within it
 };
 
-// REQUIRES of an implementation: it does not log through BVLog, which is what asks it.
-// An operation that is not overridden answers "nothing".
+// By default write() does nothing.
+//
+// REQUIRES of an implementation: it does not log through BVLog, because BVLog calls it.
 class BRISVANE_EXPORT SystemLog {
  public:
-  // The placeholder for the argument in a format. "public" asks a system log that
-  // hides arguments to record this one as it is.
+  // The placeholder for the argument in a format. Some system logs hide arguments; "public" asks
+  // them to record this one unchanged.
   static constexpr std::string_view kPlaceholder = "%{public}@";
 
   SystemLog() = default;
@@ -30,10 +31,10 @@ class BRISVANE_EXPORT SystemLog {
   SystemLog& operator=(const SystemLog&) = delete;
   virtual ~SystemLog();
 
-  // Records one entry: `format` with its one placeholder standing for `argument`.
-  // Both are arguments in their own right so that a log that keeps them apart can.
-  // Never fails towards the caller; what cannot be recorded is dropped. A caller waits for it: the machine's own log
-  // takes at most 2 seconds, when its daemon hangs.
+  // Records one entry: `format`, with `argument` in place of its one placeholder. The two are
+  // separate parameters for logs that store them separately.
+  // Does not fail: an entry that cannot be recorded is dropped.
+  // May block: the machine's own log takes at most 2 seconds, when its daemon hangs.
   virtual void write(const LogChannel& channel, LogType type, std::string_view format,
                      std::string_view argument) const noexcept;
 };

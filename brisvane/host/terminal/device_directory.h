@@ -1,5 +1,5 @@
-// The device directory on Linux, or a folder that stands in for it.
-// Safe from any thread: nothing of it changes.
+// DeviceDirectory, the device directory on Linux, or a folder that a test uses instead.
+// Safe from any thread: it does not change.
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@ namespace brisvane::host::real {
 
 class DeviceDirectory final : public DeviceNodes {
  public:
-  // `directory` is the real path behind "/dev/", without a final slash.
+  // `directory` is the real path that "/dev/" stands for, without a final slash.
   explicit DeviceDirectory(std::string directory) : directory_(std::move(directory)) {}
 
   std::optional<std::vector<std::string>> list() const noexcept override;

@@ -1,6 +1,6 @@
-// The device directory as a service: which nodes "/dev/" lists, and where a node
-// really is on a machine whose device directory lies somewhere else.
-// Any number of threads may ask at the same time.
+// DeviceNodes, the device directory as a service: the nodes in "/dev/", and the real path of each
+// where the machine's device directory is another folder.
+// Any number of threads may use one at the same time.
 #pragma once
 
 #include <optional>
@@ -12,7 +12,7 @@
 
 namespace brisvane::host {
 
-// An operation that is not overridden answers "nothing".
+// By default, list() gives nullopt and location() gives the path unchanged.
 class BRISVANE_EXPORT DeviceNodes {
  public:
   // The directory as callers name it, with its final slash.
@@ -23,13 +23,13 @@ class BRISVANE_EXPORT DeviceNodes {
   DeviceNodes& operator=(const DeviceNodes&) = delete;
   virtual ~DeviceNodes();
 
-  // The names in "/dev/" (one level, without "." and ".."), in the order in which
-  // the machine lists them; nullopt when the directory cannot be listed.
+  // The names in "/dev/", in the order in which the machine lists them: one level, without "." and
+  // "..". nullopt when the directory cannot be listed.
   virtual std::optional<std::vector<std::string>> list() const noexcept;
 
-  // The path to open for a caller's path: a path under "/dev/" leads to the
-  // machine's own device directory, any other path stands as it is. Empty, a path that
-  // cannot be opened, for a device that is not there and when memory runs out.
+  // The path to open for a caller's path. A path under "/dev/" becomes one in the machine's own
+  // device directory. Any other path is returned unchanged.
+  // Empty when there is no such device or memory runs out: an empty path cannot be opened.
   virtual std::string location(std::string_view path) const noexcept;
 };
 

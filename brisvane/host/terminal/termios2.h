@@ -1,6 +1,6 @@
-// The speed of a line as the kernel holds it: any number of bits per second.
-// In a source file of its own because the kernel's <asm/termbits.h> and glibc's
-// <termios.h> define the same names differently.
+// The speed of a line in the kernel's form: any number of bits per second.
+// It has a source file of its own because the kernel's <asm/termbits.h> and glibc's <termios.h>
+// define the same names differently. The functions may be called from any thread.
 #pragma once
 
 #include <cstdint>
@@ -16,11 +16,11 @@ struct LineSpeed {
   bool operator==(const LineSpeed&) const = default;
 };
 
-// The speeds in force; nullopt with errno set on failure.
+// The speeds in force. nullopt on failure, with errno set.
 std::optional<LineSpeed> lineSpeed(int descriptor) noexcept;
 
-// Sets any speed for both directions (BOTHER); false with errno set on failure. The
-// driver may settle for another: read it back.
+// Sets any speed for both directions (BOTHER). The driver may choose another: check with
+// lineSpeed(). False on failure, with errno set.
 bool setLineSpeed(int descriptor, std::uint32_t speed) noexcept;
 
 }  // namespace brisvane::host::real
