@@ -127,17 +127,12 @@ bool readPieces(const std::string& file, Output& output, const std::function<voi
   return failed == 0;
 }
 
-CLI::Validator isName() {
-  const auto check = [](const std::string& name) {
-    return name.empty() || name == kStandardInput ? "must be a name, and not -" : std::string();
-  };
-  return CLI::Validator(check, "");
+std::string faultOfName(const std::string& name) {
+  return name.empty() || name == kStandardInput ? "must be a name, and not -" : "";
 }
 
-CLI::Option* addOutputOption(CLI::App& command, std::string& file) {
-  return command.add_option("--output", file, "A new file, instead of standard output")
-      ->check(isName())
-      ->type_name("FILE");
+Option addOutputOption(AnyCommand& command, std::string& file) {
+  return command.option("--output", &file, "FILE", "A new file, instead of standard output").check(faultOfName);
 }
 
 bool writeBytes(bv::ByteView bytes, const std::string& file, Output& output, bv::host::Readers readers) {

@@ -7,8 +7,8 @@
 
 #include <brisvane/host/files/files.h>
 #include <brisvane/types/data.h>
-#include <CLI/CLI.hpp>
 
+#include "command_line.h"
 #include "output.h"
 
 namespace bvdiag {
@@ -28,11 +28,11 @@ inline constexpr const char* kStandardInput = "-";
 [[nodiscard]] bool readPieces(const std::string& file, Output& output,
                               const std::function<void(brisvane::ByteView)>& take);
 
-// Of options that take a name, and neither nothing nor a standard stream.
-[[nodiscard]] CLI::Validator isName();
+// The rule of options that take a name, and neither nothing nor a standard stream.
+[[nodiscard]] std::string faultOfName(const std::string& name);
 
 // The option --output of a command, which names a new file.
-CLI::Option* addOutputOption(CLI::App& command, std::string& file);
+Option addOutputOption(AnyCommand& command, std::string& file);
 
 // Writes bytes to a new file or, when that is empty, to standard output: as they are, as JSON in
 // hexadecimal or, for a person at a terminal, as a dump. False on failure, which is told.

@@ -92,48 +92,46 @@ int show(const std::vector<std::string>& files, const std::string& name, const M
   return ok ? kSuccess : kFailure;
 }
 
-CLI::App* addCommand(CLI::App& program, const std::string& name, const std::string& help,
-                     const std::shared_ptr<std::vector<std::string>>& files) {
-  CLI::App* const command = program.add_subcommand(name, help);
-  files->emplace_back(kStandardInput);
-  command->add_option("FILE", *files, "The files; - or none for standard input");
-  command->footer(exitStatusText("shown", "a file cannot be read"));
+struct ChecksumOptions {
+  std::vector<std::string> files{kStandardInput};
+  KeyOptions key;  // of hmac alone
+};
+
+Command<ChecksumOptions> addCommand(AnyCommand& program, const std::string& name, const std::string& help) {
+  auto command = program.command<ChecksumOptions>(name, help);
+  command.argument("FILE", &ChecksumOptions::files, "The files; - or none for standard input");
+  command.footer(exitStatusText("shown", "a file cannot be read"));
   return command;
+}
+
+int showHmac(const ChecksumOptions& options, Session& session) {
+  const auto key = readKey(options.key, session.output());
+  if (!key) return kFailure;
+  const auto make = [&key] { return std::make_unique<DigestChecksum<bv::host::HmacSha1>>(bv::host::HmacSha1(*key)); };
+  return show(options.files, "hmac", make, session.output());
 }
 
 }  // namespace
 
-void addDigest(CLI::App& program, Chosen& chosen) {
-  const auto files = std::make_shared<std::vector<std::string>>();
-  addCommand(program, "digest", "Shows the SHA-1 of files", files)->callback([&chosen, files] {
+void addDigest(AnyCommand& program) {
+  addCommand(program, "digest", "Shows the SHA-1 of files").runs([](const ChecksumOptions& options, Session& session) {
     const auto make = [] { return std::make_unique<DigestChecksum<bv::host::Sha1>>(bv::host::Sha1()); };
-    chosen.run = [files, make](Session& session) { return show(*files, "sha1", make, session.output()); };
+    return show(options.files, "sha1", make, session.output());
   });
 }
 
-void addCrc32(CLI::App& program, Chosen& chosen) {
-  const auto files = std::make_shared<std::vector<std::string>>();
-  addCommand(program, "crc32", "Shows the CRC-32 of files, as zip and gzip have it", files)->callback([&chosen, files] {
+void addCrc32(AnyCommand& program) {
+  auto command = addCommand(program, "crc32", "Shows the CRC-32 of files, as zip and gzip have it");
+  command.runs([](const ChecksumOptions& options, Session& session) {
     const auto make = [] { return std::make_unique<Crc32Checksum>(); };
-    chosen.run = [files, make](Session& session) { return show(*files, "crc32", make, session.output()); };
+    return show(options.files, "crc32", make, session.output());
   });
 }
 
-void addHmac(CLI::App& program, Chosen& chosen) {
-  const auto files = std::make_shared<std::vector<std::string>>();
-  const auto key = std::make_shared<KeyOptions>();
-  CLI::App* const command = addCommand(program, "hmac", "Shows the HMAC-SHA1 of files under a key", files);
-  addKeyOptions(*command, *key);
-  command->callback([&chosen, files, key] {
-    chosen.run = [files, key](Session& session) {
-      const auto bytes = readKey(*key, session.output());
-      if (!bytes) return kFailure;
-      const auto make = [&bytes] {
-        return std::make_unique<DigestChecksum<bv::host::HmacSha1>>(bv::host::HmacSha1(*bytes));
-      };
-      return show(*files, "hmac", make, session.output());
-    };
-  });
+void addHmac(AnyCommand& program) {
+  auto command = addCommand(program, "hmac", "Shows the HMAC-SHA1 of files under a key");
+  addKeyOptions(command, command.options().key);
+  command.runs(showHmac);
 }
 
 }  // namespace bvdiag

@@ -1,9 +1,8 @@
 // `bvdiag encrypt` and `bvdiag decrypt`: files under a key.
 #include <cstdint>
 #include <map>
-#include <memory>
-#include <set>
 #include <string>
+#include <vector>
 
 #include <brisvane/all.h>
 #include <brisvane/host/crypto/cipher.h>
@@ -45,9 +44,9 @@ const std::map<std::string, std::uint32_t>& algorithms() {
   return numbers;
 }
 
-std::set<std::string> names(const std::map<std::string, std::uint32_t>& numbers) {
-  std::set<std::string> names;
-  for (const auto& [name, number] : numbers) names.insert(name);
+std::vector<std::string> namesOf(const std::map<std::string, std::uint32_t>& numbers) {
+  std::vector<std::string> names;
+  for (const auto& [name, number] : numbers) names.push_back(name);
   return names;
 }
 
@@ -90,35 +89,30 @@ int run(Operation operation, const CipherOptions& options, Session& session) {
   return writeBytes(*result, options.newFile, output, bv::host::Readers::kOwner) ? kSuccess : kFailure;
 }
 
-void addCommand(CLI::App& program, Chosen& chosen, const std::string& name, const std::string& help,
-                Operation operation) {
-  CLI::App* const command = program.add_subcommand(name, help);
-  const auto options = std::make_shared<CipherOptions>();
-  command->add_option("FILE", options->file, "The file; - or none for standard input");
-  addOutputOption(*command, options->newFile);
-  command->add_option("--algorithm", options->algorithm, "aes, des, 3des, cast128 or rc4")
-      ->capture_default_str()
-      ->check(CLI::IsMember(names(algorithms())))
-      ->type_name("NAME");
-  addKeyOptions(*command, options->key);
-  command->add_option("--vector", options->vector, "What blocks are chained from; default: zero bytes")
-      ->type_name("HEX");
-  command->add_flag("--ecb", options->ecb, "Takes each block by itself, instead of chaining them (CBC)");
-  command->add_flag("--no-padding", options->noPadding, "Neither adds padding nor takes it off: whole blocks alone");
-  command->footer(exitStatusText("written", "something cannot be read or written, or does not decrypt"));
-  command->callback([&chosen, options, operation] {
-    chosen.run = [options, operation](Session& session) { return run(operation, *options, session); };
-  });
+void addCommand(AnyCommand& program, const std::string& name, const std::string& help, Operation operation) {
+  auto command = program.command<CipherOptions>(name, help);
+  command.argument("FILE", &CipherOptions::file, "The file; - or none for standard input");
+  addOutputOption(command, command.options().newFile);
+  command.option("--algorithm", &CipherOptions::algorithm, "NAME", "aes, des, 3des, cast128 or rc4")
+      .showsDefault()
+      .oneOf(namesOf(algorithms()));
+  addKeyOptions(command, command.options().key);
+  command.option("--vector", &CipherOptions::vector, "HEX", "What blocks are chained from; default: zero bytes");
+  command.flag("--ecb", &CipherOptions::ecb, "Takes each block by itself, instead of chaining them (CBC)");
+  command.flag("--no-padding", &CipherOptions::noPadding, "Neither adds padding nor takes it off: whole blocks alone");
+  command.footer(exitStatusText("written", "something cannot be read or written, or does not decrypt"));
+  command.runs(
+      [operation](const CipherOptions& options, Session& session) { return run(operation, options, session); });
 }
 
 }  // namespace
 
-void addEncrypt(CLI::App& program, Chosen& chosen) {
-  addCommand(program, chosen, "encrypt", "Encrypts a file", bv::SecurityAdditions::dataEncryptedUsingAlgorithm);
+void addEncrypt(AnyCommand& program) {
+  addCommand(program, "encrypt", "Encrypts a file", bv::SecurityAdditions::dataEncryptedUsingAlgorithm);
 }
 
-void addDecrypt(CLI::App& program, Chosen& chosen) {
-  addCommand(program, chosen, "decrypt", "Decrypts a file", bv::SecurityAdditions::dataDecryptedUsingAlgorithm);
+void addDecrypt(AnyCommand& program) {
+  addCommand(program, "decrypt", "Decrypts a file", bv::SecurityAdditions::dataDecryptedUsingAlgorithm);
 }
 
 }  // namespace bvdiag

@@ -230,23 +230,25 @@ std::string freshLog() {
   return path;
 }
 
+struct DemoOptions {
+  std::string log;
+};
+
+int run(const DemoOptions& options, Session& session) {
+  return Demo(session, options.log.empty() ? freshLog() : options.log).run() ? kSuccess : kFailure;
+}
+
 }  // namespace
 
-void addDemo(CLI::App& program, Chosen& chosen) {
-  CLI::App* const command =
-      program.add_subcommand("demo",
-                             "Takes the steps of a typical run on the built-in simulated machine (or that of\n"
-                             "--machine), then shows the log");
-  const auto log = std::make_shared<std::string>();
-  command->add_option("--log", *log, "The log file; default: a fresh one in the folder for temporary files")
-      ->type_name("FILE");
-  command->footer(exitStatusText("every step came out as it should", "one did not"));
-  command->callback([&chosen, log] {
-    chosen.needsMachine = true;
-    chosen.run = [log](Session& session) {
-      return Demo(session, log->empty() ? freshLog() : *log).run() ? kSuccess : kFailure;
-    };
-  });
+void addDemo(AnyCommand& program) {
+  auto command =
+      program.command<DemoOptions>("demo",
+                                   "Takes the steps of a typical run on the built-in simulated machine (or that of\n"
+                                   "--machine), then shows the log");
+  command.option("--log", &DemoOptions::log, "FILE",
+                 "The log file; default: a fresh one in the folder for temporary files");
+  command.footer(exitStatusText("every step came out as it should", "one did not"));
+  command.runs(run, {.needsMachine = true});
 }
 
 }  // namespace bvdiag

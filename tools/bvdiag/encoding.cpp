@@ -25,6 +25,7 @@ struct Encoding {
   std::string (*encode)(bv::ByteView bytes, const EncodingOptions& options);
   std::optional<bv::Data> (*decode)(std::string_view text);
   const char* rule;  // of what can be decoded
+  bool hasPercent;
 };
 
 constexpr Encoding kHex = {"hex",
@@ -33,12 +34,12 @@ constexpr Encoding kHex = {"hex",
                                                     : bv::SecurityAdditions::bin2hex(bytes);
                            },
                            [](std::string_view text) { return bv::parseHex(text); },
-                           "pairs of hexadecimal digits, with blanks and line ends between them"};
+                           "pairs of hexadecimal digits, with blanks and line ends between them", true};
 
 constexpr Encoding kBase64 = {
     "base64", [](bv::ByteView bytes, const EncodingOptions& /*options*/) { return bv::base64Text(bytes); },
     [](std::string_view text) { return bv::SecurityAdditions::base64DataFromString(text, false); },
-    "the characters A to Z, a to z, 0 to 9, + and /, in fours, the last of them raised by ="};
+    "the characters A to Z, a to z, 0 to 9, + and /, in fours, the last of them raised by =", false};
 
 int run(const Encoding& encoding, const EncodingOptions& options, Session& session) {
   Output& output = session.output();
@@ -65,29 +66,23 @@ int run(const Encoding& encoding, const EncodingOptions& options, Session& sessi
   return writeBytes(bv::asBytes(text), options.newFile, output) ? kSuccess : kFailure;
 }
 
-CLI::App* addCommand(CLI::App& program, Chosen& chosen, const Encoding& encoding, const std::string& help,
-                     const std::shared_ptr<EncodingOptions>& options) {
-  CLI::App* const command = program.add_subcommand(encoding.name, help);
-  command->add_option("FILE", options->file, "The file; - or none for standard input");
-  command->add_flag("--decode", options->decode, "Gives the bytes that a text spells");
-  addOutputOption(*command, options->newFile);
-  command->footer(exitStatusText("written", "the input cannot be read or is no such text, or nothing can be written"));
-  command->callback([&chosen, &encoding, options] {
-    chosen.run = [&encoding, options](Session& session) { return run(encoding, *options, session); };
-  });
-  return command;
+void addCommand(AnyCommand& program, const Encoding& encoding, const std::string& help) {
+  auto command = program.command<EncodingOptions>(encoding.name, help);
+  command.argument("FILE", &EncodingOptions::file, "The file; - or none for standard input");
+  const Option decode = command.flag("--decode", &EncodingOptions::decode, "Gives the bytes that a text spells");
+  addOutputOption(command, command.options().newFile);
+  if (encoding.hasPercent) {
+    command.flag("--percent", &EncodingOptions::percent, "Three characters a byte: %00%AB%FF").excludes(decode);
+  }
+  command.footer(exitStatusText("written", "the input cannot be read or is no such text, or nothing can be written"));
+  command.runs(
+      [&encoding](const EncodingOptions& options, Session& session) { return run(encoding, options, session); });
 }
 
 }  // namespace
 
-void addHex(CLI::App& program, Chosen& chosen) {
-  const auto options = std::make_shared<EncodingOptions>();
-  CLI::App* const command = addCommand(program, chosen, kHex, "Shows bytes as hexadecimal digits, or back", options);
-  command->add_flag("--percent", options->percent, "Three characters a byte: %00%AB%FF")->excludes("--decode");
-}
+void addHex(AnyCommand& program) { addCommand(program, kHex, "Shows bytes as hexadecimal digits, or back"); }
 
-void addBase64(CLI::App& program, Chosen& chosen) {
-  addCommand(program, chosen, kBase64, "Shows bytes in base64, or back", std::make_shared<EncodingOptions>());
-}
+void addBase64(AnyCommand& program) { addCommand(program, kBase64, "Shows bytes in base64, or back"); }
 
 }  // namespace bvdiag

@@ -139,23 +139,18 @@ int run(const ExecOptions& options, Session& session) {
 
 }  // namespace
 
-void addExec(CLI::App& program, Chosen& chosen) {
-  CLI::App* const command = program.add_subcommand(
+void addExec(AnyCommand& program) {
+  auto command = program.command<ExecOptions>(
       "exec", "Runs a program to its end, then shows all that it printed, on either stream, and ends as it did");
-  const auto options = std::make_shared<ExecOptions>();
-  command->add_option("PROGRAM", options->program, "A path, or a name that is looked for in PATH")->required();
-  addProgramArguments(*command, options->arguments);
-  command->add_option("--dir", options->directory, "The folder to run it in; default: this one")->type_name("FOLDER");
-  command->add_option("--log", options->log, "The log file; default: the system log alone")->type_name("FILE");
-  command->footer(
+  command.argument("PROGRAM", &ExecOptions::program, "A path, or a name that is looked for in PATH").required();
+  command.programArguments(&ExecOptions::arguments);
+  command.option("--dir", &ExecOptions::directory, "FOLDER", "The folder to run it in; default: this one");
+  command.option("--log", &ExecOptions::log, "FILE", "The log file; default: the system log alone");
+  command.footer(
       "Exit status: the program's; 128 + n when signal n ended it; 127 there is no such program; 126 it cannot be\n"
       "started; 1 the log or what it printed cannot be written; 2 wrong usage.\n" +
       std::string(kGlobalOptionsHint));
-  command->callback([&chosen, options] {
-    options->arguments = chosen.programArguments;
-    chosen.endsAsAProgram = true;
-    chosen.run = [options](Session& session) { return run(*options, session); };
-  });
+  command.runs(run, {.endsAsAProgram = true});
 }
 
 }  // namespace bvdiag

@@ -167,24 +167,19 @@ int run(const FixtureOptions& options, Session& session) {
 
 }  // namespace
 
-void addFixture(CLI::App& program, Chosen& chosen) {
-  CLI::App* const command =
-      program.add_subcommand("fixture",
-                             "Runs a simulated fixture on a terminal that any program can open, prints its node,\n"
-                             "then tells what it receives and sends, until Ctrl-C or until it hangs up");
-  const auto options = std::make_shared<FixtureOptions>();
-  command->add_option("SCRIPT", options->script, "JSON file; default: knows \"version\" and \"echo ...\"")
-      ->type_name("");
-  command->add_option("--link", options->link, "Also makes a symbolic link to the node, removed at the end")
-      ->type_name("PATH");
-  command->add_flag("--hex", options->hex, "Tells the bytes in hexadecimal");
-  command->add_option("--duration", options->duration, "Ends after this time")
-      ->type_name("")
-      ->check(secondsUpTo(kLongestDuration));
-  command->footer(exitStatusText("ended by Ctrl-C, hang-up or after the duration",
-                                 "the script cannot be used, or no terminal or link can be made"));
-  command->callback(
-      [&chosen, options] { chosen.run = [options](Session& session) { return run(*options, session); }; });
+void addFixture(AnyCommand& program) {
+  auto command = program.command<FixtureOptions>(
+      "fixture",
+      "Runs a simulated fixture on a terminal that any program can open, prints its node,\n"
+      "then tells what it receives and sends, until Ctrl-C or until it hangs up");
+  command.argument("SCRIPT", &FixtureOptions::script, "JSON file; default: knows \"version\" and \"echo ...\"")
+      .valueName("");
+  command.option("--link", &FixtureOptions::link, "PATH", "Also makes a symbolic link to the node, removed at the end");
+  command.flag("--hex", &FixtureOptions::hex, "Tells the bytes in hexadecimal");
+  command.option("--duration", &FixtureOptions::duration, "", "Ends after this time").secondsUpTo(kLongestDuration);
+  command.footer(exitStatusText("ended by Ctrl-C, hang-up or after the duration",
+                                "the script cannot be used, or no terminal or link can be made"));
+  command.runs(run);
 }
 
 }  // namespace bvdiag

@@ -28,7 +28,7 @@ std::string lineOf(const bv::Dictionary& record) {
   return line + "\n";
 }
 
-int run(Session& session) {
+int run(const NoOptions& /*options*/, Session& session) {
   Output& output = session.output();
   const auto interfaces = bv::Brisvane::findEthernetInterfaces();
   if (!interfaces) {
@@ -46,11 +46,10 @@ int run(Session& session) {
 
 }  // namespace
 
-void addInterfaces(CLI::App& program, Chosen& chosen) {
-  CLI::App* const command =
-      program.add_subcommand("interfaces", "Lists the network interfaces: name, type, MAC and IPv4 address");
-  command->footer(exitStatusText("listed, even if there is none", "the interfaces cannot be listed"));
-  command->callback([&chosen] { chosen.run = run; });
+void addInterfaces(AnyCommand& program) {
+  auto command = program.command("interfaces", "Lists the network interfaces: name, type, MAC and IPv4 address");
+  command.footer(exitStatusText("listed, even if there is none", "the interfaces cannot be listed"));
+  command.runs(run);
 }
 
 }  // namespace bvdiag

@@ -26,16 +26,13 @@ std::optional<bv::Data> readSpelling(const KeyOptions& options, Output& output) 
 
 }  // namespace
 
-void addKeyOptions(CLI::App& command, KeyOptions& options) {
-  CLI::Option_group* const source = command.add_option_group("Key", "One of");
-  source->add_option("--key-file", options.file, "The file whose bytes, a final line end included, are the key")
-      ->check(isName())
-      ->type_name("FILE");
-  source->add_option("--key-env", options.variable, "The environment variable whose value is the key")
-      ->check(isName())
-      ->type_name("NAME");
-  source->require_option(1);
-  command.add_flag("--hex-key", options.isHex, "The key is spelled in hexadecimal there; blanks do not count");
+void addKeyOptions(AnyCommand& command, KeyOptions& options) {
+  AnyCommand source = command.choice("Key", "One of");
+  source.option("--key-file", &options.file, "FILE", "The file whose bytes, a final line end included, are the key")
+      .check(faultOfName);
+  source.option("--key-env", &options.variable, "NAME", "The environment variable whose value is the key")
+      .check(faultOfName);
+  command.flag("--hex-key", options.isHex, "The key is spelled in hexadecimal there; blanks do not count");
 }
 
 std::optional<bv::Data> readKey(const KeyOptions& options, Output& output) {

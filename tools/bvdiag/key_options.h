@@ -6,8 +6,8 @@
 #include <string>
 
 #include <brisvane/types/data.h>
-#include <CLI/CLI.hpp>
 
+#include "command_line.h"
 #include "output.h"
 
 namespace bvdiag {
@@ -18,7 +18,7 @@ struct KeyOptions {
   bool isHex = false;
 };
 
-void addKeyOptions(CLI::App& command, KeyOptions& options);
+void addKeyOptions(AnyCommand& command, KeyOptions& options);
 
 // The bytes of the key. nullopt when it cannot be had, which `output` has then been told.
 [[nodiscard]] std::optional<brisvane::Data> readKey(const KeyOptions& options, Output& output);

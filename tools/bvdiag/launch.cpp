@@ -93,25 +93,22 @@ int run(const LaunchOptions& options, Session& session) {
 
 }  // namespace
 
-void addLaunch(CLI::App& program, Chosen& chosen) {
-  CLI::App* const command = program.add_subcommand("launch", "Launches an application and waits until it is up");
-  const auto options = std::make_shared<LaunchOptions>();
+void addLaunch(AnyCommand& program) {
   constexpr std::int32_t kLongest = 86'400;
-  command->add_option("PATH", options->path, "An executable, an AppDir or a desktop entry")->required();
-  addProgramArguments(*command, options->arguments);
-  command->add_option("--id", options->identifier, "Its identifier; default: the file's name, without .desktop")
-      ->type_name("ID");
-  command->add_option("--timeout", options->timeout, "How long the launch, and then the coming up, may each take")
-      ->type_name("SECONDS")
-      ->check(CLI::Range(0, kLongest).name(""))
-      ->capture_default_str();
-  command->add_flag("--open-only", options->openOnly, "Waits until it is launched, not until it is up");
-  command->add_option("--log", options->log, "The log file; default: the system log alone")->type_name("FILE");
-  command->footer(exitStatusText("up, or with --open-only launched", "not so, in time"));
-  command->callback([&chosen, options] {
-    options->arguments = chosen.programArguments;
-    chosen.run = [options](Session& session) { return run(*options, session); };
-  });
+  auto command = program.command<LaunchOptions>("launch", "Launches an application and waits until it is up");
+  command.argument("PATH", &LaunchOptions::path, "An executable, an AppDir or a desktop entry").required();
+  command.programArguments(&LaunchOptions::arguments);
+  command.option("--id", &LaunchOptions::identifier, "ID",
+                 "Its identifier; default: the file's name, without .desktop");
+  command
+      .option("--timeout", &LaunchOptions::timeout, "SECONDS",
+              "How long the launch, and then the coming up, may each take")
+      .between(0, kLongest)
+      .showsDefault();
+  command.flag("--open-only", &LaunchOptions::openOnly, "Waits until it is launched, not until it is up");
+  command.option("--log", &LaunchOptions::log, "FILE", "The log file; default: the system log alone");
+  command.footer(exitStatusText("up, or with --open-only launched", "not so, in time"));
+  command.runs(run);
 }
 
 }  // namespace bvdiag

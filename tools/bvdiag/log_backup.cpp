@@ -1,6 +1,5 @@
 #include "log_backup.h"
 
-#include <memory>
 #include <string>
 
 #include <brisvane/all.h>
@@ -16,15 +15,14 @@ namespace bv = brisvane;
 struct BackupOptions {
   std::string file;
   std::string destination;
-  CLI::Option* destinationOption = nullptr;  // an empty destination is one, too
 };
 
-int run(const BackupOptions& options, Session& session) {
+// An empty destination is one, too.
+int run(const BackupOptions& options, bool hasDestination, Session& session) {
   Output& output = session.output();
   bv::BVLog log(bv::SystemLogHandle::waylineLog(), options.file, 0);
-  const std::string to = options.destinationOption->count() > 0
-                             ? options.destination
-                             : bv::BVLog::backupPath(options.file, bv::host::platform()->clock().wall());
+  const std::string to =
+      hasDestination ? options.destination : bv::BVLog::backupPath(options.file, bv::host::platform()->clock().wall());
   if (options.file.empty()) {
     output.complain("FILE: is empty; name the log file");
     return kFailure;
@@ -44,16 +42,15 @@ int run(const BackupOptions& options, Session& session) {
 
 }  // namespace
 
-void addLogBackup(CLI::App& log, Chosen& chosen) {
-  CLI::App* const command = log.add_subcommand("backup", "Moves a log file aside; the next line begins a new one");
-  const auto options = std::make_shared<BackupOptions>();
-  command->add_option("FILE", options->file, "The log file")->required();
-  options->destinationOption =
-      command->add_option("--to", options->destination, "Where to; default: a name with date and time, beside it")
-          ->type_name("FILE");
-  command->footer(exitStatusText("moved", "not moved"));
-  command->callback(
-      [&chosen, options] { chosen.run = [options](Session& session) { return run(*options, session); }; });
+void addLogBackup(AnyCommand& log) {
+  auto command = log.command<BackupOptions>("backup", "Moves a log file aside; the next line begins a new one");
+  command.argument("FILE", &BackupOptions::file, "The log file").required();
+  const Option destination = command.option("--to", &BackupOptions::destination, "FILE",
+                                            "Where to; default: a name with date and time, beside it");
+  command.footer(exitStatusText("moved", "not moved"));
+  command.runs([destination](const BackupOptions& options, Session& session) {
+    return run(options, destination.isGiven(), session);
+  });
 }
 
 }  // namespace bvdiag

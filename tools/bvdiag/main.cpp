@@ -30,67 +30,29 @@ std::string versionText() {
   return version.str() + " (" + text.substr(project, text.find('\n') - project) + ")";
 }
 
-std::string usageFailure(const CLI::App& program, const CLI::Error& error) {
-  const auto unknown = program.get_subcommands().empty() ? program.remaining() : std::vector<std::string>();
-  std::string what = error.what();
-  if (!unknown.empty()) {
-    what =
-        (unknown.front().starts_with('-') ? "there is no option \"" : "there is no command \"") + unknown.front() + '"';
-  }
-  return what + "; `bvdiag --help` tells the usage";
-}
-
-void addGlobalOptions(CLI::App& program, GlobalOptions& options) {
-  CLI::Option* const machine =
-      program.add_option("--machine", options.machineFile, "Uses the simulated machine that this file describes");
-  machine->type_name("FILE");
-  program.add_flag("--simulated", options.simulated, "Uses the built-in simulated machine")->excludes(machine);
-  program.add_flag("--json", options.json, "Prints each result as one line of JSON");
-  program.add_option("--color", options.color, "auto (for a terminal, unless NO_COLOR is set), always or never")
-      ->type_name("WHEN")
-      ->check(CLI::IsMember({"auto", "always", "never"}))
-      ->capture_default_str();
-  program.set_version_flag("--version", versionText(), "Prints the version");
-}
-
-// Takes from the command line what follows the program's name of `exec` and `launch`: it belongs to that program,
-// whatever it looks like.
-std::vector<std::string> takeProgramArguments(CLI::App& program, std::vector<std::string>& words) {
-  CLI::App* command = nullptr;
-  const auto takesValue = [&](const std::string& word) {
-    const CLI::Option* option = program.get_option_no_throw(word);
-    if (option == nullptr && command != nullptr) option = command->get_option_no_throw(word);
-    return option != nullptr && option->get_items_expected_max() > 0;
-  };
-  bool hasMark = false;  // after which nothing is an option
-  for (auto word = words.begin(); word != words.end(); ++word) {
-    if (!hasMark && *word == "--") {
-      hasMark = true;
-    } else if (!hasMark && word->starts_with('-')) {
-      if (takesValue(*word) && word + 1 != words.end()) ++word;
-    } else if (command == nullptr) {
-      if (*word != "exec" && *word != "launch") return {};
-      command = program.get_subcommand(*word);
-    } else {
-      std::vector<std::string> arguments(word + 1, words.end());
-      words.erase(word + 1, words.end());
-      return arguments;
-    }
-  }
-  return {};
+// Gives the flag --json, which also answers obey.
+Option addGlobalOptions(CommandLine& line, GlobalOptions& options) {
+  AnyCommand program = line.program();
+  const Option machine =
+      program.option("--machine", &options.machineFile, "FILE", "Uses the simulated machine that this file describes");
+  program.flag("--simulated", options.simulated, "Uses the built-in simulated machine").excludes(machine);
+  const Option json = program.flag("--json", options.json, "Prints each result as one line of JSON");
+  program.option("--color", &options.color, "WHEN", "auto (for a terminal, unless NO_COLOR is set), always or never")
+      .oneOf({"auto", "always", "never"})
+      .showsDefault();
+  line.addVersion(versionText());
+  return json;
 }
 
 // Prints a help that was asked for, or tells what is wrong.
-int answer(const CLI::App& program, const CLI::ParseError& error) {
-  Output output(program.count("--json") > 0, "auto");
-  if (error.get_exit_code() != 0) {
-    output.complain(usageFailure(program, error));
+int print(const Answer& answer, bool asJson) {
+  Output output(asJson, "auto");
+  if (!answer.isHelp) {
+    output.complain(answer.text + "; `bvdiag --help` tells the usage");
     output.finish();
     return kWrongUsage;
   }
-  std::ostringstream text;
-  program.exit(error, text, text);
-  output.print(text.str());
+  output.print(answer.text);
   return output.isBroken() ? kFailure : kSuccess;
 }
 
@@ -107,11 +69,10 @@ int execute(const GlobalOptions& options, const Chosen& chosen, Output& output) 
 
 int run(std::vector<std::string> words) {
   constexpr int kSignalBase = 128;
-  CLI::App program("Talks to test fixtures on serial adapters, or plays one; tells who the machine is.", "bvdiag");
+  CommandLine line("bvdiag", "Talks to test fixtures on serial adapters, or plays one; tells who the machine is.");
   GlobalOptions options;
-  Chosen chosen;
-  addGlobalOptions(program, options);
-  program.fallthrough()->require_subcommand(1);
+  const Option json = addGlobalOptions(line, options);
+  AnyCommand program = line.program();
   program.footer(
       "Exit status: 0 success; 1 a failed operation, told on standard error; 2 wrong usage; 128 + n after signal n,\n"
       "130 after Ctrl-C; of `exec` that of its program.\n"
@@ -119,21 +80,17 @@ int run(std::vector<std::string> words) {
   for (const auto add : {addDemo,    addPorts,  addSend,     addMonitor,    addFixture, addLog,    addExec, addLaunch,
                          addProfile, addNvram,  addRegistry, addInterfaces, addMachine, addDigest, addHmac, addCrc32,
                          addHex,     addBase64, addEncrypt,  addDecrypt,    addRandom,  addPlist}) {
-    add(program, chosen);
+    add(program);
   }
-  chosen.programArguments = takeProgramArguments(program, words);
-  try {
-    std::reverse(words.begin(), words.end());  // as the parser wants them
-    program.parse(std::move(words));
-  } catch (const CLI::ParseError& error) {
-    return answer(program, error);
-  }
+  const auto parsed = line.parse(std::move(words));
+  if (const auto* const answer = std::get_if<Answer>(&parsed)) return print(*answer, json.isGiven());
+  const auto& chosen = std::get<Chosen>(parsed);
   watchForInterrupt();
   Output output(options.json, options.color);
-  options.simulated |= chosen.needsMachine && options.machineFile.empty();
+  options.simulated |= chosen.nature.needsMachine && options.machineFile.empty();
   const int status = execute(options, chosen, output);
   output.finish();
-  if (interrupted() && !chosen.endsAsAProgram) return kSignalBase + raisingSignal();
+  if (interrupted() && !chosen.nature.endsAsAProgram) return kSignalBase + raisingSignal();
   return output.isBroken() ? kFailure : status;
 }
 

@@ -138,18 +138,14 @@ int run(const MonitorOptions& options, Session& session) {
 
 }  // namespace
 
-void addMonitor(CLI::App& program, Chosen& chosen) {
-  CLI::App* const command =
-      program.add_subcommand("monitor", "Shows what arrives, until Ctrl-C or for a given time; sends nothing");
-  const auto options = std::make_shared<MonitorOptions>();
-  addPortOptions(*command, options->port);
-  command->add_flag("--hex", options->hex, "Shows the bytes as a hex dump");
-  command->add_option("--duration", options->duration, "Ends after this time")
-      ->type_name("")
-      ->check(secondsUpTo(kLongestDuration));
-  command->footer(exitStatusText("ended by Ctrl-C or after the duration", "no port, or the line hung up"));
-  command->callback(
-      [&chosen, options] { chosen.run = [options](Session& session) { return run(*options, session); }; });
+void addMonitor(AnyCommand& program) {
+  auto command =
+      program.command<MonitorOptions>("monitor", "Shows what arrives, until Ctrl-C or for a given time; sends nothing");
+  addPortOptions(command, command.options().port);
+  command.flag("--hex", &MonitorOptions::hex, "Shows the bytes as a hex dump");
+  command.option("--duration", &MonitorOptions::duration, "", "Ends after this time").secondsUpTo(kLongestDuration);
+  command.footer(exitStatusText("ended by Ctrl-C or after the duration", "no port, or the line hung up"));
+  command.runs(run);
 }
 
 }  // namespace bvdiag

@@ -148,64 +148,67 @@ int list(const NvramOptions& options, Session& session) {
   return kSuccess;
 }
 
-void addNamespace(CLI::App& command, NvramOptions& options, const std::string& help) {
-  command.add_option("--namespace", options.space, help)
-      ->check(CLI::IsMember({"system", "larder"}))
-      ->type_name("system|larder");
+using NvramCommand = Command<NvramOptions>;
+
+void addNamespace(NvramCommand& command, const std::string& help) {
+  command.option("--namespace", &NvramOptions::space, "system|larder", help).oneOf({"system", "larder"});
 }
 
-void addName(CLI::App& command, NvramOptions& options) {
-  command.add_option("NAME", options.name, "The variable, as GUID:name, or as a short name in --namespace")->required();
-  addNamespace(command, options, "The namespace of a short name");
+void addName(NvramCommand& command) {
+  command.argument("NAME", &NvramOptions::name, "The variable, as GUID:name, or as a short name in --namespace")
+      .required();
+  addNamespace(command, "The namespace of a short name");
 }
 
-void addYes(CLI::App& command, NvramOptions& options) {
-  command.add_flag("--yes", options.yes, "Does not ask; a simulated machine never asks");
+void addYes(NvramCommand& command) {
+  command.flag("--yes", &NvramOptions::yes, "Does not ask; a simulated machine never asks");
 }
 
-using Operation = int (*)(const NvramOptions&, Session&);
+void addGet(AnyCommand& nvram) {
+  auto command = nvram.command<NvramOptions>("get", "Shows a variable");
+  addName(command);
+  command.option("--view", &NvramOptions::view, "VIEW", "text, data (its bytes) or dictionary (a JSON object)")
+      .oneOf({"text", "data", "dictionary"})
+      .showsDefault();
+  command.flag("--require-dev-fused", &NvramOptions::requireDevFused, "Refuses a production-fused machine");
+  command.flag("--require-internal-os", &NvramOptions::requireInternalOS, "Refuses a machine without an internal OS");
+  command.footer(exitStatusText("shown", "there is none, it is refused, or it has no such view"));
+  command.runs(get);
+}
 
-CLI::App* addOperation(CLI::App& nvram, Chosen& chosen, const std::string& name, const std::string& help,
-                       const std::shared_ptr<NvramOptions>& options, Operation operation) {
-  CLI::App* const command = nvram.add_subcommand(name, help);
-  command->callback([&chosen, options, operation] {
-    chosen.run = [options, operation](Session& session) { return operation(*options, session); };
-  });
-  return command;
+void addSet(AnyCommand& nvram) {
+  auto command = nvram.command<NvramOptions>("set", "Writes a text to a variable");
+  addName(command);
+  command.argument("VALUE", &NvramOptions::value, "The text").required();
+  addYes(command);
+  command.footer(exitStatusText("written", "not written"));
+  command.runs(set);
+}
+
+void addDelete(AnyCommand& nvram) {
+  auto command = nvram.command<NvramOptions>("delete", "Deletes a variable");
+  addName(command);
+  addYes(command);
+  command.footer(exitStatusText("deleted", "not deleted"));
+  command.runs(remove);
+}
+
+void addList(AnyCommand& nvram) {
+  auto command = nvram.command<NvramOptions>("list", "Lists the variables by their full names");
+  addNamespace(command, "Lists this one alone");
+  command.footer(exitStatusText("listed", "the machine has no variable store"));
+  command.runs(list);
 }
 
 }  // namespace
 
-void addNvram(CLI::App& program, Chosen& chosen) {
-  CLI::App* const nvram = program.add_subcommand("nvram", "Reads, writes, deletes and lists firmware variables");
-  nvram->require_subcommand(1);
-  const auto options = std::make_shared<NvramOptions>();
-
-  CLI::App* const getting = addOperation(*nvram, chosen, "get", "Shows a variable", options, get);
-  addName(*getting, *options);
-  getting->add_option("--view", options->view, "text, data (its bytes) or dictionary (a JSON object)")
-      ->check(CLI::IsMember({"text", "data", "dictionary"}))
-      ->type_name("VIEW")
-      ->capture_default_str();
-  getting->add_flag("--require-dev-fused", options->requireDevFused, "Refuses a production-fused machine");
-  getting->add_flag("--require-internal-os", options->requireInternalOS, "Refuses a machine without an internal OS");
-  getting->footer(exitStatusText("shown", "there is none, it is refused, or it has no such view"));
-
-  CLI::App* const setting = addOperation(*nvram, chosen, "set", "Writes a text to a variable", options, set);
-  addName(*setting, *options);
-  setting->add_option("VALUE", options->value, "The text")->required();
-  addYes(*setting, *options);
-  setting->footer(exitStatusText("written", "not written"));
-
-  CLI::App* const deleting = addOperation(*nvram, chosen, "delete", "Deletes a variable", options, remove);
-  addName(*deleting, *options);
-  addYes(*deleting, *options);
-  deleting->footer(exitStatusText("deleted", "not deleted"));
-
-  CLI::App* const listing =
-      addOperation(*nvram, chosen, "list", "Lists the variables by their full names", options, list);
-  addNamespace(*listing, *options, "Lists this one alone");
-  listing->footer(exitStatusText("listed", "the machine has no variable store"));
+void addNvram(AnyCommand& program) {
+  auto nvram = program.command("nvram", "Reads, writes, deletes and lists firmware variables");
+  nvram.requireCommand();
+  addGet(nvram);
+  addSet(nvram);
+  addDelete(nvram);
+  addList(nvram);
 }
 
 }  // namespace bvdiag

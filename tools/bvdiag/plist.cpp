@@ -53,16 +53,14 @@ int run(const PlistOptions& options, Session& session) {
 
 }  // namespace
 
-void addPlist(CLI::App& program, Chosen& chosen) {
-  CLI::App* const command = program.add_subcommand("plist", "Writes a JSON object to a file as a binary property list");
-  const auto options = std::make_shared<PlistOptions>();
-  command->add_option("FILE", options->file, "The JSON text; - for standard input")->required();
-  command->add_option("PLIST", options->propertyList, "The file to write; one that exists is overwritten")
-      ->required()
-      ->check(isName());
-  command->footer(exitStatusText("written", "it is no JSON object, holds a null, or cannot be written"));
-  command->callback(
-      [&chosen, options] { chosen.run = [options](Session& session) { return run(*options, session); }; });
+void addPlist(AnyCommand& program) {
+  auto command = program.command<PlistOptions>("plist", "Writes a JSON object to a file as a binary property list");
+  command.argument("FILE", &PlistOptions::file, "The JSON text; - for standard input").required();
+  command.argument("PLIST", &PlistOptions::propertyList, "The file to write; one that exists is overwritten")
+      .required()
+      .check(faultOfName);
+  command.footer(exitStatusText("written", "it is no JSON object, holds a null, or cannot be written"));
+  command.runs(run);
 }
 
 }  // namespace bvdiag

@@ -64,16 +64,14 @@ std::string explainAbsence(const std::string& serial) {
 
 }  // namespace
 
-void addPortOptions(CLI::App& command, PortOptions& options) {
-  CLI::Option* const path = command.add_option("--port", options.path, "The device to open, as in /dev/ttyUSB0");
-  path->type_name("PATH");
-  command.add_option("--serial", options.serial, "The adapter whose serial number begins so; default: the first found")
-      ->type_name("S")
-      ->excludes(path);
-  command.add_option("--speed", options.speed, "Bits per second")
-      ->type_name("N")
-      ->capture_default_str()
-      ->check(CLI::Range(1, std::numeric_limits<std::int32_t>::max()).name(""));
+void addPortOptions(AnyCommand& command, PortOptions& options) {
+  const Option path = command.option("--port", &options.path, "PATH", "The device to open, as in /dev/ttyUSB0");
+  command
+      .option("--serial", &options.serial, "S", "The adapter whose serial number begins so; default: the first found")
+      .excludes(path);
+  command.option("--speed", &options.speed, "N", "Bits per second")
+      .showsDefault()
+      .between(1, std::numeric_limits<std::int32_t>::max());
 }
 
 OpenedPort openPort(const PortOptions& options) {

@@ -8,9 +8,9 @@
 #include <string>
 #include <string_view>
 
-#include <CLI/CLI.hpp>
-
 #include <brisvane/serial/BVSerialPort.h>
+
+#include "command_line.h"
 
 namespace bvdiag {
 
@@ -27,7 +27,7 @@ struct PortOptions {
   std::int32_t speed = 115200;
 };
 
-void addPortOptions(CLI::App& command, PortOptions& options);
+void addPortOptions(AnyCommand& command, PortOptions& options);
 
 struct OpenedPort {
   std::unique_ptr<brisvane::BVSerialPort> port;  // null when it could not be opened

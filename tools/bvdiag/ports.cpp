@@ -9,7 +9,7 @@ namespace {
 
 namespace bv = brisvane;
 
-int run(Session& session) {
+int run(const NoOptions& /*options*/, Session& session) {
   Output& output = session.output();
   const auto names = bv::host::platform()->deviceNodes().list();
   const std::string directory(bv::host::DeviceNodes::kDirectory);
@@ -31,10 +31,10 @@ int run(Session& session) {
 
 }  // namespace
 
-void addPorts(CLI::App& program, Chosen& chosen) {
-  CLI::App* const command = program.add_subcommand("ports", "Lists the serial adapters: path and serial number");
-  command->footer(exitStatusText("listed, even if there is none", "the devices cannot be listed"));
-  command->callback([&chosen] { chosen.run = run; });
+void addPorts(AnyCommand& program) {
+  auto command = program.command("ports", "Lists the serial adapters: path and serial number");
+  command.footer(exitStatusText("listed, even if there is none", "the devices cannot be listed"));
+  command.runs(run);
 }
 
 }  // namespace bvdiag

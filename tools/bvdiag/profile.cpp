@@ -1,6 +1,5 @@
 // `bvdiag profile`: who the machine is, and where each value comes from.
 #include <cerrno>
-#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -120,7 +119,11 @@ void printLine(Output& output, std::string_view key, const bv::Object& value) {
   output.print(line + (value.isNull() ? output.colored(Color::kRed, "absent") : valueText(value)) + "\n");
 }
 
-int run(Session& session, bool explains) {
+struct ProfileOptions {
+  bool explains = false;
+};
+
+int run(const ProfileOptions& options, Session& session) {
   Output& output = session.output();
   complainOfAdministratorFile(session);
   const bv::Dictionary profile = BVSystemInfo::shared().profile();
@@ -129,7 +132,8 @@ int run(Session& session, bool explains) {
     const auto found = profile.find(described.key);
     if (found == profile.end()) continue;
     const bv::Object& value = found->second;
-    const auto findings = explains ? findingsFor(described, value.boolean().has_value()) : std::vector<Finding>();
+    const auto findings =
+        options.explains ? findingsFor(described, value.boolean().has_value()) : std::vector<Finding>();
     if (output.json()) {
       explained.emplace(described.key, describe(value, findings));
       continue;
@@ -137,19 +141,17 @@ int run(Session& session, bool explains) {
     printLine(output, described.key, value);
     for (const Finding& finding : findings) output.print(std::string(kColumn, ' ') + escaped(finding.text()) + "\n");
   }
-  if (output.json()) output.printJson(explains ? explained : profile);
+  if (output.json()) output.printJson(options.explains ? explained : profile);
   return kSuccess;
 }
 
 }  // namespace
 
-void addProfile(CLI::App& program, Chosen& chosen) {
-  CLI::App* const command = program.add_subcommand("profile", "Shows who the machine is and what it runs");
-  const auto explains = std::make_shared<bool>(false);
-  command->add_flag("--explain", *explains, "Adds where each value comes from, or why it is absent");
-  command->footer(exitStatusText("shown, even if all is absent", "never"));
-  command->callback(
-      [&chosen, explains] { chosen.run = [explains](Session& session) { return run(session, *explains); }; });
+void addProfile(AnyCommand& program) {
+  auto command = program.command<ProfileOptions>("profile", "Shows who the machine is and what it runs");
+  command.flag("--explain", &ProfileOptions::explains, "Adds where each value comes from, or why it is absent");
+  command.footer(exitStatusText("shown, even if all is absent", "never"));
+  command.runs(run);
 }
 
 }  // namespace bvdiag

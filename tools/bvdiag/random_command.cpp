@@ -1,7 +1,6 @@
 // `bvdiag random`: bytes that nobody can guess, as for a key.
 #include <charconv>
 #include <cstdint>
-#include <memory>
 #include <string>
 
 #include <brisvane/all.h>
@@ -20,15 +19,12 @@ struct RandomOptions {
   bool hex = false;
 };
 
-CLI::Validator isCount() {
-  const auto check = [](const std::string& text) {
-    std::int64_t count = -1;
-    const char* const end = text.data() + text.size();
-    const bool isNumber = std::from_chars(text.data(), end, count).ptr == end && count >= 0;
-    const bool isDecimal = text == "0" || !text.starts_with('0');
-    return isNumber && isDecimal ? std::string() : "must be a number of bytes";
-  };
-  return CLI::Validator(check, "");
+std::string faultOfCount(const std::string& text) {
+  std::int64_t count = -1;
+  const char* const end = text.data() + text.size();
+  const bool isNumber = std::from_chars(text.data(), end, count).ptr == end && count >= 0;
+  const bool isDecimal = text == "0" || !text.starts_with('0');
+  return isNumber && isDecimal ? "" : "must be a number of bytes";
 }
 
 int run(const RandomOptions& options, Session& session) {
@@ -47,15 +43,13 @@ int run(const RandomOptions& options, Session& session) {
 
 }  // namespace
 
-void addRandom(CLI::App& program, Chosen& chosen) {
-  CLI::App* const command = program.add_subcommand("random", "Gives random bytes, good enough for keys");
-  const auto options = std::make_shared<RandomOptions>();
-  command->add_option("COUNT", options->count, "How many")->required()->check(isCount());
-  CLI::Option* const newFile = addOutputOption(*command, options->newFile);
-  command->add_flag("--hex", options->hex, "As hexadecimal digits")->excludes(newFile);
-  command->footer(exitStatusText("written", "there are no so many, or they cannot be written"));
-  command->callback(
-      [&chosen, options] { chosen.run = [options](Session& session) { return run(*options, session); }; });
+void addRandom(AnyCommand& program) {
+  auto command = program.command<RandomOptions>("random", "Gives random bytes, good enough for keys");
+  command.argument("COUNT", &RandomOptions::count, "How many").required().check(faultOfCount);
+  const Option newFile = addOutputOption(command, command.options().newFile);
+  command.flag("--hex", &RandomOptions::hex, "As hexadecimal digits").excludes(newFile);
+  command.footer(exitStatusText("written", "there are no so many, or they cannot be written"));
+  command.runs(run);
 }
 
 }  // namespace bvdiag

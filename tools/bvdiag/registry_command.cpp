@@ -1,7 +1,6 @@
 // `bvdiag registry show`: the nodes of the device registry, and what they say.
 #include "registry_command.h"
 
-#include <memory>
 #include <string>
 
 #include <brisvane/all.h>
@@ -56,14 +55,18 @@ bv::Object describedNode(const Registry& registry, const KnownNode& known) {
   return node ? bv::Object(described(propertiesOf(registry, node.handle()))) : bv::Object();
 }
 
-int show(Session& session, bool variables) {
+struct ShowOptions {
+  bool variables = false;
+};
+
+int show(const ShowOptions& options, Session& session) {
   complainOfAdministratorFile(session);
   const auto platform = bv::host::platform();
   bv::Dictionary tree;
   for (const KnownNode& known : kKnownNodes) {
     if (!session.output().json()) {
-      showNode(session, platform->registry(), known, variables);
-    } else if (known.name != kOptionsNode || variables) {
+      showNode(session, platform->registry(), known, options.variables);
+    } else if (known.name != kOptionsNode || options.variables) {
       tree.emplace(known.name, describedNode(platform->registry(), known));
     }
   }
@@ -96,15 +99,13 @@ void complainOfAdministratorFile(const Session& session) {
   }
 }
 
-void addRegistry(CLI::App& program, Chosen& chosen) {
-  CLI::App* const command = program.add_subcommand("registry", "Shows the device registry");
-  command->require_subcommand(1);
-  CLI::App* const showing = command->add_subcommand("show", "Shows the nodes that a profile is gathered from");
-  const auto variables = std::make_shared<bool>(false);
-  showing->add_flag("--variables", *variables, "Shows each firmware variable, too");
-  showing->footer(exitStatusText("shown", "never"));
-  showing->callback(
-      [&chosen, variables] { chosen.run = [variables](Session& session) { return show(session, *variables); }; });
+void addRegistry(AnyCommand& program) {
+  auto registry = program.command("registry", "Shows the device registry");
+  registry.requireCommand();
+  auto command = registry.command<ShowOptions>("show", "Shows the nodes that a profile is gathered from");
+  command.flag("--variables", &ShowOptions::variables, "Shows each firmware variable, too");
+  command.footer(exitStatusText("shown", "never"));
+  command.runs(show);
 }
 
 }  // namespace bvdiag

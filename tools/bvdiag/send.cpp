@@ -122,52 +122,48 @@ int run(const SendOptions& options, Session& session) {
 // What the command line alone cannot know to be wrong.
 void check(SendOptions& options) {
   if (options.accept && !bv::host::Pattern::compile(*options.accept)) {
-    throw CLI::ValidationError("--accept", "not a regular expression: " + escaped(*options.accept));
+    throw WrongUsage("--accept: not a regular expression: " + escaped(*options.accept));
   }
   if (!options.bytes && !bv::isAscii(options.command)) {
-    throw CLI::ValidationError("COMMAND", "a text command must be ASCII; --bytes N sends any bytes");
+    throw WrongUsage("COMMAND: a text command must be ASCII; --bytes N sends any bytes");
   }
   const auto bytes = options.hex ? bv::parseHex(options.command) : bytesOf(options.command);
-  if (!bytes) throw CLI::ValidationError("COMMAND", "not pairs of hexadecimal digits: " + escaped(options.command));
+  if (!bytes) throw WrongUsage("COMMAND: not pairs of hexadecimal digits: " + escaped(options.command));
   options.commandBytes = *bytes;
 }
 
-void addModes(CLI::App& command, SendOptions& options) {
-  CLI::Option* const accept = command.add_option("--accept", options.accept,
-                                                 "The reply is complete as soon as it matches this regular expression");
-  accept->type_name("PATTERN");
-  CLI::Option* const bytes =
-      command.add_option("--bytes", options.bytes, "Byte exchange: the reply is complete with N bytes or more");
-  bytes->type_name("N")->check(CLI::Range(0, std::numeric_limits<std::int32_t>::max()).name(""))->excludes(accept);
-  command.add_flag("--hex", options.hex, "COMMAND is hexadecimal, as in \"02 10 03\"")->needs(bytes);
-  command.add_flag("--hex-output", options.hexOutput, "Shows the reply as a hex dump; so does --bytes");
-  command.add_flag("--newline", options.newline, "Appends a line feed to COMMAND; --accept always does")
-      ->excludes(accept)
-      ->excludes(bytes);
+void addModes(Command<SendOptions>& command) {
+  const Option accept = command.option("--accept", &SendOptions::accept, "PATTERN",
+                                       "The reply is complete as soon as it matches this regular expression");
+  const Option bytes =
+      command.option("--bytes", &SendOptions::bytes, "N", "Byte exchange: the reply is complete with N bytes or more")
+          .between(0, std::numeric_limits<std::int32_t>::max())
+          .excludes(accept);
+  command.flag("--hex", &SendOptions::hex, "COMMAND is hexadecimal, as in \"02 10 03\"").needs(bytes);
+  command.flag("--hex-output", &SendOptions::hexOutput, "Shows the reply as a hex dump; so does --bytes");
+  command.flag("--newline", &SendOptions::newline, "Appends a line feed to COMMAND; --accept always does")
+      .excludes(accept)
+      .excludes(bytes);
 }
 
 }  // namespace
 
-void addSend(CLI::App& program, Chosen& chosen) {
-  CLI::App* const command =
-      program.add_subcommand("send",
-                             "Sends one command and shows the reply: all that comes until the line is silent,\n"
-                             "or what --accept or --bytes ask for");
-  const auto options = std::make_shared<SendOptions>();
-  command->add_option("COMMAND", options->command, "What to send")->required()->type_name("");
-  addPortOptions(*command, options->port);
-  addModes(*command, *options);
-  command->add_option("--timeout", options->timeout, "Time limit; without --accept and --bytes: the silence that ends")
-      ->capture_default_str()
-      ->type_name("")
-      ->check(secondsUpTo(kLongestTimeout));
-  command->add_flag("--drain,!--no-drain", options->drain, "Discards first what came earlier (default)");
-  command->add_option("--log", options->log, "Appends the log lines to this file")->type_name("FILE");
-  command->footer(exitStatusText("the exchange succeeded", "no port, no (or no such) reply, interrupted, or no log"));
-  command->callback([&chosen, options] {
-    check(*options);
-    chosen.run = [options](Session& session) { return run(*options, session); };
-  });
+void addSend(AnyCommand& program) {
+  auto command =
+      program.command<SendOptions>("send",
+                                   "Sends one command and shows the reply: all that comes until the line is silent,\n"
+                                   "or what --accept or --bytes ask for");
+  command.argument("COMMAND", &SendOptions::command, "What to send").required().valueName("");
+  addPortOptions(command, command.options().port);
+  addModes(command);
+  command
+      .option("--timeout", &SendOptions::timeout, "", "Time limit; without --accept and --bytes: the silence that ends")
+      .showsDefault()
+      .secondsUpTo(kLongestTimeout);
+  command.flag("--drain,!--no-drain", &SendOptions::drain, "Discards first what came earlier (default)");
+  command.option("--log", &SendOptions::log, "FILE", "Appends the log lines to this file");
+  command.footer(exitStatusText("the exchange succeeded", "no port, no (or no such) reply, interrupted, or no log"));
+  command.runs(run, {}, check);
 }
 
 }  // namespace bvdiag
