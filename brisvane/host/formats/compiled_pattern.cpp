@@ -122,13 +122,15 @@ std::string guarded(std::string_view pattern, const pcre::Code& withCallouts) {
   return result;
 }
 
+// As a pattern can say. JIT then misses the last position of a run, and on arm64 lines that follow another line end.
+bool hasCrLfAsOnlyLineEnd(const pcre::Code& code) { return info(code, PCRE2_INFO_NEWLINE) == PCRE2_NEWLINE_CRLF; }
+
 // Whether a pattern is none for runs that are bounded in steps and in positions.
 bool needsCallouts(std::string_view pattern, const pcre::Code& code) {
   if (std::any_of(kVerbs.begin(), kVerbs.end(), [&](auto verb) { return pattern.find(verb) != pattern.npos; })) {
     return true;
   }
-  // Where CR LF alone ends a line, as a pattern can say, JIT misses the last position of a run.
-  if (info(code, PCRE2_INFO_NEWLINE) == PCRE2_NEWLINE_CRLF) return true;
+  if (hasCrLfAsOnlyLineEnd(code)) return true;
   // JIT counts no step for a group that captures and is not repeated: many of them that have alternatives could run
   // away uncounted.
   const auto alternatives = std::count(pattern.begin(), pattern.end(), '|');
@@ -149,7 +151,9 @@ CompiledPattern compilePattern(std::string_view pattern) {
   compiled.inOnePiece = compiled.hasCallouts || (info(compiled.code, PCRE2_INFO_ALLOPTIONS) & PCRE2_ANCHORED) != 0;
   compiled.atLines = info(compiled.code, PCRE2_INFO_FIRSTCODETYPE) == 2;
   // Without JIT (a system that forbids writable code) the search is slower, not wrong.
-  static_cast<void>(pcre2_jit_compile(compiled.code.get(), PCRE2_JIT_COMPLETE));
+  if (!hasCrLfAsOnlyLineEnd(compiled.code)) {
+    static_cast<void>(pcre2_jit_compile(compiled.code.get(), PCRE2_JIT_COMPLETE));
+  }
   return compiled;
 }
 
