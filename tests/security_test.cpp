@@ -93,8 +93,8 @@ TEST(Crc32, IsTheDefinitionsAtEveryLengthAndAlignment) {
 TEST(Checksums, OfPiecesAreThoseOfTheWhole) {
   const Data bytes = randomDataOfLength(1000).value_or(Data());
   ASSERT_THAT(bytes, SizeIs(1000));
-  for (const std::size_t size : {1, 15, 16, 63, 64, 65, 999}) {
-    for (const std::size_t keySize : {0, 64, 65}) {
+  for (const std::size_t size : {1U, 15U, 16U, 63U, 64U, 65U, 999U}) {
+    for (const std::size_t keySize : {0U, 64U, 65U}) {
       const ByteView key = ByteView(bytes).first(keySize);
       host::Crc32 crc;
       host::Sha1 digest;
