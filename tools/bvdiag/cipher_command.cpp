@@ -46,6 +46,7 @@ const std::map<std::string, std::uint32_t>& algorithms() {
 
 std::vector<std::string> namesOf(const std::map<std::string, std::uint32_t>& numbers) {
   std::vector<std::string> names;
+  names.reserve(numbers.size());
   for (const auto& [name, number] : numbers) names.push_back(name);
   return names;
 }
