@@ -171,7 +171,7 @@ TEST(ReadFile, GivesAWholeFileUpToTheLimitOrSaysWhyNot) {
   const TemporaryFolder folder;
   const std::string content(10'000, '\0');
   writeFile(folder / "file", content);
-  Error error(EIO);  // of an earlier call
+  FormerError error(EIO);  // of an earlier call
   EXPECT_EQ(readFile(folder / "file", content.size(), error), content);
   EXPECT_FALSE(error);
   EXPECT_TRUE(readFile("/proc/self/status", 100'000, error).value_or("").starts_with("Name:"));

@@ -52,17 +52,19 @@ std::int32_t Registry::setProperty(NodeHandle /*node*/, std::string_view /*name*
   return ENOENT;
 }
 std::vector<std::string> Registry::propertyNames(NodeHandle /*node*/) const noexcept { return {}; }
-Origin Registry::origin(NodeHandle /*node*/, std::string_view /*name*/) const noexcept { return {{}, Error(ENOENT)}; }
+Origin Registry::origin(NodeHandle /*node*/, std::string_view /*name*/) const noexcept {
+  return {{}, FormerError(ENOENT)};
+}
 void Registry::release(NodeHandle /*node*/) const noexcept {}
 
 IdentityService::~IdentityService() = default;
 std::optional<Object> IdentityService::answer(std::string_view /*key*/) const noexcept { return std::nullopt; }
-Origin IdentityService::origin(std::string_view /*key*/) const noexcept { return {{}, Error(ENODATA)}; }
+Origin IdentityService::origin(std::string_view /*key*/) const noexcept { return {{}, FormerError(ENODATA)}; }
 
 SystemVersion::~SystemVersion() = default;
 std::optional<Dictionary> SystemVersion::entries() const noexcept { return std::nullopt; }
 std::optional<OsVersion> SystemVersion::running() const noexcept { return std::nullopt; }
-Origin SystemVersion::origin(std::string_view /*entry*/) const noexcept { return {{}, Error(ENOENT)}; }
+Origin SystemVersion::origin(std::string_view /*entry*/) const noexcept { return {{}, FormerError(ENOENT)}; }
 
 LaunchService::~LaunchService() = default;
 SubscriptionHandle LaunchService::subscribe(std::int32_t /*session*/, std::int32_t /*flags*/,

@@ -196,10 +196,10 @@ void BVLog::appendLineToLogFile(const host::Platform& platform, std::string_view
     const auto path = logFilePath();
     if (!path || path->empty()) return;
     const std::string timestamp = logTimestamp(platform.clock().wall());
-    const host::Error failed = host::appendLineToFile(*path, join({timestamp, prefix, message.orEmpty(), " \n"}));
+    const host::FormerError failed = host::appendLineToFile(*path, join({timestamp, prefix, message.orEmpty(), " \n"}));
     if (!failed) return;
     osLog_.write(platform, LogType::kError, kErrorFormat,
-                 join({"ERROR: Failed to write string to file ", host::errorText(*path, failed.number())}));
+                 join({"ERROR: Failed to write string to file ", errorText(*path, failed.number())}));
   });
 }
 

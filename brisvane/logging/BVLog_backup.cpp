@@ -28,8 +28,8 @@ void BVLog::backupLogFileTo(Text destination) noexcept try {
   const std::string to =
       destination.present() ? *destination.copy() : backupPath(*path, host::platform()->clock().wall());
   host::MoveRemains remains;
-  if (const host::Error failed = host::moveFile(*path, to, &remains)) {
-    const std::string reason = host::errorText(join({*path, " to ", host::shownPath(to)}), failed.number());
+  if (const host::FormerError failed = host::moveFile(*path, to, &remains)) {
+    const std::string reason = errorText(join({*path, " to ", shownPath(to)}), failed.number());
     std::string report = join({"Failed to backup log: ", reason});
     const char* separator = "; it is left at ";
     for (const std::string& left : remains.paths) report += std::exchange(separator, " and ") + left;

@@ -19,7 +19,7 @@ void report(std::initializer_list<std::string_view> pieces) { BVLog::Default::er
 
 void appendTo(Text text, Text file) noexcept try {
   const std::string_view path = file.orEmpty();
-  if (const host::Error failed = host::appendToFile(path, text.orEmpty())) {
+  if (const host::FormerError failed = host::appendToFile(path, text.orEmpty())) {
     report({"Failed to append string to file ", path, ": ", failed.text()});
   }
 } catch (const std::bad_alloc&) {
@@ -40,11 +40,11 @@ bool writeToPlist(const Dictionary& dictionary, Text filePath) noexcept try {
     return false;
   }
   if (host::fileKind(path) == host::FileKind::kNone) {
-    const host::Error failed = host::createFile(path, asCharacters(*encoded));
+    const host::FormerError failed = host::createFile(path, asCharacters(*encoded));
     if (failed) report({"Failed to create ", path, " file"});
     return !failed;
   }
-  const host::Error failed = host::overwriteFile(path, asCharacters(*encoded));
+  const host::FormerError failed = host::overwriteFile(path, asCharacters(*encoded));
   if (failed) report({"Failed to write ", path, " file: ", failed.text()});
   return !failed;
 } catch (const std::bad_alloc&) {

@@ -5,7 +5,7 @@
 #include "brisvane/host/launching/command.h"
 #include "brisvane/logging/BVLog.h"
 #include "brisvane/support/Brisvane.h"
-#include "brisvane/types/error.h"
+#include "brisvane/types/former_error.h"
 #include "brisvane/types/join.h"
 #include "brisvane/types/unicode.h"
 
@@ -34,7 +34,7 @@ bool Brisvane::runCommandWithLaunchPath(Text launchPath, const std::vector<std::
                                         std::optional<std::string>& outputMessage) noexcept try {
   BVLog::Default::debug(join({"Executing command [", launchPath.orEmpty(), "] [", textOf(arguments), "]\n"}));
   if (currentDir.present() && currentDir.orEmpty().empty()) {
-    return fail(host::errorText("an empty working directory", ENOENT), outputMessage);
+    return fail(errorText("an empty working directory", ENOENT), outputMessage);
   }
   std::string error;
   const auto output = host::runCommand(launchPath.orEmpty(), arguments, currentDir.orEmpty(), error);

@@ -3,8 +3,9 @@
 #include <cstring>
 
 #include "brisvane/types/join.h"
+#include "brisvane/types/out_of_memory.h"
 
-namespace brisvane::host {
+namespace brisvane {
 
 std::string errorText(int number) {
   const char* const text = strerrordesc_np(number);
@@ -13,4 +14,31 @@ std::string errorText(int number) {
 
 std::string errorText(std::string_view what, int number) { return join({shownPath(what), ": ", errorText(number)}); }
 
-}  // namespace brisvane::host
+Error::Error(int number, std::string_view what, std::string_view reason) noexcept : number_(number) {
+  if (what.empty() && reason.empty()) return;
+  unlessOutOfMemory([&] { words_ = std::make_shared<const Words>(Words{std::string(what), std::string(reason)}); });
+}
+
+Error Error::because(std::string_view reason, std::string_view what) noexcept {
+  Error error(0, what, reason);
+  if (error.words_ == nullptr) error.number_ = ENOMEM;
+  return error;
+}
+
+Error Error::of(std::string_view what) const noexcept {
+  Error error(number_, what, words_ != nullptr ? std::string_view(words_->reason) : std::string_view());
+  if (error.words_ == nullptr && number_ == 0) error.number_ = ENOMEM;
+  return error;
+}
+
+std::string_view Error::what() const noexcept {
+  return words_ != nullptr ? std::string_view(words_->what) : std::string_view();
+}
+
+std::string Error::reason() const {
+  return words_ != nullptr && !words_->reason.empty() ? words_->reason : errorText(number_);
+}
+
+std::string Error::text() const { return what().empty() ? reason() : join({what(), ": ", reason()}); }
+
+}  // namespace brisvane

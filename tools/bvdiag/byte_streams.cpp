@@ -138,7 +138,7 @@ Option addOutputOption(AnyCommand& command, std::string& file) {
 bool writeBytes(bv::ByteView bytes, const std::string& file, Output& output, bv::host::Readers readers) {
   const std::string_view characters = bv::asCharacters(bytes);
   if (!file.empty()) {
-    const bv::host::Error failed = bv::host::createFile(file, characters, readers);
+    const bv::host::FormerError failed = bv::host::createFile(file, characters, readers);
     if (failed) {
       output.complain(writingFailure(file, failed.number()));
     } else if (output.json()) {

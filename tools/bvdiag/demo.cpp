@@ -208,7 +208,7 @@ void Demo::showLog() {
   constexpr std::size_t kLargest = std::size_t{64} << 20U;
   Output& output = session_.output();
   const std::string errors = bv::BVLog::aggregatedErrorDescription();
-  bv::host::Error failed;
+  bv::host::FormerError failed;
   std::string content = bv::host::readFile(log_, kLargest, failed).value_or("");
   content.erase(0, logStart_);
   if (failed) output.complain("log file " + log_ + ": " + failed.text());

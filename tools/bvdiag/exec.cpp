@@ -13,7 +13,7 @@
 
 #include <brisvane/all.h>
 #include <brisvane/host/launching/command.h>
-#include <brisvane/types/error.h>
+#include <brisvane/types/former_error.h>
 
 #include "commands.h"
 #include "interrupt.h"
@@ -114,7 +114,7 @@ int run(const ExecOptions& options, Session& session) {
   bv::Array words{path.value_or(options.program)};
   words.insert(words.end(), options.arguments.begin(), options.arguments.end());
   bv::BVLog::Default::info("executing " + bv::host::jsonText(words).value_or("a long command"));
-  std::string error = path ? "" : bv::host::errorText(options.program, ENOENT);
+  std::string error = path ? "" : bv::errorText(options.program, ENOENT);
   std::unique_ptr<Command> command;
   Ending ending;
   if (path) command = Command::start(*path, options.arguments, options.directory, error);

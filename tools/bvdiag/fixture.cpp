@@ -13,7 +13,7 @@
 #include <brisvane/all.h>
 #include <brisvane/host/files/files.h>
 #include <brisvane/host/simulated/simulated_fixture.h>
-#include <brisvane/types/error.h>
+#include <brisvane/types/former_error.h>
 
 #include "commands.h"
 #include "interrupt.h"
@@ -122,7 +122,7 @@ void show(const Happening& happening, bool hex, Output& output) {
 
 std::optional<FixtureScript> readScript(const std::string& path, Output& output) {
   constexpr std::size_t kLargest = std::size_t{16} << 20U;
-  bv::host::Error failed;
+  bv::host::FormerError failed;
   std::string error;
   const auto json =
       path.empty() ? std::optional<std::string>(kBuiltInScript) : bv::host::readFile(path, kLargest, failed);
@@ -155,7 +155,7 @@ int run(const FixtureOptions& options, Session& session) {
   }
   const Link link(options.link, fixture->node());
   if (link.error() != 0) {
-    output.complain("link " + bv::host::errorText(options.link, link.error()) +
+    output.complain("link " + bv::errorText(options.link, link.error()) +
                     "; remove what is there, or name another path");
     return kFailure;
   }

@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include <brisvane/host/files/files.h>
-#include <brisvane/types/error.h>
+#include <brisvane/types/former_error.h>
 
 #include "commands.h"
 #include "recording.h"
@@ -35,7 +35,7 @@ int record(const RecordOptions& options, Session& session) {
     output.json() ? output.printJson(machine) : output.print(text);
     return kSuccess;
   }
-  if (const bv::host::Error failed = bv::host::createFile(path, text)) {
+  if (const bv::host::FormerError failed = bv::host::createFile(path, text)) {
     output.complain(writingFailure(path, failed.number()));
     return kFailure;
   }

@@ -6,7 +6,7 @@
 #include <brisvane/host/formats/json.h>
 #include <brisvane/host/machine/variable_store.h>
 #include <brisvane/host/platform.h>
-#include <brisvane/types/error.h>
+#include <brisvane/types/former_error.h>
 
 #include "commands.h"
 #include "confirmation.h"
@@ -107,7 +107,7 @@ int finish(const NvramOptions& options, Session& session, std::int32_t status) {
   if (status == -1) {
     output.complain(options.fullName() + ": the machine has no variable store");
   } else if (status != 0) {
-    output.complain(bv::host::errorText(options.fullName(), status) + " (" + std::to_string(status) + "); " +
+    output.complain(bv::errorText(options.fullName(), status) + " (" + std::to_string(status) + "); " +
                     adviceFor(status));
   } else if (session.isSimulated()) {
     output.remark("done; the simulated machine forgets it when this command ends");

@@ -12,7 +12,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include <brisvane/types/error.h>
+#include <brisvane/types/former_error.h>
 #include <brisvane/types/hex.h>
 #include <brisvane/types/unicode.h>
 
@@ -177,7 +177,7 @@ std::string secondsText(double seconds) {
 }
 
 std::string readingFailure(std::string_view what, int error) {
-  std::string text = bv::host::errorText(what, error);
+  std::string text = bv::errorText(what, error);
   switch (error) {
     case ENOENT:
     case ENOTDIR:
@@ -198,7 +198,7 @@ std::string readingFailure(std::string_view what, int error) {
 }
 
 std::string writingFailure(std::string_view what, int error) {
-  std::string text = bv::host::errorText(what, error);
+  std::string text = bv::errorText(what, error);
   switch (error) {
     case EEXIST:
       return text + "; name a new file";
@@ -225,7 +225,7 @@ void Output::print(std::string_view text) {
   const int reason = errno;
   broken_ = true;
   if (reason == EPIPE) return;  // who reads has enough
-  complain(reason == EBADF ? "standard output: is closed" : bv::host::errorText("standard output", reason));
+  complain(reason == EBADF ? "standard output: is closed" : bv::errorText("standard output", reason));
 }
 
 void Output::printJson(const bv::Object& value) { print(jsonOf(value) + "\n"); }

@@ -6,7 +6,7 @@
 
 #include <brisvane/host/platform.h>
 #include <brisvane/host/terminal/terminal.h>
-#include <brisvane/types/error.h>
+#include <brisvane/types/former_error.h>
 
 #include "interrupt.h"
 
@@ -39,7 +39,7 @@ std::string adviceFor(int error) {
 
 // Takes the steps of opening again, one by one: the port tells no reason.
 std::string explainFailure(const std::string& path, std::int32_t speed) {
-  const auto reason = [&path](int error) { return bv::host::errorText(path, error) + "; " + adviceFor(error); };
+  const auto reason = [&path](int error) { return bv::errorText(path, error) + "; " + adviceFor(error); };
   const int descriptor = terminal::open(bv::host::platform()->deviceNodes().location(path));
   if (descriptor == -1) return reason(errno);
   std::string text = path + ": could not be opened, but could be now; try again";
@@ -102,7 +102,7 @@ std::optional<std::string> lineFailure(const bv::BVSerialPort& port) {
   std::array<std::uint8_t, 64> scratch;
   if (terminal::read(port.spHandle(), scratch)) return std::nullopt;
   const int error = errno;
-  return port.path() + ": the line has hung up (" + bv::host::errorText(error) + "); " + adviceFor(EIO);
+  return port.path() + ": the line has hung up (" + bv::errorText(error) + "); " + adviceFor(EIO);
 }
 
 }  // namespace bvdiag

@@ -41,7 +41,7 @@ std::string reasonText(int error) {
     case ENODATA:
       return "not answered";
     default:
-      return bv::host::errorText(error);
+      return bv::errorText(error);
   }
 }
 

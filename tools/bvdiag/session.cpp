@@ -76,7 +76,7 @@ Session::~Session() = default;
 
 bool Session::startLog(const std::string& path) const {
   // Writes nothing, but finds out whether it could.
-  if (const bv::host::Error failed = bv::host::appendToFile(path, "")) {
+  if (const bv::host::FormerError failed = bv::host::appendToFile(path, "")) {
     output_.complain(writingFailure("log file " + path, failed.number()));
     return false;
   }

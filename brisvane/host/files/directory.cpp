@@ -25,11 +25,11 @@ Directory openDirectory(const std::string& path) {
 
 }  // namespace
 
-std::optional<std::vector<std::string>> listDirectory(const std::string& path, Error& error) {
-  error = Error();
+std::optional<std::vector<std::string>> listDirectory(const std::string& path, FormerError& error) {
+  error = FormerError();
   const Directory directory = openDirectory(path);
   if (!directory) {
-    error = Error(errno);
+    error = FormerError(errno);
     return std::nullopt;
   }
   std::vector<std::string> names;
@@ -41,7 +41,7 @@ std::optional<std::vector<std::string>> listDirectory(const std::string& path, E
     const std::string_view name = entry->d_name;
     if (name != "." && name != "..") names.emplace_back(name);
   }
-  error = Error(errno);
+  error = FormerError(errno);
   return error ? std::nullopt : std::optional(std::move(names));
 }
 

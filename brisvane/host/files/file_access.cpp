@@ -35,7 +35,7 @@ class NoBrokenPipeSignal {
 
 }  // namespace
 
-Error lastError() noexcept { return Error(errno); }
+FormerError lastError() noexcept { return FormerError(errno); }
 
 bool canExist(std::string_view path) noexcept { return !path.empty() && path.find('\0') == std::string_view::npos; }
 
@@ -47,14 +47,14 @@ Descriptor openExisting(const std::string& path, int flags) noexcept {
   return file;
 }
 
-Error writeAll(int descriptor, std::string_view bytes, std::size_t* written) noexcept {
+FormerError writeAll(int descriptor, std::string_view bytes, std::size_t* written) noexcept {
   const NoBrokenPipeSignal guard(descriptor);
   if (written != nullptr) *written = 0;
   while (!bytes.empty()) {
     const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return lastError();
-    if (count == 0) return Error(EIO);
+    if (count == 0) return FormerError(EIO);
     bytes.remove_prefix(static_cast<std::size_t>(count));
     if (written != nullptr) *written += static_cast<std::size_t>(count);
   }

@@ -6,12 +6,12 @@
 #include <string_view>
 
 #include "brisvane/host/files/descriptor.h"
-#include "brisvane/types/error.h"
+#include "brisvane/types/former_error.h"
 
 namespace brisvane::host::real {
 
 // errno, as a failed call has left it.
-[[nodiscard]] Error lastError() noexcept;
+[[nodiscard]] FormerError lastError() noexcept;
 
 // Whether a file of this path can exist: it is not empty and holds no U+0000.
 [[nodiscard]] bool canExist(std::string_view path) noexcept;
@@ -22,6 +22,6 @@ namespace brisvane::host::real {
 
 // Writes all the bytes: in one write in all but the odd case, as only a disk that fills up
 // takes a part; `written` is how many. A pipe whose reader went away is EPIPE, and no signal.
-Error writeAll(int descriptor, std::string_view bytes, std::size_t* written = nullptr) noexcept;
+FormerError writeAll(int descriptor, std::string_view bytes, std::size_t* written = nullptr) noexcept;
 
 }  // namespace brisvane::host::real

@@ -30,24 +30,24 @@ using real::renameWithoutReplacing;
 using real::writeAll;
 
 // Moves a complete file to `path`; EEXIST when something is there already.
-Error moveWithoutReplacing(const std::string& from, const std::string& path, std::string_view bytes,
-                           mode_t mode) noexcept {
-  const Error failed = renameWithoutReplacing(from, path);
+FormerError moveWithoutReplacing(const std::string& from, const std::string& path, std::string_view bytes,
+                                 mode_t mode) noexcept {
+  const FormerError failed = renameWithoutReplacing(from, path);
   if (failed.number() != EXDEV) return failed;
   // The file system has no way to do that: what is written can be seen before it is complete.
   const Descriptor file = openDescriptor(path.c_str(), O_WRONLY | O_APPEND | O_NOCTTY | O_CREAT | O_EXCL, mode);
   if (!file.valid()) return lastError();
-  const Error unwritten = writeAll(file.get(), bytes);
+  const FormerError unwritten = writeAll(file.get(), bytes);
   ::unlink(unwritten ? path.c_str() : from.c_str());
   return unwritten;
 }
 
 // Makes the file at `path`, complete from the moment it can be seen.
-Error create(const std::string& path, std::string_view bytes, mode_t mode = kNewFileMode) {
+FormerError create(const std::string& path, std::string_view bytes, mode_t mode = kNewFileMode) {
   std::string beside;
   Descriptor file = createBeside(path, beside, mode);
   if (!file.valid()) return lastError();
-  Error failed = writeAll(file.get(), bytes);
+  FormerError failed = writeAll(file.get(), bytes);
   if (isAnyLineCut()) forgetCutLine(file.get());  // of a removed file that had the number of this one
   file.reset(-1);
   if (!failed) failed = moveWithoutReplacing(beside, path, bytes, mode);
@@ -71,23 +71,23 @@ bool isSymbolicLink(const std::string& path) noexcept {
 enum class Content : std::uint8_t { kAny, kLine };
 
 // `beganAnew` when the bytes begin with the line feed that a cut line lacks.
-Error writeToEnd(int file, std::string_view bytes, bool beganAnew) noexcept {
+FormerError writeToEnd(int file, std::string_view bytes, bool beganAnew) noexcept {
   std::size_t written = 0;
-  const Error failed = writeAll(file, bytes, &written);
+  const FormerError failed = writeAll(file, bytes, &written);
   if (failed && (written > 0 || beganAnew)) rememberCutLine(file);
   if (!failed && bytes.ends_with('\n') && isAnyLineCut()) forgetCutLine(file);
   return failed;
 }
 
-Error writeToEnd(int file, std::string_view bytes, Content content) {
+FormerError writeToEnd(int file, std::string_view bytes, Content content) {
   if (content == Content::kAny || !isAnyLineCut()) return writeToEnd(file, bytes, false);
   const std::string onItsOwn = join({"\n", bytes});
   const bool isAfterCutLine = forgetCutLine(file);
   return writeToEnd(file, isAfterCutLine ? onItsOwn : bytes, isAfterCutLine);
 }
 
-Error append(std::string_view path, std::string_view bytes, Content content) {
-  if (!canExist(path)) return Error(ENOENT);
+FormerError append(std::string_view path, std::string_view bytes, Content content) {
+  if (!canExist(path)) return FormerError(ENOENT);
   const std::string name(path);
   // A further round is for a file that another writer has made in between, or one that was moved to
   // another file system while it was being opened. A dangling symbolic link can neither be opened nor made.
@@ -99,51 +99,51 @@ Error append(std::string_view path, std::string_view bytes, Content content) {
       return writeToEnd(file.get(), bytes, content);
     }
     if (errno != ENOENT) return lastError();
-    const Error failed = create(name, bytes);
+    const FormerError failed = create(name, bytes);
     if (failed.number() != EEXIST) return failed;
     if (round > 0 && isSymbolicLink(name)) break;
   }
-  return Error(ENOENT);
+  return FormerError(ENOENT);
 }
 
 }  // namespace
 
-Error appendToFile(std::string_view path, std::string_view bytes) noexcept try {
+FormerError appendToFile(std::string_view path, std::string_view bytes) noexcept try {
   return append(path, bytes, Content::kAny);
 } catch (const std::bad_alloc&) {
-  return Error(ENOMEM);
+  return FormerError(ENOMEM);
 }
 
-Error appendLineToFile(std::string_view path, std::string_view line) noexcept try {
+FormerError appendLineToFile(std::string_view path, std::string_view line) noexcept try {
   return append(path, line, Content::kLine);
 } catch (const std::bad_alloc&) {
-  return Error(ENOMEM);
+  return FormerError(ENOMEM);
 }
 
-Error createFile(std::string_view path, std::string_view bytes, Readers readers) noexcept try {
+FormerError createFile(std::string_view path, std::string_view bytes, Readers readers) noexcept try {
   constexpr mode_t kOwnersAlone = 0600;
-  if (!canExist(path)) return Error(ENOENT);
+  if (!canExist(path)) return FormerError(ENOENT);
   return create(std::string(path), bytes, readers == Readers::kOwner ? kOwnersAlone : kNewFileMode);
 } catch (const std::bad_alloc&) {
-  return Error(ENOMEM);
+  return FormerError(ENOMEM);
 }
 
-Error overwriteFile(std::string_view path, std::string_view bytes) noexcept try {
-  if (!canExist(path)) return Error(ENOENT);
+FormerError overwriteFile(std::string_view path, std::string_view bytes) noexcept try {
+  if (!canExist(path)) return FormerError(ENOENT);
   const auto size = static_cast<off_t>(bytes.size());
   const Descriptor file = openExisting(std::string(path), O_WRONLY);
   if (!file.valid() || ::fcntl(file.get(), F_SETFL, 0) != 0) return lastError();  // a pipe that is read is waited for
   // A disk without room for it is found out while the file still holds what it did.
   if (size > 0 && ::fallocate(file.get(), FALLOC_FL_KEEP_SIZE, 0, size) != 0 && isLackOfRoom(errno)) return lastError();
-  if (const Error failed = writeAll(file.get(), bytes)) return failed;
+  if (const FormerError failed = writeAll(file.get(), bytes)) return failed;
   // Only a regular file has a length. What else there is, as a pipe, has taken the bytes.
-  return ::ftruncate(file.get(), size) == 0 || errno == EINVAL ? Error() : lastError();
+  return ::ftruncate(file.get(), size) == 0 || errno == EINVAL ? FormerError() : lastError();
 } catch (const std::bad_alloc&) {
-  return Error(ENOMEM);
+  return FormerError(ENOMEM);
 }
 
-std::optional<std::string> readFile(std::string_view path, std::size_t limit, Error& error) noexcept try {
-  error = canExist(path) ? Error() : Error(ENOENT);
+std::optional<std::string> readFile(std::string_view path, std::size_t limit, FormerError& error) noexcept try {
+  error = canExist(path) ? FormerError() : FormerError(ENOENT);
   if (error) return std::nullopt;
   const Descriptor file = openExisting(std::string(path), O_RDONLY);
   if (!file.valid()) error = lastError();
@@ -155,11 +155,11 @@ std::optional<std::string> readFile(std::string_view path, std::size_t limit, Er
     if (count < 0) error = lastError();
     if (count <= 0) break;
     content.append(chunk, static_cast<std::size_t>(count));
-    if (content.size() > limit) error = Error(EFBIG);
+    if (content.size() > limit) error = FormerError(EFBIG);
   }
   return error ? std::nullopt : std::optional<std::string>(std::move(content));
 } catch (const std::bad_alloc&) {
-  error = Error(ENOMEM);
+  error = FormerError(ENOMEM);
   return std::nullopt;
 }
 
@@ -171,13 +171,13 @@ FileKind fileKind(std::string_view path) noexcept try {
   return FileKind::kNone;
 }
 
-Error createFolders(std::string_view path) noexcept try {
-  if (!canExist(path)) return Error(ENOENT);
+FormerError createFolders(std::string_view path) noexcept try {
+  if (!canExist(path)) return FormerError(ENOENT);
   std::error_code failed;
   std::filesystem::create_directories(path, failed);
-  return Error(failed.value());
+  return FormerError(failed.value());
 } catch (const std::bad_alloc&) {
-  return Error(ENOMEM);
+  return FormerError(ENOMEM);
 }
 
 }  // namespace brisvane::host

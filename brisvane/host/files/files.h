@@ -10,8 +10,8 @@
 #include <string_view>
 #include <vector>
 
-#include "brisvane/types/error.h"
 #include "brisvane/types/export.h"
+#include "brisvane/types/former_error.h"
 
 namespace brisvane::host {
 
@@ -27,25 +27,25 @@ namespace brisvane::host {
 //
 // On failure the file holds what it held before, but for the part of `bytes` that a
 // full disk still took.
-BRISVANE_EXPORT Error appendToFile(std::string_view path, std::string_view bytes) noexcept;
+BRISVANE_EXPORT FormerError appendToFile(std::string_view path, std::string_view bytes) noexcept;
 
 // The same for a line, which ends with a line feed. When the last write of this process to the file was one of these
 // two and was cut short, it goes on a line of its own: a line feed is written ahead of it.
-BRISVANE_EXPORT Error appendLineToFile(std::string_view path, std::string_view line) noexcept;
+BRISVANE_EXPORT FormerError appendLineToFile(std::string_view path, std::string_view line) noexcept;
 
 // Whom a new file lets read it: whom the umask does, or its owner alone, as befits a key.
 enum class Readers : std::uint8_t { kUsual, kOwner };
 
 // Makes a file that holds `bytes`, mode 0666 under the umask or 0600: complete beside `path`, then moved
 // into place. What is there already, be it a dangling symbolic link, stays and is an error, EEXIST.
-BRISVANE_EXPORT Error createFile(std::string_view path, std::string_view bytes,
-                                 Readers readers = Readers::kUsual) noexcept;
+BRISVANE_EXPORT FormerError createFile(std::string_view path, std::string_view bytes,
+                                       Readers readers = Readers::kUsual) noexcept;
 
 // Writes `bytes` over what the file at `path` holds; a missing one is ENOENT. Symbolic links are
 // followed. A pipe that nobody reads is an error, one that is read is waited for, and one whose reader
 // goes away is EPIPE, and no signal. On failure the file may hold a part of `bytes` ahead of what it held
 // before; a disk without room for them leaves it as it was, where the file system can tell beforehand.
-BRISVANE_EXPORT Error overwriteFile(std::string_view path, std::string_view bytes) noexcept;
+BRISVANE_EXPORT FormerError overwriteFile(std::string_view path, std::string_view bytes) noexcept;
 
 // What a failed move has left elsewhere than where the file was.
 struct MoveRemains {
@@ -68,11 +68,13 @@ struct MoveRemains {
 // to it. Should even that fail, as on a full disk, nothing is removed: `remains` has the paths of what is left
 // beside `from`. When only the last lines fail, those that were still written when the copy stood at `to` already,
 // the copy stays there: `remains` has `to`, and `from` when these lines have gone back to it.
-BRISVANE_EXPORT Error moveFile(std::string_view from, std::string_view to, MoveRemains* remains = nullptr) noexcept;
+BRISVANE_EXPORT FormerError moveFile(std::string_view from, std::string_view to,
+                                     MoveRemains* remains = nullptr) noexcept;
 
 // The content of a file of at most `limit` bytes. On failure `error` says why; a
 // larger file is EFBIG.
-BRISVANE_EXPORT std::optional<std::string> readFile(std::string_view path, std::size_t limit, Error& error) noexcept;
+BRISVANE_EXPORT std::optional<std::string> readFile(std::string_view path, std::size_t limit,
+                                                    FormerError& error) noexcept;
 
 enum class FileKind : std::uint8_t { kNone, kFolder, kOther };
 
@@ -81,6 +83,6 @@ enum class FileKind : std::uint8_t { kNone, kFolder, kOther };
 
 // Makes the folder at `path` and every missing one above it, mode 0777 under the umask.
 // A folder that is there already is no error.
-BRISVANE_EXPORT Error createFolders(std::string_view path) noexcept;
+BRISVANE_EXPORT FormerError createFolders(std::string_view path) noexcept;
 
 }  // namespace brisvane::host

@@ -23,11 +23,11 @@ using real::renameWithoutReplacing;
 using real::writeAll;
 
 // What is no regular file is no log: moving a device or a folder would do harm.
-Error refusal(const std::string& path) noexcept {
+FormerError refusal(const std::string& path) noexcept {
   struct stat status {};
   if (::stat(path.c_str(), &status) != 0) return lastError();
-  if (S_ISDIR(status.st_mode)) return Error(EISDIR);
-  return Error(S_ISREG(status.st_mode) ? 0 : EINVAL);
+  if (S_ISDIR(status.st_mode)) return FormerError(EISDIR);
+  return FormerError(S_ISREG(status.st_mode) ? 0 : EINVAL);
 }
 
 bool exists(const std::string& path) noexcept {
@@ -36,21 +36,21 @@ bool exists(const std::string& path) noexcept {
 }
 
 // On a file system that cannot move without replacing, looking first has to do.
-Error move(const std::string& from, const std::string& to) noexcept {
-  const Error failed = renameWithoutReplacing(from, to);
+FormerError move(const std::string& from, const std::string& to) noexcept {
+  const FormerError failed = renameWithoutReplacing(from, to);
   if (failed.number() != EXDEV) return failed;
-  if (exists(to)) return Error(EEXIST);
-  return ::rename(from.c_str(), to.c_str()) == 0 ? Error() : lastError();
+  if (exists(to)) return FormerError(EEXIST);
+  return ::rename(from.c_str(), to.c_str()) == 0 ? FormerError() : lastError();
 }
 
-Error copyToEnd(int from, int to) noexcept {
+FormerError copyToEnd(int from, int to) noexcept {
   char chunk[std::size_t{16} << 10U];
   for (;;) {
     const ssize_t count = ::read(from, chunk, sizeof chunk);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return lastError();
     if (count == 0) return {};
-    if (const Error failed = writeAll(to, {chunk, static_cast<std::size_t>(count)})) return failed;
+    if (const FormerError failed = writeAll(to, {chunk, static_cast<std::size_t>(count)})) return failed;
   }
 }
 
@@ -71,15 +71,15 @@ Writers writersOf(int file) noexcept {
 }
 
 // Whose writers cannot be told is left to its owner: a line could get lost.
-Error refusalOfOthersFile(const std::string& path) noexcept {
+FormerError refusalOfOthersFile(const std::string& path) noexcept {
   const Descriptor file = openExisting(path, O_RDONLY);
   if (!file.valid()) return lastError();
-  return Error(writersOf(file.get()) == Writers::kNotOurs ? EACCES : 0);
+  return FormerError(writersOf(file.get()) == Writers::kNotOurs ? EACCES : 0);
 }
 
 // Copies a file that no path leads to any more but for ours, and what those still write who
 // opened it earlier.
-Error copyWithLastLines(int from, int to) noexcept {
+FormerError copyWithLastLines(int from, int to) noexcept {
   using std::chrono::steady_clock;
   constexpr std::chrono::milliseconds kPause{1};
   constexpr std::chrono::milliseconds kLongestWrite{1000};
@@ -87,11 +87,11 @@ Error copyWithLastLines(int from, int to) noexcept {
   const auto start = steady_clock::now();
   for (;;) {
     const Writers writers = writersOf(from);
-    if (const Error failed = copyToEnd(from, to)) return failed;
+    if (const FormerError failed = copyToEnd(from, to)) return failed;
     if (writers == Writers::kNone) return {};
     const auto elapsed = steady_clock::now() - start;
     if (writers != Writers::kSome && elapsed > kUsualWrite) return {};
-    if (elapsed > kLongestWrite) return Error(EBUSY);
+    if (elapsed > kLongestWrite) return FormerError(EBUSY);
     std::this_thread::sleep_for(kPause);
   }
 }
@@ -103,36 +103,36 @@ Descriptor openFolderOf(const std::string& path) {
 }
 
 // A file, with its owner and mode, to a new one.
-Error copyFile(int from, int to) noexcept {
+FormerError copyFile(int from, int to) noexcept {
   struct stat status {};
   if (::fstat(from, &status) != 0) return lastError();
-  if (const Error failed = copyWithLastLines(from, to)) return failed;
+  if (const FormerError failed = copyWithLastLines(from, to)) return failed;
   // The mode last, which a change of the owner cuts. Only the superuser can give a file away.
   static_cast<void>(::fchown(to, status.st_uid, status.st_gid));
   constexpr mode_t kPermissions = 0777;
   if (::fchmod(to, status.st_mode & kPermissions) != 0 && errno != EPERM) return lastError();
-  return ::fsync(to) == 0 ? Error() : lastError();
+  return ::fsync(to) == 0 ? FormerError() : lastError();
 }
 
 // Moves a file to a name beside it that nobody else has.
-Error moveAside(const std::string& path, std::string& name) noexcept try {
+FormerError moveAside(const std::string& path, std::string& name) noexcept try {
   if (!createBeside(path, name).valid()) return lastError();
   if (::rename(path.c_str(), name.c_str()) == 0) return {};
-  const Error failed = lastError();
+  const FormerError failed = lastError();
   ::unlink(name.c_str());
   return failed;
 } catch (const std::bad_alloc&) {
-  return Error(ENOMEM);
+  return FormerError(ENOMEM);
 }
 
 // Moves what the file `newer` holds, and is still being written to it, to the end of `older`. A line that is written to
 // it after it was removed and that `older` does not take, as on a full disk, is lost.
-Error addTo(const std::string& older, const std::string& newer, bool& hasLostLines) noexcept {
+FormerError addTo(const std::string& older, const std::string& newer, bool& hasLostLines) noexcept {
   const Descriptor from = openExisting(newer, O_RDONLY);
   if (!from.valid()) return lastError();
   const Descriptor to = openExisting(older, O_WRONLY | O_APPEND);
   if (!to.valid()) return lastError();
-  if (const Error failed = copyWithLastLines(from.get(), to.get())) return failed;
+  if (const FormerError failed = copyWithLastLines(from.get(), to.get())) return failed;
   ::unlink(newer.c_str());
   if (copyWithLastLines(from.get(), to.get())) hasLostLines = true;
   return {};
@@ -144,7 +144,7 @@ Error addTo(const std::string& older, const std::string& newer, bool& hasLostLin
 void moveBack(MoveRemains& remains, const std::string& path) noexcept {
   constexpr int kRounds = 100;  // of further lines, each with a file of its own
   for (int round = 0; round < kRounds; ++round) {
-    const Error failed = move(remains.paths.front(), path);
+    const FormerError failed = move(remains.paths.front(), path);
     if (!failed) return remains.paths.clear();
     if (failed.number() != EEXIST) return;
     std::string newer;
@@ -156,16 +156,16 @@ void moveBack(MoveRemains& remains, const std::string& path) noexcept {
   }
 }
 
-Error syncFolder(const Descriptor& folder) noexcept {
+FormerError syncFolder(const Descriptor& folder) noexcept {
   if (!folder.valid() || ::fsync(folder.get()) == 0) return {};
   const bool cannotBeSynced = errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
-  return cannotBeSynced ? Error() : lastError();
+  return cannotBeSynced ? FormerError() : lastError();
 }
 
 // Puts a complete copy in its place and removes what it was made of; on failure there is no copy any more.
-Error replaceByCopy(const std::string& file, const std::string& copy, const std::string& to,
-                    const Descriptor& folder) noexcept {
-  Error failed = move(copy, to);
+FormerError replaceByCopy(const std::string& file, const std::string& copy, const std::string& to,
+                          const Descriptor& folder) noexcept {
+  FormerError failed = move(copy, to);
   if (failed) {
     ::unlink(copy.c_str());
     return failed;
@@ -194,11 +194,11 @@ void giveBackLines(int removed, off_t position, const std::string& path, MoveRem
 
 // Copies the lines of those who found a file before it was moved aside, and opened it only when it had been copied to
 // `to` and removed. Those that cannot be copied go back to where the file was.
-Error copyLateLines(int removed, int copy, const std::string& from, const std::string& to, MoveRemains& remains) {
+FormerError copyLateLines(int removed, int copy, const std::string& from, const std::string& to, MoveRemains& remains) {
   struct stat before {};
   const off_t position = ::lseek(removed, 0, SEEK_CUR);
   if (position < 0 || ::fstat(copy, &before) != 0) return lastError();
-  Error failed = copyWithLastLines(removed, copy);
+  FormerError failed = copyWithLastLines(removed, copy);
   const bool isUncopied = static_cast<bool>(failed);
   if (!failed && ::lseek(removed, 0, SEEK_CUR) != position && ::fsync(copy) != 0) failed = lastError();
   if (!failed) return {};
@@ -210,16 +210,16 @@ Error copyLateLines(int removed, int copy, const std::string& from, const std::s
   return failed;
 }
 
-Error moveAcross(const std::string& from, const std::string& to, MoveRemains& remains) {
-  if (exists(to)) return Error(EEXIST);
-  if (const Error refused = refusalOfOthersFile(from)) return refused;
+FormerError moveAcross(const std::string& from, const std::string& to, MoveRemains& remains) {
+  if (exists(to)) return FormerError(EEXIST);
+  if (const FormerError refused = refusalOfOthersFile(from)) return refused;
   const Descriptor folder = openFolderOf(to);
   remains.paths.reserve(2);
   constexpr mode_t kOwnersAlone = 0600;  // until it has the mode of the file
   std::string copyName;
   const Descriptor copy = createBeside(to, copyName, kOwnersAlone);
   if (!copy.valid()) return lastError();
-  Error failed = moveAside(from, remains.paths.emplace_back());
+  FormerError failed = moveAside(from, remains.paths.emplace_back());
   if (failed) {
     remains.paths.clear();
     ::unlink(copyName.c_str());
@@ -242,18 +242,18 @@ Error moveAcross(const std::string& from, const std::string& to, MoveRemains& re
 
 }  // namespace
 
-Error moveFile(std::string_view from, std::string_view to, MoveRemains* remains) noexcept try {
+FormerError moveFile(std::string_view from, std::string_view to, MoveRemains* remains) noexcept try {
   MoveRemains unasked;
   MoveRemains& left = remains != nullptr ? *remains : unasked;
   left = {};
-  if (!real::canExist(from) || !real::canExist(to)) return Error(ENOENT);
+  if (!real::canExist(from) || !real::canExist(to)) return FormerError(ENOENT);
   const std::string source(from);
   const std::string destination(to);
-  if (const Error refused = refusal(source)) return refused;
-  const Error failed = renameWithoutReplacing(source, destination);
+  if (const FormerError refused = refusal(source)) return refused;
+  const FormerError failed = renameWithoutReplacing(source, destination);
   return failed.number() == EXDEV ? moveAcross(source, destination, left) : failed;
 } catch (const std::bad_alloc&) {
-  return Error(ENOMEM);
+  return FormerError(ENOMEM);
 }
 
 }  // namespace brisvane::host

@@ -37,14 +37,14 @@ Descriptor createBeside(const std::string& path, std::string& name, mode_t mode)
   return file;
 }
 
-Error renameWithoutReplacing(const std::string& from, const std::string& to) noexcept {
+FormerError renameWithoutReplacing(const std::string& from, const std::string& to) noexcept {
   if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return {};
   const auto cannot = [](int error) { return error == EINVAL || error == ENOSYS || error == EOPNOTSUPP; };
   if (!cannot(errno)) return lastError();
   // A file system without RENAME_NOREPLACE. Without hard links too (EPERM), there is no way.
-  if (::link(from.c_str(), to.c_str()) != 0) return cannot(errno) || errno == EPERM ? Error(EXDEV) : lastError();
+  if (::link(from.c_str(), to.c_str()) != 0) return cannot(errno) || errno == EPERM ? FormerError(EXDEV) : lastError();
   if (::unlink(from.c_str()) == 0) return {};
-  const Error failed = lastError();
+  const FormerError failed = lastError();
   ::unlink(to.c_str());  // two names for one file are no move
   return failed;
 }

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "brisvane/host/files/descriptor.h"
-#include "brisvane/types/error.h"
+#include "brisvane/types/former_error.h"
 
 namespace brisvane::host::real {
 
@@ -17,6 +17,6 @@ inline constexpr mode_t kNewFileMode = 0666;  // under the umask
 
 // Moves a file within its file system; EEXIST when something is at `to` already. EXDEV when it is another
 // file system, and when this one cannot move without replacing.
-Error renameWithoutReplacing(const std::string& from, const std::string& to) noexcept;
+FormerError renameWithoutReplacing(const std::string& from, const std::string& to) noexcept;
 
 }  // namespace brisvane::host::real

@@ -29,7 +29,7 @@ std::string_view identifierOf(std::string_view entryPath) noexcept {
 }
 
 std::optional<DesktopEntry> entryAt(const std::string& path, std::string& error) {
-  Error failed;
+  FormerError failed;
   const auto content = readFile(path, kLargestEntry, failed);
   if (!content) {
     error = errorText(path, failed.number());
@@ -101,7 +101,7 @@ std::optional<Application> applicationOfEntry(const std::string& path, const std
 
 std::optional<Application> applicationOfFolder(const std::string& path, const std::vector<std::string>& arguments,
                                                std::string& error) {
-  Error failed;
+  FormerError failed;
   std::vector<std::string> entries;
   for (std::string& name : listDirectory(path, failed).value_or(std::vector<std::string>())) {
     if (name.ends_with(kEntryEnding)) entries.push_back(std::move(name));

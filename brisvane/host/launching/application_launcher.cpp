@@ -22,7 +22,7 @@
 #include "brisvane/host/launching/application.h"
 #include "brisvane/host/launching/bus_activation.h"
 #include "brisvane/host/launching/spawning.h"
-#include "brisvane/types/error.h"
+#include "brisvane/types/former_error.h"
 #include "brisvane/types/join.h"
 
 namespace brisvane::host::real {

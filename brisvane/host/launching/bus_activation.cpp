@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "brisvane/host/formats/file_url.h"
-#include "brisvane/types/error.h"
+#include "brisvane/types/former_error.h"
 #include "brisvane/types/join.h"
 
 namespace brisvane::host::real {

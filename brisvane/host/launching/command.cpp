@@ -15,7 +15,7 @@
 #include "brisvane/host/files/descriptor.h"
 #include "brisvane/host/files/files.h"
 #include "brisvane/host/launching/spawning.h"
-#include "brisvane/types/error.h"
+#include "brisvane/types/former_error.h"
 #include "brisvane/types/join.h"
 
 namespace brisvane::host {

@@ -14,7 +14,7 @@
 
 #include "brisvane/host/files/descriptor.h"
 #include "brisvane/host/formats/json.h"
-#include "brisvane/types/error.h"
+#include "brisvane/types/former_error.h"
 #include "brisvane/types/join.h"
 
 namespace brisvane::host::real {

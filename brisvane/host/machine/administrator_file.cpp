@@ -19,7 +19,7 @@ std::shared_ptr<const MachineDescription> AdministratorFile::read() const {
 
 Origin AdministratorFile::originOfNothing() const {
   const bool isThere = ::access(path_.c_str(), R_OK) == 0;
-  return {path_, Error(isThere ? ENODATA : errno)};
+  return {path_, FormerError(isThere ? ENODATA : errno)};
 }
 
 bool OverlaidNode::exists() const noexcept try {
@@ -55,7 +55,7 @@ Origin OverlaidNode::origin(std::string_view name) const noexcept try {
   Origin origin = base_->origin(name);
   return origin.place.empty() ? file_.originOfNothing() : origin;
 } catch (const std::bad_alloc&) {
-  return {{}, Error(ENOMEM)};
+  return {{}, FormerError(ENOMEM)};
 }
 
 }  // namespace brisvane::host::real

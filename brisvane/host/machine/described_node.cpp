@@ -43,9 +43,9 @@ std::vector<std::string> DescribedNode::propertyNames() const noexcept try {
 
 Origin DescribedNode::origin(std::string_view name) const noexcept try {
   const bool isThere = properties_ && properties_->contains(name);
-  return {place_, isThere ? Error() : Error(properties_ ? ENODATA : ENOENT)};
+  return {place_, isThere ? FormerError() : FormerError(properties_ ? ENODATA : ENOENT)};
 } catch (const std::bad_alloc&) {
-  return {{}, Error(ENOMEM)};
+  return {{}, FormerError(ENOMEM)};
 }
 
 }  // namespace brisvane::host

@@ -134,7 +134,7 @@ bool readDescription(std::string_view json, std::string& error, const std::funct
 bool readDescriptionFile(std::string_view path, std::string& error,
                          const std::function<void(const Object& value)>& read) {
   constexpr std::size_t kLargest = std::size_t{16} << 20U;
-  Error failed;
+  FormerError failed;
   const auto content = readFile(path, kLargest, failed);
   if (!content) {
     error = errorText(path, failed.number());

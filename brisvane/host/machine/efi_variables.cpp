@@ -27,22 +27,22 @@ constexpr mode_t kNewFileMode = 0644;  // the kernel's own for a variable
 constexpr int kRounds = 10;
 constexpr std::size_t kLargestVariable = std::size_t{1} << 20U;
 
-Error lastError() noexcept { return Error(errno); }
+FormerError lastError() noexcept { return FormerError(errno); }
 
 // The whole file, by as few reads as it takes: the kernel lets ordinary users have about
 // a hundred a second. What it says of the file's size is not to be trusted.
-std::optional<Data> readWhole(int descriptor, Error& error) {
+std::optional<Data> readWhole(int descriptor, FormerError& error) {
   constexpr std::size_t kFirst = std::size_t{64} << 10U;
   Data content(kFirst);
   std::size_t length = 0;
   for (;;) {
     const ssize_t count = ::read(descriptor, content.data() + length, content.size() - length);
     if (count < 0 && errno == EINTR) continue;
-    error = count < 0 ? lastError() : Error();
+    error = count < 0 ? lastError() : FormerError();
     if (error) return std::nullopt;
     length += static_cast<std::size_t>(count);
     if (length < content.size()) break;
-    if (length > kLargestVariable) error = Error(EFBIG);
+    if (length > kLargestVariable) error = FormerError(EFBIG);
     if (error) return std::nullopt;
     content.resize(content.size() * 2);
   }
@@ -51,7 +51,7 @@ std::optional<Data> readWhole(int descriptor, Error& error) {
 }
 
 // The content of a variable's file.
-std::optional<Data> readFileOf(const std::string& path, Error& error) {
+std::optional<Data> readFileOf(const std::string& path, FormerError& error) {
   const Descriptor file = openDescriptor(path.c_str(), O_RDONLY | kOpenFlags);
   if (file.valid()) return readWhole(file.get(), error);
   error = lastError();
@@ -69,7 +69,7 @@ class ImmutableFlag {
     if (isSet && !isTaken_) error_ = lastError();
   }
   // Why it is there still.
-  [[nodiscard]] Error error() const noexcept { return error_; }
+  [[nodiscard]] FormerError error() const noexcept { return error_; }
   void putBack() noexcept {
     if (isTaken_) static_cast<void>(set(flags_));
   }
@@ -80,11 +80,11 @@ class ImmutableFlag {
   Descriptor file_;
   int flags_ = 0;  // an int for the kernel, whatever the request's name says
   bool isTaken_ = false;
-  Error error_;
+  FormerError error_;
 };
 
 // One write, as firmware wants it. `isOpened` tells whether it came so far.
-Error writeOnce(const std::string& path, int flags, ByteView bytes, bool cutsRest, bool& isOpened) noexcept {
+FormerError writeOnce(const std::string& path, int flags, ByteView bytes, bool cutsRest, bool& isOpened) noexcept {
   const Descriptor file = openDescriptor(path.c_str(), O_WRONLY | kOpenFlags | flags, kNewFileMode);
   isOpened = file.valid();
   if (!isOpened) return lastError();
@@ -93,14 +93,14 @@ Error writeOnce(const std::string& path, int flags, ByteView bytes, bool cutsRes
     written = ::write(file.get(), bytes.data(), bytes.size());
   } while (written < 0 && errno == EINTR);
   if (written < 0) return lastError();
-  if (static_cast<std::size_t>(written) != bytes.size()) return Error(EIO);
-  return !cutsRest || ::ftruncate(file.get(), written) == 0 ? Error() : lastError();
+  if (static_cast<std::size_t>(written) != bytes.size()) return FormerError(EIO);
+  return !cutsRest || ::ftruncate(file.get(), written) == 0 ? FormerError() : lastError();
 }
 
 // A refused write of a new variable leaves a file without a value, which would pass for a
 // variable in listings.
 void removeLeftover(const std::string& path) {
-  Error unread;
+  FormerError unread;
   const auto content = readFileOf(path, unread);
   if (!content || content->size() >= Attributes().size()) return;
   const ImmutableFlag flag(path);
@@ -117,7 +117,7 @@ bool EfiVariables::exists() const noexcept {
 
 std::vector<std::string> EfiVariables::propertyNames() const noexcept try {
   constexpr std::size_t kSuffix = kGuidTextLength + 1;
-  Error error;
+  FormerError error;
   std::vector<std::string> names;
   for (const std::string& file : listDirectory(folder_, error).value_or(std::vector<std::string>())) {
     if (file.size() <= kSuffix || file[file.size() - kSuffix] != '-') continue;
@@ -138,18 +138,18 @@ std::string EfiVariables::place(const VariableName& name) const {
   return join({folder_, "/", name.name, "-", guid});
 }
 
-std::optional<Data> EfiVariables::read(const VariableName& name, Error& error) const {
+std::optional<Data> EfiVariables::read(const VariableName& name, FormerError& error) const {
   auto content = readFileOf(place(name), error);
   if (!content) return std::nullopt;
-  if (content->size() < Attributes().size()) error = Error(ENOENT);
+  if (content->size() < Attributes().size()) error = FormerError(ENOENT);
   if (error) return std::nullopt;
   content->erase(content->begin(), content->begin() + Attributes().size());
   return content;
 }
 
-Error EfiVariables::write(const VariableName& name, ByteView value) const {
+FormerError EfiVariables::write(const VariableName& name, ByteView value) const {
   const std::string path = place(name);
-  Error failed;
+  FormerError failed;
   // A further round is for another writer, who has made the variable, deleted it or put the
   // flag back in between.
   for (int round = 0; round < kRounds; ++round) {
@@ -172,9 +172,9 @@ Error EfiVariables::write(const VariableName& name, ByteView value) const {
   return failed;
 }
 
-Error EfiVariables::remove(const VariableName& name) const {
+FormerError EfiVariables::remove(const VariableName& name) const {
   const std::string path = place(name);
-  Error failed;
+  FormerError failed;
   for (int round = 0; round < kRounds; ++round) {
     ImmutableFlag flag(path);
     if (flag.error()) return flag.error();
@@ -186,9 +186,9 @@ Error EfiVariables::remove(const VariableName& name) const {
   return failed;
 }
 
-Error EfiVariables::commit() const {
+FormerError EfiVariables::commit() const {
   const Descriptor folder = openDescriptor(folder_.c_str(), O_RDONLY | O_DIRECTORY);
-  return folder.valid() && ::syncfs(folder.get()) == 0 ? Error() : lastError();
+  return folder.valid() && ::syncfs(folder.get()) == 0 ? FormerError() : lastError();
 }
 
 }  // namespace brisvane::host::real

@@ -24,10 +24,10 @@ class EfiVariables final : public VariableStore {
   [[nodiscard]] std::vector<std::string> propertyNames() const noexcept override;
 
  private:
-  [[nodiscard]] std::optional<Data> read(const VariableName& name, Error& error) const override;
-  Error write(const VariableName& name, ByteView value) const override;
-  Error remove(const VariableName& name) const override;
-  Error commit() const override;
+  [[nodiscard]] std::optional<Data> read(const VariableName& name, FormerError& error) const override;
+  FormerError write(const VariableName& name, ByteView value) const override;
+  FormerError remove(const VariableName& name) const override;
+  FormerError commit() const override;
   [[nodiscard]] std::string place(const VariableName& name) const override;
 
   const std::string folder_;

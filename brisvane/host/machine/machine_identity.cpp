@@ -42,12 +42,12 @@ std::optional<Object> MachineIdentity::signingFuse(std::string_view& missing) co
   return Object(*secureBoot == 1 && *setupMode == 0);
 }
 
-std::optional<Object> MachineIdentity::uniqueChipID(Error& error) const {
+std::optional<Object> MachineIdentity::uniqueChipID(FormerError& error) const {
   constexpr std::size_t kLargest = 4096;
   const auto serial = readFile(serialFile(), kLargest, error);
   if (!serial) return std::nullopt;
   const auto number = hexNumber(*serial);
-  if (!number) error = Error(ENODATA);
+  if (!number) error = FormerError(ENODATA);
   return number ? std::optional<Object>(*number) : std::nullopt;
 }
 
@@ -55,7 +55,7 @@ std::optional<Object> MachineIdentity::answer(std::string_view key) const noexce
   const auto description = file_.read();
   const Dictionary& answers = description->identity;
   if (const auto found = answers.find(key); found != answers.end()) return found->second;
-  Error error;
+  FormerError error;
   std::string_view missing;
   if (key == kSigningFuse) return signingFuse(missing);
   if (key == kUniqueChipID) return uniqueChipID(error);
@@ -70,7 +70,7 @@ Origin MachineIdentity::origin(std::string_view key) const noexcept try {
     std::string_view missing;
     const bool isAnswered = signingFuse(missing).has_value();
     Origin origin = variables_->origin(isAnswered ? kSecureBoot : missing);
-    if (!isAnswered && !origin.error) origin.error = Error(ENODATA);
+    if (!isAnswered && !origin.error) origin.error = FormerError(ENODATA);
     return origin;
   }
   if (key != kUniqueChipID) return file_.originOfNothing();
@@ -78,7 +78,7 @@ Origin MachineIdentity::origin(std::string_view key) const noexcept try {
   static_cast<void>(uniqueChipID(origin.error));
   return origin;
 } catch (const std::bad_alloc&) {
-  return {{}, Error(ENOMEM)};
+  return {{}, FormerError(ENOMEM)};
 }
 
 }  // namespace brisvane::host::real

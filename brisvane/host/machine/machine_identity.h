@@ -26,7 +26,7 @@ class MachineIdentity final : public IdentityService {
  private:
   // On failure `missing` is the variable that says nothing.
   [[nodiscard]] std::optional<Object> signingFuse(std::string_view& missing) const;
-  [[nodiscard]] std::optional<Object> uniqueChipID(Error& error) const;
+  [[nodiscard]] std::optional<Object> uniqueChipID(FormerError& error) const;
   [[nodiscard]] std::string serialFile() const { return soc_ + "/serial_number"; }
 
   const std::shared_ptr<const EfiVariables> variables_;

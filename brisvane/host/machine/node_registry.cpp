@@ -75,7 +75,7 @@ std::vector<std::string> NodeRegistry::propertyNames(NodeHandle node) const noex
 
 Origin NodeRegistry::origin(NodeHandle node, std::string_view name) const noexcept {
   const Node found = find(node);
-  return found != nullptr ? found->origin(name) : Origin{{}, Error(ENOENT)};
+  return found != nullptr ? found->origin(name) : Origin{{}, FormerError(ENOENT)};
 }
 
 void NodeRegistry::release(NodeHandle node) const noexcept {

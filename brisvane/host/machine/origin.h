@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "brisvane/types/error.h"
+#include "brisvane/types/former_error.h"
 
 namespace brisvane::host {
 
@@ -13,7 +13,7 @@ struct Origin {
   std::string place;  // a file, as a rule; empty when the machine has no place for such a value
   // Success when the value is there. ENOENT: no such file or node. EACCES or EPERM: kept
   // from this user. ENODATA: the place is there, and says nothing. EFBIG: too large.
-  Error error;
+  FormerError error;
 };
 
 }  // namespace brisvane::host

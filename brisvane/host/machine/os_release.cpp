@@ -88,10 +88,10 @@ Origin OsRelease::origin(std::string_view entry) const noexcept try {
   const auto said = administrator_.read()->versionEntries;
   if (said && said->contains(entry)) return {administrator_.path(), {}};
   Found found = *read();
-  if (found.entries && !found.entries->contains(entry)) found.origin.error = Error(ENODATA);
+  if (found.entries && !found.entries->contains(entry)) found.origin.error = FormerError(ENODATA);
   return found.origin;
 } catch (const std::bad_alloc&) {
-  return {{}, Error(ENOMEM)};
+  return {{}, FormerError(ENOMEM)};
 }
 
 }  // namespace brisvane::host::real

@@ -38,7 +38,7 @@ class FolderNode : public RegistryNode {
   bool exists() const noexcept override { return fileKind(folder_) == FileKind::kFolder; }
 
   std::optional<Object> property(std::string_view name) const noexcept override try {
-    Error error;
+    FormerError error;
     return read(name, error);
   } catch (const std::bad_alloc&) {
     return std::nullopt;
@@ -46,12 +46,12 @@ class FolderNode : public RegistryNode {
 
   Origin origin(std::string_view name) const noexcept override try {
     const std::string_view file = fileOf(name);
-    if (file.empty()) return {{}, Error(ENOENT)};
+    if (file.empty()) return {{}, FormerError(ENOENT)};
     Origin origin{join({folder_, "/", file}), {}};
     static_cast<void>(read(name, origin.error));
     return origin;
   } catch (const std::bad_alloc&) {
-    return {{}, Error(ENOMEM)};
+    return {{}, FormerError(ENOMEM)};
   }
 
  protected:
@@ -69,14 +69,14 @@ class FolderNode : public RegistryNode {
   }
 
  private:
-  [[nodiscard]] std::optional<Object> read(std::string_view name, Error& error) const {
+  [[nodiscard]] std::optional<Object> read(std::string_view name, FormerError& error) const {
     const std::string_view file = fileOf(name);
-    error = Error(ENOENT);
+    error = FormerError(ENOENT);
     if (file.empty()) return std::nullopt;
     auto content = readFile(join({folder_, "/", file}), kLargestProperty, error);
     if (!content) return std::nullopt;
     auto value = valueOf(std::move(*content));
-    if (!value) error = Error(ENODATA);
+    if (!value) error = FormerError(ENODATA);
     return value;
   }
 
@@ -118,7 +118,7 @@ class DeviceTreeNode final : public FolderNode {
   using FolderNode::FolderNode;
 
   std::vector<std::string> propertyNames() const noexcept override try {
-    Error error;
+    FormerError error;
     std::vector<std::string> names;
     for (std::string& name : listDirectory(folder(), error).value_or(std::vector<std::string>())) {
       if (fileKind(join({folder(), "/", name})) == FileKind::kOther) names.push_back(std::move(name));

@@ -22,7 +22,7 @@ std::string VariableName::text() const { return join({guidText(space), ":", name
 std::optional<Object> VariableStore::property(std::string_view name) const noexcept try {
   const auto variable = VariableName::parse(name);
   if (!variable) return std::nullopt;
-  Error error;
+  FormerError error;
   auto value = read(*variable, error);
   return value ? std::optional<Object>(std::move(*value)) : std::nullopt;
 } catch (const std::bad_alloc&) {
@@ -43,12 +43,12 @@ std::int32_t VariableStore::setProperty(std::string_view name, std::string_view 
 
 Origin VariableStore::origin(std::string_view name) const noexcept try {
   const auto variable = VariableName::parse(name);
-  if (!variable) return {{}, Error(EINVAL)};
+  if (!variable) return {{}, FormerError(EINVAL)};
   Origin origin{place(*variable), {}};
   static_cast<void>(read(*variable, origin.error));
   return origin;
 } catch (const std::bad_alloc&) {
-  return {{}, Error(ENOMEM)};
+  return {{}, FormerError(ENOMEM)};
 }
 
 }  // namespace brisvane::host

@@ -46,10 +46,10 @@ class BRISVANE_EXPORT VariableStore : public RegistryNode {
 
  private:
   // On failure `error` says why.
-  [[nodiscard]] virtual std::optional<Data> read(const VariableName& name, Error& error) const = 0;
-  virtual Error write(const VariableName& name, ByteView value) const = 0;
-  virtual Error remove(const VariableName& name) const = 0;
-  virtual Error commit() const = 0;
+  [[nodiscard]] virtual std::optional<Data> read(const VariableName& name, FormerError& error) const = 0;
+  virtual FormerError write(const VariableName& name, ByteView value) const = 0;
+  virtual FormerError remove(const VariableName& name) const = 0;
+  virtual FormerError commit() const = 0;
   // What keeps a variable: a file.
   [[nodiscard]] virtual std::string place(const VariableName& name) const = 0;
 };

@@ -81,7 +81,7 @@ std::string_view deviceType(std::string_view uevent) noexcept {
 std::string LinkInterfaces::typeOf(std::string_view name, unsigned hardware) const {
   constexpr std::size_t kLargest = 4096;
   if (!isFileName(name)) return std::string(kOther);
-  Error error;
+  FormerError error;
   const auto uevent = readFile(join({folder_, "/", name, "/uevent"}), kLargest, error);
   // Whether it is plain cannot be told then, and a bridge must not pass for an adapter.
   if (!uevent) return std::string(kOther);

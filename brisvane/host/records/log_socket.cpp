@@ -118,7 +118,7 @@ LogSocket::LogSocket(std::string_view path, LargeEntries largeEntries) noexcept 
 
 LogSocket::Outcome LogSocket::send(std::string_view entry, Waiting waiting) noexcept {
   Datagram datagram(address_, entry);
-  Error failed = attempt(datagram.header(), waiting);
+  FormerError failed = attempt(datagram.header(), waiting);
   const bool isLarge = failed.number() == EMSGSIZE || failed.number() == ENOBUFS;
   if (isLarge && largeEntries_ == LargeEntries::kAsDescriptor) {
     const Descriptor memory = sealedMemory(entry);
@@ -131,17 +131,17 @@ LogSocket::Outcome LogSocket::send(std::string_view entry, Waiting waiting) noex
   return failed ? Outcome::kUnavailable : Outcome::kTaken;
 }
 
-Error LogSocket::attempt(const msghdr& message, Waiting waiting) noexcept {
+FormerError LogSocket::attempt(const msghdr& message, Waiting waiting) noexcept {
   const int descriptor = sharedSocket();
   if (descriptor < 0) return lastError();
   if (::sendmsg(descriptor, &message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0) return {};
-  const Error failed = lastError();
+  const FormerError failed = lastError();
   return failed.number() == EAGAIN && waiting == Waiting::kShort ? sendToFullQueue(message) : failed;
 }
 
 // The kernel wakes the waiting in their order, which keeps a busy daemon fair. The limit belongs to a socket:
 // this one is the caller's own.
-Error LogSocket::sendToFullQueue(const msghdr& message) noexcept {
+FormerError LogSocket::sendToFullQueue(const msghdr& message) noexcept {
   std::int64_t since = 0;
   const std::int64_t start = now();
   if (fullSince_.compare_exchange_strong(since, start)) since = start;
@@ -155,7 +155,7 @@ Error LogSocket::sendToFullQueue(const msghdr& message) noexcept {
     if (::sendmsg(own.get(), &message, MSG_NOSIGNAL) >= 0) return {};
     if (errno != EINTR && errno != EAGAIN) return lastError();
   }
-  return Error(EAGAIN);
+  return FormerError(EAGAIN);
 }
 
 void LogSocket::addDropped(std::uint32_t count) noexcept {

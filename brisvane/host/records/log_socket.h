@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "brisvane/types/error.h"
+#include "brisvane/types/former_error.h"
 
 namespace brisvane::host::real {
 
@@ -37,8 +37,8 @@ class LogSocket {
   std::uint32_t takeDropped() noexcept;
 
  private:
-  Error attempt(const msghdr& message, Waiting waiting) noexcept;
-  Error sendToFullQueue(const msghdr& message) noexcept;
+  FormerError attempt(const msghdr& message, Waiting waiting) noexcept;
+  FormerError sendToFullQueue(const msghdr& message) noexcept;
 
   sockaddr_un address_{};
   LargeEntries largeEntries_;

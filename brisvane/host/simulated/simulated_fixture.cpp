@@ -17,7 +17,7 @@
 
 #include "brisvane/host/simulated/simulated_conversation.h"
 #include "brisvane/host/simulated/simulated_pseudo_terminal.h"
-#include "brisvane/types/error.h"
+#include "brisvane/types/former_error.h"
 
 namespace brisvane::host::simulated {
 namespace {

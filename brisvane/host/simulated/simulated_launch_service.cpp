@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "brisvane/host/formats/file_url.h"
-#include "brisvane/types/error.h"
+#include "brisvane/types/former_error.h"
 
 namespace brisvane::host::simulated {
 namespace {

@@ -10,9 +10,9 @@ namespace {
 
 // The origin of a value of a dictionary that a description gave.
 Origin originIn(const std::string& place, const Dictionary& values, std::string_view key) noexcept try {
-  return {place, values.contains(key) ? Error() : Error(ENODATA)};
+  return {place, values.contains(key) ? FormerError() : FormerError(ENODATA)};
 } catch (const std::bad_alloc&) {
-  return {{}, Error(ENOMEM)};
+  return {{}, FormerError(ENOMEM)};
 }
 
 }  // namespace

@@ -47,31 +47,31 @@ std::vector<std::string> MemoryVariables::propertyNames() const noexcept try {
   return {};
 }
 
-std::optional<Data> MemoryVariables::read(const VariableName& name, Error& error) const {
+std::optional<Data> MemoryVariables::read(const VariableName& name, FormerError& error) const {
   const std::scoped_lock lock(mutex_);
   const auto found = values_.find(name.text());
-  error = found != values_.end() ? Error() : Error(ENOENT);
+  error = found != values_.end() ? FormerError() : FormerError(ENOENT);
   return found != values_.end() ? std::optional(found->second) : std::nullopt;
 }
 
-Error MemoryVariables::write(const VariableName& name, ByteView value) const {
-  if (name.name.size() > kLongestName) return Error(ENAMETOOLONG);
-  if (readOnly_) return Error(EROFS);
-  if (value.size() > kLargestValue) return Error(EINVAL);
+FormerError MemoryVariables::write(const VariableName& name, ByteView value) const {
+  if (name.name.size() > kLongestName) return FormerError(ENAMETOOLONG);
+  if (readOnly_) return FormerError(EROFS);
+  if (value.size() > kLargestValue) return FormerError(EINVAL);
   const std::scoped_lock lock(mutex_);
   const std::string fullName = name.text();
   std::size_t used = value.size();
   for (const auto& [other, bytes] : values_) used += other != fullName ? bytes.size() : 0;
-  if (used > capacity_) return Error(ENOSPC);
+  if (used > capacity_) return FormerError(ENOSPC);
   values_.insert_or_assign(fullName, Data(value.begin(), value.end()));
   return {};
 }
 
-Error MemoryVariables::remove(const VariableName& name) const {
-  if (name.name.size() > kLongestName) return Error(ENAMETOOLONG);
-  if (readOnly_) return Error(EROFS);
+FormerError MemoryVariables::remove(const VariableName& name) const {
+  if (name.name.size() > kLongestName) return FormerError(ENAMETOOLONG);
+  if (readOnly_) return FormerError(EROFS);
   const std::scoped_lock lock(mutex_);
-  return values_.erase(name.text()) == 1 ? Error() : Error(ENOENT);
+  return values_.erase(name.text()) == 1 ? FormerError() : FormerError(ENOENT);
 }
 
 }  // namespace brisvane::host::simulated

@@ -8,7 +8,7 @@
 namespace brisvane::host::real {
 
 std::optional<std::vector<std::string>> DeviceDirectory::list() const noexcept try {
-  Error error;
+  FormerError error;
   return listDirectory(directory_, error);
 } catch (const std::bad_alloc&) {
   return std::nullopt;

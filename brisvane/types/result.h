@@ -1,0 +1,87 @@
+// Result, a value or the Error that came instead of it.
+// A value type: a Result belongs to one thread at a time.
+#pragma once
+
+#include <cassert>
+#include <concepts>
+#include <optional>
+#include <utility>
+#include <variant>
+
+#include "brisvane/types/error.h"
+
+namespace brisvane {
+
+// The result of an operation that can fail. It does not convert to bool, so that no condition is
+// inverted in silence:
+//
+//     auto content = host::readFile(path, limit);
+//     if (!content.ok()) return content.error();
+//     use(content.value());
+//
+// There is no Result of int or of bool: `return errno;` would be a value. Give a type with a name.
+template <typename T = void>
+class [[nodiscard]] Result {
+  static_assert(!std::same_as<T, int> && !std::same_as<T, bool> && !std::same_as<T, Error>);
+
+ public:
+  // NOLINTBEGIN(google-explicit-constructor): an operation returns its value or an Error as it is.
+  Result(T value) : content_(std::in_place_index<0>, std::move(value)) {}
+  Result(Error error) noexcept : content_(std::in_place_index<1>, std::move(error)) {}
+  // NOLINTEND(google-explicit-constructor)
+
+  [[nodiscard]] bool ok() const noexcept { return content_.index() == 0; }
+
+  // REQUIRES: ok().
+  [[nodiscard]] const T& value() const& noexcept {
+    assert(ok());
+    return *std::get_if<0>(&content_);
+  }
+  [[nodiscard]] T& value() & noexcept {
+    assert(ok());
+    return *std::get_if<0>(&content_);
+  }
+  [[nodiscard]] T value() && {
+    assert(ok());
+    return std::move(*std::get_if<0>(&content_));
+  }
+
+  // REQUIRES: not ok().
+  const Error& error() const noexcept {
+    assert(!ok());
+    return *std::get_if<1>(&content_);
+  }
+
+  // The value, or nullopt; what failed is dropped.
+  [[nodiscard]] std::optional<T> optional() && {
+    return ok() ? std::optional<T>(std::move(*std::get_if<0>(&content_))) : std::nullopt;
+  }
+  [[nodiscard]] std::optional<T> optional() const& {
+    return ok() ? std::optional<T>(*std::get_if<0>(&content_)) : std::nullopt;
+  }
+
+ private:
+  std::variant<T, Error> content_;
+};
+
+// Success, or the Error that came instead. Success is `return {};`.
+template <>
+class [[nodiscard]] Result<void> {
+ public:
+  Result() noexcept = default;
+  // NOLINTNEXTLINE(google-explicit-constructor): an operation returns its Error as it is.
+  Result(Error error) noexcept : error_(std::move(error)) {}
+
+  [[nodiscard]] bool ok() const noexcept { return !error_.has_value(); }
+
+  // REQUIRES: not ok().
+  const Error& error() const noexcept {
+    assert(!ok());
+    return *error_;
+  }
+
+ private:
+  std::optional<Error> error_;
+};
+
+}  // namespace brisvane
