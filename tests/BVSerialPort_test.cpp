@@ -136,10 +136,22 @@ TEST_F(BVSerialPortTest, OpenPortIsRawExclusiveBlockingAndAtItsSpeed) {
   EXPECT_EQ(settings.c_iflag & (ICRNL | IXON | IXOFF | ISTRIP | INPCK), 0U);
   EXPECT_EQ(settings.c_oflag & OPOST, 0U);
   EXPECT_EQ(settings.c_cflag & (CSIZE | PARENB | CREAD), static_cast<tcflag_t>(CS8 | CREAD));
-  EXPECT_EQ(host::real::lineSpeed(handle), (LineSpeed{115200, 115200}));
+  EXPECT_EQ(host::real::lineSpeed(handle).value(), (LineSpeed{115200, 115200}));
 
   BVSerialPort other(port.path());
   EXPECT_EQ(other.openPort(115200), -1);
+}
+
+TEST_F(BVSerialPortTest, OpeningThatFailsGivesItsReasonToWhoAsks) {
+  BVSerialPort other(port.path());
+  EXPECT_EQ(other.openPortOrError(115200).error().text(), port.path() + ": Resource temporarily unavailable");
+  EXPECT_FALSE(other.isPortOpen());
+  port.closePort();
+  EXPECT_EQ(other.openPortOrError(0).error().text(), port.path() + ": does not run at 0 bits per second");
+  EXPECT_EQ(BVSerialPort("/dev/nöde").openPortOrError(9600).error().text(), "/dev/nöde: a device path is ASCII");
+  EXPECT_EQ(BVSerialPort("").openPortOrError(9600).error().text(), "an empty path: No such file or directory");
+  EXPECT_TRUE(other.openPortOrError(115200).ok());
+  EXPECT_TRUE(other.isPortOpen());
 }
 
 TEST_F(BVSerialPortTest, SpeedNeedNotBeAStandardOne) {
@@ -148,7 +160,7 @@ TEST_F(BVSerialPortTest, SpeedNeedNotBeAStandardOne) {
   // 13 and 4097 are glibc's codes for other speeds; 250000 has no code.
   for (const std::uint32_t speed : {250000U, 9600U, 13U, 4097U, 1000000U}) {
     ASSERT_GT(other.openPort(static_cast<std::int32_t>(speed)), 2) << speed;
-    EXPECT_EQ(host::real::lineSpeed(other.spHandle()), (LineSpeed{speed, speed}));
+    EXPECT_EQ(host::real::lineSpeed(other.spHandle()).value(), (LineSpeed{speed, speed}));
     other.closePort();
   }
   EXPECT_EQ(other.openPort(0), -1);
@@ -377,7 +389,7 @@ TEST_F(BVSerialPortTest, RefusedPortLeavesTheOtherProgramsTerminalAsItWas) {
   const BarePair pair;
   BVSerialPort& refused = *pair.port;
   refused.closePort();
-  const int other = host::terminal::open(refused.path());
+  const int other = ::open(refused.path().c_str(), O_RDWR | O_NOCTTY);
   for (const bool isMarked : {false, true}) {
     ASSERT_EQ(::ioctl(other, isMarked ? TIOCEXCL : TIOCNXCL), 0);
     ASSERT_EQ(::flock(other, LOCK_EX | LOCK_NB), 0);

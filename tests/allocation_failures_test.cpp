@@ -536,7 +536,7 @@ struct FirstUse {
 
 const auto kBare = std::make_shared<const host::Platform>();
 
-bool usePlatform() { return host::platform()->deviceNodes().list().has_value(); }
+bool usePlatform() { return host::platform()->deviceNodes().list().ok(); }
 bool useScopedPlatform() {
   {
     const host::ScopedPlatform installed(kBare);

@@ -239,9 +239,9 @@ TYPED_TEST(Conformance, LaunchServiceTellsEachSubscriberTheCodesThatItSelected) 
 TYPED_TEST(Conformance, NetworkInterfacesOfTheAddressListAreEnumerated) {
   const auto interfaces = this->platform().networkInterfaces().interfaces();
   const auto addresses = this->platform().networkInterfaces().addresses();
-  ASSERT_TRUE(interfaces && addresses);
+  ASSERT_TRUE(interfaces.ok() && addresses.ok());
   std::set<std::string> names;
-  for (const NetworkInterface& interface : *interfaces) {
+  for (const NetworkInterface& interface : interfaces.value()) {
     EXPECT_NE(interface.type, "");
     EXPECT_TRUE(interface.name && names.insert(*interface.name).second) << "twice or without a name";
     if (interface.hardwareAddress) {
@@ -249,7 +249,7 @@ TYPED_TEST(Conformance, NetworkInterfacesOfTheAddressListAreEnumerated) {
     }
   }
   bool hasLoopback = false;
-  for (const InterfaceAddress& address : *addresses) {
+  for (const InterfaceAddress& address : addresses.value()) {
     EXPECT_TRUE(names.contains(address.name)) << address.name;
     hasLoopback = hasLoopback || (address.isLoopback && address.name == "lo");
   }

@@ -23,21 +23,11 @@ using std::chrono::steady_clock;
 // A program's use of a serial line, from opening to closing.
 class Line {
  public:
-  explicit Line(const std::string& node) : descriptor_(terminal::open(node)) {
-    EXPECT_TRUE(terminal::claim(descriptor_) && terminal::clearStatusFlags(descriptor_) &&
-                terminal::makeRaw(descriptor_, 115200))
-        << node;
-  }
-  Line(const Line&) = delete;
-  Line& operator=(const Line&) = delete;
-  ~Line() {
-    terminal::release(descriptor_, terminal::Mark::kOwn);
-    terminal::close(descriptor_);
-  }
+  explicit Line(const std::string& node) : line_(terminal::Line::open(node, 115200).value()) {}
 
   void say(std::string_view bytes) {
     const Data data(bytes.begin(), bytes.end());
-    EXPECT_EQ(terminal::write(descriptor_, data), data.size());
+    EXPECT_EQ(terminal::write(line_.descriptor(), data).optional(), data.size());
   }
 
   // What comes, up to `end`, a hang-up or, at the latest, for `time`.
@@ -45,9 +35,9 @@ class Line {
     std::string text;
     Data chunk(4096);
     for (const auto deadline = steady_clock::now() + time; !hungUp_ && steady_clock::now() < deadline;) {
-      const auto count = terminal::read(descriptor_, chunk);
-      hungUp_ = !count;
-      text.append(chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(count.value_or(0)));
+      const auto count = terminal::read(line_.descriptor(), chunk);
+      hungUp_ = !count.ok();
+      text.append(asCharacters(chunk).substr(0, count.optional().value_or(0)));
       if (!end.empty() && text.ends_with(end)) break;
     }
     return text;
@@ -60,20 +50,17 @@ class Line {
   // Whether the terminal bears the mark of exclusive use.
   bool isMarked() const {
     int exclusive = -1;
-    EXPECT_EQ(::ioctl(descriptor_, TIOCGEXCL, &exclusive), 0);
+    EXPECT_EQ(::ioctl(line_.descriptor(), TIOCGEXCL, &exclusive), 0);
     return exclusive != 0;
   }
 
  private:
-  int descriptor_;
+  terminal::Line line_;
   bool hungUp_ = false;
 };
 
 std::unique_ptr<Fixture> fixture(std::string_view json, Fixture::Observer observer = nullptr) {
-  std::string error;
-  auto started = Fixture::start(FixtureScript::fromJson(json, error).value(), error, std::move(observer));
-  EXPECT_NE(started, nullptr) << error;
-  return started;
+  return Fixture::start(FixtureScript::fromJson(json).value(), std::move(observer)).value();
 }
 
 TEST(Fixture, GreetsAndAnswersCommandsHoweverTheyEnd) {
@@ -185,14 +172,14 @@ TEST(Machine, ADeviceHangsUpAsItsScriptOrItsOwnerSaysAndIsGone) {
   EXPECT_EQ(told.ask("off\r", ""), "bye");
   EXPECT_TRUE(told.hangsUp());
   EXPECT_TRUE(machine->fixture("told")->hasHungUp());
-  EXPECT_EQ(nodes.list(), std::vector<std::string>{"idle"});
-  EXPECT_EQ(terminal::open(nodes.location("/dev/told")), -1);
+  EXPECT_EQ(nodes.list().value(), std::vector<std::string>{"idle"});
+  EXPECT_FALSE(terminal::Line::open(nodes.location("/dev/told"), 115200).ok());
 
   Line idle(nodes.location("/dev/idle"));
   EXPECT_EQ(idle.hear("", 1ms), "");
   machine.reset();
   EXPECT_TRUE(idle.hangsUp());
-  EXPECT_EQ(nodes.list(), std::vector<std::string>());
+  EXPECT_EQ(nodes.list().value(), std::vector<std::string>());
 }
 
 TEST(Machine, ThatIsMalformedIsRefusedWithThePlaceAndTheReason) {

@@ -57,12 +57,13 @@ TYPED_TEST_SUITE(EveryPlatform, Benches);
 
 TYPED_TEST(EveryPlatform, ListsItsDevicesAndLeadsToEachThatCanBeOpened) {
   const DeviceNodes& nodes = this->bench_.platform->deviceNodes();
-  EXPECT_THAT(nodes.list(), ::testing::Optional(::testing::UnorderedElementsAre("cu.usbserial-1", "cu.dead")));
+  EXPECT_THAT(nodes.list().value(), ::testing::UnorderedElementsAre("cu.usbserial-1", "cu.dead"));
   for (int program = 0; program < 3; ++program) {
-    const int descriptor = terminal::open(nodes.location("/dev/cu.usbserial-1"));
-    ASSERT_TRUE(terminal::claim(descriptor) && terminal::makeRaw(descriptor, 9600));
+    const auto line = terminal::Line::open(nodes.location("/dev/cu.usbserial-1"), 9600);
+    ASSERT_TRUE(line.ok());
+    const int descriptor = line.value().descriptor();
     const std::string command = "version\r";
-    EXPECT_EQ(terminal::write(descriptor, Data(command.begin(), command.end())), command.size());
+    EXPECT_EQ(terminal::write(descriptor, Data(command.begin(), command.end())).optional(), command.size());
     std::string reply;
     Data chunk(64);
     for (int reads = 0; reads < 100 && !reply.ends_with('\n'); ++reads) {
@@ -70,12 +71,10 @@ TYPED_TEST(EveryPlatform, ListsItsDevicesAndLeadsToEachThatCanBeOpened) {
       reply.append(chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(count));
     }
     EXPECT_EQ(reply, "FW 1.20\r\n");
-    terminal::release(descriptor, terminal::Mark::kOwn);
-    terminal::close(descriptor);
   }
   for (const char* const absent : {"/dev/cu.dead", "/dev/cu.usbserial-2", "/dev/null"}) {
-    EXPECT_EQ(terminal::open(nodes.location(absent)), -1) << absent;
-    EXPECT_EQ(errno, ENOENT) << absent;
+    const auto line = terminal::Line::open(nodes.location(absent), 9600);
+    EXPECT_EQ(line.ok() ? 0 : line.error().number(), ENOENT) << absent;
   }
   for (const char* const elsewhere : {"", "cu.usbserial-1", "/dev", "/devices/cu.usbserial-1", "/tmp/dev/x"}) {
     EXPECT_EQ(nodes.location(elsewhere), elsewhere);
@@ -116,11 +115,11 @@ TEST(Platform, IsInForceUntilItsScopeEndsAndAnswersNothingWhereItHasNoService) {
   }
   EXPECT_EQ(platform(), own);
   for (const auto& nothing : {bare, second}) {
-    EXPECT_EQ(nothing->deviceNodes().list(), std::nullopt);
+    EXPECT_FALSE(nothing->deviceNodes().list().ok());
     EXPECT_EQ(nothing->deviceNodes().location("/dev/null"), "/dev/null");
     EXPECT_EQ(nothing->preferences().value("", "key"), std::nullopt);
-    EXPECT_EQ(nothing->networkInterfaces().interfaces(), std::nullopt);
-    EXPECT_EQ(nothing->networkInterfaces().addresses(), std::nullopt);
+    EXPECT_FALSE(nothing->networkInterfaces().interfaces().ok());
+    EXPECT_FALSE(nothing->networkInterfaces().addresses().ok());
     nothing->systemLog().write({"org.example", "BV"}, LogType::kFault, "%{public}@", "text");
     const auto before = std::chrono::system_clock::now();
     EXPECT_LE(before, nothing->clock().wall());

@@ -28,17 +28,13 @@ void SystemLog::write(const LogChannel& /*channel*/, LogType /*type*/, std::stri
                       std::string_view /*argument*/) const noexcept {}
 
 Preferences::~Preferences() = default;
-std::optional<std::string> Preferences::value(std::string_view /*suite*/, std::string_view /*key*/) const noexcept {
+std::optional<std::string> Preferences::value(std::string_view /*suite*/, std::string_view /*key*/) const {
   return std::nullopt;
 }
 
 DeviceNodes::~DeviceNodes() = default;
-std::optional<std::vector<std::string>> DeviceNodes::list() const noexcept { return std::nullopt; }
-std::string DeviceNodes::location(std::string_view path) const noexcept try {
-  return std::string(path);
-} catch (const std::bad_alloc&) {
-  return {};
-}
+Result<std::vector<std::string>> DeviceNodes::list() const { return Error(ENOENT, kDirectory); }
+std::string DeviceNodes::location(std::string_view path) const { return std::string(path); }
 
 Registry::~Registry() = default;
 NodeHandle Registry::root() const noexcept { return 0; }
@@ -87,8 +83,12 @@ void LaunchService::open(std::string_view /*url*/, const OpenConfiguration& /*co
 }
 
 NetworkInterfaces::~NetworkInterfaces() = default;
-std::optional<std::vector<NetworkInterface>> NetworkInterfaces::interfaces() const noexcept { return std::nullopt; }
-std::optional<std::vector<InterfaceAddress>> NetworkInterfaces::addresses() const noexcept { return std::nullopt; }
+Result<std::vector<NetworkInterface>> NetworkInterfaces::interfaces() const {
+  return Error(ENODEV, "network interfaces");
+}
+Result<std::vector<InterfaceAddress>> NetworkInterfaces::addresses() const {
+  return Error(ENODEV, "network interfaces");
+}
 
 Platform::Platform() noexcept {
   setSystemLog(nullptr);

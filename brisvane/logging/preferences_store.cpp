@@ -5,6 +5,7 @@
 #include "brisvane/host/platform.h"
 #include "brisvane/logging/identifiers.h"
 #include "brisvane/types/never_destroyed.h"
+#include "brisvane/types/out_of_memory.h"
 
 namespace brisvane {
 
@@ -17,7 +18,7 @@ PreferencesStore::PreferencesStore(Text suite) : suite_(suite.orEmpty()) {}
 
 std::optional<std::string> PreferencesStore::text(Text key) const noexcept {
   if (!isStandard_ && suite_.empty()) return std::nullopt;
-  return host::platform()->preferences().value(suite_, key.orEmpty());
+  return memoryPermitting(std::nullopt, [&] { return host::platform()->preferences().value(suite_, key.orEmpty()); });
 }
 
 std::int64_t PreferencesStore::integer(Text key) const noexcept {

@@ -1,6 +1,5 @@
 #include "brisvane/host/network/network_interfaces.h"
 
-#include <new>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -8,6 +7,7 @@
 
 #include "brisvane/host/platform.h"
 #include "brisvane/support/Brisvane.h"
+#include "brisvane/types/out_of_memory.h"
 
 namespace brisvane {
 namespace {
@@ -51,15 +51,12 @@ void setAddress(Dictionary& fields, const host::Ipv4Address& address) {
   fields.try_emplace("MacAddress", text);
 }
 
-}  // namespace
-
-std::optional<Array> Brisvane::findEthernetInterfaces() noexcept try {
-  const auto platform = host::platform();
-  const auto interfaces = platform->networkInterfaces().interfaces();
-  if (!interfaces) return std::nullopt;
-  Records records = recordsOf(*interfaces);
+std::optional<Array> interfacesOf(const NetworkInterfaces& network) {
+  const auto interfaces = network.interfaces();
+  if (!interfaces.ok()) return std::nullopt;
+  Records records = recordsOf(interfaces.value());
   std::vector<Record*> listed;
-  for (const auto& entry : platform->networkInterfaces().addresses().value_or(std::vector<host::InterfaceAddress>())) {
+  for (const auto& entry : network.addresses().optional().value_or(std::vector<host::InterfaceAddress>())) {
     if (!entry.isUp || entry.isLoopback || !entry.ipv4) continue;
     const auto found = records.find(entry.name);
     if (found == records.end()) continue;
@@ -72,8 +69,13 @@ std::optional<Array> Brisvane::findEthernetInterfaces() noexcept try {
     result.push_back(record->object);
   }
   return result;
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<Array> Brisvane::findEthernetInterfaces() noexcept {
+  const auto platform = host::platform();
+  return memoryPermitting(std::nullopt, [&] { return interfacesOf(platform->networkInterfaces()); });
 }
 
 }  // namespace brisvane

@@ -26,6 +26,7 @@
 #include "brisvane/host/platform.h"
 #include "brisvane/types/data.h"
 #include "brisvane/types/export.h"
+#include "brisvane/types/result.h"
 #include "brisvane/types/text.h"
 
 namespace brisvane {
@@ -77,6 +78,9 @@ class BRISVANE_EXPORT BVSerialPort final {
   // the device is kept: see drainPort. A port that is open already keeps its device
   // exclusively, so that opening it again gives -1; the earlier descriptor is closed.
   std::int32_t openPort(std::int32_t speed) noexcept;
+
+  // The same, with the reason when it fails. The error's what() is path(), unless memory runs out.
+  [[nodiscard]] Result<> openPortOrError(std::int32_t speed) noexcept;
 
   // The same on any path, without touching the object: a configured descriptor that
   // the caller closes, or -1 with nothing left open. Fails when another program holds
@@ -204,13 +208,20 @@ class BRISVANE_EXPORT BVSerialPort final {
   };
   enum class WhoseHandle : std::uint8_t { kOpenPorts, kAnyones };
 
-  Opened openDevice(const char* path, std::uint32_t speed) const noexcept;
+  Result<Opened> openDevice(std::string_view path, std::uint32_t speed) const;
+  Result<Opened> openOwnDevice(std::int32_t speed) noexcept;
   bool replaceHandle(const HandleUse& use, Opened next, WhoseHandle toClose) noexcept;
   bool waitForInput(std::chrono::microseconds time) const noexcept;
-  std::optional<std::size_t> readInput(std::span<std::uint8_t> buffer) const noexcept;
-  std::optional<std::size_t> readOnce(std::span<std::uint8_t> buffer) const noexcept;
-  std::optional<std::size_t> writeOnce(ByteView bytes) const noexcept;
+  Result<std::size_t> readInput(std::span<std::uint8_t> buffer) const noexcept;
+  Result<std::size_t> readOnce(std::span<std::uint8_t> buffer) const noexcept;
+  Result<std::size_t> writeOnce(ByteView bytes) const noexcept;
   bool writeCommand(ByteView command) const noexcept;
+  std::optional<Data> pollRepeatedly(PollCount pollCount);
+  void fillReadBuffer(PollCount pollCount);
+  bool writeAll(ByteView data);
+  bool exchangeBytes(ByteView command, Data& getResponse, std::int32_t minimumLength, Seconds timeout);
+  bool exchangeUntilSilence(Text command, std::string& getResponse, Seconds withTimeout);
+  bool exchangeUntilMatch(Text command, std::string& getResponse, Text acceptPattern, Seconds withTimeout);
   std::optional<std::uint8_t> takeBufferedByte();
 
   const std::string path_;

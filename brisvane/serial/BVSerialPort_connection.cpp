@@ -1,5 +1,5 @@
 // Finding, opening and closing a port, and its properties.
-#include <new>
+#include <cerrno>
 #include <utility>
 
 #include "brisvane/host/terminal/terminal.h"
@@ -7,6 +7,7 @@
 #include "brisvane/serial/BVSerialPort.h"
 #include "brisvane/serial/handle_use.h"
 #include "brisvane/types/join.h"
+#include "brisvane/types/out_of_memory.h"
 #include "brisvane/types/unicode.h"
 
 namespace brisvane {
@@ -17,20 +18,22 @@ namespace terminal = host::terminal;
 constexpr std::string_view kNodePrefix = "cu.usbserial-";
 constexpr std::size_t kDrainSize = 256;
 
-}  // namespace
-
-std::unique_ptr<BVSerialPort> BVSerialPort::createPortWithSerial(Text serial) try {
-  const auto platform = host::platform();
-  const auto names = platform->deviceNodes().list();
-  if (!names) return nullptr;
+std::unique_ptr<BVSerialPort> firstPortOf(const host::DeviceNodes& devices, Text serial) {
+  const auto names = devices.list();
+  if (!names.ok()) return nullptr;
   const std::string prefix = join({kNodePrefix, serial.orEmpty()});
-  for (const std::string& name : *names) {
+  for (const std::string& name : names.value()) {
     if (!name.starts_with(prefix)) continue;
     return std::make_unique<BVSerialPort>(join({host::DeviceNodes::kDirectory, name}));
   }
   return nullptr;
-} catch (const std::bad_alloc&) {
-  return nullptr;
+}
+
+}  // namespace
+
+std::unique_ptr<BVSerialPort> BVSerialPort::createPortWithSerial(Text serial) {
+  const auto platform = host::platform();
+  return memoryPermitting(nullptr, [&] { return firstPortOf(platform->deviceNodes(), serial); });
 }
 
 BVSerialPort::BVSerialPort(Text path) : path_(path.orEmpty()), platform_(host::platform()) {}
@@ -38,40 +41,43 @@ BVSerialPort::BVSerialPort(Text path) : path_(path.orEmpty()), platform_(host::p
 BVSerialPort::~BVSerialPort() { replaceHandle(HandleUse(*this), {}, WhoseHandle::kOpenPorts); }
 
 std::int32_t BVSerialPort::openPort(std::int32_t speed) noexcept {
-  const bool hasName = isAscii(path_) && path_.find('\0') == std::string::npos;
-  const Opened opened = hasName ? openDevice(path_.c_str(), static_cast<std::uint32_t>(speed)) : Opened{};
-  while (!replaceHandle(HandleUse(*this), opened, WhoseHandle::kOpenPorts)) {
-  }
-  try {
-    BVLog::Default::debug(join({"Serial Port handle: ", std::to_string(opened.handle)}));
-  } catch (const std::bad_alloc&) {
-    // The line is lost, the port is not.
-  }
-  return opened.handle;
+  const auto opened = openOwnDevice(speed);
+  return opened.ok() ? opened.value().handle : -1;
+}
+
+Result<> BVSerialPort::openPortOrError(std::int32_t speed) noexcept {
+  const auto opened = openOwnDevice(speed);
+  return opened.ok() ? Result<>() : opened.error();
 }
 
 std::int32_t BVSerialPort::openSerialPortWithPath(const char* path, std::uint32_t baudrate) const noexcept {
-  const Opened opened = openDevice(path, baudrate);
+  if (path == nullptr) return -1;
+  const auto opened = memoryPermitting(Error(ENOMEM), [&] { return openDevice(path, baudrate); });
+  if (!opened.ok()) return -1;
   const std::scoped_lock lock(propertyMutex_);
-  if (opened.isMarked) markedForCaller_ = opened.handle;
-  return opened.handle;
+  if (opened.value().isMarked) markedForCaller_ = opened.value().handle;
+  return opened.value().handle;
 }
 
-// Exclusive use, raw mode, speed and DTR, in this order.
-BVSerialPort::Opened BVSerialPort::openDevice(const char* path, std::uint32_t speed) const noexcept try {
-  if (path == nullptr) return {};
-  const int descriptor = terminal::open(platform_->deviceNodes().location(path));
-  if (descriptor == -1) return {};
-  const auto mark = terminal::claim(descriptor);
-  if (mark && terminal::clearStatusFlags(descriptor) && terminal::makeRaw(descriptor, speed) &&
-      terminal::assertDtr(descriptor)) {
-    return {descriptor, *mark == terminal::Mark::kOwn};
+// Opens path() and puts it in the place of the present handle, which is closed even if that fails.
+Result<BVSerialPort::Opened> BVSerialPort::openOwnDevice(std::int32_t speed) noexcept {
+  auto opened = memoryPermitting(Error(ENOMEM), [&]() -> Result<Opened> {
+    if (!isAscii(path_)) return Error(EINVAL, path_, "a device path is ASCII");
+    return openDevice(path_, static_cast<std::uint32_t>(speed));
+  });
+  const Opened next = opened.ok() ? opened.value() : Opened{};
+  while (!replaceHandle(HandleUse(*this), next, WhoseHandle::kOpenPorts)) {
   }
-  if (mark) terminal::release(descriptor, *mark);
-  terminal::close(descriptor);
-  return {};
-} catch (const std::bad_alloc&) {
-  return {};
+  unlessOutOfMemory([&] { BVLog::Default::debug(join({"Serial Port handle: ", std::to_string(next.handle)})); });
+  return opened;
+}
+
+// The caller closes the descriptor, and ends its exclusive use.
+Result<BVSerialPort::Opened> BVSerialPort::openDevice(std::string_view path, std::uint32_t speed) const {
+  auto line = terminal::Line::open(platform_->deviceNodes().location(path), speed);
+  if (!line.ok()) return line.error().of(shownPath(path));
+  const bool isMarked = line.value().mark() == terminal::Mark::kOwn;
+  return Opened{line.value().giveUp(), isMarked};
 }
 
 void BVSerialPort::closePort() noexcept {
@@ -103,7 +109,7 @@ bool BVSerialPort::replaceHandle(const HandleUse& use, Opened next, WhoseHandle 
 
 void BVSerialPort::drainPort() noexcept {
   std::uint8_t scratch[kDrainSize];
-  while (readOnce(scratch).value_or(0) > 0) {
+  while (readOnce(scratch).optional().value_or(0) > 0) {
   }
 }
 
@@ -144,12 +150,12 @@ std::string BVSerialPort::busyState() const {
   return busyState_;
 }
 
-void BVSerialPort::setBusyState(Text state) noexcept try {
-  std::string text(state.orEmpty());
-  const std::scoped_lock lock(propertyMutex_);
-  busyState_.swap(text);
-} catch (const std::bad_alloc&) {
-  // It stays as it was.
+void BVSerialPort::setBusyState(Text state) noexcept {
+  unlessOutOfMemory([&] {
+    std::string text(state.orEmpty());
+    const std::scoped_lock lock(propertyMutex_);
+    busyState_.swap(text);
+  });
 }
 
 }  // namespace brisvane

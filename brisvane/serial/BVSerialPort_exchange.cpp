@@ -1,7 +1,6 @@
 // The three command/reply exchanges of a port.
 #include <algorithm>
 #include <array>
-#include <new>
 #include <utility>
 
 #include "brisvane/host/clock.h"
@@ -11,6 +10,7 @@
 #include "brisvane/serial/polling.h"
 #include "brisvane/support/strings.h"
 #include "brisvane/types/join.h"
+#include "brisvane/types/out_of_memory.h"
 #include "brisvane/types/unicode.h"
 
 namespace brisvane {
@@ -77,10 +77,27 @@ void logExchange(Text command, std::string_view relation, std::string_view reply
 
 }  // namespace
 
-bool BVSerialPort::writeCommand(ByteView command) const noexcept { return writeOnce(command) == command.size(); }
+bool BVSerialPort::writeCommand(ByteView command) const noexcept {
+  return writeOnce(command).optional() == command.size();
+}
 
-bool BVSerialPort::sendDataCommand(ByteView command, Data& getResponse, std::int32_t minimumLength,
-                                   Seconds timeout) try {
+// --- The described operations, where lack of memory ends ---
+
+bool BVSerialPort::sendDataCommand(ByteView command, Data& getResponse, std::int32_t minimumLength, Seconds timeout) {
+  return memoryPermitting(false, [&] { return exchangeBytes(command, getResponse, minimumLength, timeout); });
+}
+
+bool BVSerialPort::sendStringCommand(Text command, std::string& getResponse, Seconds withTimeout) {
+  return memoryPermitting(false, [&] { return exchangeUntilSilence(command, getResponse, withTimeout); });
+}
+
+bool BVSerialPort::sendStringCommand(Text command, std::string& getResponse, Text acceptPattern, Seconds withTimeout) {
+  return memoryPermitting(false, [&] { return exchangeUntilMatch(command, getResponse, acceptPattern, withTimeout); });
+}
+
+// --- The exchanges ---
+
+bool BVSerialPort::exchangeBytes(ByteView command, Data& getResponse, std::int32_t minimumLength, Seconds timeout) {
   const auto line = spLock();
   const std::scoped_lock lock(*line);
   if (!writeCommand(command)) return false;
@@ -91,7 +108,7 @@ bool BVSerialPort::sendDataCommand(ByteView command, Data& getResponse, std::int
   host::Stopwatch silence(platform_->clock());
   for (;;) {
     host::pause(kPollPause);
-    const ByteView bytes = ByteView(chunk).first(readOnce(chunk).value_or(0));
+    const ByteView bytes = ByteView(chunk).first(readOnce(chunk).optional().value_or(0));
     if (bytes.empty()) {
       ++quietPolls;
     } else {
@@ -109,11 +126,9 @@ bool BVSerialPort::sendDataCommand(ByteView command, Data& getResponse, std::int
       return true;
     }
   }
-} catch (const std::bad_alloc&) {
-  return false;
 }
 
-bool BVSerialPort::sendStringCommand(Text command, std::string& getResponse, Seconds withTimeout) try {
+bool BVSerialPort::exchangeUntilSilence(Text command, std::string& getResponse, Seconds withTimeout) {
   const auto line = spLock();
   const std::scoped_lock lock(*line);
   if (!isAscii(command.orEmpty()) || !writeCommand(asBytes(command.orEmpty()))) return false;
@@ -123,19 +138,16 @@ bool BVSerialPort::sendStringCommand(Text command, std::string& getResponse, Sec
   while (silence.elapsed() < withTimeout) {
     host::pause(kPollPause);
     const auto count = readOnce(chunk);
-    if (!count) return false;
-    if (*count == 0) continue;
+    if (!count.ok()) return false;
+    if (count.value() == 0) continue;
     silence.restart();
-    appendAscii(reply, ByteView(chunk).first(*count));
+    appendAscii(reply, ByteView(chunk).first(count.value()));
   }
   getResponse = stringByTrimmingWhitespace(reply);
   return true;
-} catch (const std::bad_alloc&) {
-  return false;
 }
 
-bool BVSerialPort::sendStringCommand(Text command, std::string& getResponse, Text acceptPattern,
-                                     Seconds withTimeout) try {
+bool BVSerialPort::exchangeUntilMatch(Text command, std::string& getResponse, Text acceptPattern, Seconds withTimeout) {
   const std::string commandLine = join({command.orEmpty(), "\n"});
   const auto line = spLock();
   const auto locked = [&line](const auto& operation) {
@@ -167,17 +179,16 @@ bool BVSerialPort::sendStringCommand(Text command, std::string& getResponse, Tex
   while (sinceStart.elapsed() < withTimeout) {
     host::pause(kPollPause);
     const auto count = locked([&] { return readOnce(chunk); });
-    if (count) appendAscii(reply, ByteView(chunk).first(*count));
-    if (search.isDue(count.value_or(0) == 0) && isAccepted()) return true;
-    if (!count) {
+    const std::size_t size = count.optional().value_or(0);
+    appendAscii(reply, ByteView(chunk).first(size));
+    if (search.isDue(size == 0) && isAccepted()) return true;
+    if (!count.ok()) {
       BVLog::Default::info("Serial port read error!");
       break;
     }
   }
   if (search.hasMore() && isAccepted()) return true;
   logExchange(command, " ≠ ", reply);
-  return false;
-} catch (const std::bad_alloc&) {
   return false;
 }
 

@@ -1,9 +1,7 @@
 // Polled reads, byte reception and block writes of a port.
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <chrono>
-#include <new>
 #include <utility>
 
 #include "brisvane/host/clock.h"
@@ -14,6 +12,7 @@
 #include "brisvane/serial/polling.h"
 #include "brisvane/types/hex.h"
 #include "brisvane/types/join.h"
+#include "brisvane/types/out_of_memory.h"
 
 namespace brisvane {
 namespace {
@@ -53,38 +52,41 @@ bool BVSerialPort::waitForInput(microseconds time) const noexcept {
   return terminal::waitReadable(use.handle(), time);
 }
 
-std::optional<std::size_t> BVSerialPort::readInput(std::span<std::uint8_t> buffer) const noexcept {
+Result<std::size_t> BVSerialPort::readInput(std::span<std::uint8_t> buffer) const noexcept {
   const HandleUse use(*this);
   return terminal::read(use.handle(), buffer, microseconds::zero());
 }
 
-// Waits as a quiet terminal does for the first byte. The number of bytes, 0 for a quiet line;
-// nullopt for a failed read.
-std::optional<std::size_t> BVSerialPort::readOnce(std::span<std::uint8_t> buffer) const noexcept {
+// Waits as a quiet terminal does for the first byte. The number of bytes, 0 for a quiet line.
+Result<std::size_t> BVSerialPort::readOnce(std::span<std::uint8_t> buffer) const noexcept {
   static_cast<void>(waitForInput(terminal::kQuietTime));  // the read tells silence from failure
   return readInput(buffer);
 }
 
-std::optional<std::size_t> BVSerialPort::writeOnce(ByteView bytes) const noexcept {
+Result<std::size_t> BVSerialPort::writeOnce(ByteView bytes) const noexcept {
   const HandleUse use(*this);
   return terminal::write(use.handle(), bytes);
 }
 
 // --- Operations ---
 
-std::optional<Data> BVSerialPort::readData() const try {
-  if (!isPortOpen()) return std::nullopt;
-  const bool isReadable = waitForInput(kPollWait);
-  if (!isReadable || !isPortOpen()) return std::nullopt;
-  std::array<std::uint8_t, kPollSize> scratch;
-  const std::size_t count = readInput(scratch).value_or(0);
-  if (count == 0) return std::nullopt;
-  return Data(scratch.begin(), scratch.begin() + static_cast<std::ptrdiff_t>(count));
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
+std::optional<Data> BVSerialPort::readData() const {
+  return memoryPermitting(std::nullopt, [&]() -> std::optional<Data> {
+    if (!isPortOpen()) return std::nullopt;
+    const bool isReadable = waitForInput(kPollWait);
+    if (!isReadable || !isPortOpen()) return std::nullopt;
+    std::array<std::uint8_t, kPollSize> scratch;
+    const std::size_t count = readInput(scratch).optional().value_or(0);
+    if (count == 0) return std::nullopt;
+    return Data(scratch.begin(), scratch.begin() + static_cast<std::ptrdiff_t>(count));
+  });
 }
 
-std::optional<Data> BVSerialPort::readSerialWithTimeout(PollCount pollCount) try {
+std::optional<Data> BVSerialPort::readSerialWithTimeout(PollCount pollCount) {
+  return memoryPermitting(std::nullopt, [&] { return pollRepeatedly(pollCount); });
+}
+
+std::optional<Data> BVSerialPort::pollRepeatedly(PollCount pollCount) {
   const std::scoped_lock monitor(readMonitor_);
   Raised busy(busy_);
   if (!isPortOpen()) return std::nullopt;
@@ -112,8 +114,6 @@ std::optional<Data> BVSerialPort::readSerialWithTimeout(PollCount pollCount) try
   busy.lower();
   BVLog::Default::debug(join({"data return:", describe(received)}));
   return received;
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
 }
 
 // The oldest byte of the read buffer, removed from it.
@@ -129,28 +129,37 @@ std::optional<std::uint8_t> BVSerialPort::takeBufferedByte() {
   return byte;
 }
 
-std::int32_t BVSerialPort::receiveByte(std::uint8_t& byte, std::uint32_t pollCount) try {
-  auto next = takeBufferedByte();
-  if (!next) {
-    if (const auto received = readSerialWithTimeout(pollCount)) {
-      {
-        const std::scoped_lock monitor(bufferMonitor_);
-        serialReadBuffer_.insert(serialReadBuffer_.end(), received->begin(), received->end());
-      }
-      BVLog::Default::debug(
-          join({kReceiveByteName, " Receive_Byte: ", describe(*received), " len=", std::to_string(received->size())}));
-      BVLog::Default::debug(join({kReceiveByteName, " Receive_Byte:", hexStringFromData(*received)}));
-    }
-    next = takeBufferedByte();
+// Polls the device, and adds what came to the read buffer.
+void BVSerialPort::fillReadBuffer(PollCount pollCount) {
+  const auto received = readSerialWithTimeout(pollCount);
+  if (!received) return;
+  {
+    const std::scoped_lock monitor(bufferMonitor_);
+    serialReadBuffer_.insert(serialReadBuffer_.end(), received->begin(), received->end());
   }
-  if (!next) return -1;
-  byte = *next;
-  return 0;
-} catch (const std::bad_alloc&) {
-  return -1;
+  BVLog::Default::debug(
+      join({kReceiveByteName, " Receive_Byte: ", describe(*received), " len=", std::to_string(received->size())}));
+  BVLog::Default::debug(join({kReceiveByteName, " Receive_Byte:", hexStringFromData(*received)}));
 }
 
-bool BVSerialPort::sendLargeData(ByteView data) try {
+std::int32_t BVSerialPort::receiveByte(std::uint8_t& byte, std::uint32_t pollCount) {
+  return memoryPermitting(-1, [&] {
+    auto next = takeBufferedByte();
+    if (!next) {
+      fillReadBuffer(pollCount);
+      next = takeBufferedByte();
+    }
+    if (!next) return -1;
+    byte = *next;
+    return 0;
+  });
+}
+
+bool BVSerialPort::sendLargeData(ByteView data) {
+  return memoryPermitting(false, [&] { return writeAll(data); });
+}
+
+bool BVSerialPort::writeAll(ByteView data) {
   if (!isPortOpen()) return false;
   if (data.empty()) return true;
   const auto line = spLock();
@@ -159,16 +168,13 @@ bool BVSerialPort::sendLargeData(ByteView data) try {
   const Data block(data.begin(), data.end());
   for (ByteView pending = block; !pending.empty();) {
     const auto written = writeOnce(pending);
-    if (!written) {
-      const int error = errno;
-      BVLog::Default::error(join({"Error writing to serial port:", std::to_string(error)}));
+    if (!written.ok()) {
+      BVLog::Default::error(join({"Error writing to serial port:", std::to_string(written.error().number())}));
       return false;
     }
-    pending = pending.subspan(*written);
+    pending = pending.subspan(written.value());
   }
   return true;
-} catch (const std::bad_alloc&) {
-  return false;
 }
 
 void BVSerialPort::clearReadBuffer() noexcept {

@@ -3,7 +3,6 @@
 // Any thread may begin and end uses of one port at any time.
 #pragma once
 
-#include <cerrno>
 #include <mutex>
 #include <utility>
 
@@ -22,11 +21,8 @@ class BVSerialPort::HandleUse {
   }
   HandleUse(const HandleUse&) = delete;
   HandleUse& operator=(const HandleUse&) = delete;
-  // errno stands as the system call left it.
   ~HandleUse() {
-    const int error = errno;
     if (endIsLast()) host::terminal::close(handle_);
-    errno = error;
   }
 
   // The port's handle at the beginning of the use; -1 when it was closed.

@@ -120,15 +120,13 @@ void show(const Happening& happening, bool hex, Output& output) {
   output.print(line + "\n");
 }
 
-std::optional<FixtureScript> readScript(const std::string& path, Output& output) {
+bv::Result<FixtureScript> readScript(const std::string& path) {
   constexpr std::size_t kLargest = std::size_t{16} << 20U;
+  if (path.empty()) return FixtureScript::fromJson(kBuiltInScript);
   bv::host::FormerError failed;
-  std::string error;
-  const auto json =
-      path.empty() ? std::optional<std::string>(kBuiltInScript) : bv::host::readFile(path, kLargest, failed);
-  auto script = json ? FixtureScript::fromJson(*json, error) : std::nullopt;
-  if (!script) output.complain("script " + path + ": " + (failed ? failed.text() : error) + "; check the file");
-  return script;
+  const auto json = bv::host::readFile(path, kLargest, failed);
+  if (!json) return bv::Error(failed.number());
+  return FixtureScript::fromJson(*json);
 }
 
 // Tells the traffic until the end of the run or of the line.
@@ -143,24 +141,27 @@ void follow(Traffic& traffic, const FixtureOptions& options, Output& output) {
 
 int run(const FixtureOptions& options, Session& session) {
   Output& output = session.output();
-  auto script = readScript(options.script, output);
-  if (!script) return kFailure;
-  Traffic traffic;
-  std::string error;
-  const auto fixture = Fixture::start(
-      std::move(*script), error, [&traffic](Fixture::Event event, bv::ByteView bytes) { traffic.add(event, bytes); });
-  if (fixture == nullptr) {
-    output.complain("the fixture cannot be started: " + error + "; check that /dev/pts is mounted");
+  auto script = readScript(options.script);
+  if (!script.ok()) {
+    output.complain("script " + options.script + ": " + script.error().text() + "; check the file");
     return kFailure;
   }
-  const Link link(options.link, fixture->node());
+  Traffic traffic;
+  const auto started = Fixture::start(
+      std::move(script.value()), [&traffic](Fixture::Event event, bv::ByteView bytes) { traffic.add(event, bytes); });
+  if (!started.ok()) {
+    output.complain("the fixture cannot be started: " + started.error().text() + "; check that /dev/pts is mounted");
+    return kFailure;
+  }
+  const Fixture& fixture = *started.value();
+  const Link link(options.link, fixture.node());
   if (link.error() != 0) {
     output.complain("link " + bv::errorText(options.link, link.error()) +
                     "; remove what is there, or name another path");
     return kFailure;
   }
-  if (output.json()) output.printJson(bv::Dictionary{{"node", fixture->node()}});
-  if (!output.json()) output.print(fixture->node() + "\n");
+  if (output.json()) output.printJson(bv::Dictionary{{"node", fixture.node()}});
+  if (!output.json()) output.print(fixture.node() + "\n");
   follow(traffic, options, output);
   return kSuccess;
 }

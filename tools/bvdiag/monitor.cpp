@@ -128,8 +128,8 @@ int run(const MonitorOptions& options, Session& session) {
   while (!time.isOver() && !output.isBroken() && !failure) {
     // Not the port's own polls: to them a dead line is a silent one.
     const auto count = bv::host::terminal::read(opened.port->spHandle(), buffer);
-    if (!count) failure = lineFailure(*opened.port);
-    if (count.value_or(0) > 0) monitor.show(bv::ByteView(buffer).first(*count));
+    if (!count.ok()) failure = lineFailure(*opened.port);
+    if (count.ok() && count.value() > 0) monitor.show(bv::ByteView(buffer).first(count.value()));
   }
   monitor.finish();
   if (failure) output.complain(*failure);

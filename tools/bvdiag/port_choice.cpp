@@ -6,7 +6,6 @@
 
 #include <brisvane/host/platform.h>
 #include <brisvane/host/terminal/terminal.h>
-#include <brisvane/types/former_error.h>
 
 #include "interrupt.h"
 
@@ -28,6 +27,8 @@ std::string adviceFor(int error) {
       return "another program holds it: end that program first";
     case ENOTTY:
       return "it is no serial device: `bvdiag ports` lists those that are";
+    case ERANGE:
+      return "try --speed 115200";
     case ENXIO:
     case ENODEV:
     case EIO:
@@ -37,25 +38,8 @@ std::string adviceFor(int error) {
   }
 }
 
-// Takes the steps of opening again, one by one: the port tells no reason.
-std::string explainFailure(const std::string& path, std::int32_t speed) {
-  const auto reason = [&path](int error) { return bv::errorText(path, error) + "; " + adviceFor(error); };
-  const int descriptor = terminal::open(bv::host::platform()->deviceNodes().location(path));
-  if (descriptor == -1) return reason(errno);
-  std::string text = path + ": could not be opened, but could be now; try again";
-  const auto mark = terminal::claim(descriptor);
-  if (!mark) {
-    text = reason(errno);
-  } else if (!terminal::makeRaw(descriptor, static_cast<std::uint32_t>(speed))) {
-    text = path + ": does not run at " + std::to_string(speed) + " bits per second; try --speed 115200";
-  }
-  if (mark) terminal::release(descriptor, *mark);
-  terminal::close(descriptor);
-  return text;
-}
-
 std::string explainAbsence(const std::string& serial) {
-  if (!bv::host::platform()->deviceNodes().list()) {
+  if (!bv::host::platform()->deviceNodes().list().ok()) {
     return std::string(bv::host::DeviceNodes::kDirectory) + ": the devices cannot be listed; name one with --port";
   }
   return std::string(bv::host::DeviceNodes::kDirectory) + std::string(kAdapterPrefix) + serial +
@@ -83,8 +67,8 @@ OpenedPort openPort(const PortOptions& options) {
     return opened;
   }
   opened.path = port->path();
-  if (port->openPort(options.speed) == -1) {
-    opened.error = explainFailure(opened.path, options.speed);
+  if (const auto result = port->openPortOrError(options.speed); !result.ok()) {
+    opened.error = result.error().text() + "; " + adviceFor(result.error().number());
   } else {
     opened.port = std::move(port);
   }
@@ -94,15 +78,15 @@ OpenedPort openPort(const PortOptions& options) {
 void discardInput(const bv::BVSerialPort& port) {
   // Not drainPort, which a device that never stops sending would keep from an interrupt.
   std::array<std::uint8_t, 1024> scratch;
-  while (!interrupted() && terminal::read(port.spHandle(), scratch).value_or(0) > 0) {
+  while (!interrupted() && terminal::read(port.spHandle(), scratch).optional().value_or(0) > 0) {
   }
 }
 
 std::optional<std::string> lineFailure(const bv::BVSerialPort& port) {
   std::array<std::uint8_t, 64> scratch;
-  if (terminal::read(port.spHandle(), scratch)) return std::nullopt;
-  const int error = errno;
-  return port.path() + ": the line has hung up (" + bv::errorText(error) + "); " + adviceFor(EIO);
+  const auto count = terminal::read(port.spHandle(), scratch);
+  if (count.ok()) return std::nullopt;
+  return port.path() + ": the line has hung up (" + count.error().reason() + "); " + adviceFor(EIO);
 }
 
 }  // namespace bvdiag

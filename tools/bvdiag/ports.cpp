@@ -13,12 +13,12 @@ int run(const NoOptions& /*options*/, Session& session) {
   Output& output = session.output();
   const auto names = bv::host::platform()->deviceNodes().list();
   const std::string directory(bv::host::DeviceNodes::kDirectory);
-  if (!names) {
+  if (!names.ok()) {
     output.complain(directory + ": the devices cannot be listed; check that the folder can be read");
     return kFailure;
   }
   bv::Array adapters;
-  for (const std::string& name : *names) {
+  for (const std::string& name : names.value()) {
     if (!name.starts_with(kAdapterPrefix)) continue;
     const std::string serial = name.substr(kAdapterPrefix.size());
     adapters.emplace_back(bv::Dictionary{{"path", directory + name}, {"serial", serial}});

@@ -109,15 +109,17 @@ bv::Dictionary describedInterface(const bv::host::NetworkInterface& interface,
 void addInterfaces(bv::Dictionary& machine, Mask& mask) {
   const auto platform = bv::host::platform();
   const auto interfaces = platform->networkInterfaces().interfaces();
-  auto entries = platform->networkInterfaces().addresses();
-  if (!interfaces || !entries) machine.emplace("interfaceFailure", interfaces ? "addresses" : "enumeration");
-  if (!interfaces) return;
-  if (!entries) entries.emplace();
+  auto addresses = platform->networkInterfaces().addresses();
+  if (!interfaces.ok() || !addresses.ok()) {
+    machine.emplace("interfaceFailure", interfaces.ok() ? "addresses" : "enumeration");
+  }
+  if (!interfaces.ok()) return;
+  auto entries = std::move(addresses).optional().value_or(std::vector<bv::host::InterfaceAddress>());
   bv::Array descriptions;
-  for (const auto& interface : *interfaces) {
-    descriptions.emplace_back(describedInterface(interface, *entries, mask));
+  for (const auto& interface : interfaces.value()) {
+    descriptions.emplace_back(describedInterface(interface, entries, mask));
     // A further interface of this name, which takes its place, has no addresses to add.
-    std::erase_if(*entries, [&interface](const auto& entry) { return interface.name == entry.name; });
+    std::erase_if(entries, [&interface](const auto& entry) { return interface.name == entry.name; });
   }
   machine.emplace("interfaces", std::move(descriptions));
 }

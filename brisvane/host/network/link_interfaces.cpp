@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
-#include <new>
 
 #include "brisvane/host/files/directory.h"
 #include "brisvane/host/files/files.h"
@@ -30,10 +29,10 @@ struct FreeEntries {
 };
 using Entries = std::unique_ptr<ifaddrs, FreeEntries>;
 
-// nullopt when the kernel gives no list; an empty list is null.
-std::optional<Entries> takeEntries() noexcept {
+// An empty list is null.
+Result<Entries> takeEntries() noexcept {
   ifaddrs* entries = nullptr;
-  if (::getifaddrs(&entries) != 0) return std::nullopt;
+  if (::getifaddrs(&entries) != 0) return Error::last("network interfaces");
   return Entries(entries);
 }
 
@@ -97,11 +96,11 @@ std::string LinkInterfaces::typeOf(std::string_view name, unsigned hardware) con
   return std::string(hardware == ARPHRD_LOOPBACK ? kLoopback : kOther);
 }
 
-std::optional<std::vector<NetworkInterface>> LinkInterfaces::interfaces() const noexcept try {
+Result<std::vector<NetworkInterface>> LinkInterfaces::interfaces() const {
   const auto entries = takeEntries();
-  if (!entries) return std::nullopt;
+  if (!entries.ok()) return entries.error();
   std::vector<NetworkInterface> interfaces;
-  for (const ifaddrs* entry = entries->get(); entry != nullptr; entry = entry->ifa_next) {
+  for (const ifaddrs* entry = entries.value().get(); entry != nullptr; entry = entry->ifa_next) {
     if (!isLink(*entry)) continue;
     const std::string_view name = entry->ifa_name;
     const auto link = addressOf<sockaddr_ll>(*entry, AF_PACKET);
@@ -111,15 +110,13 @@ std::optional<std::vector<NetworkInterface>> LinkInterfaces::interfaces() const 
     if (link) found.hardwareAddress = hardwareAddress(*link);
   }
   return interfaces;
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
 }
 
-std::optional<std::vector<InterfaceAddress>> LinkInterfaces::addresses() const noexcept try {
+Result<std::vector<InterfaceAddress>> LinkInterfaces::addresses() const {
   const auto entries = takeEntries();
-  if (!entries) return std::nullopt;
+  if (!entries.ok()) return entries.error();
   std::vector<InterfaceAddress> addresses;
-  for (const ifaddrs* entry = entries->get(); entry != nullptr; entry = entry->ifa_next) {
+  for (const ifaddrs* entry = entries.value().get(); entry != nullptr; entry = entry->ifa_next) {
     const std::string_view name = entry->ifa_name;
     InterfaceAddress& found = addresses.emplace_back();
     found.name = name.substr(0, name.find(':'));
@@ -130,8 +127,6 @@ std::optional<std::vector<InterfaceAddress>> LinkInterfaces::addresses() const n
     }
   }
   return addresses;
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
 }
 
 }  // namespace brisvane::host::real

@@ -17,10 +17,10 @@ class LinkInterfaces final : public NetworkInterfaces {
 
   // A hardware address is pairs of lower-case hexadecimal digits, separated by colons. An address
   // of zeros alone is given as nullopt, and so is a name that is not UTF-8.
-  std::optional<std::vector<NetworkInterface>> interfaces() const noexcept override;
+  Result<std::vector<NetworkInterface>> interfaces() const override;
 
   // The entries of getifaddrs(3). The label of an address is removed: "eth0:1" becomes "eth0".
-  std::optional<std::vector<InterfaceAddress>> addresses() const noexcept override;
+  Result<std::vector<InterfaceAddress>> addresses() const override;
 
  private:
   [[nodiscard]] std::string typeOf(std::string_view name, unsigned hardware) const;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "brisvane/types/export.h"
+#include "brisvane/types/result.h"
 
 namespace brisvane::host {
 
@@ -35,7 +36,9 @@ struct InterfaceAddress {
 };
 
 // The two operations are independent: one may fail while the other succeeds.
-// By default both give nullopt.
+// By default both fail.
+//
+// REQUIRES of an implementation: it throws nothing but std::bad_alloc.
 class BRISVANE_EXPORT NetworkInterfaces {
  public:
   // The types of interface that the library reports. It leaves out interfaces of any other type.
@@ -48,11 +51,11 @@ class BRISVANE_EXPORT NetworkInterfaces {
   NetworkInterfaces& operator=(const NetworkInterfaces&) = delete;
   virtual ~NetworkInterfaces();
 
-  // Every interface of the machine. nullopt when they cannot be enumerated.
-  [[nodiscard]] virtual std::optional<std::vector<NetworkInterface>> interfaces() const noexcept;
+  // Every interface of the machine.
+  [[nodiscard]] virtual Result<std::vector<NetworkInterface>> interfaces() const;
 
-  // The addresses of every interface, in the kernel's order. nullopt when they are unavailable.
-  [[nodiscard]] virtual std::optional<std::vector<InterfaceAddress>> addresses() const noexcept;
+  // The addresses of every interface, in the kernel's order.
+  [[nodiscard]] virtual Result<std::vector<InterfaceAddress>> addresses() const;
 };
 
 // The address as a text, such as "192.0.2.1".

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <new>
 #include <utility>
 #include <vector>
 
@@ -65,7 +64,7 @@ std::optional<std::string> valueIn(std::string_view content, std::string_view ke
 
 }  // namespace
 
-std::optional<std::string> ConfigFiles::value(std::string_view suite, std::string_view key) const noexcept try {
+std::optional<std::string> ConfigFiles::value(std::string_view suite, std::string_view key) const {
   const std::string_view name = suite.empty() ? std::string_view(program_invocation_short_name) : suite;
   if (!isFileName(name)) return std::nullopt;  // it must not lead out of its directory
   for (const std::string& directory : configurationDirectories()) {
@@ -74,8 +73,6 @@ std::optional<std::string> ConfigFiles::value(std::string_view suite, std::strin
     if (!content) continue;
     if (auto value = valueIn(*content, key)) return value;
   }
-  return std::nullopt;
-} catch (const std::bad_alloc&) {
   return std::nullopt;
 }
 

@@ -16,7 +16,7 @@ namespace brisvane::host::real {
 // begins with '#' or ';' is a comment. When a key occurs twice, its last line decides.
 class ConfigFiles final : public Preferences {
  public:
-  std::optional<std::string> value(std::string_view suite, std::string_view key) const noexcept override;
+  std::optional<std::string> value(std::string_view suite, std::string_view key) const override;
 };
 
 }  // namespace brisvane::host::real

@@ -8,10 +8,10 @@
 #include <cstdio>
 #include <ctime>
 #include <mutex>
-#include <new>
 #include <string>
 
 #include "brisvane/types/join.h"
+#include "brisvane/types/out_of_memory.h"
 #include "brisvane/types/process_locks.h"
 
 namespace brisvane::host::real {
@@ -107,11 +107,11 @@ bool record(LogSocket& socket, Encoder encode, const LogChannel& channel, LogTyp
 }  // namespace
 
 void JournalLog::write(const LogChannel& channel, LogType type, std::string_view format,
-                       std::string_view argument) const noexcept try {
-  const std::string message = filledIn(format, argument);
-  if (!record(journal_, journalEntry, channel, type, message)) record(syslog_, syslogEntry, channel, type, message);
-} catch (const std::bad_alloc&) {
-  // Dropped: a log never fails towards its caller.
+                       std::string_view argument) const noexcept {
+  unlessOutOfMemory([&] {
+    const std::string message = filledIn(format, argument);
+    if (!record(journal_, journalEntry, channel, type, message)) record(syslog_, syslogEntry, channel, type, message);
+  });
 }
 
 }  // namespace brisvane::host::real

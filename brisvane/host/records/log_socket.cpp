@@ -26,11 +26,12 @@ std::int64_t now() noexcept {
   return std::chrono::nanoseconds(steady_clock::now().time_since_epoch()).count();
 }
 
-Descriptor openSocket() noexcept {
+Result<Descriptor> openSocket() noexcept {
   Descriptor opened = Descriptor::aboveStandardStreams(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  if (!opened.valid()) return Error::last();
   // What has been sent and not been read counts against this; the kernel cuts it to what it permits.
   constexpr int kSendBuffer = 8 << 20;
-  if (opened.valid()) ::setsockopt(opened.get(), SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof kSendBuffer);
+  ::setsockopt(opened.get(), SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof kSendBuffer);
   return opened;
 }
 
@@ -49,26 +50,29 @@ bool isStillOurs() noexcept {
          status.st_dev == shared.device && status.st_ino == shared.inode;
 }
 
-// The shared socket's descriptor, or -1 with errno set.
-int sharedSocket() noexcept {
+Result<SharedSocket> sharedSocket() noexcept {
   const std::scoped_lock lock(processLocks().logSocket);
-  if (isStillOurs()) return shared.descriptor;
-  Descriptor opened = openSocket();
+  if (isStillOurs()) return shared;
+  auto opened = openSocket();
+  if (!opened.ok()) return opened.error();
   struct stat status {};
-  if (!opened.valid() || ::fstat(opened.get(), &status) != 0) return -1;
-  shared = {opened.release(), status.st_dev, status.st_ino};  // the former number is not ours to close
-  return shared.descriptor;
+  if (::fstat(opened.value().get(), &status) != 0) return Error::last();
+  shared = {opened.value().release(), status.st_dev, status.st_ino};  // the former number is not ours to close
+  return shared;
 }
 
-// The entry as a file in memory that nobody can change any more. Invalid with errno set on failure.
-Descriptor sealedMemory(std::string_view entry) noexcept {
+// The entry as a file in memory that nobody can change any more.
+Result<Descriptor> sealedMemory(std::string_view entry) noexcept {
   Descriptor memory =
       Descriptor::aboveStandardStreams(::memfd_create("brisvane-log-entry", MFD_CLOEXEC | MFD_ALLOW_SEALING));
-  if (!memory.valid()) return memory;
+  if (!memory.valid()) return Error::last();
+  if (const auto failed = writeAll(memory.get(), entry)) return Error(failed.number());
   constexpr int kSeals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL;
-  if (writeAll(memory.get(), entry) || ::fcntl(memory.get(), F_ADD_SEALS, kSeals) != 0) memory.reset(-1);
+  if (::fcntl(memory.get(), F_ADD_SEALS, kSeals) != 0) return Error::last();
   return memory;
 }
+
+bool failedWith(const Result<>& sent, int number) noexcept { return !sent.ok() && sent.error().number() == number; }
 
 // What sendmsg takes: an entry, or a descriptor in its place.
 class Datagram {
@@ -118,44 +122,46 @@ LogSocket::LogSocket(std::string_view path, LargeEntries largeEntries) noexcept 
 
 LogSocket::Outcome LogSocket::send(std::string_view entry, Waiting waiting) noexcept {
   Datagram datagram(address_, entry);
-  FormerError failed = attempt(datagram.header(), waiting);
-  const bool isLarge = failed.number() == EMSGSIZE || failed.number() == ENOBUFS;
+  auto sent = attempt(datagram.header(), waiting);
+  const bool isLarge = failedWith(sent, EMSGSIZE) || failedWith(sent, ENOBUFS);
   if (isLarge && largeEntries_ == LargeEntries::kAsDescriptor) {
-    const Descriptor memory = sealedMemory(entry);
-    if (!memory.valid()) return Outcome::kUnavailable;
-    datagram.replaceBy(memory.get());
-    failed = attempt(datagram.header(), waiting);
+    const auto memory = sealedMemory(entry);
+    if (!memory.ok()) return Outcome::kUnavailable;
+    datagram.replaceBy(memory.value().get());
+    sent = attempt(datagram.header(), waiting);
   }
-  if (failed.number() == EAGAIN) return Outcome::kHung;
+  if (failedWith(sent, EAGAIN)) return Outcome::kHung;
   if (fullSince_ != 0) fullSince_ = 0;
-  return failed ? Outcome::kUnavailable : Outcome::kTaken;
+  return sent.ok() ? Outcome::kTaken : Outcome::kUnavailable;
 }
 
-FormerError LogSocket::attempt(const msghdr& message, Waiting waiting) noexcept {
-  const int descriptor = sharedSocket();
-  if (descriptor < 0) return lastError();
-  if (::sendmsg(descriptor, &message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0) return {};
-  const FormerError failed = lastError();
-  return failed.number() == EAGAIN && waiting == Waiting::kShort ? sendToFullQueue(message) : failed;
+Result<> LogSocket::attempt(const msghdr& message, Waiting waiting) noexcept {
+  const auto socket = sharedSocket();
+  if (!socket.ok()) return socket.error();
+  if (::sendmsg(socket.value().descriptor, &message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0) return {};
+  const Error refused = Error::last();
+  return refused.number() == EAGAIN && waiting == Waiting::kShort ? sendToFullQueue(message) : refused;
 }
 
 // The kernel wakes the waiting in their order, which keeps a busy daemon fair. The limit belongs to a socket:
 // this one is the caller's own.
-FormerError LogSocket::sendToFullQueue(const msghdr& message) noexcept {
+Result<> LogSocket::sendToFullQueue(const msghdr& message) noexcept {
   std::int64_t since = 0;
   const std::int64_t start = now();
   if (fullSince_.compare_exchange_strong(since, start)) since = start;
   const std::int64_t end = since + kLongestWait;
-  Descriptor own;
+  if (end <= start) return Error(EAGAIN);
+  const auto own = openSocket();
+  if (!own.ok()) return Error(EAGAIN);
   for (std::int64_t left = end - start; left > 0; left = end - now()) {
-    if (!own.valid()) own = openSocket();
     const std::int64_t microseconds = left / 1000 + 1;
     const timeval limit{microseconds / 1'000'000, microseconds % 1'000'000};
-    if (!own.valid() || ::setsockopt(own.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit) != 0) break;
-    if (::sendmsg(own.get(), &message, MSG_NOSIGNAL) >= 0) return {};
-    if (errno != EINTR && errno != EAGAIN) return lastError();
+    const int socket = own.value().get();
+    if (::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit) != 0) break;
+    if (::sendmsg(socket, &message, MSG_NOSIGNAL) >= 0) return {};
+    if (errno != EINTR && errno != EAGAIN) return Error::last();
   }
-  return FormerError(EAGAIN);
+  return Error(EAGAIN);
 }
 
 void LogSocket::addDropped(std::uint32_t count) noexcept {

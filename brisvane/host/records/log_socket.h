@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "brisvane/types/former_error.h"
+#include "brisvane/types/result.h"
 
 namespace brisvane::host::real {
 
@@ -37,8 +37,8 @@ class LogSocket {
   std::uint32_t takeDropped() noexcept;
 
  private:
-  FormerError attempt(const msghdr& message, Waiting waiting) noexcept;
-  FormerError sendToFullQueue(const msghdr& message) noexcept;
+  Result<> attempt(const msghdr& message, Waiting waiting) noexcept;
+  Result<> sendToFullQueue(const msghdr& message) noexcept;
 
   sockaddr_un address_{};
   LargeEntries largeEntries_;

@@ -12,8 +12,8 @@ namespace brisvane::host {
 
 // By default there are no preferences: value() gives nullopt.
 //
-// REQUIRES of an implementation: it does not log through BVLog, because BVLog's default logger is
-// built from preferences. If it does, a debug build aborts there and a release build runs out of
+// REQUIRES of an implementation: it throws nothing but std::bad_alloc. It does not log through BVLog, because BVLog's
+// default logger is built from preferences. If it does, a debug build aborts there and a release build runs out of
 // stack.
 class BRISVANE_EXPORT Preferences {
  public:
@@ -24,7 +24,7 @@ class BRISVANE_EXPORT Preferences {
 
   // The text stored under `key` in the store `suite`. An empty `suite` is the process's standard
   // store. Each call reads the store again. nullopt when there is no such text.
-  virtual std::optional<std::string> value(std::string_view suite, std::string_view key) const noexcept;
+  virtual std::optional<std::string> value(std::string_view suite, std::string_view key) const;
 };
 
 }  // namespace brisvane::host

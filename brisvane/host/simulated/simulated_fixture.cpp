@@ -17,7 +17,6 @@
 
 #include "brisvane/host/simulated/simulated_conversation.h"
 #include "brisvane/host/simulated/simulated_pseudo_terminal.h"
-#include "brisvane/types/former_error.h"
 
 namespace brisvane::host::simulated {
 namespace {
@@ -46,17 +45,16 @@ class Fixture::Worker {
     if (thread_.joinable()) thread_.join();
   }
 
-  // False with errno set on failure.
-  bool start() {
+  Result<> start() {
     wake_.set(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-    if (wake_.get() < 0 || !terminal_.open()) return false;
+    if (wake_.get() < 0) return Error::last("pseudo-terminal");
+    if (auto opened = terminal_.open(); !opened.ok()) return opened;
     try {
       thread_ = std::thread([this] { run(); });
     } catch (const std::system_error& refused) {
-      errno = refused.code().value();
-      return false;
+      return Error(refused.code().value(), "pseudo-terminal");
     }
-    return true;
+    return {};
   }
 
   void stop() noexcept {
@@ -213,12 +211,9 @@ class Fixture::Worker {
   std::thread thread_;
 };
 
-std::unique_ptr<Fixture> Fixture::start(FixtureScript script, std::string& error, Observer observer) {
+Result<std::unique_ptr<Fixture>> Fixture::start(FixtureScript script, Observer observer) {
   auto worker = std::make_unique<Worker>(std::move(script), std::move(observer));
-  if (!worker->start()) {
-    error = errorText("pseudo-terminal", errno);
-    return nullptr;
-  }
+  if (const auto started = worker->start(); !started.ok()) return started.error();
   return std::unique_ptr<Fixture>(new Fixture(std::move(worker)));
 }
 

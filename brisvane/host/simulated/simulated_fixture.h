@@ -10,6 +10,7 @@
 #include "brisvane/host/simulated/simulated_fixture_script.h"
 #include "brisvane/types/data.h"
 #include "brisvane/types/export.h"
+#include "brisvane/types/result.h"
 
 namespace brisvane::host::simulated {
 
@@ -24,9 +25,8 @@ class BRISVANE_EXPORT Fixture {
   // kReceived and kSent. It must not throw. kHungUp may come after hangUp has returned.
   using Observer = std::function<void(Event event, ByteView bytes)>;
 
-  // Starts a fixture. Null when the system gives no pseudo-terminal; `error` then says why.
-  [[nodiscard]] static std::unique_ptr<Fixture> start(FixtureScript script, std::string& error,
-                                                      Observer observer = nullptr);
+  // Starts a fixture; never null. Fails when the system gives no pseudo-terminal or no thread.
+  [[nodiscard]] static Result<std::unique_ptr<Fixture>> start(FixtureScript script, Observer observer = nullptr);
   Fixture(const Fixture&) = delete;
   Fixture& operator=(const Fixture&) = delete;
   // Hangs up and joins the thread.

@@ -110,10 +110,12 @@ FixtureScript FixtureScript::read(const Object& description, const std::string& 
   return readScript(description, place);
 }
 
-std::optional<FixtureScript> FixtureScript::fromJson(std::string_view json, std::string& error) {
+Result<FixtureScript> FixtureScript::fromJson(std::string_view json) {
   FixtureScript script;
+  std::string error;
   const auto read = [&script](const Object& description) { script = readScript(description, ""); };
-  return readDescription(json, error, read) ? std::optional(std::move(script)) : std::nullopt;
+  if (!readDescription(json, error, read)) return Error::because(error);
+  return script;
 }
 
 }  // namespace brisvane::host::simulated

@@ -12,6 +12,7 @@
 #include "brisvane/types/data.h"
 #include "brisvane/types/export.h"
 #include "brisvane/types/object.h"
+#include "brisvane/types/result.h"
 
 namespace brisvane::host::simulated {
 
@@ -48,9 +49,8 @@ struct FixtureScript {
   // Reads a script from its description, or from that part of one which stands at
   // `place`; docs/simulated.md tells the form. Throws DescriptionError when it is malformed.
   [[nodiscard]] BRISVANE_EXPORT static FixtureScript read(const Object& description, const std::string& place);
-  // The same from JSON text; nullopt when it is malformed, and `error` then says what is
-  // wrong, on which line.
-  [[nodiscard]] BRISVANE_EXPORT static std::optional<FixtureScript> fromJson(std::string_view json, std::string& error);
+  // The same from JSON text. The error names the line and the place of what is wrong.
+  [[nodiscard]] BRISVANE_EXPORT static Result<FixtureScript> fromJson(std::string_view json);
 };
 
 }  // namespace brisvane::host::simulated

@@ -1,6 +1,6 @@
 #include "brisvane/host/simulated/simulated_interfaces.h"
 
-#include <new>
+#include <cerrno>
 #include <string_view>
 
 namespace brisvane::host::simulated {
@@ -25,6 +25,8 @@ Ipv4Address readAddress(const Object& value, const std::string& place) {
   if (!address) throw DescriptionError{place, "must be an IPv4 address, as in \"192.0.2.1\""};
   return *address;
 }
+
+Error describedFailure() noexcept { return Error(EIO, "network interfaces"); }
 
 }  // namespace
 
@@ -51,16 +53,14 @@ DescribedInterfaces::DescribedInterfaces(DescriptionReader& machine) {
   }
 }
 
-std::optional<std::vector<NetworkInterface>> DescribedInterfaces::interfaces() const noexcept try {
-  return failure_ != kEnumeration ? std::optional(interfaces_) : std::nullopt;
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
+Result<std::vector<NetworkInterface>> DescribedInterfaces::interfaces() const {
+  if (failure_ == kEnumeration) return describedFailure();
+  return interfaces_;
 }
 
-std::optional<std::vector<InterfaceAddress>> DescribedInterfaces::addresses() const noexcept try {
-  return failure_ != kAddresses ? std::optional(addresses_) : std::nullopt;
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
+Result<std::vector<InterfaceAddress>> DescribedInterfaces::addresses() const {
+  if (failure_ == kAddresses) return describedFailure();
+  return addresses_;
 }
 
 }  // namespace brisvane::host::simulated

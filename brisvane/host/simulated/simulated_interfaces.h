@@ -1,5 +1,5 @@
 // The network interfaces of a simulated machine.
-// Private to the simulated machine. Safe from any thread: nothing of them changes.
+// Private to the simulated machine. Safe from any thread: they do not change.
 #pragma once
 
 #include <optional>
@@ -17,10 +17,10 @@ class DescribedInterfaces final : public NetworkInterfaces {
   // Throws DescriptionError.
   explicit DescribedInterfaces(DescriptionReader& machine);
 
-  std::optional<std::vector<NetworkInterface>> interfaces() const noexcept override;
-  // As a Linux kernel gives them: one entry without an address for each interface, and then
+  Result<std::vector<NetworkInterface>> interfaces() const override;
+  // As a Linux kernel lists them: one entry without an address for each interface, and then
   // the addresses of one after the other.
-  std::optional<std::vector<InterfaceAddress>> addresses() const noexcept override;
+  Result<std::vector<InterfaceAddress>> addresses() const override;
 
  private:
   std::vector<NetworkInterface> interfaces_;

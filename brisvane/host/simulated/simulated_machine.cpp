@@ -54,9 +54,9 @@ Device readDevice(const Object& description, const std::string& place) {
   reader.finish();
   if (fixture.isNull()) return device;
   const std::string placeOfFixture = reader.placeOf("fixture");
-  std::string error;
-  device.fixture = Fixture::start(FixtureScript::read(fixture, placeOfFixture), error);
-  if (device.fixture == nullptr) throw DescriptionError{placeOfFixture, error};
+  auto started = Fixture::start(FixtureScript::read(fixture, placeOfFixture));
+  if (!started.ok()) throw DescriptionError{placeOfFixture, started.error().text()};
+  device.fixture = std::move(started.value());
   return device;
 }
 

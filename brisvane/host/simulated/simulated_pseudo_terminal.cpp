@@ -41,20 +41,24 @@ void Handle::close() noexcept {
   descriptor_ = -1;
 }
 
-bool PseudoTerminal::open() {
+Result<> PseudoTerminal::open() {
+  const auto failure = [] { return Error::last("pseudo-terminal"); };
   std::array<char, 64> name{};
   device_.set(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-  if (device_.get() < 0 || ::grantpt(device_.get()) != 0 || ::unlockpt(device_.get()) != 0) return false;
-  if (::ptsname_r(device_.get(), name.data(), name.size()) != 0) return false;
+  if (device_.get() < 0 || ::grantpt(device_.get()) != 0 || ::unlockpt(device_.get()) != 0) return failure();
+  if (const int number = ::ptsname_r(device_.get(), name.data(), name.size()); number != 0) {
+    return Error(number, "pseudo-terminal");
+  }
   node_ = name.data();
   ownEnd_.set(::open(node_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
   termios settings{};
-  if (ownEnd_.get() < 0 || ::tcgetattr(ownEnd_.get(), &settings) != 0) return false;
+  if (ownEnd_.get() < 0 || ::tcgetattr(ownEnd_.get(), &settings) != 0) return failure();
   // A new terminal echoes: without this the device would hear itself.
   ::cfmakeraw(&settings);
-  if (::tcsetattr(ownEnd_.get(), TCSANOW, &settings) != 0) return false;
+  if (::tcsetattr(ownEnd_.get(), TCSANOW, &settings) != 0) return failure();
   watch_.set(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-  return watch_.get() >= 0 && ::inotify_add_watch(watch_.get(), node_.c_str(), IN_OPEN | IN_CLOSE) >= 0;
+  const bool watches = watch_.get() >= 0 && ::inotify_add_watch(watch_.get(), node_.c_str(), IN_OPEN | IN_CLOSE) >= 0;
+  return watches ? Result<>() : failure();
 }
 
 std::vector<bool> PseudoTerminal::openedOrClosed() {

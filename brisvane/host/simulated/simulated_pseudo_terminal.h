@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "brisvane/types/result.h"
+
 namespace brisvane::host::simulated {
 
 // Owns a descriptor.
@@ -29,8 +31,8 @@ class Handle {
 
 class PseudoTerminal {
  public:
-  // Makes a pair in raw mode. False with errno set on failure.
-  [[nodiscard]] bool open();
+  // Makes a pair in raw mode.
+  [[nodiscard]] Result<> open();
 
   // The end that plays the device: does not block.
   [[nodiscard]] int device() const noexcept { return device_.get(); }

@@ -37,34 +37,27 @@ void RecordedLog::clear() const noexcept {
   entries_.clear();
 }
 
-std::optional<std::string> DescribedPreferences::value(std::string_view suite, std::string_view key) const noexcept
-    try {
+std::optional<std::string> DescribedPreferences::value(std::string_view suite, std::string_view key) const {
   const auto store = stores_.find(suite);
   const Dictionary* const values = store != stores_.end() ? store->second.ifDictionary() : nullptr;
   if (values == nullptr) return std::nullopt;
   const auto found = values->find(key);
   return found != values->end() ? found->second.text() : std::nullopt;
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
 }
 
-std::optional<std::vector<std::string>> DescribedDevices::list() const noexcept try {
+Result<std::vector<std::string>> DescribedDevices::list() const {
   std::vector<std::string> names;
   for (const Device& device : devices_) {
     if (device.fixture == nullptr || !device.fixture->hasHungUp()) names.push_back(device.name);
   }
   return names;
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
 }
 
-std::string DescribedDevices::location(std::string_view path) const noexcept try {
+std::string DescribedDevices::location(std::string_view path) const {
   if (!path.starts_with(kDirectory)) return std::string(path);
   const Fixture* const found = fixture(path.substr(kDirectory.size()));
   // The real machine's devices are not this one's.
   return found != nullptr && !found->hasHungUp() ? found->node() : std::string();
-} catch (const std::bad_alloc&) {
-  return {};
 }
 
 Fixture* DescribedDevices::fixture(std::string_view name) const noexcept {

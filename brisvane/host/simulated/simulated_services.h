@@ -39,7 +39,7 @@ class DescribedPreferences final : public Preferences {
   // By suite, the texts of each.
   explicit DescribedPreferences(Dictionary stores) : stores_(std::move(stores)) {}
 
-  std::optional<std::string> value(std::string_view suite, std::string_view key) const noexcept override;
+  std::optional<std::string> value(std::string_view suite, std::string_view key) const override;
 
  private:
   const Dictionary stores_;
@@ -54,8 +54,8 @@ class DescribedDevices final : public DeviceNodes {
  public:
   explicit DescribedDevices(std::vector<Device> devices) : devices_(std::move(devices)) {}
 
-  std::optional<std::vector<std::string>> list() const noexcept override;
-  std::string location(std::string_view path) const noexcept override;
+  Result<std::vector<std::string>> list() const override;
+  std::string location(std::string_view path) const override;
 
   [[nodiscard]] Fixture* fixture(std::string_view name) const noexcept;
   void hangUp() const noexcept;

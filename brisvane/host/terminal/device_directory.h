@@ -14,8 +14,8 @@ class DeviceDirectory final : public DeviceNodes {
   // `directory` is the real path that "/dev/" stands for, without a final slash.
   explicit DeviceDirectory(std::string directory) : directory_(std::move(directory)) {}
 
-  std::optional<std::vector<std::string>> list() const noexcept override;
-  std::string location(std::string_view path) const noexcept override;
+  Result<std::vector<std::string>> list() const override;
+  std::string location(std::string_view path) const override;
 
  private:
   std::string directory_;

@@ -3,16 +3,18 @@
 // Any number of threads may use one at the same time.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "brisvane/types/export.h"
+#include "brisvane/types/result.h"
 
 namespace brisvane::host {
 
-// By default, list() gives nullopt and location() gives the path unchanged.
+// By default, list() fails and location() gives the path unchanged.
+//
+// REQUIRES of an implementation: it throws nothing but std::bad_alloc.
 class BRISVANE_EXPORT DeviceNodes {
  public:
   // The directory as callers name it, with its final slash.
@@ -24,13 +26,13 @@ class BRISVANE_EXPORT DeviceNodes {
   virtual ~DeviceNodes();
 
   // The names in "/dev/", in the order in which the machine lists them: one level, without "." and
-  // "..". nullopt when the directory cannot be listed.
-  virtual std::optional<std::vector<std::string>> list() const noexcept;
+  // "..".
+  virtual Result<std::vector<std::string>> list() const;
 
   // The path to open for a caller's path. A path under "/dev/" becomes one in the machine's own
   // device directory. Any other path is returned unchanged.
-  // Empty when there is no such device or memory runs out: an empty path cannot be opened.
-  virtual std::string location(std::string_view path) const noexcept;
+  // Empty when there is no such device: an empty path cannot be opened.
+  virtual std::string location(std::string_view path) const;
 };
 
 }  // namespace brisvane::host

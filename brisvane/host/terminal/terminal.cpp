@@ -11,7 +11,9 @@
 #include <cmath>
 
 #include "brisvane/host/files/descriptor.h"
+#include "brisvane/host/files/file_access.h"
 #include "brisvane/host/terminal/termios2.h"
+#include "brisvane/types/join.h"
 
 namespace brisvane::host::terminal {
 namespace {
@@ -32,75 +34,28 @@ bool runsAt(int descriptor, std::uint32_t speed) noexcept {
     return std::abs(static_cast<double>(actual) - speed) <= kTolerance * speed;
   };
   const auto actual = real::lineSpeed(descriptor);
-  return actual && isNear(actual->input) && isNear(actual->output);
+  return actual.ok() && isNear(actual.value().input) && isNear(actual.value().output);
 }
 
-// Polls until something is to be told or the time is over; a signal takes nothing
-// from the time and adds nothing. The events; 0 on time-out; nullopt on failure.
-std::optional<short> pollFor(int descriptor, microseconds time) noexcept {
-  if (descriptor < 0) {  // poll would only wait
-    errno = EBADF;
-    return std::nullopt;
-  }
-  const auto deadline = steady_clock::now() + time;
-  for (;;) {
-    const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now());
-    pollfd request{descriptor, POLLIN, 0};
-    const int ready = ::poll(&request, 1, static_cast<int>(std::max(left, milliseconds::zero()).count()));
-    if (ready < 0 && errno == EINTR) continue;
-    if (ready < 0) return std::nullopt;
-    if ((request.revents & POLLNVAL) != 0) {
-      errno = EBADF;
-      return std::nullopt;
-    }
-    return request.revents;
-  }
-}
-
-// A tty that has hung up reads 0 bytes at once, for ever, just as a silent one does
-// after its wait; only poll tells them apart.
-bool hasHungUp(int descriptor) noexcept {
-  const auto events = pollFor(descriptor, microseconds::zero());
-  return !events || (*events & (POLLHUP | POLLERR)) != 0;
-}
-
-}  // namespace
-
-int open(const std::string& path) noexcept {
-  if (path.find('\0') != std::string::npos) {
-    errno = ENOENT;
-    return -1;
-  }
-  return real::openDescriptor(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK).release();
-}
-
-std::optional<Mark> claim(int descriptor) noexcept {
+// Takes exclusive use. Nothing has changed when it fails.
+Result<Mark> claim(int descriptor) noexcept {
   // Only a lock that another holds is a refusal; a device without locks is not.
-  if (::flock(descriptor, LOCK_EX | LOCK_NB) == -1 && errno == EWOULDBLOCK) return std::nullopt;
+  if (::flock(descriptor, LOCK_EX | LOCK_NB) == -1 && errno == EWOULDBLOCK) return Error::last();
   int alreadyExclusive = 0;
   ::ioctl(descriptor, TIOCGEXCL, &alreadyExclusive);
   if (::ioctl(descriptor, TIOCEXCL) != -1) return alreadyExclusive == 0 ? Mark::kOwn : Mark::kOthers;
-  const int error = errno;
+  const Error refused = Error::last();
   release(descriptor, Mark::kOthers);
-  errno = error;
-  return std::nullopt;
+  return refused;
 }
 
-void release(int descriptor, Mark mark) noexcept {
-  // In this order: who has the lock next may set a mark of its own.
-  if (mark == Mark::kOwn) ::ioctl(descriptor, TIOCNXCL);
-  ::flock(descriptor, LOCK_UN);
-}
-
-bool clearStatusFlags(int descriptor) noexcept { return ::fcntl(descriptor, F_SETFL, 0) != -1; }
-
-bool makeRaw(int descriptor, std::uint32_t speed) noexcept {
-  if (speed == 0) {  // B0 hangs up instead of setting a speed
-    errno = EINVAL;
-    return false;
-  }
+Result<> makeRaw(int descriptor, std::uint32_t speed) {
+  const auto wrongSpeed = [speed] {
+    return Error(ERANGE, {}, join({"does not run at ", std::to_string(speed), " bits per second"}));
+  };
+  if (speed == 0) return wrongSpeed();  // B0 hangs up instead of setting a speed
   termios settings{};
-  if (::tcgetattr(descriptor, &settings) == -1) return false;
+  if (::tcgetattr(descriptor, &settings) == -1) return Error::last();
   ::cfmakeraw(&settings);
   // What glibc's cfmakeraw leaves of input processing, and the receiver.
   settings.c_iflag &= ~static_cast<tcflag_t>(INPCK | IXOFF | IXANY);
@@ -109,46 +64,97 @@ bool makeRaw(int descriptor, std::uint32_t speed) noexcept {
   settings.c_cc[VMIN] = 0;
   settings.c_cc[VTIME] = 1;
   if (speed >= kSlowestStandardRate) ::cfsetspeed(&settings, speed);
-  if (::tcsetattr(descriptor, TCSANOW, &settings) == -1) return false;
-  if (runsAt(descriptor, speed)) return true;
+  if (::tcsetattr(descriptor, TCSANOW, &settings) == -1) return Error::last();
+  if (runsAt(descriptor, speed)) return {};
   // Not a standard rate: cfsetspeed has left the old one, or taken a number for a code.
-  return real::setLineSpeed(descriptor, speed) && runsAt(descriptor, speed);
+  const bool isSet = real::setLineSpeed(descriptor, speed).ok() && runsAt(descriptor, speed);
+  return isSet ? Result<>() : wrongSpeed();
 }
 
-bool assertDtr(int descriptor) noexcept {
+Result<> assertDtr(int descriptor) noexcept {
   const int line = TIOCM_DTR;
-  if (::ioctl(descriptor, TIOCMBIS, &line) != -1) return true;
+  if (::ioctl(descriptor, TIOCMBIS, &line) != -1) return {};
   // Pseudo-terminals and some USB gadgets have no modem lines.
-  return errno == ENOTTY || errno == EINVAL;
+  return errno == ENOTTY || errno == EINVAL ? Result<>() : Error::last();
+}
+
+// Polls until something is to be told or the time is over; a signal takes nothing
+// from the time and adds nothing. The events; 0 on time-out.
+Result<short> pollFor(int descriptor, microseconds time) noexcept {
+  if (descriptor < 0) return Error(EBADF);  // poll would only wait
+  const auto deadline = steady_clock::now() + time;
+  for (;;) {
+    const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now());
+    pollfd request{descriptor, POLLIN, 0};
+    const int ready = ::poll(&request, 1, static_cast<int>(std::max(left, milliseconds::zero()).count()));
+    if (ready < 0 && errno == EINTR) continue;
+    if (ready < 0) return Error::last();
+    if ((request.revents & POLLNVAL) != 0) return Error(EBADF);
+    return request.revents;
+  }
+}
+
+// A tty that has hung up reads 0 bytes at once, for ever, just as a silent one does
+// after its wait; only poll tells them apart.
+bool hasHungUp(int descriptor) noexcept {
+  const auto events = pollFor(descriptor, microseconds::zero());
+  return !events.ok() || (events.value() & (POLLHUP | POLLERR)) != 0;
+}
+
+}  // namespace
+
+Result<Line> Line::open(const std::string& path, std::uint32_t speed) {
+  if (!real::canExist(path)) return Error(ENOENT, path);
+  real::Descriptor opened = real::openDescriptor(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+  if (!opened.valid()) return Error::last(path);
+  const auto mark = claim(opened.get());
+  if (!mark.ok()) return mark.error().of(path);
+  Line line(opened.release(), mark.value());
+  if (::fcntl(line.descriptor(), F_SETFL, 0) == -1) return Error::last(path);
+  if (const auto raw = makeRaw(line.descriptor(), speed); !raw.ok()) return raw.error().of(path);
+  if (const auto ready = assertDtr(line.descriptor()); !ready.ok()) return ready.error().of(path);
+  return line;
+}
+
+Line::~Line() {
+  if (descriptor_ < 0) return;
+  terminal::release(descriptor_, mark_);
+  terminal::close(descriptor_);
+}
+
+void release(int descriptor, Mark mark) noexcept {
+  // In this order: who has the lock next may set a mark of its own.
+  if (mark == Mark::kOwn) ::ioctl(descriptor, TIOCNXCL);
+  ::flock(descriptor, LOCK_UN);
 }
 
 bool waitReadable(int descriptor, microseconds time) noexcept {
   const auto events = pollFor(descriptor, time);
-  return events && (*events & (POLLIN | POLLHUP | POLLERR)) != 0;
+  return events.ok() && (events.value() & (POLLIN | POLLHUP | POLLERR)) != 0;
 }
 
-std::optional<std::size_t> read(int descriptor, std::span<std::uint8_t> buffer, microseconds time) noexcept {
+Result<std::size_t> read(int descriptor, std::span<std::uint8_t> buffer, microseconds time) noexcept {
   const auto deadline = steady_clock::now() + time;
   for (;;) {
     const auto left = std::chrono::ceil<microseconds>(deadline - steady_clock::now());
     const auto events = pollFor(descriptor, std::max(left, microseconds::zero()));
-    if (!events) return std::nullopt;
-    if (*events == 0) return 0;
+    if (!events.ok()) return events.error();
+    if (events.value() == 0) return 0;
     const ssize_t count = ::read(descriptor, buffer.data(), buffer.size());
     if (count < 0 && (errno == EINTR || errno == EAGAIN)) continue;
-    if (count < 0) return std::nullopt;
+    if (count < 0) return Error::last();
     if (count > 0 || !hasHungUp(descriptor)) return static_cast<std::size_t>(count);
-    errno = EIO;
-    return std::nullopt;
+    return Error(EIO);
   }
 }
 
-std::optional<std::size_t> write(int descriptor, ByteView bytes) noexcept {
+Result<std::size_t> write(int descriptor, ByteView bytes) noexcept {
   ssize_t count = -1;
   do {
     count = ::write(descriptor, bytes.data(), bytes.size());
   } while (count < 0 && errno == EINTR);
-  return count < 0 ? std::nullopt : std::optional<std::size_t>(static_cast<std::size_t>(count));
+  if (count < 0) return Error::last();
+  return static_cast<std::size_t>(count);
 }
 
 void drainOutput(int descriptor) noexcept {

@@ -4,7 +4,8 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
+
+#include "brisvane/types/result.h"
 
 namespace brisvane::host::real {
 
@@ -16,11 +17,11 @@ struct LineSpeed {
   bool operator==(const LineSpeed&) const = default;
 };
 
-// The speeds in force. nullopt on failure, with errno set.
-std::optional<LineSpeed> lineSpeed(int descriptor) noexcept;
+// The speeds in force.
+Result<LineSpeed> lineSpeed(int descriptor) noexcept;
 
 // Sets any speed for both directions (BOTHER). The driver may choose another: check with
-// lineSpeed(). False on failure, with errno set.
-bool setLineSpeed(int descriptor, std::uint32_t speed) noexcept;
+// lineSpeed().
+Result<> setLineSpeed(int descriptor, std::uint32_t speed) noexcept;
 
 }  // namespace brisvane::host::real
