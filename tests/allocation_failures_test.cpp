@@ -35,6 +35,7 @@
 #include "brisvane/host/machine/machine_description.h"
 #include "brisvane/host/machine/node_registry.h"
 #include "brisvane/host/simulated/simulated_machine.h"
+#include "brisvane/types/out_of_memory.h"
 #include "brisvane/types/process_locks.h"
 #include "tests/support/failing_allocations.h"
 #include "tests/support/linux_machine.h"
@@ -536,7 +537,10 @@ struct FirstUse {
 
 const auto kBare = std::make_shared<const host::Platform>();
 
-bool usePlatform() { return host::platform()->deviceNodes().list().ok(); }
+bool usePlatform() {
+  const auto platform = host::platform();
+  return memoryPermitting(false, [&] { return platform->deviceNodes().list().ok(); });
+}
 bool useScopedPlatform() {
   {
     const host::ScopedPlatform installed(kBare);
