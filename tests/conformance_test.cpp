@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <condition_variable>
 #include <cstring>
 #include <future>
 #include <mutex>
@@ -185,6 +186,7 @@ class Launches {
           const Object* const named =
               data != nullptr ? &data->at(std::string(LaunchService::kBundleIdentifier)) : nullptr;
           heard_.emplace_back(code, named != nullptr ? named->text().value_or("") : "");
+          changed_.notify_all();
         })) {
     EXPECT_EQ(service.selectCodes(subscription_, codes, 0, 0, 0, 0), 0);
   }
@@ -204,17 +206,15 @@ class Launches {
 
   // What has been heard, once it is so much.
   [[nodiscard]] std::vector<std::pair<std::int32_t, std::string>> heard(std::size_t count) {
-    for (int tries = 0; tries < 2000; ++tries) {
-      if (const std::scoped_lock lock(mutex_); heard_.size() >= count) return heard_;
-      ::usleep(10'000);
-    }
-    const std::scoped_lock lock(mutex_);
+    std::unique_lock lock(mutex_);
+    changed_.wait_for(lock, std::chrono::seconds(20), [&] { return heard_.size() >= count; });
     return heard_;
   }
 
  private:
   const LaunchService& service_;
   std::mutex mutex_;
+  std::condition_variable changed_;
   std::vector<std::pair<std::int32_t, std::string>> heard_;
   SubscriptionHandle subscription_;
 };

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -86,7 +87,8 @@ TEST_F(FileWritersTest, WriteToPlistWaitsForTheReaderOfAPipe) {
   const int reader = ::open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   {
     std::jthread slow([&] {
-      ::usleep(50'000);  // more than a pipe holds is waiting by now
+      const int capacity = ::fcntl(reader, F_GETPIPE_SZ);
+      for (int written = 0; written < capacity; std::this_thread::yield()) ::ioctl(reader, FIONREAD, &written);
       content = contentOf(pipe);
     });
     EXPECT_TRUE(writeToPlist(large, pipe));

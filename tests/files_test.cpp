@@ -142,7 +142,7 @@ TEST(AppendToFile, WaitsForALeaseThatAnotherHasOnTheFile) {
   if (::fcntl(holder, F_SETLEASE, F_RDLCK) != 0) GTEST_SKIP() << "no leases here";
   {
     const std::jthread server([holder] {
-      ::usleep(50'000);
+      while (::fcntl(holder, F_GETLEASE) == F_RDLCK) std::this_thread::yield();  // until another waits for it
       ::fcntl(holder, F_SETLEASE, F_UNLCK);
     });
     EXPECT_EQ(appendToFile(path, "two\n").number(), 0);
