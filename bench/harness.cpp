@@ -1,0 +1,133 @@
+// Measures the cases of a row round after round, in turn, and takes the least of each: what else the machine does
+// meets all of them alike.
+#include "bench/harness.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <string_view>
+
+namespace brisvane::bench {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr double kBatch = 500e-6;  // seconds that a case runs at a time, or once
+constexpr double kRow = 0.6;       // seconds for all the rounds of a row
+constexpr std::size_t kMostRounds = 200;
+constexpr std::size_t kFewestRounds = 7;
+constexpr double kTolerance = 1.25;  // times the goal
+
+struct Measured {
+  std::size_t times = 1;  // a batch
+  double least = std::numeric_limits<double>::infinity();
+};
+
+double secondsOf(const Case& one, std::size_t times) {
+  const auto start = Clock::now();
+  one.run(times);
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+std::vector<Measured> measure(const Row& row) {
+  std::vector<Measured> results(row.cases.size());
+  double round = 0;
+  for (std::size_t i = 0; i < results.size(); ++i) {
+    double seconds = secondsOf(row.cases[i], 1);
+    while (seconds < kBatch) seconds = secondsOf(row.cases[i], results[i].times *= 2);
+    round += seconds;
+  }
+  const auto rounds = static_cast<std::size_t>(kRow / round);
+  for (std::size_t left = std::clamp(rounds, kFewestRounds, kMostRounds); left != 0; --left) {
+    for (std::size_t i = 0; i < results.size(); ++i) {
+      Measured& result = results[i];
+      result.least = std::min(result.least, secondsOf(row.cases[i], result.times) / static_cast<double>(result.times));
+    }
+  }
+  return results;
+}
+
+std::string timeText(double seconds) {
+  const char* unit = "ns";
+  double value = seconds * 1e9;
+  if (value >= 1e6) {
+    unit = "ms";
+    value /= 1e6;
+  } else if (value >= 1e4) {
+    unit = "us";
+    value /= 1e3;
+  }
+  char text[32];
+  std::snprintf(text, sizeof text, "%.3g %s", value, unit);
+  return text;
+}
+
+// What is worse than its goal by more than the tolerance, for the end.
+struct Verdict {
+  std::size_t wrong = 0;
+  std::vector<std::string> missed;
+};
+
+void printRow(const Table& table, const Row& row, Verdict& verdict) {
+  for (const Case& one : row.cases) {
+    if (one.isRight && !one.isRight()) {
+      std::printf("  %s, %s: a wrong result\n", row.size.c_str(), one.name.c_str());
+      ++verdict.wrong;
+    }
+  }
+  const std::vector<Measured> results = measure(row);
+  const double limit = results.front().least;
+  std::printf("  %-18s %-28s %s\n", row.size.c_str(), row.cases.front().name.c_str(), timeText(limit).c_str());
+  for (std::size_t i = 1; i < results.size(); ++i) {
+    const double ratio = results[i].least / limit;
+    std::string remark;
+    if (i == 1 && row.goal != 0) {
+      char text[48];
+      std::snprintf(text, sizeof text, "  goal %.3g%s", row.goal, ratio > row.goal * kTolerance ? "  MISSED" : "");
+      remark = text;
+      if (ratio > row.goal * kTolerance) verdict.missed.push_back(table.operation + ", " + row.size);
+    }
+    std::printf("  %-18s %-28s %-10s %8.2f%s\n", "", row.cases[i].name.c_str(), timeText(results[i].least).c_str(),
+                ratio, remark.c_str());
+  }
+  std::fflush(stdout);
+}
+
+void printTable(const Table& table, Verdict& verdict) {
+  std::printf("\n%s\n", table.operation.c_str());
+  for (const Row& row : table.rows) printRow(table, row, verdict);
+}
+
+bool isWanted(const Table& table, const std::vector<std::string_view>& words) {
+  return words.empty() || std::any_of(words.begin(), words.end(), [&table](std::string_view word) {
+           return table.operation.find(word) != std::string::npos;
+         });
+}
+
+int run(bool mustReachGoals, const std::vector<std::string_view>& words) {
+  constexpr std::vector<Table> (*kFamilies[])() = {bytesTables, cryptoTables};
+  Verdict verdict;
+  for (const auto family : kFamilies) {
+    for (const Table& table : family()) {
+      if (isWanted(table, words)) printTable(table, verdict);
+    }
+  }
+  for (const std::string& row : verdict.missed) std::printf("\nmissed by more than a quarter: %s", row.c_str());
+  std::printf("\n");
+  if (verdict.wrong != 0) return 1;
+  return mustReachGoals && !verdict.missed.empty() ? 1 : 0;
+}
+
+}  // namespace
+}  // namespace brisvane::bench
+
+// brisvane_bench [--check] [WORD...]: the tables whose operation has one of the words in its name.
+int main(int count, char** arguments) {
+  std::vector<std::string_view> words(arguments + 1, arguments + count);
+  const auto check = std::find(words.begin(), words.end(), "--check");
+  const bool mustReachGoals = check != words.end();
+  if (mustReachGoals) words.erase(check);
+  return brisvane::bench::run(mustReachGoals, words);
+}

@@ -1,0 +1,58 @@
+// The benchmarks' own harness: tables of ratios, each case beside its peers and the machine's limit.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace brisvane::bench {
+
+// One way to do the operation of a row.
+struct Case {
+  std::string name;
+  std::function<void(std::size_t times)> run;
+  std::function<bool()> isRight;  // of a result; asked once, before the measurement
+};
+
+// The cases in order: the limit, to which the ratios are taken, then ours, then the peers.
+struct Row {
+  std::string size;
+  double goal;  // the ratio of ours; 0: none
+  std::vector<Case> cases;
+};
+
+struct Table {
+  std::string operation;
+  std::vector<Row> rows;
+};
+
+// Keeps the compiler from leaving the work out.
+template <typename Value>
+void keep(const Value& value) noexcept {
+  asm volatile("" : : "r"(&value) : "memory");
+}
+
+// A case whose operation gives a value; it is right when `isRight` says so of that value.
+template <typename Operation, typename Check>
+Case measured(std::string name, Operation operation, Check isRight) {
+  return {std::move(name),
+          [operation](std::size_t times) {
+            for (; times != 0; --times) keep(operation());
+          },
+          [operation, isRight] { return static_cast<bool>(isRight(operation())); }};
+}
+
+// A case that is right when it gives `expected`.
+template <typename Operation, typename Value>
+Case giving(std::string name, Operation operation, Value expected) {
+  return measured(std::move(name), operation, [expected](const auto& value) { return value == expected; });
+}
+
+// The families, each a source file of its own. Made one after the other, so that the data of one is gone
+// when the next is measured.
+std::vector<Table> bytesTables();
+std::vector<Table> cryptoTables();
+
+}  // namespace brisvane::bench
