@@ -11,6 +11,7 @@
 #include <set>
 
 #include "brisvane/host/crypto/crc32.h"
+#include "brisvane/host/crypto/crc32_kernels.h"
 #include "brisvane/host/crypto/digest.h"
 #include "brisvane/types/base64.h"
 #include "brisvane/types/hex.h"
@@ -76,18 +77,23 @@ std::uint32_t slowCrc32(ByteView bytes) {
   return ~crc;
 }
 
-TEST(Crc32, IsTheDefinitionsAtEveryLengthAndAlignment) {
+TEST(Crc32, IsTheDefinitionsAtEveryLengthAndAlignmentByEveryKernel) {
   EXPECT_EQ(crc32(bytesOf("123456789")), 0xCBF43926U);
   EXPECT_EQ(crc32({}), 0U);
-  const Data bytes = randomDataOfLength(400).value_or(Data());
-  ASSERT_THAT(bytes, SizeIs(400));
+  const Data bytes = randomDataOfLength(1200).value_or(Data());
+  ASSERT_THAT(bytes, SizeIs(1200));
+  const auto [wide, narrow] = host::crc32Kernels();
   for (std::size_t first = 0; first < 17; ++first) {
-    for (std::size_t length = 0; length < 70; ++length) {
+    for (std::size_t length = 0; length + first <= bytes.size(); length += length < 300 ? 1 : 37) {
       const ByteView some = ByteView(bytes).subspan(first, length);
-      ASSERT_EQ(crc32(some), slowCrc32(some)) << first << ' ' << length << ' ' << bin2hex(some);
+      const std::uint32_t expected = slowCrc32(some);
+      ASSERT_EQ(crc32(some), expected) << first << ' ' << length;
+      for (const host::Crc32Kernel kernel : {wide, narrow, &host::crc32ByTables}) {
+        if (kernel == nullptr) continue;
+        ASSERT_EQ(~kernel(~0U, some), expected) << first << ' ' << length;
+      }
     }
   }
-  EXPECT_EQ(crc32(bytes), slowCrc32(bytes));
 }
 
 TEST(Checksums, OfPiecesAreThoseOfTheWhole) {
@@ -114,11 +120,40 @@ TEST(Checksums, OfPiecesAreThoseOfTheWhole) {
   }
 }
 
-TEST(HexadecimalForms, SpellEveryByte) {
+TEST(HexadecimalForms, SpellEveryByteAtEveryLength) {
   const Data bytes{0x00, 0xAB, 0xFF};
   EXPECT_EQ(bin2hex(bytes), "00abff");
   EXPECT_EQ(bin2percentHex(bytes), "%00%AB%FF");
   EXPECT_EQ(bin2hex({}) + bin2percentHex({}), "");
+  Data all(300);
+  std::iota(all.begin(), all.end(), std::uint8_t{0});
+  for (std::size_t length = 0; length <= all.size(); ++length) {
+    std::string lower, upper, spaced, percent;
+    for (const std::uint8_t byte : ByteView(all).first(length)) {
+      appendLowerHex(lower, byte);
+      appendHex(upper, byte);
+      appendHex(spaced, byte);
+      spaced += ' ';
+      percent += '%';
+      appendHex(percent, byte);
+    }
+    const ByteView some = ByteView(all).first(length);
+    ASSERT_EQ(lowerHexText(some), lower);
+    ASSERT_EQ(upperHexText(some), upper);
+    ASSERT_EQ(spacedHexText(some), spaced);
+    ASSERT_EQ(percentHexText(some), percent);
+    for (const std::string& text : {lower, upper, spaced}) {
+      ASSERT_EQ(parseHex(text), Data(some.begin(), some.end())) << text;
+      // Lines, and a wrong character anywhere.
+      for (std::size_t at = 0; at < std::min<std::size_t>(text.size(), 140); ++at) {
+        std::string wrong = text;
+        wrong[at] = "/:@G`g\xE1"[at % 7];
+        ASSERT_EQ(parseHex(wrong), std::nullopt) << wrong;
+        if (text == spaced || at % 2 != 0) continue;
+        ASSERT_EQ(parseHex(std::string(text).insert(at, "\r\n")), parseHex(text));
+      }
+    }
+  }
 }
 
 TEST(Base64, IsThatOfTheRfcBothWaysWhateverTheFlag) {

@@ -184,14 +184,6 @@ void BVSerialPort::clearReadBuffer() noexcept {
   handedOut_ = 0;
 }
 
-std::string BVSerialPort::hexStringFromData(ByteView data) {
-  std::string text;
-  text.reserve(data.size() * 3);
-  for (const std::uint8_t byte : data) {
-    appendHex(text, byte);
-    text += ' ';
-  }
-  return text;
-}
+std::string BVSerialPort::hexStringFromData(ByteView data) { return spacedHexText(data); }
 
 }  // namespace brisvane

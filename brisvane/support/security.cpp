@@ -50,14 +50,6 @@ std::uint64_t SecurityAdditions::crc32(ByteView data) noexcept {
 
 std::string SecurityAdditions::bin2hex(ByteView data) { return lowerHexText(data); }
 
-std::string SecurityAdditions::bin2percentHex(ByteView data) {
-  std::string text;
-  text.reserve(data.size() * 3);
-  for (const std::uint8_t byte : data) {
-    text += '%';
-    appendHex(text, byte);
-  }
-  return text;
-}
+std::string SecurityAdditions::bin2percentHex(ByteView data) { return percentHexText(data); }
 
 }  // namespace brisvane

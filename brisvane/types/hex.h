@@ -29,8 +29,13 @@ namespace brisvane {
 BRISVANE_EXPORT void appendHex(std::string& text, std::uint8_t byte);
 // Appends the byte's two lower-case digits.
 BRISVANE_EXPORT void appendLowerHex(std::string& text, std::uint8_t byte);
-// The two lower-case digits of each byte, with nothing between.
+// The two digits of each byte, with nothing between.
 [[nodiscard]] BRISVANE_EXPORT std::string lowerHexText(ByteView bytes);
+[[nodiscard]] BRISVANE_EXPORT std::string upperHexText(ByteView bytes);
+// The two upper-case digits of each byte, and a space after each byte.
+[[nodiscard]] BRISVANE_EXPORT std::string spacedHexText(ByteView bytes);
+// The two upper-case digits of each byte, and a percent sign before each byte.
+[[nodiscard]] BRISVANE_EXPORT std::string percentHexText(ByteView bytes);
 
 // The bytes that pairs of digits spell, as a person writes them: blanks, tabs and
 // line ends between pairs are skipped. nullopt for any other character and for

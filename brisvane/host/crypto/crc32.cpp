@@ -1,7 +1,11 @@
 #include "brisvane/host/crypto/crc32.h"
 
 #include <array>
+#include <bit>
 #include <cstddef>
+#include <cstring>
+
+#include "brisvane/host/crypto/crc32_kernels.h"
 
 namespace brisvane::host {
 namespace {
@@ -31,23 +35,48 @@ constexpr auto kTables = [] {
   return tables;
 }();
 
-// The slice's first four bytes are met by what the register holds.
-std::uint32_t takeSlice(std::uint32_t crc, const std::uint8_t* slice) noexcept {
+std::uint64_t wordAt(const std::uint8_t* bytes) noexcept {
+  std::uint64_t word;
+  std::memcpy(&word, bytes, sizeof word);
+  static_assert(std::endian::native == std::endian::little);
+  return word;
+}
+
+// The remainder of a word that `after` bytes of its slice follow.
+template <std::size_t after>
+[[gnu::always_inline]] inline std::uint32_t takeWord(std::uint64_t word) noexcept {
   std::uint32_t next = 0;
-  for (std::size_t i = 0; i < kSlice; ++i) {
-    const std::uint32_t held = i < sizeof crc ? crc >> (8 * i) & 0xFFU : 0;
-    next ^= kTables[kSlice - 1 - i][slice[i] ^ held];
-  }
+  for (std::size_t i = 0; i < sizeof word; ++i) next ^= kTables[after + 7 - i][word >> (8 * i) & 0xFFU];
   return next;
 }
 
 }  // namespace
 
-void Crc32::add(ByteView bytes) noexcept {
-  std::uint32_t crc = register_;
-  for (; bytes.size() >= kSlice; bytes = bytes.subspan(kSlice)) crc = takeSlice(crc, bytes.data());
+std::uint32_t crc32ByTables(std::uint32_t before, ByteView bytes) noexcept {
+  std::uint32_t crc = before;
+  // The slice's first four bytes are met by what the register holds.
+  for (; bytes.size() >= kSlice; bytes = bytes.subspan(kSlice)) {
+    crc = takeWord<8>(wordAt(bytes.data()) ^ crc) ^ takeWord<0>(wordAt(bytes.data() + 8));
+  }
+  if (bytes.size() >= 8) {
+    crc = takeWord<0>(wordAt(bytes.data()) ^ crc);
+    bytes = bytes.subspan(8);
+  }
   for (const std::uint8_t byte : bytes) crc = kTables[0][(crc ^ byte) & 0xFFU] ^ crc >> 8U;
-  register_ = crc;
+  return crc;
+}
+
+void Crc32::add(ByteView bytes) noexcept {
+  // Below this, tables are as fast.
+  constexpr std::size_t kFew = 64;
+  if (bytes.size() >= kFew) {
+    const Crc32Kernels kernels = crc32Kernels();
+    if (const Crc32Kernel kernel = kernels.wide != nullptr ? kernels.wide : kernels.narrow) {
+      register_ = kernel(register_, bytes);
+      return;
+    }
+  }
+  register_ = crc32ByTables(register_, bytes);
 }
 
 }  // namespace brisvane::host

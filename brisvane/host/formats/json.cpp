@@ -270,10 +270,7 @@ class JsonWriter {
 
   bool putHex(const Data& data) {
     if (data.size() >= kJsonTextLimit / 2) return false;
-    std::string digits;
-    digits.reserve(data.size() * 2);
-    for (const std::uint8_t byte : data) appendHex(digits, byte);
-    return put("\"") && put(digits) && put("\"");
+    return put("\"") && put(upperHexText(data)) && put("\"");
   }
 
   bool putArray(const Array& array, std::size_t depth) {

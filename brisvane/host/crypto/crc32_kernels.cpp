@@ -1,0 +1,152 @@
+#include "brisvane/host/crypto/crc32_kernels.h"
+
+#include <cstddef>
+
+#if defined(__x86_64__)
+
+#include <immintrin.h>
+
+namespace brisvane::host {
+namespace {
+
+// By carry-less multiplication (Gopal and others, "Fast CRC Computation for Generic Polynomials Using PCLMULQDQ
+// Instruction", 2009): a block of 16 bytes is folded into one that stands `bits` later when its first half is
+// multiplied by x^(bits + 32), its second by x^(bits - 32), modulo the polynomial, everything bit-reversed.
+constexpr long long power(unsigned exponent) noexcept {
+  std::uint32_t remainder = 0x80000000;  // x^0, reversed
+  for (; exponent != 0; --exponent) remainder = remainder >> 1U ^ ((remainder & 1U) != 0 ? 0xEDB88320 : 0);
+  return static_cast<long long>(std::uint64_t{remainder} << 1U);
+}
+static_assert(power(128 + 32) == 0x1751997D0 && power(128 - 32) == 0x0CCAA009E);
+
+#define BRISVANE_NARROW __attribute__((target("pclmul,sse4.1")))
+#define BRISVANE_WIDE __attribute__((target("avx512f,avx512vl,vpclmulqdq,pclmul")))
+
+// What folds a block over `bits`.
+template <unsigned bits>
+struct Across {
+  static constexpr long long kFirst = power(bits + 32);
+  static constexpr long long kSecond = power(bits - 32);
+};
+
+BRISVANE_NARROW inline __m128i load(const std::uint8_t* bytes) noexcept {
+  return _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+}
+
+template <unsigned bits>
+BRISVANE_NARROW inline __m128i fold(__m128i block, __m128i onto) noexcept {
+  const __m128i by = _mm_set_epi64x(Across<bits>::kSecond, Across<bits>::kFirst);
+  const __m128i first = _mm_clmulepi64_si128(block, by, 0x00);
+  return _mm_xor_si128(onto, _mm_xor_si128(first, _mm_clmulepi64_si128(block, by, 0x11)));
+}
+
+// The blocks that are left, one by one, and the rest by tables.
+BRISVANE_NARROW std::uint32_t finish(__m128i folded, ByteView bytes) noexcept {
+  for (; bytes.size() >= 16; bytes = bytes.subspan(16)) folded = fold<128>(folded, load(bytes.data()));
+  alignas(16) std::uint8_t last[16];
+  _mm_store_si128(reinterpret_cast<__m128i*>(last), folded);
+  return crc32ByTables(crc32ByTables(0, last), bytes);
+}
+
+BRISVANE_NARROW std::uint32_t foldNarrow(std::uint32_t before, ByteView bytes) noexcept {
+  constexpr std::size_t kStep = 64;
+  if (bytes.size() < kStep) return crc32ByTables(before, bytes);
+  __m128i blocks[4];
+  for (std::size_t i = 0; i < 4; ++i) blocks[i] = load(bytes.data() + 16 * i);
+  blocks[0] = _mm_xor_si128(blocks[0], _mm_cvtsi32_si128(static_cast<int>(before)));
+  for (bytes = bytes.subspan(kStep); bytes.size() >= kStep; bytes = bytes.subspan(kStep)) {
+    for (std::size_t i = 0; i < 4; ++i) blocks[i] = fold<512>(blocks[i], load(bytes.data() + 16 * i));
+  }
+  for (std::size_t i = 1; i < 4; ++i) blocks[i] = fold<128>(blocks[i - 1], blocks[i]);
+  return finish(blocks[3], bytes);
+}
+
+template <unsigned bits>
+BRISVANE_WIDE inline __m512i foldWide(__m512i blocks, __m512i onto) noexcept {
+  using By = Across<bits>;
+  const __m512i by = _mm512_set4_epi64(By::kSecond, By::kFirst, By::kSecond, By::kFirst);
+  const __m512i first = _mm512_clmulepi64_epi128(blocks, by, 0x00);
+  constexpr int kXorOfThree = 0x96;
+  return _mm512_ternarylogic_epi64(first, _mm512_clmulepi64_epi128(blocks, by, 0x11), onto, kXorOfThree);
+}
+
+BRISVANE_WIDE std::uint32_t foldWidely(std::uint32_t before, ByteView bytes) noexcept {
+  constexpr std::size_t kStep = 256;
+  if (bytes.size() < kStep) return foldNarrow(before, bytes);
+  __m512i blocks[4];
+  for (std::size_t i = 0; i < 4; ++i) blocks[i] = _mm512_loadu_si512(bytes.data() + 64 * i);
+  blocks[0] = _mm512_xor_si512(blocks[0], _mm512_zextsi128_si512(_mm_cvtsi32_si128(static_cast<int>(before))));
+  for (bytes = bytes.subspan(kStep); bytes.size() >= kStep; bytes = bytes.subspan(kStep)) {
+    for (std::size_t i = 0; i < 4; ++i) {
+      blocks[i] = foldWide<8 * kStep>(blocks[i], _mm512_loadu_si512(bytes.data() + 64 * i));
+    }
+  }
+  for (std::size_t i = 1; i < 4; ++i) blocks[i] = foldWide<512>(blocks[i - 1], blocks[i]);
+  for (; bytes.size() >= 64; bytes = bytes.subspan(64))
+    blocks[3] = foldWide<512>(blocks[3], _mm512_loadu_si512(bytes.data()));
+  __m128i parts[4];
+  _mm512_storeu_si512(parts, blocks[3]);
+  __m128i folded = parts[0];
+  for (std::size_t i = 1; i < 4; ++i) folded = fold<128>(folded, parts[i]);
+  return finish(folded, bytes);
+}
+
+}  // namespace
+
+Crc32Kernels crc32Kernels() noexcept {
+  Crc32Kernels kernels;
+  if (!__builtin_cpu_supports("pclmul") || !__builtin_cpu_supports("sse4.1")) return kernels;
+  kernels.narrow = foldNarrow;
+  if (__builtin_cpu_supports("vpclmulqdq") && __builtin_cpu_supports("avx512vl")) kernels.wide = foldWidely;
+  return kernels;
+}
+
+}  // namespace brisvane::host
+
+#elif defined(__aarch64__)
+
+#include <arm_acle.h>
+#include <sys/auxv.h>
+
+#include <cstring>
+
+namespace brisvane::host {
+namespace {
+
+#if defined(__clang__)
+#define BRISVANE_WITH_CRC __attribute__((target("crc")))
+#else
+#define BRISVANE_WITH_CRC __attribute__((target("+crc")))
+#endif
+
+BRISVANE_WITH_CRC std::uint32_t byInstructions(std::uint32_t before, ByteView bytes) noexcept {
+  std::uint32_t crc = before;
+  for (; bytes.size() >= 8; bytes = bytes.subspan(8)) {
+    std::uint64_t word;
+    std::memcpy(&word, bytes.data(), sizeof word);
+    crc = __crc32d(crc, word);
+  }
+  for (const std::uint8_t byte : bytes) crc = __crc32b(crc, byte);
+  return crc;
+}
+
+}  // namespace
+
+Crc32Kernels crc32Kernels() noexcept {
+  constexpr unsigned long kHasCrc = 1UL << 7U;  // HWCAP_CRC32
+  Crc32Kernels kernels;
+  if ((::getauxval(AT_HWCAP) & kHasCrc) != 0) kernels.narrow = byInstructions;
+  return kernels;
+}
+
+}  // namespace brisvane::host
+
+#else
+
+namespace brisvane::host {
+
+Crc32Kernels crc32Kernels() noexcept { return {}; }
+
+}  // namespace brisvane::host
+
+#endif
