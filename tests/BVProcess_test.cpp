@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <cerrno>
 #include <chrono>
+#include <functional>
 #include <limits>
 #include <span>
 #include <thread>
@@ -14,12 +16,11 @@
 namespace brisvane {
 namespace {
 
-using std::chrono::steady_clock;
+using ::testing::AllOf;
 using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::EndsWith;
-using ::testing::IsEmpty;
-using ::testing::Not;
+using ::testing::Ge;
+using ::testing::Lt;
 using ::testing::StartsWith;
 
 constexpr char kPath[] = "/opt/app";
@@ -53,18 +54,95 @@ class Bench : public testing::SimulatedTest {
 constexpr char kAnswer[] = R"({"answer": true})";
 constexpr char kUp[] = R"({"code": 258})";
 
-TEST(BVProcess, TellsEachStepOfALaunchThatSucceeds) {
-  Bench bench(
-      R"({"code": 256}, {"code": 272}, {"code": 257}, {"answer": true, "delay": 0.1}, {"code": 258, "delay": 0.1})");
+// A launch service that keeps what it is asked for, and does within open() what the test says.
+class OwnService final : public host::LaunchService {
+ public:
+  using Opened = std::function<void(const host::NotificationCallback& notify, const host::OpenCompletion& complete)>;
+  explicit OwnService(Opened opened) : opened_(std::move(opened)) {}
+
+  Result<host::SubscriptionHandle> subscribe(std::int32_t session, std::int32_t flags, const host::SerialQueue& queue,
+                                             host::NotificationCallback callback) const override {
+    EXPECT_NE(queue.label(), "");
+    asked.push_back("subscribe " + std::to_string(session) + " " + std::to_string(flags));
+    callback_ = std::move(callback);
+    return host::SubscriptionHandle{7};
+  }
+  Result<> selectCodes(host::SubscriptionHandle subscription, std::span<const std::int32_t> codes, std::int32_t first,
+                       std::int32_t second, std::int32_t third, std::int32_t fourth) const override {
+    asked.push_back("select " + std::to_string(subscription));
+    for (const std::int32_t code : codes) asked.back() += " " + std::to_string(code);
+    for (const std::int32_t more : {first, second, third, fourth}) asked.back() += "," + std::to_string(more);
+    return {};
+  }
+  void unsubscribe(host::SubscriptionHandle subscription) const noexcept override {
+    asked.push_back("unsubscribe " + std::to_string(subscription));
+  }
+  Result<> registerBundle(std::string_view url, bool forceUpdate) const override {
+    asked.push_back("register " + std::string(url) + (forceUpdate ? " by force" : ""));
+    return Error(EPERM);
+  }
+  void open(std::string_view url, const host::OpenConfiguration& configuration,
+            host::OpenCompletion completion) const override {
+    asked.push_back("open " + std::string(url));
+    for (const std::string& argument : configuration.arguments) asked.back() += " " + argument;
+    opened_(callback_, completion);
+  }
+
+  mutable std::vector<std::string> asked;
+
+ private:
+  const Opened opened_;
+  mutable host::NotificationCallback callback_;
+};
+
+// A machine with such a launch service. An answer that comes within open() is there before the wait for it begins.
+class OwnBench : public Bench {
+ public:
+  explicit OwnBench(OwnService::Opened opened)
+      : Bench(kAnswer), service(std::make_shared<OwnService>(std::move(opened))) {
+    auto platform = std::make_shared<host::Platform>(*host::platform());
+    platform->setLaunchService(service);
+    own_ = std::make_unique<host::ScopedPlatform>(platform);
+  }
+  using SimulatedTest::clock;
+  const std::shared_ptr<OwnService> service;
+
+ private:
+  std::unique_ptr<host::ScopedPlatform> own_;
+};
+
+// That tells one notification of an application that is up, and answers.
+OwnService::Opened upWith(Dictionary data) {
+  return [data = std::move(data)](const auto& notify, const auto& complete) {
+    notify(host::LaunchCode::kUp, 0, &data, &data, 1, &data);
+    complete(&data, {});
+  };
+}
+void neverAnswer(const host::NotificationCallback& /*notify*/, const host::OpenCompletion& /*complete*/) {}
+
+TEST(BVProcess, AsksTheServiceForEachStepWithAllItsArguments) {
+  const OwnBench bench(upWith({{"BkBundleIdentifier", kID}}));
   EXPECT_EQ(Bench::run(), 0);
-  // 0x101 is not among the codes that are asked for.
-  EXPECT_THAT(bench.logged(),
-              ElementsAre(debugLine("using openItemWithURL"), notified("-- RQNotificationID: 100 --"),
-                          notified("BkBundleIdentifier: org.example.app"), notified("doneWithApplicaion : 0"),
-                          notified("-- RQNotificationID: 110 --"), notified("BkBundleIdentifier: org.example.app"),
-                          notified("doneWithApplicaion : 0"), debugLine("openCompletion completionHandler called"),
-                          notified("-- RQNotificationID: 102 --"), notified("BkBundleIdentifier: org.example.app"),
-                          notified("doneWithApplicaion : 1")));
+  EXPECT_THAT(bench.service->asked, ElementsAre("subscribe -2 0", "select 7 256 272 280 262 259 258,0,0,0,0",
+                                                "register file:///opt/app", "open file:///opt/app a", "unsubscribe 7"));
+}
+
+TEST(BVProcess, TellsEachStepOfALaunchThatSucceeds) {
+  OwnBench bench([](const auto& notify, const auto& complete) {
+    const Dictionary data{{"BkBundleIdentifier", kID}};
+    for (const std::int32_t code : {0x100, 0x110, 0x101}) notify(code, 0, &data, nullptr, 0, nullptr);
+    complete(nullptr, {});
+    notify(0x102, 0, &data, nullptr, 0, nullptr);
+  });
+  EXPECT_EQ(Bench::run(), 0);
+  const std::string named = notified("BkBundleIdentifier: org.example.app");
+  const std::string waits = notified("doneWithApplicaion : 0");
+  EXPECT_THAT(
+      bench.logged(),
+      ElementsAre(debugLine("using openItemWithURL"), notified("-- RQNotificationID: 100 --"), named, waits,
+                  notified("-- RQNotificationID: 110 --"), named, waits, notified("-- RQNotificationID: 101 --"), named,
+                  notified("Ignore RQNotificationID: 257"), waits, debugLine("openCompletion completionHandler called"),
+                  notified("-- RQNotificationID: 102 --"), named, notified("doneWithApplicaion : 1")));
 }
 
 TEST(BVProcess, EndsTheWaitForAFinishingCodeOfThisApplicationAlone) {
@@ -73,83 +151,67 @@ TEST(BVProcess, EndsTheWaitForAFinishingCodeOfThisApplicationAlone) {
     EXPECT_EQ(Bench::run(), 0) << code;
   }
   {
-    Bench bench(std::string(kAnswer) + R"(, {"code": 258, "identifier": "org.example.App"})");
-    EXPECT_EQ(Bench::run(1), 2);
-    EXPECT_THAT(bench.logged(),
-                ElementsAre(debugLine("using openItemWithURL"), debugLine("openCompletion completionHandler called"),
-                            notified("-- RQNotificationID: 102 --"), notified("BkBundleIdentifier: org.example.App"),
-                            errorLine("runApp: Process timed out")));
+    OwnBench bench(upWith({{"BkBundleIdentifier", "org.example.App"}}));
+    EXPECT_EQ(Bench::run(0), 2);
+    EXPECT_THAT(bench.logged(), ElementsAre(debugLine("using openItemWithURL"), notified("-- RQNotificationID: 102 --"),
+                                            notified("BkBundleIdentifier: org.example.App"),
+                                            debugLine("openCompletion completionHandler called"),
+                                            errorLine("runApp: Process timed out")));
   }
   Bench nameless(std::string(kAnswer) + R"(, {"code": 258, "identifier": null})");
   EXPECT_EQ(Bench::run(), 0);  // a notification without data is about whatever is expected
   EXPECT_EQ(Bench::run(5, nullptr), 0);
-  Bench named(std::string(kAnswer) + ", " + kUp);
-  EXPECT_EQ(Bench::run(1, nullptr), 2);
+  const OwnBench named(upWith({{"BkBundleIdentifier", kID}}));
+  EXPECT_EQ(Bench::run(0, nullptr), 2);
 }
 
-// Tells one notification with this data, and answers.
-class TellingService final : public host::LaunchService {
- public:
-  explicit TellingService(Dictionary data) : data_(std::move(data)) {}
-  host::SubscriptionHandle subscribe(std::int32_t /*session*/, std::int32_t /*flags*/,
-                                     const host::SerialQueue& /*queue*/,
-                                     host::NotificationCallback callback) const noexcept override {
-    callback_ = std::move(callback);
-    return 1;
-  }
-  std::int32_t selectCodes(host::SubscriptionHandle /*subscription*/, std::span<const std::int32_t> /*codes*/,
-                           std::int32_t /*first*/, std::int32_t /*second*/, std::int32_t /*third*/,
-                           std::int32_t /*fourth*/) const noexcept override {
-    return 0;
-  }
-  void open(std::string_view /*url*/, const host::OpenConfiguration& /*configuration*/,
-            host::OpenCompletion completion) const noexcept override {
-    callback_(host::LaunchCode::kUp, 0, &data_, nullptr, 0, nullptr);
-    completion(std::nullopt);
-  }
-
- private:
-  const Dictionary data_;
-  mutable host::NotificationCallback callback_;
-};
-
 TEST(BVProcess, TellsWhateverStandsForTheIdentifier) {
-  Bench bench(kAnswer);
-  host::Platform platform = *host::platform();
   const std::pair<Dictionary, const char*> cases[] = {
       {{{"BkBundleIdentifier", 42}}, "42"},   {{{"BkBundleIdentifier", true}}, "true"},
       {{{"BkBundleIdentifier", 0.5}}, "0.5"}, {{{"BkBundleIdentifier", Array{kID, 1}}}, R"(["org.example.app",1])"},
       {{{"BkBundleIdentifier", ""}}, ""},     {{{"BkBundleIdentifier", nullptr}}, "null"},
       {{{"another key", kID}}, "(null)"}};
   for (const auto& [data, shown] : cases) {
-    platform.setLaunchService(std::make_shared<TellingService>(data));
-    const host::ScopedPlatform installed(std::make_shared<const host::Platform>(platform));
+    OwnBench bench(upWith(data));
     EXPECT_EQ(Bench::run(0), 2);  // about no application that is expected
     EXPECT_THAT(bench.logged(), Contains(notified(std::string("BkBundleIdentifier: ") + shown)));
   }
 }
 
 TEST(BVProcess, CountsWhatComesBeforeTheAnswer) {
-  Bench bench(std::string(kUp) + R"(, {"answer": true, "delay": 0.2})");
-  EXPECT_EQ(Bench::run(), 0);
+  const OwnBench bench([](const auto& notify, const auto& complete) {
+    notify(host::LaunchCode::kUp, 0, nullptr, nullptr, 0, nullptr);
+    complete(nullptr, {});
+  });
+  EXPECT_EQ(Bench::run(0), 0);
 }
 
-TEST(BVProcess, TellsARefusedLaunchAndOneThatIsNotAnswered) {
-  {
-    Bench bench(std::string(kUp) + R"(, {"answer": true, "error": "no such thing"})");
-    EXPECT_EQ(Bench::run(), 3);
-    EXPECT_THAT(bench.errors(), ElementsAre(errorLine("openAppURL Error: no such thing"),
-                                            errorLine("runApp: Error in launching application")));
-  }
-  Bench late(std::string(kUp) + R"(, {"answer": true, "delay": 1.5})");
-  const auto start = steady_clock::now();
-  EXPECT_EQ(Bench::run(1), 3);
-  EXPECT_LT(steady_clock::now() - start, std::chrono::milliseconds(1400));
-  EXPECT_THAT(late.errors(), ElementsAre(errorLine("openApplicationAtURL timed out"),
-                                         errorLine("runApp: Error in launching application")));
-  std::vector<std::string> afterwards;  // the answer finds nobody, which is no harm
-  while (afterwards.empty()) afterwards = late.logged();
-  EXPECT_THAT(afterwards, ElementsAre(debugLine("openCompletion completionHandler called")));
+TEST(BVProcess, TellsARefusedLaunch) {
+  Bench bench(std::string(kUp) + R"(, {"answer": true, "error": "no such thing"})");
+  EXPECT_EQ(Bench::run(), 3);
+  EXPECT_THAT(bench.errors(), ElementsAre(errorLine("openAppURL Error: no such thing"),
+                                          errorLine("runApp: Error in launching application")));
+}
+
+TEST(BVProcess, WaitsForSecondsAtEachStep) {
+  using std::chrono::seconds;
+  host::OpenCompletion late;
+  OwnBench silent([&late](const auto& /*notify*/, const auto& complete) { late = complete; });
+  silent.clock->stepBy(seconds(1));
+  auto start = silent.clock->steady();
+  EXPECT_EQ(Bench::run(3), 3);
+  EXPECT_THAT(silent.clock->steady() - start, AllOf(Ge(seconds(3)), Lt(seconds(6))));
+  EXPECT_THAT(silent.errors(), ElementsAre(errorLine("openApplicationAtURL timed out"),
+                                           errorLine("runApp: Error in launching application")));
+  late(nullptr, {});  // finds nobody, which is no harm
+  EXPECT_THAT(silent.logged(), ElementsAre(debugLine("openCompletion completionHandler called")));
+
+  OwnBench answered([](const auto& /*notify*/, const auto& complete) { complete(nullptr, {}); });
+  answered.clock->stepBy(seconds(1));
+  start = answered.clock->steady();
+  EXPECT_EQ(Bench::run(3), 2);
+  EXPECT_THAT(answered.clock->steady() - start, AllOf(Ge(seconds(3)), Lt(seconds(8))));
+  EXPECT_THAT(answered.errors(), ElementsAre(errorLine("runApp: Process timed out")));
 }
 
 TEST(BVProcess, LaunchesNothingWithoutNotifications) {
@@ -159,12 +221,14 @@ TEST(BVProcess, LaunchesNothingWithoutNotifications) {
 }
 
 TEST(BVProcess, TakesAnyTimeLimit) {
-  Bench bench(R"({"answer": true, "delay": 0.3}, {"code": 258})");
-  for (const std::int32_t none : {0, -1, std::numeric_limits<std::int32_t>::min()}) {
-    const auto start = steady_clock::now();
-    EXPECT_EQ(Bench::run(none), 3) << none;
-    EXPECT_LT(steady_clock::now() - start, std::chrono::milliseconds(250));
+  {
+    const OwnBench silent(neverAnswer);
+    silent.clock->stepBy(std::chrono::nanoseconds(1));  // a wait would have no end
+    for (const std::int32_t none : {0, -1, std::numeric_limits<std::int32_t>::min()}) {
+      EXPECT_EQ(Bench::run(none), 3) << none;
+    }
   }
+  Bench bench(R"({"answer": true, "delay": 0.1}, {"code": 258})");
   EXPECT_EQ(Bench::run(std::numeric_limits<std::int32_t>::max()), 0);
 }
 
@@ -186,9 +250,10 @@ TEST(BVProcess, LaunchesSeveralAtOnceEachOnItsOwn) {
   std::string applications;
   for (int i = 0; i < 8; ++i) {
     applications += std::string(i > 0 ? "," : "") + R"({"path": "/opt/)" + std::to_string(i) +
-                    R"(", "identifier": "id)" + std::to_string(i) + R"(", "launch": [{"code": 272}, {"answer": true},
-                    {"code": )" +
-                    (i % 2 == 0 ? "258" : "272") + R"(, "delay": 0.1}]})";
+                    R"(", "identifier": "id)" + std::to_string(i) +
+                    R"(", "launch": [{"code": 272}, {"code": 258, "delay": 0.05},
+                    {"answer": true)" +
+                    (i % 2 == 0 ? "" : R"(, "error": "refused")") + "}]}";
   }
   std::string error;
   const auto machine = host::simulated::Machine::fromJson("{\"applications\": [" + applications + "]}", error);
@@ -198,7 +263,7 @@ TEST(BVProcess, LaunchesSeveralAtOnceEachOnItsOwn) {
   for (int i = 0; i < 8; ++i) {
     threads.emplace_back([i] {
       const std::string number = std::to_string(i);
-      EXPECT_EQ(BVProcess::runApp("/opt/" + number, {}, "id" + number, 1), i % 2 == 0 ? 0 : 2) << i;
+      EXPECT_EQ(BVProcess::runApp("/opt/" + number, {}, "id" + number, 20), i % 2 == 0 ? 0 : 3) << i;
     });
   }
   for (std::thread& thread : threads) thread.join();

@@ -503,12 +503,12 @@ TEST_F(AllocationFailures, OfASimulatedMachine) {
 
 TEST_F(AllocationFailures, OfPrograms) {
   std::optional<std::string> output;
-  std::string error;
   const std::vector<std::string> arguments{kLong};
   // Collects what is left when memory is back.
   const auto canBeCollected = [&] {
-    const auto command = host::Command::start("/bin/echo", arguments, "/", error);
-    if (command == nullptr) return false;
+    const auto started = host::Command::start("/bin/echo", arguments, "/");
+    if (!started.ok()) return false;
+    const auto& command = started.value();
     bool isOver = false;
     while (!isOver) {
       try {
@@ -519,11 +519,12 @@ TEST_F(AllocationFailures, OfPrograms) {
     }
     return command->output().size() == kLong.size() + 1;
   };
-  SWEEP(canBeCollected(), false);
-  SWEEP(host::runCommand("/bin/echo", {}, "/", error).has_value(), false);
+  // C's allocations fail with an error, and those of C++ throw.
+  SWEEP(memoryPermitting(false, canBeCollected), false);
+  SWEEP(memoryPermitting(false, [] { return host::runCommand("/bin/echo", {}, "/").ok(); }), false);
   SWEEP(Brisvane::runCommandWithLaunchPath("/bin/echo", {}, "/", output), false);
   SWEEP(Brisvane::runCommandWithLaunchPath("/none", {}, "/", output), kNever);
-  SWEEP(host::findProgram("sh"), std::nullopt);
+  SWEEP(host::findProgram("sh"), kThrows);
   sweepLaunches("/bin/true", "true");
 }
 

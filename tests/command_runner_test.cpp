@@ -77,9 +77,9 @@ TEST_F(CommandRunner, SaysWhatCannotBeStartedAndWhy) {
   EXPECT_THAT(logged(), ElementsAre("debug %{public}@|Executing command [/nowhere/program] []\n",
                                     "error ERROR %{public}@|Command exception: "
                                     "[/nowhere/program: No such file or directory]"));
-  std::string error;
-  EXPECT_EQ(host::Command::start("/nowhere/program", {}, {}, error), nullptr);
-  EXPECT_EQ(error, "/nowhere/program: No such file or directory");
+  const auto command = host::Command::start("/nowhere/program", {}, {});
+  ASSERT_FALSE(command.ok());
+  EXPECT_EQ(command.error().text(), "/nowhere/program: No such file or directory");
   EXPECT_EQ(failure(folder / "data"), (folder / "data") + ": Permission denied");
   EXPECT_EQ(failure(folder.path()), folder.path() + ": Permission denied");
   EXPECT_EQ(failure("sh"), "sh: No such file or directory");
@@ -174,10 +174,7 @@ TEST_F(CommandRunner, GivesTheProgramDefaultSignals) {
 class CommandUnderWay : public testing::SimulatedTest {
  protected:
   static std::unique_ptr<host::Command> start(const std::string& script) {
-    std::string error;
-    auto command = host::Command::start("/bin/sh", {"-c", script}, {}, error);
-    EXPECT_NE(command, nullptr) << error;
-    return command;
+    return host::Command::start("/bin/sh", {"-c", script}, {}).value();
   }
   // Whether the program prints the text.
   static bool prints(host::Command& command, std::string_view text) {

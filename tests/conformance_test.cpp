@@ -6,14 +6,12 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <condition_variable>
 #include <cstring>
-#include <future>
-#include <mutex>
 #include <set>
 
 #include "brisvane/host/platform.h"
 #include "brisvane/host/simulated/simulated_machine.h"
+#include "tests/support/launches.h"
 #include "tests/support/linux_machine.h"
 
 namespace brisvane::host {
@@ -176,55 +174,12 @@ TYPED_TEST(Conformance, SystemLogKeepsEveryEntryInOrderUnderItsType) {
               ElementsAre("3 FAULT %s 100%", "0 ", "1 no placeholder", "2  \xC3\xA4 %{public}@ "));
 }
 
-// What a subscriber is called with and what launches are answered, for a test to wait for.
-class Launches {
- public:
-  Launches(const LaunchService& service, std::vector<std::int32_t> codes)
-      : service_(service),
-        subscription_(service.subscribe(-2, 0, SerialQueue("test"), [this](auto code, auto, auto* data, auto...) {
-          const std::scoped_lock lock(mutex_);
-          const Object* const named =
-              data != nullptr ? &data->at(std::string(LaunchService::kBundleIdentifier)) : nullptr;
-          heard_.emplace_back(code, named != nullptr ? named->text().value_or("") : "");
-          changed_.notify_all();
-        })) {
-    EXPECT_EQ(service.selectCodes(subscription_, codes, 0, 0, 0, 0), 0);
-  }
-  Launches(const Launches&) = delete;
-  Launches& operator=(const Launches&) = delete;
-  ~Launches() { end(); }
-  void end() { service_.unsubscribe(std::exchange(subscription_, 0)); }
-
-  // The answer to the launch of what a file URL names.
-  [[nodiscard]] std::optional<std::string> launch(std::string_view url) const {
-    auto answer = std::make_shared<std::promise<std::optional<std::string>>>();
-    auto given = answer->get_future();
-    service_.open(url, {}, [answer](const std::optional<std::string>& error) { answer->set_value(error); });
-    EXPECT_EQ(given.wait_for(std::chrono::seconds(20)), std::future_status::ready) << url;
-    return given.get();
-  }
-
-  // What has been heard, once it is so much.
-  [[nodiscard]] std::vector<std::pair<std::int32_t, std::string>> heard(std::size_t count) {
-    std::unique_lock lock(mutex_);
-    changed_.wait_for(lock, std::chrono::seconds(20), [&] { return heard_.size() >= count; });
-    return heard_;
-  }
-
- private:
-  const LaunchService& service_;
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::vector<std::pair<std::int32_t, std::string>> heard_;
-  SubscriptionHandle subscription_;
-};
-
 TYPED_TEST(Conformance, LaunchServiceTellsEachSubscriberTheCodesThatItSelected) {
   const LaunchService& service = this->platform().launchService();
-  EXPECT_NE(service.selectCodes(0, {}, 0, 0, 0, 0), 0);
-  Launches up(service, {LaunchCode::kUp});
-  Launches all(service, {LaunchCode::kRequested, LaunchCode::kStarted, LaunchCode::kUp});
-  EXPECT_EQ(service.registerBundle("file:///bin/true", false), 0);
+  EXPECT_FALSE(service.selectCodes(0, {}, 0, 0, 0, 0).ok());
+  testing::Launches up(service, {LaunchCode::kUp});
+  testing::Launches all(service, {LaunchCode::kRequested, LaunchCode::kStarted, LaunchCode::kUp});
+  EXPECT_TRUE(service.registerBundle("file:///bin/true", false).ok());
   EXPECT_EQ(up.launch("file:///bin/true"), std::nullopt);
   EXPECT_THAT(up.heard(1), ElementsAre(std::pair(LaunchCode::kUp, std::string("true"))));
   EXPECT_EQ(all.heard(3).back(), std::pair(LaunchCode::kUp, std::string("true")));

@@ -5,8 +5,8 @@
 namespace brisvane::host::real {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::Optional;
 using Words = std::vector<std::string>;
 
 TEST(DesktopEntry, IsItsOwnGroupWithEscapesReplaced) {
@@ -35,9 +35,8 @@ TEST(DesktopEntry, CommandIsTakenApartWithItsFieldCodes) {
       {R"("/a b/run" "" "q \" \` \$ \\ 'x' ; & C:\dir" %F)",
        {"/a b/run", "", "q \" ` $ \\ 'x' ; & C:\\dir", "one", "t w o", "%f"}},
       {"  run   a=b  %F ", {"run", "a=b", "one", "t w o", "%f"}}};
-  std::string error;
-  for (const auto& [exec, words] : cases) EXPECT_EQ(commandWords(exec, values, error), words) << exec << error;
-  EXPECT_EQ(commandWords("run %i %f %F", {}, error), Words{"run"});
+  for (const auto& [exec, words] : cases) EXPECT_THAT(commandWords(exec, values).optional(), Optional(words)) << exec;
+  EXPECT_THAT(commandWords("run %i %f %F", {}).optional(), Optional(Words{"run"}));
 }
 
 TEST(DesktopEntry, MalformedCommandIsRefusedWithTheReason) {
@@ -55,9 +54,9 @@ TEST(DesktopEntry, MalformedCommandIsRefusedWithTheReason) {
                                                        {"%F", "begins with a field code"},
                                                        {"run %", "field code that there is not"}};
   for (const auto& [exec, reason] : cases) {
-    std::string error;
-    EXPECT_EQ(commandWords(exec, {}, error), std::nullopt) << exec;
-    EXPECT_THAT(error, HasSubstr(reason)) << exec;
+    const auto refused = commandWords(exec, {});
+    ASSERT_FALSE(refused.ok()) << exec;
+    EXPECT_THAT(refused.error().text(), HasSubstr(reason)) << exec;
   }
 }
 

@@ -14,17 +14,21 @@
 #include <cstdlib>
 #include <thread>
 
+#include "brisvane/host/formats/file_url.h"
 #include "brisvane/host/launching/application_launcher.h"
 #include "brisvane/host/platform.h"
 #include "brisvane/logging/BVLog.h"
 #include "brisvane/process/BVProcess.h"
+#include "tests/support/launches.h"
 #include "tests/support/temporary_folder.h"
 
 namespace brisvane {
 namespace {
 
 using std::chrono::steady_clock;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::Pair;
 using ::testing::StartsWith;
 
 constexpr std::chrono::seconds kHangs{20};
@@ -34,6 +38,18 @@ bool comesTrue(Condition condition) {
   const auto deadline = steady_clock::now() + kHangs;
   while (!condition() && steady_clock::now() < deadline) ::usleep(5000);
   return condition();
+}
+
+// Whether no child of this process runs, and none has left a zombie.
+bool hasNoChild() {
+  siginfo_t child;
+  return ::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == -1 && errno == ECHILD;
+}
+
+// Waits for what services launched that are gone.
+void reapChildren() {
+  while (::waitpid(-1, nullptr, 0) > 0) {
+  }
 }
 
 // The real launch service, and a folder for applications.
@@ -151,18 +167,20 @@ TEST_F(LaunchService, WaitsForTheReadinessOfAnApplicationThatTellsIt) {
       entry("chatty", "X-Brisvane-Ready=notify\nExec=" + application_ + " chat " + record_ + "\n");
   EXPECT_EQ(BVProcess::runApp(chatty, {}, "chatty", 10), 0);
   EXPECT_EQ(recorded(), "done\n");
-  const std::string never = entry("never", "X-Brisvane-Ready=notify\nExec=" + application_ + " sleep 0.1\n");
-  EXPECT_EQ(BVProcess::runApp(never, {}, "never", 1), 2);
-  EXPECT_EQ(BVProcess::runApp(slow, {}, "another", 1), 2);
+}
+
+TEST_F(LaunchService, TakesNoApplicationForUpThatEndsWithoutAWord) {
+  reapChildren();
+  testing::Launches all(host::platform()->launchService(), {host::LaunchCode::kStarted, host::LaunchCode::kUp});
+  const std::string never = entry("never", "X-Brisvane-Ready=notify\nExec=" + application_ + " sleep 0\n");
+  EXPECT_EQ(all.launch(host::fileUrl(never)), std::nullopt);
+  EXPECT_TRUE(comesTrue(hasNoChild));
+  EXPECT_EQ(all.launch("file:///bin/true"), std::nullopt);
+  EXPECT_THAT(all.heard(3), ElementsAre(Pair(0x110, "never"), Pair(0x110, "true"), Pair(0x102, "true")));
 }
 
 TEST_F(LaunchService, LeavesNoZombieAlsoWhereEndsAreIgnored) {
-  while (::waitpid(-1, nullptr, 0) > 0) {
-  }  // those of services that are gone
-  const auto hasNoChild = [] {
-    siginfo_t child;
-    return ::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == -1 && errno == ECHILD;
-  };
+  reapChildren();
   EXPECT_EQ(BVProcess::runApp(application_, {"sleep", "0.05"}, "test_application", 5), 0);
   EXPECT_TRUE(comesTrue(hasNoChild));
   const auto before = ::signal(SIGCHLD, SIG_IGN);
@@ -176,9 +194,9 @@ TEST_F(LaunchService, LaunchesSeveralAtOnce) {
   for (int i = 0; i < 8; ++i) {
     threads.emplace_back([this, i] {
       const std::string name = "many" + std::to_string(i);
-      const std::string seconds = i % 2 == 0 ? " ready 0.1\n" : " sleep 0.1\n";
-      const std::string path = entry(name, "X-Brisvane-Ready=notify\nExec=" + application_ + seconds);
-      EXPECT_EQ(BVProcess::runApp(path, {}, name, i % 2 == 0 ? 15 : 1), i % 2 == 0 ? 0 : 2) << i;
+      const std::string exec = i % 2 == 0 ? application_ + " ready 0.1\n" : "no-such-program\n";
+      const std::string path = entry(name, "X-Brisvane-Ready=notify\nExec=" + exec);
+      EXPECT_EQ(BVProcess::runApp(path, {}, name, 20), i % 2 == 0 ? 0 : 3) << i;
     });
   }
   for (std::thread& thread : threads) thread.join();
@@ -202,24 +220,25 @@ TEST_F(LaunchService, CallsNobodyBackWhoHasUnsubscribed) {
   std::atomic<int> calls{0};
   host::SubscriptionHandle own = 0;
   // One ends its own subscription from within the callback, one is ended while others are told.
-  own = service.subscribe(-2, 0, queue, [&](std::int32_t /*code*/, double time, const Dictionary* data, auto...) {
-    EXPECT_GT(time, 1.5e9);
-    EXPECT_EQ(data->at("BkBundleIdentifier"), Object("true"));
-    ++calls;
-    service.unsubscribe(own);
-  });
+  const auto subscribed =
+      service.subscribe(-2, 0, queue, [&](std::int32_t /*code*/, double time, const Dictionary* data, auto...) {
+        EXPECT_GT(time, 1.5e9);
+        EXPECT_EQ(data->at("BkBundleIdentifier"), Object("true"));
+        ++calls;
+        service.unsubscribe(own);
+      });
+  ASSERT_TRUE(subscribed.ok());
+  own = subscribed.value();
   const std::int32_t codes[] = {0x100, 0x110};
-  ASSERT_EQ(service.selectCodes(own, codes, 0, 0, 0, 0), 0);
-  EXPECT_NE(service.selectCodes(own + 1, codes, 0, 0, 0, 0), 0);
+  ASSERT_TRUE(service.selectCodes(own, codes, 0, 0, 0, 0).ok());
+  EXPECT_FALSE(service.selectCodes(own + 1, codes, 0, 0, 0, 0).ok());
   service.unsubscribe(own + 1);
-  std::atomic<int> heard{0};
-  const auto later = service.subscribe(-2, 0, queue, [&heard](auto...) { ++heard; });
-  ASSERT_EQ(service.selectCodes(later, codes, 0, 0, 0, 0), 0);
-  std::atomic<bool> answered{false};
-  service.open("file:///bin/true", {}, [&](const auto& error) { answered = !error; });
-  EXPECT_TRUE(comesTrue([&] { return answered && heard == 2; }));
-  EXPECT_EQ(calls, 1);
-  service.unsubscribe(later);
+  testing::Launches another(service, {0x100, 0x110});
+  for (const std::size_t heard : {2, 4}) {
+    EXPECT_EQ(another.launch("file:///bin/true"), std::nullopt);
+    EXPECT_THAT(another.heard(heard), ::testing::SizeIs(heard));
+    EXPECT_TRUE(comesTrue([&] { return calls == 1; }));
+  }
 }
 
 // A session bus of the test's own, which can start the application.

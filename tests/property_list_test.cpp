@@ -139,9 +139,8 @@ std::string readByPython(const Object& value, const std::string& expression) {
   testing::writeFile(folder / "plist", std::string(bytes.begin(), bytes.end()));
   const std::string program = "import plistlib, math, datetime\nv = plistlib.load(open('" + (folder / "plist") +
                               "', 'rb'))\nprint(" + expression + ")";
-  std::string error;
-  const Data output = runCommand(findProgram("python3").value(), {"-c", program}, "", error).value_or(Data());
-  return std::string(output.begin(), output.end()) + error;
+  const auto output = runCommand(findProgram("python3").value(), {"-c", program}, "");
+  return output.ok() ? std::string(output.value().begin(), output.value().end()) : output.error().text();
 }
 
 TEST(BinaryPropertyList, IsReadByAReaderThatIsNotOurs) {

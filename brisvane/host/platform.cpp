@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <new>
+#include <string_view>
 #include <utility>
 
 #include "brisvane/types/never_destroyed.h"
@@ -17,6 +18,8 @@ std::shared_ptr<const Service> orMissing(std::shared_ptr<const Service> service)
   static NeverDestroyed<Missing> missing;
   return {std::shared_ptr<const void>(), &*missing};
 }
+
+constexpr std::string_view kNoLaunchService = "no launch service";
 
 }  // namespace
 
@@ -63,23 +66,23 @@ std::optional<OsVersion> SystemVersion::running() const noexcept { return std::n
 Origin SystemVersion::origin(std::string_view /*entry*/) const noexcept { return {{}, FormerError(ENOENT)}; }
 
 LaunchService::~LaunchService() = default;
-SubscriptionHandle LaunchService::subscribe(std::int32_t /*session*/, std::int32_t /*flags*/,
-                                            const SerialQueue& /*queue*/,
-                                            NotificationCallback /*callback*/) const noexcept {
-  return 0;
+Result<SubscriptionHandle> LaunchService::subscribe(std::int32_t /*session*/, std::int32_t /*flags*/,
+                                                    const SerialQueue& /*queue*/,
+                                                    NotificationCallback /*callback*/) const {
+  return Error(ENOTSUP, kNoLaunchService);
 }
-std::int32_t LaunchService::selectCodes(SubscriptionHandle /*subscription*/, std::span<const std::int32_t> /*codes*/,
-                                        std::int32_t /*first*/, std::int32_t /*second*/, std::int32_t /*third*/,
-                                        std::int32_t /*fourth*/) const noexcept {
-  return ENOTSUP;
+Result<> LaunchService::selectCodes(SubscriptionHandle /*subscription*/, std::span<const std::int32_t> /*codes*/,
+                                    std::int32_t /*first*/, std::int32_t /*second*/, std::int32_t /*third*/,
+                                    std::int32_t /*fourth*/) const {
+  return Error(ENOTSUP, kNoLaunchService);
 }
 void LaunchService::unsubscribe(SubscriptionHandle /*subscription*/) const noexcept {}
-std::int32_t LaunchService::registerBundle(std::string_view /*url*/, bool /*forceUpdate*/) const noexcept {
-  return ENOTSUP;
+Result<> LaunchService::registerBundle(std::string_view /*url*/, bool /*forceUpdate*/) const {
+  return Error(ENOTSUP, kNoLaunchService);
 }
 void LaunchService::open(std::string_view /*url*/, const OpenConfiguration& /*configuration*/,
-                         OpenCompletion completion) const noexcept {
-  completion("no launch service");  // short enough to need no memory
+                         OpenCompletion completion) const {
+  completion(nullptr, Error::because(kNoLaunchService));
 }
 
 NetworkInterfaces::~NetworkInterfaces() = default;

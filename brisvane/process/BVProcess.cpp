@@ -5,8 +5,10 @@
 #include <chrono>
 #include <cstdio>
 #include <memory>
-#include <new>
 #include <optional>
+#include <span>
+#include <string>
+#include <utility>
 
 #include "brisvane/host/formats/file_url.h"
 #include "brisvane/host/formats/json.h"
@@ -15,6 +17,7 @@
 #include "brisvane/logging/BVLog.h"
 #include "brisvane/process/wait_object.h"
 #include "brisvane/types/join.h"
+#include "brisvane/types/out_of_memory.h"
 
 namespace brisvane {
 namespace {
@@ -47,10 +50,9 @@ std::chrono::nanoseconds limitOf(std::int32_t seconds) noexcept {
   return std::chrono::nanoseconds(std::int64_t{seconds} * 1'000'000'000);
 }
 
-void debug(std::initializer_list<std::string_view> pieces) noexcept try {
-  BVLog::Default::debug(join(pieces));
-} catch (const std::bad_alloc&) {
-  // The line is lost, what it tells of is not.
+// Without memory the line is lost, and what it reports is not.
+void debug(std::initializer_list<std::string_view> pieces) noexcept {
+  unlessOutOfMemory([&] { BVLog::Default::debug(join(pieces)); });
 }
 
 // A text as it is, any other value as JSON.
@@ -60,16 +62,16 @@ std::string textOf(const Object& value) {
 }
 
 // Whether a notification is about the expected application.
-bool concerns(const Dictionary& data, const std::optional<std::string>& bundleID) {
+bool concerns(const Dictionary& data, const std::optional<std::string>& bundleID) noexcept {
   const auto found = data.find(LaunchService::kBundleIdentifier);
   const bool isThere = found != data.end();
-  debug({kNotified, " BkBundleIdentifier: ", isThere ? textOf(found->second) : "(null)"});
+  unlessOutOfMemory([&] { debug({kNotified, " BkBundleIdentifier: ", isThere ? textOf(found->second) : "(null)"}); });
   const std::string* const identifier = isThere ? found->second.ifText() : nullptr;
   return identifier != nullptr && bundleID == *identifier;
 }
 
 void onNotification(std::int32_t code, const Dictionary* data, const std::optional<std::string>& bundleID,
-                    WaitObject& up) {
+                    WaitObject& up) noexcept {
   debug({kNotified, " -- RQNotificationID: ", hexText(code), " --"});
   if (data != nullptr && !concerns(*data, bundleID)) return;
   if (isFinishing(code)) {
@@ -88,21 +90,21 @@ std::string_view failureText(std::int64_t result) noexcept {
 // A subscription to the codes, for as long as this object lives.
 class Notifications {
  public:
-  Notifications(const LaunchService& service, const host::SerialQueue& queue,
-                host::NotificationCallback callback) noexcept
-      : service_(service),
-        handle_(service.subscribe(kSession, 0, queue, std::move(callback))),
-        status_(service.selectCodes(handle_, kCodes, 0, 0, 0, 0)) {}
+  Notifications(const LaunchService& service, const host::SerialQueue& queue, host::NotificationCallback callback)
+      : service_(service), handle_(service.subscribe(kSession, 0, queue, std::move(callback))) {}
   Notifications(const Notifications&) = delete;
   Notifications& operator=(const Notifications&) = delete;
-  ~Notifications() { service_.unsubscribe(handle_); }
+  ~Notifications() {
+    if (handle_.ok()) service_.unsubscribe(handle_.value());
+  }
 
-  [[nodiscard]] bool areSetUp() const noexcept { return status_ == 0; }
+  [[nodiscard]] bool select(std::span<const std::int32_t> codes) const {
+    return handle_.ok() && service_.selectCodes(handle_.value(), codes, 0, 0, 0, 0).ok();
+  }
 
  private:
   const LaunchService& service_;
-  const host::SubscriptionHandle handle_;
-  const std::int32_t status_;
+  const Result<host::SubscriptionHandle> handle_;
 };
 
 // What an open request and its completion share; the later of them lets go of it.
@@ -111,15 +113,11 @@ struct Opening {
   std::atomic<std::int32_t> failed{0};
 };
 
-void onCompletion(const std::optional<std::string>& error, Opening& opening) noexcept {
+void onCompletion(const Result<>& launched, Opening& opening) noexcept {
   debug({kCompleted, " completionHandler called"});
-  if (error) {
+  if (!launched.ok()) {
     opening.failed = 1;
-    try {
-      BVLog::Default::error(join({"openAppURL Error: ", *error}));
-    } catch (const std::bad_alloc&) {
-      // The line is lost.
-    }
+    unlessOutOfMemory([&] { BVLog::Default::error(join({"openAppURL Error: ", launched.error().text()})); });
   }
   opening.answered.signal();
 }
@@ -127,9 +125,10 @@ void onCompletion(const std::optional<std::string>& error, Opening& opening) noe
 bool openOn(const host::Platform& platform, std::string_view url, const std::vector<std::string>& arguments,
             std::int32_t timeOut) {
   const LaunchService& service = platform.launchService();
-  service.registerBundle(url, false);
+  static_cast<void>(service.registerBundle(url, false));
   const auto opening = std::make_shared<Opening>();
-  service.open(url, {arguments}, [opening](const std::optional<std::string>& error) { onCompletion(error, *opening); });
+  service.open(url, {arguments},
+               [opening](const void* /*application*/, const Result<>& launched) { onCompletion(launched, *opening); });
   if (!opening->answered.wait(limitOf(timeOut), platform.clock())) {
     BVLog::Default::error("openApplicationAtURL timed out");
     opening->failed = 1;
@@ -139,43 +138,39 @@ bool openOn(const host::Platform& platform, std::string_view url, const std::vec
 }
 
 // Everything between the setting up of notifications and their end.
-std::int64_t launchAndWait(Text path, const std::vector<std::string>& arguments, Text bundleID, std::int32_t timeOut) {
-  const auto platform = host::platform();
+std::int64_t launchAndWait(const host::Platform& platform, Text path, const std::vector<std::string>& arguments,
+                           Text bundleID, std::int32_t timeOut) {
   const auto up = std::make_shared<WaitObject>();
   const host::SerialQueue queue{std::string(kQueueLabel)};
   const Notifications notifications(
-      platform->launchService(), queue,
+      platform.launchService(), queue,
       [expected = bundleID.copy(), up](std::int32_t code, double /*time*/, const Dictionary* data,
-                                       const void* /*application*/, std::int32_t /*session*/, const void* /*further*/) {
-        try {
-          onNotification(code, data, expected, *up);
-        } catch (const std::bad_alloc&) {
-          // Its lines are lost; a finishing one is then as good as not come.
-        }
-      });
+                                       const void* /*application*/, std::int32_t /*session*/,
+                                       const void* /*further*/) { onNotification(code, data, expected, *up); });
+  if (!notifications.select(kCodes)) return BVProcess::kRunAppNoNotifications;
   const std::string url = host::fileUrl(path.orEmpty());
-  if (!notifications.areSetUp()) return BVProcess::kRunAppNoNotifications;
   BVLog::Default::debug("using openItemWithURL");
-  if (!openOn(*platform, url, arguments, timeOut)) return BVProcess::kRunAppNotLaunched;
-  return up->wait(limitOf(timeOut), platform->clock()) ? BVProcess::kRunAppUp : BVProcess::kRunAppTimedOut;
+  if (!openOn(platform, url, arguments, timeOut)) return BVProcess::kRunAppNotLaunched;
+  return up->wait(limitOf(timeOut), platform.clock()) ? BVProcess::kRunAppUp : BVProcess::kRunAppTimedOut;
 }
 
 }  // namespace
 
 std::int64_t BVProcess::runApp(Text path, const std::vector<std::string>& arguments, Text bundleID,
-                               std::int32_t timeOut) noexcept try {
-  const std::int64_t result = launchAndWait(path, arguments, bundleID, timeOut);
-  if (result != kRunAppUp) BVLog::Default::error(join({"runApp: ", failureText(result)}));
+                               std::int32_t timeOut) noexcept {
+  const auto platform = host::platform();
+  const std::int64_t result = memoryPermitting(
+      kRunAppNotLaunched, [&] { return launchAndWait(*platform, path, arguments, bundleID, timeOut); });
+  if (result != kRunAppUp) {
+    unlessOutOfMemory([&] { BVLog::Default::error(join({"runApp: ", failureText(result)})); });
+  }
   return result;
-} catch (const std::bad_alloc&) {
-  return kRunAppNotLaunched;
 }
 
 bool BVProcess::openItemWithURL(Text url, const std::vector<std::string>& launchParameters,
-                                std::int32_t timeOut) noexcept try {
-  return openOn(*host::platform(), url.orEmpty(), launchParameters, timeOut);
-} catch (const std::bad_alloc&) {
-  return false;
+                                std::int32_t timeOut) noexcept {
+  const auto platform = host::platform();
+  return memoryPermitting(false, [&] { return openOn(*platform, url.orEmpty(), launchParameters, timeOut); });
 }
 
 }  // namespace brisvane

@@ -1,12 +1,16 @@
 #include <cerrno>
-#include <new>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "brisvane/host/formats/json.h"
 #include "brisvane/host/launching/command.h"
 #include "brisvane/logging/BVLog.h"
 #include "brisvane/support/Brisvane.h"
-#include "brisvane/types/former_error.h"
 #include "brisvane/types/join.h"
+#include "brisvane/types/out_of_memory.h"
+#include "brisvane/types/result.h"
 #include "brisvane/types/unicode.h"
 
 namespace brisvane {
@@ -22,32 +26,31 @@ std::string textOf(const std::vector<std::string>& arguments) {
   return text;
 }
 
-bool fail(std::string error, std::optional<std::string>& outputMessage) {
-  BVLog::Default::error(join({"Command exception: [", error, "]"}));
-  outputMessage = std::move(error);
-  return false;
+// What a command prints; nullopt when that is no text.
+Result<std::optional<std::string>> outputOf(Text launchPath, const std::vector<std::string>& arguments,
+                                            Text currentDir) {
+  BVLog::Default::debug(join({"Executing command [", launchPath.orEmpty(), "] [", textOf(arguments), "]\n"}));
+  if (currentDir.present() && currentDir.orEmpty().empty()) return Error(ENOENT, "an empty working directory");
+  const auto output = host::runCommand(launchPath.orEmpty(), arguments, currentDir.orEmpty());
+  if (!output.ok()) return output.error();
+  std::string text(output.value().begin(), output.value().end());
+  return isUtf8(text) ? std::optional(std::move(text)) : std::nullopt;
 }
 
 }  // namespace
 
 bool Brisvane::runCommandWithLaunchPath(Text launchPath, const std::vector<std::string>& arguments, Text currentDir,
-                                        std::optional<std::string>& outputMessage) noexcept try {
-  BVLog::Default::debug(join({"Executing command [", launchPath.orEmpty(), "] [", textOf(arguments), "]\n"}));
-  if (currentDir.present() && currentDir.orEmpty().empty()) {
-    return fail(errorText("an empty working directory", ENOENT), outputMessage);
+                                        std::optional<std::string>& outputMessage) noexcept {
+  auto output = memoryPermitting(Error(ENOMEM), [&] { return outputOf(launchPath, arguments, currentDir); });
+  if (output.ok()) {
+    outputMessage = std::move(output.value());
+    return true;
   }
-  std::string error;
-  const auto output = host::runCommand(launchPath.orEmpty(), arguments, currentDir.orEmpty(), error);
-  if (!output) return fail(std::move(error), outputMessage);
-  std::string text(output->begin(), output->end());
-  outputMessage = isUtf8(text) ? std::optional(std::move(text)) : std::nullopt;
-  return true;
-} catch (const std::bad_alloc&) {
-  try {
-    return fail("Cannot allocate memory", outputMessage);
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
+  unlessOutOfMemory([&] {
+    outputMessage = output.error().text();
+    BVLog::Default::error(join({"Command exception: [", *outputMessage, "]"}));
+  });
+  return false;
 }
 
 }  // namespace brisvane

@@ -13,7 +13,6 @@
 
 #include <brisvane/all.h>
 #include <brisvane/host/launching/command.h>
-#include <brisvane/types/former_error.h>
 
 #include "commands.h"
 #include "interrupt.h"
@@ -114,10 +113,10 @@ int run(const ExecOptions& options, Session& session) {
   bv::Array words{path.value_or(options.program)};
   words.insert(words.end(), options.arguments.begin(), options.arguments.end());
   bv::BVLog::Default::info("executing " + bv::host::jsonText(words).value_or("a long command"));
-  std::string error = path ? "" : bv::errorText(options.program, ENOENT);
-  std::unique_ptr<Command> command;
+  const auto started = path ? Command::start(*path, options.arguments, options.directory)
+                            : bv::Error(ENOENT, bv::shownPath(options.program));
+  Command* const command = started.ok() ? started.value().get() : nullptr;
   Ending ending;
-  if (path) command = Command::start(*path, options.arguments, options.directory, error);
   if (command != nullptr) {
     {
       const StatusLine waiting("waiting for " + options.program, timeSpent());
@@ -128,12 +127,12 @@ int run(const ExecOptions& options, Session& session) {
     if (!command->hasEnded()) output.complain(ending.reason);
     if (!output.json()) output.print(bv::asCharacters(command->output()));
   } else {
-    ending = {statusOfUnstarted(options, path), error};
-    bv::BVLog::Default::error(error);
-    output.complain(error + "; check the path and the folder");
+    ending = {statusOfUnstarted(options, path), started.error().text()};
+    bv::BVLog::Default::error(ending.reason);
+    output.complain(ending.reason + "; check the path and the folder");
   }
   const bool isLogged = session.logIsComplete();
-  if (output.json()) output.printResult(resultOf(path.value_or(options.program), command.get(), ending));
+  if (output.json()) output.printResult(resultOf(path.value_or(options.program), command, ending));
   return isLogged || ending.status != kSuccess ? ending.status : kFailure;
 }
 

@@ -1,6 +1,7 @@
 #include "brisvane/host/launching/application.h"
 
 #include <cerrno>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -8,6 +9,7 @@
 #include "brisvane/host/files/files.h"
 #include "brisvane/host/launching/command.h"
 #include "brisvane/host/launching/desktop_entry.h"
+#include "brisvane/types/former_error.h"
 #include "brisvane/types/join.h"
 
 namespace brisvane::host::real {
@@ -28,115 +30,93 @@ std::string_view identifierOf(std::string_view entryPath) noexcept {
   return name;
 }
 
-std::optional<DesktopEntry> entryAt(const std::string& path, std::string& error) {
+Result<DesktopEntry> entryAt(const std::string& path) {
   FormerError failed;
   const auto content = readFile(path, kLargestEntry, failed);
-  if (!content) {
-    error = errorText(path, failed.number());
-    return std::nullopt;
-  }
+  if (!content) return Error(failed.number(), path);
   DesktopEntry entry(*content);
-  if (!entry.empty()) return entry;
-  error = path + ": is no desktop entry";
-  return std::nullopt;
+  if (entry.empty()) return Error::because("is no desktop entry", path);
+  return entry;
 }
 
-// Why an entry must not be started; empty when it may.
-std::string obstacle(const DesktopEntry& entry) {
+// Fails for an entry that must not be started.
+Result<> mayBeStarted(const DesktopEntry& entry) {
   const auto type = entry.text("Type");
-  if (type && *type != "Application") return "is no application, but of the type " + *type;
-  if (entry.flag("Hidden")) return "is marked as deleted (Hidden)";
-  if (entry.flag("Terminal")) return "needs a terminal, and none is available";
+  if (type && *type != "Application") return Error::because("is no application, but of the type " + *type);
+  if (entry.flag("Hidden")) return Error::because("is marked as deleted (Hidden)");
+  if (entry.flag("Terminal")) return Error::because("needs a terminal, and none is available");
   const auto needed = entry.text("TryExec");
-  if (needed && needed->empty()) return "names an empty program (TryExec)";
-  if (needed && !findProgram(*needed)) return "is not installed: there is no program " + *needed + " (TryExec)";
+  if (needed && needed->empty()) return Error::because("names an empty program (TryExec)");
+  if (needed && !findProgram(*needed)) {
+    return Error::because("is not installed: there is no program " + *needed + " (TryExec)");
+  }
   return {};
 }
 
-// nullopt when the entry has none that can be started; `wrong` then says why.
-std::optional<std::vector<std::string>> commandOf(const DesktopEntry& entry, const FieldValues& values,
-                                                  std::string& wrong) {
+// Fails for an entry without a command that can be started.
+Result<std::vector<std::string>> commandOf(const DesktopEntry& entry, const FieldValues& values) {
   const auto exec = entry.text("Exec");
-  auto words = exec ? commandWords(*exec, values, wrong) : std::nullopt;
-  if (!words) {
-    wrong = exec ? "its command (Exec) " + wrong : "has no command (Exec)";
-    return std::nullopt;
-  }
-  std::string& program = words->front();
+  if (!exec) return Error::because("has no command (Exec)");
+  auto words = commandWords(*exec, values);
+  if (!words.ok()) return Error::because(join({"its command (Exec) ", words.error().reason()}));
+  std::string& program = words.value().front();
   const bool isPath = program.find('/') != std::string::npos;
   auto found = isPath ? std::optional(program) : findProgram(program);
   if (!found) {
-    wrong = program.empty() ? "names an empty program (Exec)"
-                            : join({"is not installed: there is no program ", program, " (Exec)"});
-    return std::nullopt;
+    return Error::because(program.empty() ? "names an empty program (Exec)"
+                                          : join({"is not installed: there is no program ", program, " (Exec)"}));
   }
   program = std::move(*found);  // where it is now, whichever folder it is started in
   return words;
 }
 
-std::optional<Application> applicationOfEntry(const std::string& path, const std::vector<std::string>& arguments,
-                                              std::string& error) {
-  const auto entry = entryAt(path, error);
-  if (!entry) return std::nullopt;
+Result<Application> applicationOfEntry(const std::string& path, const std::vector<std::string>& arguments) {
+  const auto read = entryAt(path);
+  if (!read.ok()) return read.error();
+  const DesktopEntry& entry = read.value();
+  if (const auto permitted = mayBeStarted(entry); !permitted.ok()) return permitted.error().of(path);
   Application application;
   application.identifier = identifierOf(path);
-  application.isActivatedByBus = entry->flag("DBusActivatable");
-  application.tellsWhenReady = entry->text(kReadyKey) == "notify";
-  application.directory = entry->text("Path").value_or("");
-  std::string wrong = obstacle(*entry);
-  if (wrong.empty() && application.isActivatedByBus) {
-    application.command = arguments;
-    return application;
-  }
-  const FieldValues values{arguments, entry->text("Name").value_or(""), entry->text("Icon").value_or(""), path};
-  if (wrong.empty()) {
-    if (auto command = commandOf(*entry, values, wrong)) {
-      application.command = std::move(*command);
-      return application;
-    }
-  }
-  error = path + ": " + wrong;
-  return std::nullopt;
+  application.isActivatedByBus = entry.flag("DBusActivatable");
+  application.tellsWhenReady = entry.text(kReadyKey) == "notify";
+  application.directory = entry.text("Path").value_or("");
+  application.command = arguments;
+  if (application.isActivatedByBus) return application;
+  auto command = commandOf(entry, {arguments, entry.text("Name").value_or(""), entry.text("Icon").value_or(""), path});
+  if (!command.ok()) return command.error().of(path);
+  application.command = std::move(command).value();
+  return application;
 }
 
-std::optional<Application> applicationOfFolder(const std::string& path, const std::vector<std::string>& arguments,
-                                               std::string& error) {
+Result<Application> applicationOfFolder(const std::string& path, const std::vector<std::string>& arguments) {
   FormerError failed;
   std::vector<std::string> entries;
   for (std::string& name : listDirectory(path, failed).value_or(std::vector<std::string>())) {
     if (name.ends_with(kEntryEnding)) entries.push_back(std::move(name));
   }
-  if (failed || entries.size() != 1) {
-    error = failed ? errorText(path, failed.number())
-                   : path + ": is no AppDir, which has AppRun and exactly one desktop entry";
-    return std::nullopt;
+  if (failed) return Error(failed.number(), path);
+  if (entries.size() != 1) {
+    return Error::because("is no AppDir, which has AppRun and exactly one desktop entry", path);
   }
   const std::string entryPath = join({path, "/", entries.front()});
-  const auto entry = entryAt(entryPath, error);
-  if (!entry) return std::nullopt;
-  if (const std::string wrong = obstacle(*entry); !wrong.empty()) {
-    error = entryPath + ": " + wrong;
-    return std::nullopt;
-  }
+  const auto entry = entryAt(entryPath);
+  if (!entry.ok()) return entry.error();
+  if (const auto permitted = mayBeStarted(entry.value()); !permitted.ok()) return permitted.error().of(entryPath);
   Application application;
   application.identifier = identifierOf(entries.front());
   application.command = {join({path, "/AppRun"})};
   application.command.insert(application.command.end(), arguments.begin(), arguments.end());
-  application.tellsWhenReady = entry->text(kReadyKey) == "notify";
+  application.tellsWhenReady = entry.value().text(kReadyKey) == "notify";
   return application;
 }
 
 }  // namespace
 
-std::optional<Application> applicationAt(const std::string& path, const std::vector<std::string>& arguments,
-                                         std::string& error) {
+Result<Application> applicationAt(const std::string& path, const std::vector<std::string>& arguments) {
   const FileKind kind = fileKind(path);
-  if (kind == FileKind::kFolder) return applicationOfFolder(path, arguments, error);
-  if (path.ends_with(kEntryEnding)) return applicationOfEntry(path, arguments, error);
-  if (kind == FileKind::kNone) {
-    error = errorText(path, ENOENT);
-    return std::nullopt;
-  }
+  if (kind == FileKind::kFolder) return applicationOfFolder(path, arguments);
+  if (path.ends_with(kEntryEnding)) return applicationOfEntry(path, arguments);
+  if (kind == FileKind::kNone) return Error(ENOENT, shownPath(path));
   Application application;
   application.identifier = nameOf(path);
   application.command = {path};

@@ -2,9 +2,10 @@
 // The function may be called from any thread.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
+
+#include "brisvane/types/result.h"
 
 namespace brisvane::host::real {
 
@@ -18,9 +19,8 @@ struct Application {
 
 // The application at `path`: an AppDir (a folder with AppRun and one desktop entry), a desktop
 // entry, or an executable. `arguments` are passed to it.
-// nullopt when the path is none of these, or when it must not be started this way. `error` then
-// begins with the path and says why.
-std::optional<Application> applicationAt(const std::string& path, const std::vector<std::string>& arguments,
-                                         std::string& error);
+// Fails when the path is none of these, or when it must not be started this way. The error names
+// the path.
+Result<Application> applicationAt(const std::string& path, const std::vector<std::string>& arguments);
 
 }  // namespace brisvane::host::real

@@ -12,8 +12,6 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
-#include <new>
-#include <optional>
 #include <string>
 #include <utility>
 
@@ -22,8 +20,8 @@
 #include "brisvane/host/launching/application.h"
 #include "brisvane/host/launching/bus_activation.h"
 #include "brisvane/host/launching/spawning.h"
-#include "brisvane/types/former_error.h"
 #include "brisvane/types/join.h"
+#include "brisvane/types/out_of_memory.h"
 
 namespace brisvane::host::real {
 namespace {
@@ -33,20 +31,19 @@ constexpr int kStep = 100;  // milliseconds between looks where the kernel canno
 // A socket that an application tells its readiness to, as sd_notify(3) does.
 class ReadySocket {
  public:
-  // False when it cannot be had.
-  bool open() {
+  Result<> open() {
     socket_ = Descriptor::aboveStandardStreams(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     socklen_t length = sizeof address.sun_family;  // the kernel chooses an abstract name
-    if (!socket_.valid() || ::bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), length) != 0) return false;
+    if (!socket_.valid() || ::bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), length) != 0) return last();
     length = sizeof address;
-    if (::getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0) return false;
+    if (::getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0) return last();
     const int on = 1;
-    if (::setsockopt(socket_.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0) return false;
+    if (::setsockopt(socket_.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0) return last();
     const std::size_t nameLength = length - offsetof(sockaddr_un, sun_path) - 1;
     name_ = join({"@", std::string_view(&address.sun_path[1], nameLength)});
-    return true;
+    return {};
   }
 
   [[nodiscard]] int get() const noexcept { return socket_.get(); }
@@ -74,6 +71,8 @@ class ReadySocket {
   }
 
  private:
+  static Error last() noexcept { return Error::last("the socket for its readiness"); }
+
   static bool isOf(msghdr& message, pid_t process) noexcept {
     const cmsghdr* const header = CMSG_FIRSTHDR(&message);
     if (header == nullptr || header->cmsg_level != SOL_SOCKET || header->cmsg_type != SCM_CREDENTIALS) return false;
@@ -108,7 +107,7 @@ struct Launch {
 void activate(const Launch& launch) {
   activateOnBus(launch.application.identifier, launch.application.command,
                 {.requested = [&] { launch.tell(LaunchCode::kRequested); },
-                 .answered = [&](const std::optional<std::string>& error) { launch.completion(error); },
+                 .answered = [&](const Result<>& launched) { launch.completion(nullptr, launched); },
                  .up = [&] { launch.tell(LaunchCode::kUp); },
                  .activated = [&] { launch.tell(LaunchCode::kActivated); },
                  .isCalledOff = [&] { return launch.stop.stop_requested(); }});
@@ -163,45 +162,39 @@ void execute(const Launch& launch) {
   spawning.environment = {"NOTIFY_SOCKET"};
   spawning.isDetached = true;
   if (application.tellsWhenReady) {
-    if (!ready.open()) return launch.completion(errorText("the socket for its readiness", errno));
+    if (const auto opened = ready.open(); !opened.ok()) return launch.completion(nullptr, opened);
     spawning.environment = {join({"NOTIFY_SOCKET=", ready.name()})};
   }
   launch.tell(LaunchCode::kRequested);
-  std::string error;
-  const auto process = spawnProcess(spawning, error);
-  if (!process) return launch.completion(error);
+  const auto child = spawnProcess(spawning);
+  if (!child.ok()) return launch.completion(nullptr, child.error());
   launch.tell(LaunchCode::kStarted);
   if (!application.tellsWhenReady) launch.tell(LaunchCode::kUp);
-  launch.completion(std::nullopt);
-  accompany(launch, *process, application.tellsWhenReady ? &ready : nullptr);
+  launch.completion(nullptr, {});
+  accompany(launch, child.value().id, application.tellsWhenReady ? &ready : nullptr);
 }
 
 void launchAt(const std::string& url, const std::vector<std::string>& arguments, LaunchSubscriptions& subscriptions,
-              const OpenCompletion& completion, const std::stop_token& stop) noexcept {
-  try {
-    const auto path = pathOfFileUrl(url);
-    if (!path) return completion(join({url.empty() ? "an empty URL" : url, ": is no file URL"}));
-    std::string error;
-    auto application = applicationAt(*path, arguments, error);
-    if (!application) return completion(error);
-    const Launch launch{std::move(*application), subscriptions, completion, stop};
-    launch.application.isActivatedByBus ? activate(launch) : execute(launch);
-  } catch (const std::bad_alloc&) {
-    completion("no memory");  // short enough to need none
-  }
+              const OpenCompletion& completion, const std::stop_token& stop) {
+  const auto path = pathOfFileUrl(url);
+  if (!path) return completion(nullptr, Error::because("is no file URL", url.empty() ? "an empty URL" : url));
+  auto application = applicationAt(*path, arguments);
+  if (!application.ok()) return completion(nullptr, application.error());
+  const Launch launch{std::move(application).value(), subscriptions, completion, stop};
+  launch.application.isActivatedByBus ? activate(launch) : execute(launch);
 }
 
 }  // namespace
 
-SubscriptionHandle ApplicationLauncher::subscribe(std::int32_t /*session*/, std::int32_t /*flags*/,
-                                                  const SerialQueue& queue,
-                                                  NotificationCallback callback) const noexcept {
+Result<SubscriptionHandle> ApplicationLauncher::subscribe(std::int32_t /*session*/, std::int32_t /*flags*/,
+                                                          const SerialQueue& queue,
+                                                          NotificationCallback callback) const {
   return subscriptions_->subscribe(queue, std::move(callback));
 }
 
-std::int32_t ApplicationLauncher::selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes,
-                                              std::int32_t /*first*/, std::int32_t /*second*/, std::int32_t /*third*/,
-                                              std::int32_t /*fourth*/) const noexcept {
+Result<> ApplicationLauncher::selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes,
+                                          std::int32_t /*first*/, std::int32_t /*second*/, std::int32_t /*third*/,
+                                          std::int32_t /*fourth*/) const {
   return subscriptions_->selectCodes(subscription, codes);
 }
 
@@ -209,18 +202,20 @@ void ApplicationLauncher::unsubscribe(SubscriptionHandle subscription) const noe
   subscriptions_->unsubscribe(subscription);
 }
 
-std::int32_t ApplicationLauncher::registerBundle(std::string_view /*url*/, bool /*forceUpdate*/) const noexcept {
-  return 0;
-}
+Result<> ApplicationLauncher::registerBundle(std::string_view /*url*/, bool /*forceUpdate*/) const { return {}; }
 
 void ApplicationLauncher::open(std::string_view url, const OpenConfiguration& configuration,
-                               OpenCompletion completion) const noexcept try {
-  const bool isStarted = workers_.start(
-      [subscriptions = subscriptions_, url = std::string(url), arguments = configuration.arguments,
-       completion](const std::stop_token& stop) { launchAt(url, arguments, *subscriptions, completion, stop); });
-  if (!isStarted) completion("no thread to launch in");
-} catch (const std::bad_alloc&) {
-  completion("no memory");
+                               OpenCompletion completion) const {
+  const auto started = workers_.start([subscriptions = subscriptions_, url = std::string(url),
+                                       arguments = configuration.arguments, completion](const std::stop_token& stop) {
+    // The caller waits for an answer, and every step that may lack memory comes ahead of the answer.
+    const bool hadMemory = memoryPermitting(false, [&] {
+      launchAt(url, arguments, *subscriptions, completion, stop);
+      return true;
+    });
+    if (!hadMemory) completion(nullptr, Error(ENOMEM));
+  });
+  if (!started.ok()) completion(nullptr, started.error());
 }
 
 }  // namespace brisvane::host::real

@@ -12,15 +12,14 @@ namespace brisvane::host::real {
 
 class ApplicationLauncher final : public LaunchService {
  public:
-  SubscriptionHandle subscribe(std::int32_t session, std::int32_t flags, const SerialQueue& queue,
-                               NotificationCallback callback) const noexcept override;
-  std::int32_t selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes, std::int32_t first,
-                           std::int32_t second, std::int32_t third, std::int32_t fourth) const noexcept override;
+  Result<SubscriptionHandle> subscribe(std::int32_t session, std::int32_t flags, const SerialQueue& queue,
+                                       NotificationCallback callback) const override;
+  Result<> selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes, std::int32_t first,
+                       std::int32_t second, std::int32_t third, std::int32_t fourth) const override;
   void unsubscribe(SubscriptionHandle subscription) const noexcept override;
-  // Does nothing: Linux needs no registration.
-  std::int32_t registerBundle(std::string_view url, bool forceUpdate) const noexcept override;
-  void open(std::string_view url, const OpenConfiguration& configuration,
-            OpenCompletion completion) const noexcept override;
+  // Does nothing and succeeds: Linux needs no registration.
+  Result<> registerBundle(std::string_view url, bool forceUpdate) const override;
+  void open(std::string_view url, const OpenConfiguration& configuration, OpenCompletion completion) const override;
 
  private:
   const std::shared_ptr<LaunchSubscriptions> subscriptions_ = std::make_shared<LaunchSubscriptions>();

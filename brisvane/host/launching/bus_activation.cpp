@@ -5,11 +5,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <memory>
-#include <new>
 #include <string_view>
 
 #include "brisvane/host/formats/file_url.h"
-#include "brisvane/types/former_error.h"
 #include "brisvane/types/join.h"
 
 namespace brisvane::host::real {
@@ -46,11 +44,6 @@ class BusError {
   sd_bus_error error_{};  // SD_BUS_ERROR_NULL, which is no C++
 };
 
-std::string textOf(const sd_bus_error& error, int number) {
-  if (error.message != nullptr) return error.message;
-  return errorText(error.name != nullptr ? EIO : number);
-}
-
 // The object that an application answers at: dots as slashes, hyphens as underscores.
 std::string objectPathOf(std::string_view identifier) {
   std::string path = join({"/", identifier});
@@ -66,93 +59,106 @@ class Activation {
       : identifier_(identifier), events_(events) {}
 
   void run(const std::vector<std::string>& arguments) {
-    if (!connect() || !watchName()) return;
-    const auto isRunning = hasOwner();
-    if (!isRunning) return;
-    wasRunning_ = isUp_ = *isRunning;
-    if (!wasRunning_) events_.requested();
-    if (send(arguments)) wait();
+    const auto begun = begin(arguments);
+    begun.ok() ? wait() : answer(begun);
   }
 
  private:
-  void fail(const std::string& reason) {
-    isAnswered_ = hasFailed_ = true;
-    events_.answered(join({identifier_.empty() ? "an empty name" : identifier_, ": ", reason}));
+  enum class Owner { kNone, kRunning };
+
+  // Everything up to the message that activates the application.
+  Result<> begin(const std::vector<std::string>& arguments) {
+    if (auto connected = connect(); !connected.ok()) return connected;
+    if (auto watched = watchName(); !watched.ok()) return watched;
+    const auto owner = findOwner();
+    if (!owner.ok()) return owner.error();
+    wasRunning_ = isUp_ = owner.value() == Owner::kRunning;
+    if (!wasRunning_) events_.requested();
+    return send(arguments);
   }
 
-  // Within a callback of the bus library, which no exception may cross.
-  void failWithoutMemory() noexcept {
-    isAnswered_ = hasFailed_ = true;
-    events_.answered("no memory");  // short enough to need none
+  [[nodiscard]] std::string_view name() const noexcept {
+    return identifier_.empty() ? std::string_view("an empty name") : identifier_;
   }
 
-  bool connect() {
+  void answer(const Result<>& launched) {
+    isAnswered_ = true;
+    hasFailed_ = !launched.ok();
+    events_.answered(launched);
+  }
+
+  Result<> connect() {
     sd_bus* bus = nullptr;
     const int result = ::sd_bus_open_user(&bus);
     bus_.reset(bus);
-    if (result >= 0) static_cast<void>(::sd_bus_set_method_call_timeout(bus, kCallLimit));
-    if (result < 0) fail(join({"there is no session bus: ", errorText(-result)}));
-    return result >= 0;
+    if (result < 0) return Error(-result, name(), join({"there is no session bus: ", errorText(-result)}));
+    static_cast<void>(::sd_bus_set_method_call_timeout(bus, kCallLimit));
+    return {};
   }
 
   // Ahead of everything else: an owner that comes meanwhile must not be missed.
-  bool watchName() {
+  Result<> watchName() {
     if (::sd_bus_service_name_is_valid(identifier_.c_str()) <= 0 || identifier_.front() == ':') {
-      fail("is no name on the bus");
-      return false;
+      return Error::because("is no name on the bus", name());
     }
     const std::string rule = join(
         {"type='signal',sender='", kBus, "',path='", kBusPath, "',member='NameOwnerChanged',arg0='", identifier_, "'"});
-    const int result = ::sd_bus_add_match(bus_.get(), nullptr, rule.c_str(), &onOwnerChanged, this);
-    if (result < 0) fail(errorText(-result));
-    return result >= 0;
+    return checked(::sd_bus_add_match(bus_.get(), nullptr, rule.c_str(), &onOwnerChanged, this));
   }
 
-  // nullopt when it cannot be told.
-  std::optional<bool> hasOwner() {
+  Result<Owner> findOwner() {
     BusError error;
     const int result = ::sd_bus_call_method(bus_.get(), kBus, kBusPath, kBus, "GetNameOwner", error.get(), nullptr, "s",
                                             identifier_.c_str());
-    if (result >= 0) return true;
-    if (error.is("org.freedesktop.DBus.Error.NameHasNoOwner")) return false;
-    fail(textOf(*error.get(), -result));
-    return std::nullopt;
+    if (result >= 0) return Owner::kRunning;
+    if (error.is("org.freedesktop.DBus.Error.NameHasNoOwner")) return Owner::kNone;
+    return errorOf(*error.get(), -result);
   }
 
-  bool send(const std::vector<std::string>& arguments) {
+  Result<> send(const std::vector<std::string>& arguments) {
     sd_bus_message* created = nullptr;
     int result =
         ::sd_bus_message_new_method_call(bus_.get(), &created, identifier_.c_str(), objectPathOf(identifier_).c_str(),
                                          kApplication, arguments.empty() ? "Activate" : "Open");
     const Message message(created);
-    if (result >= 0 && !arguments.empty()) {
-      result = ::sd_bus_message_open_container(message.get(), 'a', "s");
-      for (const std::string& argument : arguments) {
-        const bool isPath = argument.starts_with('/');
-        const bool isUrl = !isPath && argument.find("://") != std::string::npos;
-        if (!isUrl && !isPath) {
-          fail(join({"takes absolute paths and URLs alone, not \"", argument, "\""}));
-          return false;
-        }
-        const std::string url = isUrl ? argument : fileUrl(argument);
-        if (result >= 0) result = ::sd_bus_message_append_basic(message.get(), 's', url.c_str());
+    if (result < 0) return checked(result);
+    if (!arguments.empty()) {
+      if (auto appended = appendUrls(*message, arguments); !appended.ok()) return appended;
+    }
+    result = ::sd_bus_message_append(message.get(), "a{sv}", 0);
+    if (result < 0) return checked(result);
+    return checked(::sd_bus_call_async(bus_.get(), nullptr, message.get(), &onReply, this, kAnswerLimit));
+  }
+
+  Result<> appendUrls(sd_bus_message& message, const std::vector<std::string>& arguments) const {
+    int result = ::sd_bus_message_open_container(&message, 'a', "s");
+    for (const std::string& argument : arguments) {
+      const bool isPath = argument.starts_with('/');
+      const bool isUrl = !isPath && argument.find("://") != std::string::npos;
+      if (!isUrl && !isPath) {
+        return Error::because(join({"takes absolute paths and URLs alone, not \"", argument, "\""}), name());
       }
-      if (result >= 0) result = ::sd_bus_message_close_container(message.get());
+      const std::string url = isUrl ? argument : fileUrl(argument);
+      if (result >= 0) result = ::sd_bus_message_append_basic(&message, 's', url.c_str());
     }
-    if (result >= 0) result = ::sd_bus_message_append(message.get(), "a{sv}", 0);
-    if (result >= 0) {
-      result = ::sd_bus_call_async(bus_.get(), nullptr, message.get(), &onReply, this, kAnswerLimit);
-    }
-    if (result < 0) fail(errorText(-result));
-    return result >= 0;
+    if (result >= 0) result = ::sd_bus_message_close_container(&message);
+    return checked(result);
   }
 
   void wait() {
     while (!hasFailed_ && !(isAnswered_ && isUp_) && !events_.isCalledOff()) {
       const int result = ::sd_bus_process(bus_.get(), nullptr);
-      if (result < 0) return isAnswered_ ? void() : fail(errorText(-result));
+      if (result < 0) return isAnswered_ ? void() : answer(checked(result));
       if (result == 0) static_cast<void>(::sd_bus_wait(bus_.get(), kStep));
     }
+  }
+
+  // The result of a call of the bus library, which is a negative errno value for a failure.
+  [[nodiscard]] Result<> checked(int result) const noexcept { return result < 0 ? Error(-result, name()) : Result<>(); }
+
+  [[nodiscard]] Error errorOf(const sd_bus_error& error, int number) const noexcept {
+    if (error.message != nullptr && *error.message != 0) return Error::because(error.message, name());
+    return Error(error.name != nullptr ? EIO : number, name());
   }
 
   static int onOwnerChanged(sd_bus_message* message, void* self, sd_bus_error* /*error*/) {
@@ -169,17 +175,8 @@ class Activation {
   static int onReply(sd_bus_message* message, void* self, sd_bus_error* /*error*/) {
     auto& activation = *static_cast<Activation*>(self);
     const sd_bus_error* const refused = ::sd_bus_message_get_error(message);
-    if (refused != nullptr) {
-      try {
-        activation.fail(textOf(*refused, EIO));
-      } catch (const std::bad_alloc&) {
-        activation.failWithoutMemory();
-      }
-      return 0;
-    }
-    activation.isAnswered_ = true;
-    if (activation.wasRunning_) activation.events_.activated();
-    activation.events_.answered(std::nullopt);
+    if (refused == nullptr && activation.wasRunning_) activation.events_.activated();
+    activation.answer(refused == nullptr ? Result<>() : activation.errorOf(*refused, EIO));
     return 0;
   }
 

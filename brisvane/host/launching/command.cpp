@@ -9,13 +9,11 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <new>
 #include <utility>
 
 #include "brisvane/host/files/descriptor.h"
 #include "brisvane/host/files/files.h"
 #include "brisvane/host/launching/spawning.h"
-#include "brisvane/types/former_error.h"
 #include "brisvane/types/join.h"
 
 namespace brisvane::host {
@@ -44,17 +42,22 @@ class Reaper {
   Descriptor& output_;
 };
 
-// A pipe's two ends, kept clear of the standard streams.
-bool openPipe(Descriptor& output, Descriptor& input) noexcept {
+struct Pipe {
+  Descriptor output;
+  Descriptor input;
+};
+
+// A pipe whose ends are kept clear of the standard streams.
+Result<Pipe> openPipe() noexcept {
   int ends[2] = {-1, -1};
-  if (::pipe2(ends, O_CLOEXEC) != 0) return false;
-  output = Descriptor::aboveStandardStreams(ends[0]);
-  input = Descriptor::aboveStandardStreams(ends[1]);
-  return output.valid() && input.valid();
+  const bool isOpen = ::pipe2(ends, O_CLOEXEC) == 0;
+  Pipe pipe{Descriptor::aboveStandardStreams(ends[0]), Descriptor::aboveStandardStreams(ends[1])};
+  if (!isOpen || !pipe.output.valid() || !pipe.input.valid()) return Error::last("the pipe for the output");
+  return pipe;
 }
 
-// All until the end of the file; nullopt, with errno set, when reading fails.
-std::optional<Data> readToEnd(int descriptor) {
+// All until the end of the file.
+Result<Data> readToEnd(int descriptor) {
   constexpr std::size_t kChunk = std::size_t{64} << 10U;
   Data bytes;
   for (;;) {
@@ -63,42 +66,38 @@ std::optional<Data> readToEnd(int descriptor) {
     const ssize_t count = ::read(descriptor, bytes.data() + length, kChunk);
     bytes.resize(length + static_cast<std::size_t>(count > 0 ? count : 0));
     if (count == 0) return bytes;
-    if (count < 0 && errno != EINTR) return std::nullopt;
+    if (count < 0 && errno != EINTR) return Error::last();
   }
 }
 
-// Starts a program whose output can be read from `output`.
-std::optional<pid_t> startProgram(std::string_view path, const std::vector<std::string>& arguments,
-                                  std::string_view directory, Descriptor& output, std::string& error) {
-  Descriptor input;
-  if (!openPipe(output, input)) {
-    error = errorText("the pipe for the output", errno);
-    return std::nullopt;
-  }
+struct Started {
+  pid_t process;
+  Descriptor output;  // readable
+};
+
+Result<Started> startProgram(std::string_view path, const std::vector<std::string>& arguments,
+                             std::string_view directory) {
+  auto pipe = openPipe();
+  if (!pipe.ok()) return pipe.error();
   real::Spawning spawning;
   spawning.command = {std::string(path)};
   spawning.command.insert(spawning.command.end(), arguments.begin(), arguments.end());
   spawning.directory = directory;
-  spawning.output = input.get();
-  return real::spawnProcess(spawning, error);
+  spawning.output = pipe.value().input.get();
+  const auto child = real::spawnProcess(spawning);
+  if (!child.ok()) return child.error();
+  return Started{child.value().id, std::move(pipe.value().output)};
 }
-
-constexpr const char* kNoMemory = "no memory";  // short enough to need none
 
 }  // namespace
 
-std::optional<Data> runCommand(std::string_view path, const std::vector<std::string>& arguments,
-                               std::string_view directory, std::string& error) noexcept try {
-  Descriptor output;
-  const auto process = startProgram(path, arguments, directory, output, error);
-  if (!process) return std::nullopt;
-  const Reaper reaper(*process, output);
-  auto bytes = readToEnd(output.get());
-  if (!bytes) error = errorText(path, errno);
+Result<Data> runCommand(std::string_view path, const std::vector<std::string>& arguments, std::string_view directory) {
+  auto started = startProgram(path, arguments, directory);
+  if (!started.ok()) return started.error();
+  const Reaper reaper(started.value().process, started.value().output);
+  auto bytes = readToEnd(started.value().output.get());
+  if (!bytes.ok()) return bytes.error().of(shownPath(path));
   return bytes;
-} catch (const std::bad_alloc&) {
-  error = kNoMemory;
-  return std::nullopt;
 }
 
 struct Command::State {
@@ -143,21 +142,19 @@ struct Command::State {
 Command::Command(std::unique_ptr<State> state) noexcept : state_(std::move(state)) {}
 Command::~Command() = default;
 
-std::unique_ptr<Command> Command::start(std::string_view path, const std::vector<std::string>& arguments,
-                                        std::string_view directory, std::string& error) noexcept try {
-  auto state = std::make_unique<State>();
-  std::unique_ptr<Command> command(new Command(nullptr));
-  const auto process = startProgram(path, arguments, directory, state->output, error);
-  if (!process) return nullptr;
-  state->process = *process;
+Result<std::unique_ptr<Command>> Command::start(std::string_view path, const std::vector<std::string>& arguments,
+                                                std::string_view directory) {
+  // All that may throw comes ahead of the program's start.
+  std::unique_ptr<Command> command(new Command(std::make_unique<State>()));
+  auto started = startProgram(path, arguments, directory);
+  if (!started.ok()) return started.error();
+  State& state = *command->state_;
+  state.process = started.value().process;
+  state.output = std::move(started.value().output);
   // The program's end is another: its output has no O_NONBLOCK.
-  ::fcntl(state->output.get(), F_SETFL, O_NONBLOCK);
-  state->end = Descriptor::aboveStandardStreams(static_cast<int>(::syscall(SYS_pidfd_open, *process, 0)));
-  command->state_ = std::move(state);
+  ::fcntl(state.output.get(), F_SETFL, O_NONBLOCK);
+  state.end = Descriptor::aboveStandardStreams(static_cast<int>(::syscall(SYS_pidfd_open, state.process, 0)));
   return command;
-} catch (const std::bad_alloc&) {
-  error = kNoMemory;
-  return nullptr;
 }
 
 bool Command::collect(milliseconds time) {
@@ -189,7 +186,7 @@ int Command::endingSignal() const noexcept { return state_->endingSignal; }
 
 int Command::process() const noexcept { return state_->process; }
 
-std::optional<std::string> findProgram(std::string_view name) noexcept try {
+std::optional<std::string> findProgram(std::string_view name) {
   const auto isProgram = [](const std::string& path) {
     return fileKind(path) == FileKind::kOther && ::access(path.c_str(), X_OK) == 0;
   };
@@ -206,8 +203,6 @@ std::optional<std::string> findProgram(std::string_view name) noexcept try {
     std::string path = join({folder.empty() ? std::string_view(".") : folder, "/", name});
     if (isProgram(path)) return path;
   }
-  return std::nullopt;
-} catch (const std::bad_alloc&) {
   return std::nullopt;
 }
 

@@ -11,6 +11,7 @@
 
 #include "brisvane/types/data.h"
 #include "brisvane/types/export.h"
+#include "brisvane/types/result.h"
 
 namespace brisvane::host {
 
@@ -19,21 +20,25 @@ namespace brisvane::host {
 //  - `path` is not searched for in PATH; a relative path starts at `directory`.
 //  - `directory` is the program's working directory; empty for the caller's.
 //  - How the program ends, its exit status or a signal, makes no difference.
-// nullopt when the program cannot be started or memory runs out. `error` then names the path and
-// the reason.
+// Fails when the program cannot be started. The error names the path.
+// May throw std::bad_alloc: the program's output is then closed and its end is waited for.
 // Blocks until the program has ended and no process holds the other end of the output.
-[[nodiscard]] BRISVANE_EXPORT std::optional<Data> runCommand(std::string_view path,
-                                                             const std::vector<std::string>& arguments,
-                                                             std::string_view directory, std::string& error) noexcept;
+BRISVANE_EXPORT Result<Data> runCommand(std::string_view path, const std::vector<std::string>& arguments,
+                                        std::string_view directory);
 
 // A running program, for a caller that does other work meanwhile, sends it signals, or needs its
-// exit status.
+// exit status:
+//
+//     const auto started = host::Command::start("/usr/bin/lsusb", {"-t"}, {});
+//     if (!started.ok()) return started.error();
+//     while (!started.value()->collect(std::chrono::milliseconds(100))) lookAfterTheRest();
 class BRISVANE_EXPORT Command {
  public:
-  // Starts a program as runCommand() does, and returns once it runs. Null when it cannot be
-  // started. `error` then names the path and the reason.
-  [[nodiscard]] static std::unique_ptr<Command> start(std::string_view path, const std::vector<std::string>& arguments,
-                                                      std::string_view directory, std::string& error) noexcept;
+  // Starts a program as runCommand() does, and returns once it runs. The result is never null.
+  // Fails when the program cannot be started. The error names the path. May throw std::bad_alloc:
+  // no program has then been started.
+  static Result<std::unique_ptr<Command>> start(std::string_view path, const std::vector<std::string>& arguments,
+                                                std::string_view directory);
   Command(const Command&) = delete;
   Command& operator=(const Command&) = delete;
   // Does not wait. A program that still runs continues, without a reader of its output. Nobody
@@ -74,7 +79,7 @@ class BRISVANE_EXPORT Command {
 // The path of the program called `name`: the first executable file of that name in the folders of
 // PATH. Without PATH, the folders are /usr/local/bin, /usr/bin and /bin. An empty folder in PATH is
 // the working directory. A name with a slash is already a path.
-// nullopt when there is no such program.
-[[nodiscard]] BRISVANE_EXPORT std::optional<std::string> findProgram(std::string_view name) noexcept;
+// nullopt when there is no such program. May throw std::bad_alloc.
+[[nodiscard]] BRISVANE_EXPORT std::optional<std::string> findProgram(std::string_view name);
 
 }  // namespace brisvane::host

@@ -35,61 +35,54 @@ class ExecParser {
  public:
   ExecParser(std::string_view exec, const FieldValues& values) : rest_(exec), values_(values) {}
 
-  bool parse() {
+  // Once only: the words leave the parser.
+  Result<std::vector<std::string>> parse() {
     for (skipBlanks(); !rest_.empty(); skipBlanks()) {
-      if (!(rest_.front() == '"' ? takeQuoted() : takeBare())) return false;
+      if (auto taken = rest_.front() == '"' ? takeQuoted() : takeBare(); !taken.ok()) return taken.error();
     }
-    if (beginsWithCode_) return fail("begins with a field code");
-    if (words_.empty()) return fail("is empty");
+    if (beginsWithCode_) return Error::because("begins with a field code");
+    if (words_.empty()) return Error::because("is empty");
     words_.insert(words_.end(), values_.arguments.begin() + static_cast<std::ptrdiff_t>(taken_),
                   values_.arguments.end());
-    return true;
+    return std::move(words_);
   }
-
-  std::vector<std::string> words() && { return std::move(words_); }
-  [[nodiscard]] const std::string& error() const noexcept { return error_; }
 
  private:
-  bool fail(std::string_view what) {
-    error_ = what;
-    return false;
-  }
-
   void skipBlanks() { rest_.remove_prefix(std::min(rest_.find_first_not_of(' '), rest_.size())); }
 
   // A word between double quotes, in which a backslash keeps one of "`$\ as it is.
-  bool takeQuoted() {
+  Result<> takeQuoted() {
     constexpr std::string_view kKept = "\"`$\\";
     std::string word;
     for (std::size_t at = 1; at < rest_.size(); ++at) {
       if (rest_[at] == '"') {
         rest_.remove_prefix(at + 1);
-        if (!rest_.empty() && rest_.front() != ' ') return fail("has text right after a quoted argument");
+        if (!rest_.empty() && rest_.front() != ' ') return Error::because("has text right after a quoted argument");
         words_.push_back(std::move(word));
-        return true;
+        return {};
       }
       const char next = at + 1 < rest_.size() ? rest_[at + 1] : '\0';
       const bool isPercent = rest_[at] == '%' && next == '%';
-      if (rest_[at] == '%' && !isPercent) return fail("has a field code between quotes");
+      if (rest_[at] == '%' && !isPercent) return Error::because("has a field code between quotes");
       const bool isKept = rest_[at] == '\\' && kKept.find(next) != std::string_view::npos;
       if (isPercent || isKept) ++at;
       word += rest_[at];
     }
-    return fail("has a quote without an end");
+    return Error::because("has a quote without an end");
   }
 
-  bool takeBare() {
+  Result<> takeBare() {
     constexpr std::string_view kReserved = "\t\n\"'\\><~|&;$*?#()`";
     const std::string_view word = rest_.substr(0, rest_.find(' '));
     rest_.remove_prefix(word.size());
     if (word.find_first_of(kReserved) != std::string_view::npos) {
-      return fail("has a reserved character outside of quotes");
+      return Error::because("has a reserved character outside of quotes");
     }
     return word.size() == 2 && word.front() == '%' ? takeCode(word[1]) : takeText(word);
   }
 
   // A field code that is a word of its own.
-  bool takeCode(char code) {
+  Result<> takeCode(char code) {
     beginsWithCode_ |= words_.empty() && std::string_view("FUfui").find(code) != std::string_view::npos;
     switch (code) {
       case 'F':
@@ -97,21 +90,21 @@ class ExecParser {
         words_.insert(words_.end(), values_.arguments.begin() + static_cast<std::ptrdiff_t>(taken_),
                       values_.arguments.end());
         taken_ = values_.arguments.size();
-        return true;
+        return {};
       case 'f':
       case 'u':
         if (taken_ < values_.arguments.size()) words_.push_back(values_.arguments[taken_++]);
-        return true;
+        return {};
       case 'i':
         if (!values_.icon.empty()) words_.insert(words_.end(), {"--icon", values_.icon});
-        return true;
+        return {};
       default:
         return takeText(std::string{'%', code});
     }
   }
 
   // A word with field codes in it that stand for one text each.
-  bool takeText(std::string_view text) {
+  Result<> takeText(std::string_view text) {
     constexpr std::string_view kDeprecated = "dDnNvm";
     std::string word;
     for (std::size_t at = 0; at < text.size(); ++at) {
@@ -129,12 +122,12 @@ class ExecParser {
       } else if ((code == 'f' || code == 'u') && taken_ < values_.arguments.size()) {
         word += values_.arguments[taken_++];
       } else if (code != 'f' && code != 'u' && (code == '\0' || kDeprecated.find(code) == std::string_view::npos)) {
-        return fail("has a field code that there is not, or one that must be an argument of its own");
+        return Error::because("has a field code that there is not, or one that must be an argument of its own");
       }
     }
     const bool wasDeprecatedCode = word.empty() && !text.empty();
     if (!wasDeprecatedCode) words_.push_back(std::move(word));
-    return true;
+    return {};
   }
 
   std::string_view rest_;
@@ -142,7 +135,6 @@ class ExecParser {
   bool beginsWithCode_ = false;
   std::size_t taken_ = 0;  // arguments that have their place
   std::vector<std::string> words_;
-  std::string error_;
 };
 
 }  // namespace
@@ -178,12 +170,8 @@ std::optional<std::string> DesktopEntry::text(std::string_view key) const {
 
 bool DesktopEntry::flag(std::string_view key) const { return text(key) == "true"; }
 
-std::optional<std::vector<std::string>> commandWords(std::string_view exec, const FieldValues& values,
-                                                     std::string& error) {
-  ExecParser parser(exec, values);
-  if (parser.parse()) return std::move(parser).words();
-  error = parser.error();
-  return std::nullopt;
+Result<std::vector<std::string>> commandWords(std::string_view exec, const FieldValues& values) {
+  return ExecParser(exec, values).parse();
 }
 
 }  // namespace brisvane::host::real

@@ -8,6 +8,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "brisvane/types/result.h"
+
 namespace brisvane::host::real {
 
 // The group "Desktop Entry" of a file (freedesktop.org, Desktop Entry Specification 1.5). Keys with
@@ -38,8 +40,7 @@ struct FieldValues {
 
 // The words of an Exec value, with its field codes replaced. %f and %u take the first argument.
 // Arguments that no field code takes follow at the end, so that none is lost.
-// nullopt for a malformed value. `error` then says what is wrong with it.
-std::optional<std::vector<std::string>> commandWords(std::string_view exec, const FieldValues& values,
-                                                     std::string& error);
+// Fails for a malformed value. The reason continues a sentence, as in "is empty".
+Result<std::vector<std::string>> commandWords(std::string_view exec, const FieldValues& values);
 
 }  // namespace brisvane::host::real

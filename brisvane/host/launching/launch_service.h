@@ -6,7 +6,6 @@
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -15,6 +14,7 @@
 
 #include "brisvane/types/export.h"
 #include "brisvane/types/object.h"
+#include "brisvane/types/result.h"
 
 namespace brisvane::host {
 
@@ -53,22 +53,29 @@ struct LaunchCode {
 //  - `code`: the stage, as in LaunchCode;
 //  - `time`: in seconds since 1970;
 //  - `data`: the application, its identifier under kBundleIdentifier; null when there is none;
-//  - `application`, `session`, `further`: without meaning on the platforms of this library.
+//  - `application`: the platform's own reference to the application;
+//  - `session`: whose launch it is, on platforms that have sessions;
+//  - `further`: what else the platform passes.
+// On Linux and on the simulated machine the last three are null, 0 and null.
 using NotificationCallback = std::function<void(std::int32_t code, double time, const Dictionary* data,
                                                 const void* application, std::int32_t session, const void* further)>;
 
-// Called once for each open(). It must not throw. `error` says what failed and why; nullopt when
-// the application has been launched.
+// Called once for each open() that returns. It must not throw.
+//  - `application`: the platform's own reference to the running application; null on Linux, on the
+//    simulated machine and for a failure;
+//  - `launched`: success, or why the application was not launched.
 // It is called on a thread of the service, perhaps before open() has returned. When the service has
 // no thread to launch in, it is called on the thread of open().
-using OpenCompletion = std::function<void(const std::optional<std::string>& error)>;
+using OpenCompletion = std::function<void(const void* application, const Result<>& launched)>;
 
 struct OpenConfiguration {
   std::vector<std::string> arguments;
 };
 
-// The default operations launch nothing: subscribe() gives 0, selectCodes() and registerBundle()
-// give ENOTSUP, unsubscribe() does nothing, and open() calls its completion with an error.
+// The default operations launch nothing. They fail, unsubscribe() does nothing, and open() calls
+// its completion with an error.
+// REQUIRES of each implementation: an operation throws nothing but std::bad_alloc. When it does so,
+// it has had no effect. unsubscribe() throws nothing.
 class BRISVANE_EXPORT LaunchService {
  public:
   static constexpr std::string_view kBundleIdentifier = "BkBundleIdentifier";
@@ -80,16 +87,15 @@ class BRISVANE_EXPORT LaunchService {
 
   // Subscribes to every launch of this process. `callback` runs on `queue`, for the codes that
   // selectCodes() chooses, and never before. `session` and `flags` choose whose launches are
-  // reported, on platforms that have sessions.
-  // The handle of the subscription; 0 when it fails.
-  [[nodiscard]] virtual SubscriptionHandle subscribe(std::int32_t session, std::int32_t flags, const SerialQueue& queue,
-                                                     NotificationCallback callback) const noexcept;
+  // reported, on platforms that have sessions; BVProcess passes -2 and 0.
+  // The handle of the subscription, which is not 0.
+  virtual Result<SubscriptionHandle> subscribe(std::int32_t session, std::int32_t flags, const SerialQueue& queue,
+                                               NotificationCallback callback) const;
 
-  // Chooses the codes that a subscription reports. 0 for success. With any other status nothing is
-  // reported. `first` to `fourth` have no meaning here.
-  [[nodiscard]] virtual std::int32_t selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes,
-                                                 std::int32_t first, std::int32_t second, std::int32_t third,
-                                                 std::int32_t fourth) const noexcept;
+  // Chooses the codes that a subscription reports. When it fails, nothing is reported. `first` to
+  // `fourth` are the platform's own; BVProcess passes 0.
+  virtual Result<> selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes, std::int32_t first,
+                               std::int32_t second, std::int32_t third, std::int32_t fourth) const;
 
   // Ends a subscription. No callback of it starts afterwards. Blocks until a running callback of it
   // has returned, unless that callback makes this call.
@@ -98,12 +104,12 @@ class BRISVANE_EXPORT LaunchService {
   //  - a callback ends no other subscription on its own queue.
   virtual void unsubscribe(SubscriptionHandle subscription) const noexcept;
 
-  // Registers an application with the system, by the file URL of its bundle. 0 for success.
-  virtual std::int32_t registerBundle(std::string_view url, bool forceUpdate) const noexcept;
+  // Registers an application with the system, by the file URL of its bundle. `forceUpdate`
+  // registers it once more when the system knows it already.
+  virtual Result<> registerBundle(std::string_view url, bool forceUpdate) const;
 
   // Launches the application at a file URL. Returns at once; `completion` has the result.
-  virtual void open(std::string_view url, const OpenConfiguration& configuration,
-                    OpenCompletion completion) const noexcept;
+  virtual void open(std::string_view url, const OpenConfiguration& configuration, OpenCompletion completion) const;
 };
 
 }  // namespace brisvane::host

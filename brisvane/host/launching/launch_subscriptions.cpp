@@ -11,13 +11,15 @@
 #include <condition_variable>
 #include <csignal>
 #include <deque>
-#include <new>
 #include <optional>
 #include <string>
 #include <system_error>
+#include <thread>
 #include <utility>
+#include <vector>
 
 #include "brisvane/host/files/descriptor.h"
+#include "brisvane/types/out_of_memory.h"
 
 namespace brisvane::host {
 namespace {
@@ -26,16 +28,21 @@ double secondsSinceEpoch() noexcept {
   return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
 }
 
-// A thread that takes no signal: the tool's handlers run where it expects them.
+// A thread that takes no signal: the tool's handlers run where it expects them. Fails when there is no
+// thread `what`.
 template <typename Body>
-std::thread startThread(Body body) {
+Result<std::thread> startThread(Body body, std::string_view what) {
   sigset_t all;
   sigset_t before;
   ::sigfillset(&all);
   ::pthread_sigmask(SIG_SETMASK, &all, &before);
   const auto restore = [&before](const void* /*scope*/) { ::pthread_sigmask(SIG_SETMASK, &before, nullptr); };
   const std::unique_ptr<const void, decltype(restore)> scope(&before, restore);
-  return std::thread(std::move(body));
+  try {
+    return std::thread(std::move(body));
+  } catch (const std::system_error& failed) {
+    return Error(failed.code().value(), what);
+  }
 }
 
 struct Notification {
@@ -49,17 +56,24 @@ struct Notification {
 // One subscriber, its thread, and what that has still to deliver.
 class LaunchSubscriptions::Subscription {
  public:
-  // Throws std::system_error when there is no descriptor or thread for it.
   Subscription(const SerialQueue& queue, NotificationCallback callback)
-      : queue_(queue),
-        callback_(std::move(callback)),
-        pending_(real::Descriptor::aboveStandardStreams(::eventfd(0, EFD_CLOEXEC | EFD_SEMAPHORE))) {
-    if (!pending_.valid()) throw std::system_error(errno, std::generic_category());
-    thread_ = startThread([this] { deliver(); });
-  }
+      : queue_(queue), callback_(std::move(callback)) {}
   Subscription(const Subscription&) = delete;
   Subscription& operator=(const Subscription&) = delete;
-  ~Subscription() = default;
+  // Ends one that nobody could be given.
+  ~Subscription() {
+    if (thread_.joinable()) end(nullptr);
+  }
+
+  // Once, ahead of everything else. Fails when there is no descriptor or thread for it.
+  Result<> start() {
+    pending_ = real::Descriptor::aboveStandardStreams(::eventfd(0, EFD_CLOEXEC | EFD_SEMAPHORE));
+    if (!pending_.valid()) return Error::last("a subscription to launches");
+    auto thread = startThread([this] { deliver(); }, "the thread of a subscription to launches");
+    if (!thread.ok()) return thread.error();
+    thread_ = std::move(thread).value();
+    return {};
+  }
 
   // REQUIRES of both: the subscriptions' lock is held.
   void select(std::span<const std::int32_t> codes) { codes_.assign(codes.begin(), codes.end()); }
@@ -120,7 +134,7 @@ class LaunchSubscriptions::Subscription {
   std::vector<std::int32_t> codes_;
   std::mutex mutex_;  // the notifications
   std::deque<Notification> notifications_;
-  const real::Descriptor pending_;  // one for each of them, and one for the end
+  real::Descriptor pending_;  // one for each of them, and one for the end
   std::atomic<bool> ended_{false};
   std::shared_ptr<Subscription> keptByItself_;
   std::thread thread_;
@@ -132,32 +146,20 @@ LaunchSubscriptions::~LaunchSubscriptions() {
   for (auto& [handle, subscription] : subscriptions_) subscription->end(subscription);
 }
 
-SubscriptionHandle LaunchSubscriptions::subscribe(const SerialQueue& queue, NotificationCallback callback) noexcept
-    try {
+Result<SubscriptionHandle> LaunchSubscriptions::subscribe(const SerialQueue& queue, NotificationCallback callback) {
   auto subscription = std::make_shared<Subscription>(queue, std::move(callback));
+  if (const auto started = subscription->start(); !started.ok()) return started.error();
   const std::scoped_lock lock(mutex_);
-  try {
-    subscriptions_.emplace(++last_, subscription);
-  } catch (const std::bad_alloc&) {
-    subscription->end(subscription);
-    return 0;
-  }
-  return last_;
-} catch (const std::bad_alloc&) {
-  return 0;
-} catch (const std::system_error&) {
-  return 0;
+  subscriptions_.emplace(last_ + 1, std::move(subscription));
+  return ++last_;
 }
 
-std::int32_t LaunchSubscriptions::selectCodes(SubscriptionHandle subscription,
-                                              std::span<const std::int32_t> codes) noexcept try {
+Result<> LaunchSubscriptions::selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes) {
   const std::scoped_lock lock(mutex_);
   const auto found = subscriptions_.find(subscription);
-  if (found == subscriptions_.end()) return EBADF;
+  if (found == subscriptions_.end()) return Error(EBADF, "a subscription to launches");
   found->second->select(codes);
-  return 0;
-} catch (const std::bad_alloc&) {
-  return ENOMEM;
+  return {};
 }
 
 void LaunchSubscriptions::unsubscribe(SubscriptionHandle subscription) noexcept {
@@ -176,13 +178,12 @@ void LaunchSubscriptions::publish(std::int32_t code, std::optional<std::string_v
   const std::scoped_lock lock(mutex_);
   for (const auto& [handle, subscription] : subscriptions_) {
     if (!subscription->wants(code)) continue;
-    try {
+    // One that lacks memory misses this one, and the others do not.
+    unlessOutOfMemory([&, &to = *subscription] {
       std::optional<Dictionary> data;
       if (identifier) data = Dictionary{{std::string(LaunchService::kBundleIdentifier), *identifier}};
-      subscription->push({code, secondsSinceEpoch(), std::move(data)});
-    } catch (const std::bad_alloc&) {
-      // It misses this one.
-    }
+      to.push({code, secondsSinceEpoch(), std::move(data)});
+    });
   }
 }
 
@@ -209,22 +210,22 @@ LaunchWorkers::~LaunchWorkers() {
   state_->changed.wait(lock, [&] { return state_->running == self; });
 }
 
-bool LaunchWorkers::start(Work work) noexcept try {
+Result<> LaunchWorkers::start(Work work) {
   const std::scoped_lock lock(state_->mutex);
-  startThread([state = state_, work = std::move(work)]() mutable {
-    currentState = state.get();
-    work(state->stop.get_token());
-    work = nullptr;  // lets go of what it held on to, while it still counts as running
-    const std::scoped_lock ended(state->mutex);
-    --state->running;
-    state->changed.notify_all();
-  }).detach();
+  auto thread = startThread(
+      [state = state_, work = std::move(work)]() mutable {
+        currentState = state.get();
+        work(state->stop.get_token());
+        work = nullptr;  // lets go of what it held on to, while it still counts as running
+        const std::scoped_lock ended(state->mutex);
+        --state->running;
+        state->changed.notify_all();
+      },
+      "the thread to launch in");
+  if (!thread.ok()) return thread.error();
+  thread.value().detach();
   ++state_->running;
-  return true;
-} catch (const std::bad_alloc&) {
-  return false;
-} catch (const std::system_error&) {
-  return false;
+  return {};
 }
 
 }  // namespace brisvane::host

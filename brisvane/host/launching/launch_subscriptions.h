@@ -6,14 +6,15 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <stop_token>
 #include <string_view>
-#include <thread>
 #include <unordered_map>
 
 #include "brisvane/host/launching/launch_service.h"
 #include "brisvane/types/export.h"
+#include "brisvane/types/result.h"
 
 namespace brisvane::host {
 
@@ -27,10 +28,10 @@ class BRISVANE_EXPORT LaunchSubscriptions {
   // Ends the subscriptions that are left.
   ~LaunchSubscriptions();
 
-  // The operations of LaunchService with these names. When descriptors, threads or memory run out,
-  // subscribe() gives 0 and selectCodes() gives an errno value.
-  [[nodiscard]] SubscriptionHandle subscribe(const SerialQueue& queue, NotificationCallback callback) noexcept;
-  [[nodiscard]] std::int32_t selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes) noexcept;
+  // The operations of LaunchService with these names. subscribe() fails when there is no descriptor
+  // or thread for the subscription.
+  Result<SubscriptionHandle> subscribe(const SerialQueue& queue, NotificationCallback callback);
+  Result<> selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes);
   void unsubscribe(SubscriptionHandle subscription) noexcept;
 
   // Notifies every subscriber that has selected `code`, with the present time. `identifier` names
@@ -57,10 +58,11 @@ class BRISVANE_EXPORT LaunchWorkers {
   // itself.
   ~LaunchWorkers();
 
-  // Runs `work` in a thread of its own. False when no thread or memory is available.
+  // Runs `work` in a thread of its own. Fails when no thread is available. May throw
+  // std::bad_alloc: `work` does not run then.
   // REQUIRES: `work` does not throw. It owns or shares all that it uses, because it may outlive
   // this object.
-  [[nodiscard]] bool start(Work work) noexcept;
+  Result<> start(Work work);
 
  private:
   struct State;

@@ -14,7 +14,6 @@
 
 #include "brisvane/host/files/descriptor.h"
 #include "brisvane/host/formats/json.h"
-#include "brisvane/types/former_error.h"
 #include "brisvane/types/join.h"
 
 namespace brisvane::host::real {
@@ -38,7 +37,8 @@ class FileActions {
   void closeFrom(int descriptor) noexcept { check(::posix_spawn_file_actions_addclosefrom_np(&actions_, descriptor)); }
 
   [[nodiscard]] const posix_spawn_file_actions_t* get() const noexcept { return &actions_; }
-  [[nodiscard]] int error() const noexcept { return error_; }
+  // Whether all of them could be set up.
+  [[nodiscard]] Result<> areSetUp() const noexcept { return error_ == 0 ? Result<>() : Error(error_); }
 
  private:
   void check(int result) noexcept {
@@ -126,56 +126,55 @@ std::string interpreterOf(int start, const std::string& path) {
   return std::string(line.substr(0, line.find_first_of(kBlanks)));
 }
 
-// The kernel's refusal may be about what the program needs to run, of which it does not tell the name.
-std::string refusalText(int start, const std::string& program, int number) {
+// The kernel's refusal may be about what the program needs to run, whose name it does not report.
+Error refusal(int start, const std::string& program, int number) {
   constexpr int kDeepest = 5;  // interpreters of interpreters that the kernel follows
   std::string what(shownPath(program));
   std::string needed = program;
   for (int depth = 0; depth <= kDeepest && isRunnable(start, needed); ++depth) {
     std::string interpreter = interpreterOf(start, needed);
-    if (interpreter.empty() && number == ENOENT) return errorText(what + ": its loader", number);
-    if (interpreter.empty()) return errorText(program, number);
+    if (interpreter.empty() && number == ENOENT) return Error(number, what + ": its loader");
+    if (interpreter.empty()) return Error(number, shownPath(program));
     what += join({": its interpreter ", jsonText(interpreter).value_or("")});
     needed = std::move(interpreter);
   }
-  return errorText(what, number);
+  return Error(number, what);
 }
 
 bool holdsZero(const std::string& text) noexcept { return text.find('\0') != std::string::npos; }
 
+// The folder that a program starts in; not valid for the caller's.
+Result<Descriptor> workingDirectory(const std::string& path) {
+  if (path.empty()) return Descriptor();
+  if (holdsZero(path)) return Error(ENOENT, path);
+  Descriptor directory = openDescriptor(path.c_str(), O_PATH | O_DIRECTORY);
+  // A folder that may not be entered can be opened so, but nothing can be found in it.
+  struct stat status {};
+  if (!directory.valid() || ::fstatat(directory.get(), ".", &status, 0) != 0) return Error::last(path);
+  return directory;
+}
+
 }  // namespace
 
-std::optional<pid_t> spawnProcess(const Spawning& spawning, std::string& error) {
+Result<Child> spawnProcess(const Spawning& spawning) {
   const std::string& program = spawning.command.front();
-  const auto failed = [&error](std::string_view path, int number) {
-    error = errorText(path, number);
-    return std::nullopt;
-  };
-  if (holdsZero(program)) return failed(program, ENOENT);
-  if (std::any_of(spawning.command.begin(), spawning.command.end(), holdsZero)) return failed(program, EINVAL);
-  Descriptor directory;
-  if (!spawning.directory.empty()) {
-    if (holdsZero(spawning.directory)) return failed(spawning.directory, ENOENT);
-    directory = openDescriptor(spawning.directory.c_str(), O_PATH | O_DIRECTORY);
-    // One that may not be entered can be opened so, but nothing be found in it.
-    struct stat status {};
-    if (!directory.valid() || ::fstatat(directory.get(), ".", &status, 0) != 0) {
-      return failed(spawning.directory, errno);
-    }
-  }
+  if (holdsZero(program)) return Error(ENOENT, program);
+  if (std::any_of(spawning.command.begin(), spawning.command.end(), holdsZero))
+    return Error(EINVAL, shownPath(program));
+  const auto directory = workingDirectory(spawning.directory);
+  if (!directory.ok()) return directory.error();
   FileActions actions;
-  if (directory.valid()) actions.changeDirectory(directory.get());
+  if (directory.value().valid()) actions.changeDirectory(directory.value().get());
   setUpDescriptors(spawning, actions);
-  if (actions.error() != 0) return failed(program, actions.error());
+  if (const auto done = actions.areSetUp(); !done.ok()) return done.error().of(shownPath(program));
   const Attributes attributes(spawning.isDetached);
   std::vector<std::string> command = spawning.command;
   std::vector<std::string> environment = environmentWith(spawning.environment);
   pid_t process = -1;
   const int result = ::posix_spawn(&process, program.c_str(), actions.get(), attributes.get(),
                                    pointersTo(command).data(), pointersTo(environment).data());
-  if (result == 0) return process;
-  error = refusalText(directory.valid() ? directory.get() : AT_FDCWD, program, result);
-  return std::nullopt;
+  if (result == 0) return Child{process};
+  return refusal(directory.value().valid() ? directory.value().get() : AT_FDCWD, program, result);
 }
 
 }  // namespace brisvane::host::real

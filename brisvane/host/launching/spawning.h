@@ -5,9 +5,10 @@
 
 #include <sys/types.h>
 
-#include <optional>
 #include <string>
 #include <vector>
+
+#include "brisvane/types/result.h"
 
 namespace brisvane::host::real {
 
@@ -19,9 +20,13 @@ struct Spawning {
   bool isDetached = false;               // a session of its own, no descriptor but /dev/null
 };
 
-// Starts a process. Gives its process ID once the program has replaced the child's image.
-// nullopt on failure. `error` then names the path and the reason.
-// REQUIRES: `spawning.command` is not empty.
-std::optional<pid_t> spawnProcess(const Spawning& spawning, std::string& error);
+// A child that runs. The caller waits for its end.
+struct Child {
+  pid_t id;
+};
+
+// Starts a process. The child, once the program has replaced its image; else an error that names
+// the path. REQUIRES: `spawning.command` is not empty.
+Result<Child> spawnProcess(const Spawning& spawning);
 
 }  // namespace brisvane::host::real

@@ -4,12 +4,10 @@
 #include <cerrno>
 #include <chrono>
 #include <limits>
-#include <new>
 #include <thread>
 #include <utility>
 
 #include "brisvane/host/formats/file_url.h"
-#include "brisvane/types/former_error.h"
 
 namespace brisvane::host::simulated {
 namespace {
@@ -68,21 +66,21 @@ DescribedLauncher::Event DescribedLauncher::readEvent(const Object& description,
     if (reader.has("identifier")) event.identifier = reader.value("identifier").text();
   } else {
     if (!reader.boolean("answer", false)) reader.fail("answer", "must be true, or there must be a code");
-    if (reader.has("error")) event.error = reader.text("error");
+    if (reader.has("error")) event.error = Error::because(reader.text("error"));
   }
   reader.finish();
   return event;
 }
 
-SubscriptionHandle DescribedLauncher::subscribe(std::int32_t /*session*/, std::int32_t /*flags*/,
-                                                const SerialQueue& queue,
-                                                NotificationCallback callback) const noexcept {
-  return refusesSubscriptions_ ? 0 : subscriptions_->subscribe(queue, std::move(callback));
+Result<SubscriptionHandle> DescribedLauncher::subscribe(std::int32_t /*session*/, std::int32_t /*flags*/,
+                                                        const SerialQueue& queue, NotificationCallback callback) const {
+  if (refusesSubscriptions_) return Error(EPERM, "subscriptions to launches");
+  return subscriptions_->subscribe(queue, std::move(callback));
 }
 
-std::int32_t DescribedLauncher::selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes,
-                                            std::int32_t /*first*/, std::int32_t /*second*/, std::int32_t /*third*/,
-                                            std::int32_t /*fourth*/) const noexcept {
+Result<> DescribedLauncher::selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes,
+                                        std::int32_t /*first*/, std::int32_t /*second*/, std::int32_t /*third*/,
+                                        std::int32_t /*fourth*/) const {
   return subscriptions_->selectCodes(subscription, codes);
 }
 
@@ -90,31 +88,32 @@ void DescribedLauncher::unsubscribe(SubscriptionHandle subscription) const noexc
   subscriptions_->unsubscribe(subscription);
 }
 
-std::int32_t DescribedLauncher::registerBundle(std::string_view /*url*/, bool /*forceUpdate*/) const noexcept {
-  return 0;
-}
+Result<> DescribedLauncher::registerBundle(std::string_view /*url*/, bool /*forceUpdate*/) const { return {}; }
 
 void DescribedLauncher::open(std::string_view url, const OpenConfiguration& /*configuration*/,
-                             OpenCompletion completion) const noexcept try {
+                             OpenCompletion completion) const {
   const auto path = pathOfFileUrl(url);
   const auto found = std::find_if(applications_.begin(), applications_.end(),
                                   [&path](const Application& application) { return application.path == path; });
-  std::vector<Event> events{
-      {0,
-       {},
-       {},
-       path ? errorText(*path, ENOENT) : std::string(url.empty() ? "an empty URL" : url) + ": is no file URL"}};
-  if (found != applications_.end()) events = found->events;
-  const bool isStarted = workers_.start(
+  std::vector<Event> events;
+  if (found != applications_.end()) {
+    events = found->events;
+  } else {
+    events.emplace_back().error =
+        path ? Error(ENOENT, shownPath(*path)) : Error::because("is no file URL", url.empty() ? "an empty URL" : url);
+  }
+  const auto started = workers_.start(
       [subscriptions = subscriptions_, events = std::move(events), completion](const std::stop_token& stop) {
         for (const Event& event : events) {
           if (!pauseFor(event.delay, stop)) return;
-          event.code ? subscriptions->publish(*event.code, event.identifier) : completion(event.error);
+          if (event.code) {
+            subscriptions->publish(*event.code, event.identifier);
+          } else {
+            completion(nullptr, event.error ? Result<>(*event.error) : Result<>());
+          }
         }
       });
-  if (!isStarted) completion("no thread to launch in");
-} catch (const std::bad_alloc&) {
-  completion("no memory");
+  if (!started.ok()) completion(nullptr, started.error());
 }
 
 }  // namespace brisvane::host::simulated

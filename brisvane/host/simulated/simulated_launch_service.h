@@ -18,14 +18,13 @@ class DescribedLauncher final : public LaunchService {
   // From the fields "applications" and "launchService" of a description. Throws DescriptionError.
   explicit DescribedLauncher(DescriptionReader& machine);
 
-  SubscriptionHandle subscribe(std::int32_t session, std::int32_t flags, const SerialQueue& queue,
-                               NotificationCallback callback) const noexcept override;
-  std::int32_t selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes, std::int32_t first,
-                           std::int32_t second, std::int32_t third, std::int32_t fourth) const noexcept override;
+  Result<SubscriptionHandle> subscribe(std::int32_t session, std::int32_t flags, const SerialQueue& queue,
+                                       NotificationCallback callback) const override;
+  Result<> selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes, std::int32_t first,
+                       std::int32_t second, std::int32_t third, std::int32_t fourth) const override;
   void unsubscribe(SubscriptionHandle subscription) const noexcept override;
-  std::int32_t registerBundle(std::string_view url, bool forceUpdate) const noexcept override;
-  void open(std::string_view url, const OpenConfiguration& configuration,
-            OpenCompletion completion) const noexcept override;
+  Result<> registerBundle(std::string_view url, bool forceUpdate) const override;
+  void open(std::string_view url, const OpenConfiguration& configuration, OpenCompletion completion) const override;
 
  private:
   // One thing that happens after an application has been asked for.
@@ -33,7 +32,7 @@ class DescribedLauncher final : public LaunchService {
     double delay = 0;                       // seconds after the one before
     std::optional<std::int32_t> code;       // a notification; else the answer
     std::optional<std::string> identifier;  // that the notification names
-    std::optional<std::string> error;       // that the answer gives
+    std::optional<Error> error;             // that the answer gives
   };
   struct Application {
     std::string path;
