@@ -29,7 +29,7 @@ class BRISVANE_EXPORT SystemClock final : public Clock {
   Steady steady() const noexcept override;
 };
 
-// Measures the time since its last restart.
+// Measures the time since its last restart. Time limits compare with it.
 class BRISVANE_EXPORT Stopwatch {
  public:
   // Starts the measurement. REQUIRES: the clock outlives the stopwatch.
@@ -37,8 +37,8 @@ class BRISVANE_EXPORT Stopwatch {
 
   void restart() noexcept;
 
-  // The seconds since the last restart: the larger difference of the wall clock and the steady
-  // clock. So a date that is set forward ends a wait, and one that is set back cannot lengthen it.
+  // The seconds since the last restart, on the wall clock or the steady clock, whichever is more.
+  // So a date that is set forward ends a wait, and one that is set back does not lengthen it.
   [[nodiscard]] double elapsed() const noexcept;
 
  private:

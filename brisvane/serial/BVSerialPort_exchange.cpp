@@ -7,7 +7,6 @@
 #include "brisvane/host/formats/pattern.h"
 #include "brisvane/logging/BVLog.h"
 #include "brisvane/serial/BVSerialPort.h"
-#include "brisvane/serial/polling.h"
 #include "brisvane/support/strings.h"
 #include "brisvane/types/join.h"
 #include "brisvane/types/out_of_memory.h"

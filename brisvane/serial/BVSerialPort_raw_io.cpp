@@ -9,7 +9,6 @@
 #include "brisvane/logging/BVLog.h"
 #include "brisvane/serial/BVSerialPort.h"
 #include "brisvane/serial/handle_use.h"
-#include "brisvane/serial/polling.h"
 #include "brisvane/types/hex.h"
 #include "brisvane/types/join.h"
 #include "brisvane/types/out_of_memory.h"

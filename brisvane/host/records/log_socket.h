@@ -42,8 +42,10 @@ class LogSocket {
 
   sockaddr_un address_{};
   LargeEntries largeEntries_;
-  std::atomic<std::int64_t> fullSince_ = 0;  // nanoseconds of the steady clock; 0 while entries are taken
-  std::atomic<std::uint64_t> dropped_ = 0;   // the process ID in the upper half, the count in the lower
+  // Nanoseconds of the steady clock; 0 while entries are taken.
+  std::atomic<std::int64_t> fullSince_ = 0;
+  // The process ID in the upper half, the count in the lower.
+  std::atomic<std::uint64_t> dropped_ = 0;
 };
 
 }  // namespace brisvane::host::real

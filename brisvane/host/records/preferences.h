@@ -12,9 +12,10 @@ namespace brisvane::host {
 
 // By default there are no preferences: value() gives nullopt.
 //
-// REQUIRES of an implementation: it throws nothing but std::bad_alloc. It does not log through BVLog, because BVLog's
-// default logger is built from preferences. If it does, a debug build aborts there and a release build runs out of
-// stack.
+// REQUIRES of an implementation:
+//  - It throws nothing but std::bad_alloc.
+//  - It does not log through BVLog, because BVLog's default logger is built from preferences. If it
+//    does, a debug build aborts there and a release build runs out of stack.
 class BRISVANE_EXPORT Preferences {
  public:
   Preferences() = default;

@@ -1,6 +1,6 @@
-// Conversation, the part of a fixture that listens and answers: bytes in, bytes out,
-// at given times, without a line. Private to the simulated machine. Belongs to one
-// thread at a time.
+// Conversation, the part of a fixture that listens and answers: bytes in, bytes out, at times that
+// the caller gives, without a line.
+// Private to the simulated machine. A Conversation belongs to one thread at a time.
 #pragma once
 
 #include <chrono>
@@ -21,19 +21,21 @@ class Conversation {
 
   explicit Conversation(FixtureScript script) : script_(std::move(script)), noise_(script_.seed) {}
 
-  // A program has opened the line, or has closed it: what was said before is forgotten.
+  // A program has opened the line. Discards what was received and is to be sent, then greets.
   void begin(Time now);
+  // A program has closed the line. Discards what was received and is to be sent.
   void end();
 
   void receive(ByteView bytes, Time now);
-  // Takes a command that the quiet since it has ended.
+  // Answers a command without a line end once the line has been quiet for long enough.
   void advance(Time now);
 
-  // The bytes whose time has come, in order.
+  // The bytes that are due, in order.
   [[nodiscard]] Data takeDue(Time now);
-  // When advance or takeDue has something to do next; nullopt for not before more comes.
+  // When advance() or takeDue() has something to do next. nullopt when only further bytes give them
+  // something.
   [[nodiscard]] std::optional<Time> nextDue(Time now) const;
-  // After how many bytes the script hangs up, whatever they are.
+  // After how many bytes sent the script hangs up.
   [[nodiscard]] std::optional<std::size_t> hangUpAfter() const { return script_.hangUpAfter; }
   // Whether the script hangs up after what has been taken.
   [[nodiscard]] bool wantsHangUp() const { return hangUp_; }

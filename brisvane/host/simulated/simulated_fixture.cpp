@@ -9,14 +9,15 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <new>
 #include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "brisvane/host/files/descriptor.h"
 #include "brisvane/host/simulated/simulated_conversation.h"
 #include "brisvane/host/simulated/simulated_pseudo_terminal.h"
+#include "brisvane/types/out_of_memory.h"
 
 namespace brisvane::host::simulated {
 namespace {
@@ -46,8 +47,8 @@ class Fixture::Worker {
   }
 
   Result<> start() {
-    wake_.set(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-    if (wake_.get() < 0) return Error::last("pseudo-terminal");
+    wake_ = real::Descriptor::aboveStandardStreams(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    if (!wake_.valid()) return Error::last("pseudo-terminal");
     if (auto opened = terminal_.open(); !opened.ok()) return opened;
     try {
       thread_ = std::thread([this] { run(); });
@@ -74,25 +75,25 @@ class Fixture::Worker {
 
  private:
   void run() noexcept {
-    try {
-      while (!stopping_ && !hangUpIsDue()) {
-        waitForSomething();
-        // Read first: then every opening ahead of these bytes is known.
-        Data received = read();
-        followConnections(received);
-        hear(received);
-        conversation_.advance(Conversation::Clock::now());
-        send();
-      }
-    } catch (const std::bad_alloc&) {
-      // A fixture that cannot go on hangs up.
-    }
+    unlessOutOfMemory([this] { converse(); });  // a fixture that cannot go on hangs up
     // In this order: who sees the line hang up finds it told.
     hungUp_ = true;
     terminal_.hangUp();
     closed_ = true;
     closed_.notify_all();
-    tell(Event::kHungUp, {});
+    unlessOutOfMemory([this] { tell(Event::kHungUp, {}); });
+  }
+
+  void converse() {
+    while (!stopping_ && !hangUpIsDue()) {
+      waitForSomething();
+      // Read first: then every opening ahead of these bytes is known.
+      Data received = read();
+      followConnections(received);
+      hear(received);
+      conversation_.advance(Conversation::Clock::now());
+      send();
+    }
   }
 
   void tell(Event event, ByteView bytes) const {
@@ -199,7 +200,7 @@ class Fixture::Worker {
   Conversation conversation_;
   Observer observer_;
   PseudoTerminal terminal_;
-  Handle wake_;
+  real::Descriptor wake_;
   Data outgoing_;
   std::size_t sent_ = 0;  // bytes, over the fixture's life
   bool connected_ = false;
