@@ -9,15 +9,14 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
 
-#include "brisvane/host/files/descriptor.h"
 #include "brisvane/host/simulated/simulated_conversation.h"
 #include "brisvane/host/simulated/simulated_pseudo_terminal.h"
-#include "brisvane/types/out_of_memory.h"
 
 namespace brisvane::host::simulated {
 namespace {
@@ -47,8 +46,8 @@ class Fixture::Worker {
   }
 
   Result<> start() {
-    wake_ = real::Descriptor::aboveStandardStreams(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-    if (!wake_.valid()) return Error::last("pseudo-terminal");
+    wake_.set(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    if (wake_.get() < 0) return Error::last("pseudo-terminal");
     if (auto opened = terminal_.open(); !opened.ok()) return opened;
     try {
       thread_ = std::thread([this] { run(); });
@@ -75,13 +74,21 @@ class Fixture::Worker {
 
  private:
   void run() noexcept {
-    unlessOutOfMemory([this] { converse(); });  // a fixture that cannot go on hangs up
+    try {
+      converse();
+    } catch (const std::bad_alloc&) {
+      // A fixture that cannot go on hangs up.
+    }
     // In this order: who sees the line hang up finds it told.
     hungUp_ = true;
     terminal_.hangUp();
     closed_ = true;
     closed_.notify_all();
-    unlessOutOfMemory([this] { tell(Event::kHungUp, {}); });
+    try {
+      tell(Event::kHungUp, {});
+    } catch (const std::bad_alloc&) {
+      // The observer has missed it; the line has hung up all the same.
+    }
   }
 
   void converse() {
@@ -200,7 +207,7 @@ class Fixture::Worker {
   Conversation conversation_;
   Observer observer_;
   PseudoTerminal terminal_;
-  real::Descriptor wake_;
+  Handle wake_;
   Data outgoing_;
   std::size_t sent_ = 0;  // bytes, over the fixture's life
   bool connected_ = false;

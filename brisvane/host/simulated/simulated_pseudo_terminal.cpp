@@ -25,23 +25,39 @@ constexpr std::size_t kMostLocks = std::size_t{16} << 20U;  // bytes of the kern
 
 }  // namespace
 
+void Handle::set(int descriptor) noexcept {
+  constexpr int kFirstOwn = 3;
+  close();
+  descriptor_ = descriptor;
+  if (descriptor < 0 || descriptor >= kFirstOwn) return;
+  descriptor_ = ::fcntl(descriptor, F_DUPFD_CLOEXEC, kFirstOwn);
+  const int error = errno;
+  ::close(descriptor);
+  errno = error;
+}
+
+void Handle::close() noexcept {
+  if (descriptor_ >= 0) ::close(descriptor_);
+  descriptor_ = -1;
+}
+
 Result<> PseudoTerminal::open() {
   const auto failure = [] { return Error::last("pseudo-terminal"); };
   std::array<char, 64> name{};
-  device_ = real::Descriptor::aboveStandardStreams(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-  if (!device_.valid() || ::grantpt(device_.get()) != 0 || ::unlockpt(device_.get()) != 0) return failure();
+  device_.set(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+  if (device_.get() < 0 || ::grantpt(device_.get()) != 0 || ::unlockpt(device_.get()) != 0) return failure();
   if (const int number = ::ptsname_r(device_.get(), name.data(), name.size()); number != 0) {
     return Error(number, "pseudo-terminal");
   }
   node_ = name.data();
-  ownEnd_ = real::Descriptor::aboveStandardStreams(::open(node_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+  ownEnd_.set(::open(node_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
   termios settings{};
-  if (!ownEnd_.valid() || ::tcgetattr(ownEnd_.get(), &settings) != 0) return failure();
+  if (ownEnd_.get() < 0 || ::tcgetattr(ownEnd_.get(), &settings) != 0) return failure();
   // A new terminal echoes: without this the device would hear itself.
   ::cfmakeraw(&settings);
   if (::tcsetattr(ownEnd_.get(), TCSANOW, &settings) != 0) return failure();
-  watch_ = real::Descriptor::aboveStandardStreams(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-  const bool watches = watch_.valid() && ::inotify_add_watch(watch_.get(), node_.c_str(), IN_OPEN | IN_CLOSE) >= 0;
+  watch_.set(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+  const bool watches = watch_.get() >= 0 && ::inotify_add_watch(watch_.get(), node_.c_str(), IN_OPEN | IN_CLOSE) >= 0;
   return watches ? Result<>() : failure();
 }
 
@@ -86,9 +102,9 @@ std::size_t PseudoTerminal::unread() const noexcept {
 }
 
 void PseudoTerminal::hangUp() noexcept {
-  watch_.reset(-1);
-  device_.reset(-1);
-  ownEnd_.reset(-1);
+  watch_.close();
+  device_.close();
+  ownEnd_.close();
 }
 
 }  // namespace brisvane::host::simulated

@@ -6,10 +6,28 @@
 #include <string>
 #include <vector>
 
-#include "brisvane/host/files/descriptor.h"
 #include "brisvane/types/result.h"
 
 namespace brisvane::host::simulated {
+
+// Owns a descriptor.
+class Handle {
+ public:
+  Handle() noexcept = default;
+  Handle(const Handle&) = delete;
+  Handle& operator=(const Handle&) = delete;
+  ~Handle() { close(); }
+
+  [[nodiscard]] int get() const noexcept { return descriptor_; }
+  // Takes a descriptor over. One of 0 to 2, as in a program that closed its standard streams, is
+  // moved up, so that nothing that the program prints goes there. When that fails, the Handle is
+  // empty and errno has the reason.
+  void set(int descriptor) noexcept;
+  void close() noexcept;
+
+ private:
+  int descriptor_ = -1;
+};
 
 class PseudoTerminal {
  public:
@@ -40,9 +58,9 @@ class PseudoTerminal {
   void hangUp() noexcept;
 
  private:
-  real::Descriptor device_;
-  real::Descriptor ownEnd_;  // the program's end, kept open so that the pair outlives programs
-  real::Descriptor watch_;
+  Handle device_;
+  Handle ownEnd_;  // the program's end, kept open so that the pair outlives programs
+  Handle watch_;
   std::string node_;
 };
 
