@@ -26,6 +26,7 @@
 #include "brisvane/all.h"
 #include "brisvane/host/crypto/digest.h"
 #include "brisvane/host/files/files.h"
+#include "brisvane/host/files/move_file.h"
 #include "brisvane/host/formats/characters.h"
 #include "brisvane/host/formats/file_url.h"
 #include "brisvane/host/formats/json.h"
@@ -290,6 +291,12 @@ TEST_F(AllocationFailures, OfBytes) {
   }
 }
 
+// Whether an operation succeeds that may throw instead of failing.
+template <typename Operation>
+bool succeeds(Operation operation) {
+  return memoryPermitting(false, operation);
+}
+
 TEST_F(AllocationFailures, OfFiles) {
   const testing::TemporaryFolder files;
   const std::string path = files / "one";
@@ -306,23 +313,22 @@ TEST_F(AllocationFailures, OfFiles) {
   const Dictionary dictionary{{"a", 1}};
   const auto nothing = std::pair(false, Files{});
   prepare = [&] { std::filesystem::remove(path); };
-  SWEEP(with(!host::appendToFile(path, "new")), nothing);
-  SWEEP(with(!host::appendLineToFile(path, "new\n")), nothing);
-  SWEEP(with(!host::createFile(path, "new")), nothing);
+  SWEEP(with(succeeds([&] { return host::appendToFile(path, "new").ok(); })), nothing);
+  SWEEP(with(succeeds([&] { return host::appendLineToFile(path, "new\n").ok(); })), nothing);
+  SWEEP(with(succeeds([&] { return host::createFile(path, "new").ok(); })), nothing);
   SWEEP(with(Brisvane::appendString("new", path)), nothing);
   SWEEP((appendTo("new", path), with(true)), Pair(true, Files{}));
   SWEEP(with(writeToPlist(dictionary, path)), nothing);
   const auto old = std::pair(false, Files{{"one", "old"}});
   prepare = [&] { std::filesystem::remove(moved), testing::writeFile(path, "old"); };
-  SWEEP(with(!host::appendToFile(path, "new")), old);
-  SWEEP(with(!host::overwriteFile(path, "n")), old);
+  SWEEP(with(succeeds([&] { return host::appendToFile(path, "new").ok(); })), old);
+  SWEEP(with(succeeds([&] { return host::overwriteFile(path, "n").ok(); })), old);
   SWEEP(with(writeToPlist(dictionary, path)), old);
-  SWEEP(with(!host::moveFile(path, moved)), old);
-  host::FormerError error;
-  SWEEP(host::readFile(path, 10, error), std::nullopt);
-  SWEEP(host::fileKind(path), host::FileKind::kNone);
+  SWEEP(with(host::moveFile(path, moved).result.ok()), old);
+  SWEEP(host::readFile(path, 10).optional(), kThrows);
+  SWEEP(host::fileKind(path), kThrows);
   prepare = [&] { std::filesystem::remove_all(files / "deep"); };
-  SWEEP(!host::createFolders(deep), false);
+  SWEEP(host::createFolders(deep).ok(), kThrows);
   SWEEP(BVSystemInfo::folderExists(deep, true), false);
 }
 
@@ -338,7 +344,7 @@ TEST_F(AllocationFailures, OfAMoveToAnotherFileSystem) {
   };
   prepare = [&] { std::filesystem::remove(to), testing::writeFile(from, "old"); };
   using Names = std::vector<std::string>;
-  SWEEP(with(!host::moveFile(from, to)), std::tuple(false, Names{"from"}, Names{}));
+  SWEEP(with(host::moveFile(from, to).result.ok()), std::tuple(false, Names{"from"}, Names{}));
 }
 
 TEST_F(AllocationFailures, OfLogging) {

@@ -16,10 +16,12 @@
 #include <thread>
 
 #include "brisvane/host/files/files.h"
+#include "brisvane/host/files/move_file.h"
 #include "brisvane/logging/BVLog.h"
 #include "tests/support/simulated_test.h"
 
 namespace {
+
 
 // What each sync does before the kernel does it, and whether it fails instead, by its number: 1 for the first.
 std::function<bool(int)> syncFails;
@@ -36,6 +38,11 @@ extern "C" int fsync(int descriptor) {
 
 namespace brisvane {
 namespace {
+
+int errorOfMove(const std::string& from, const std::string& to) {
+  const host::MoveOutcome outcome = host::moveFile(from, to);
+  return outcome.result.ok() ? 0 : outcome.result.error().number();
+}
 
 namespace fs = std::filesystem;
 using testing::contentOf;
@@ -131,7 +138,7 @@ TEST(MoveFile, NeverReplacesAndMovesRegularFilesAlone) {
   fs::create_symlink("nowhere", folder / "dangling");
   ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
   const auto move = [&](const std::string& from, const std::string& to) {
-    return host::moveFile(folder / from, folder / to).number();
+    return errorOfMove(folder / from, folder / to);
   };
   for (const char* const taken : {"to", "sub", "dangling", "from"}) EXPECT_EQ(move("from", taken), EEXIST) << taken;
   EXPECT_EQ(move("from", "missing/to"), ENOENT);
@@ -139,7 +146,7 @@ TEST(MoveFile, NeverReplacesAndMovesRegularFilesAlone) {
   EXPECT_EQ(move("sub", "new"), EISDIR);
   EXPECT_EQ(move("pipe", "new"), EINVAL);
   EXPECT_EQ(move("dangling", "new"), ENOENT);
-  EXPECT_EQ(host::moveFile("/dev/null", folder / "new").number(), EINVAL);
+  EXPECT_EQ(errorOfMove("/dev/null", folder / "new"), EINVAL);
   EXPECT_EQ(contentOf(folder / "from") + contentOf(folder / "to"), "fromto");
   fs::create_symlink("from", folder / "link");
   EXPECT_EQ(move("link", "moved link"), 0);
@@ -154,21 +161,21 @@ TEST(MoveFile, AcrossFileSystemsKeepsContentAndModeAndLeavesNothingHalfMade) {
   for (int i = 0; i < 100'000; ++i) content += std::to_string(i);
   writeFile(folder / "from", content);
   fs::permissions(folder / "from", fs::perms(0640));
-  EXPECT_EQ(host::moveFile(folder / "from", other / "missing/to").number(), ENOENT);
+  EXPECT_EQ(errorOfMove(folder / "from", other / "missing/to"), ENOENT);
   writeFile(other / "taken", "taken");
-  EXPECT_EQ(host::moveFile(folder / "from", other / "taken").number(), EEXIST);
-  EXPECT_EQ(host::moveFile(folder / "missing", other / "to").number(), ENOENT);
+  EXPECT_EQ(errorOfMove(folder / "from", other / "taken"), EEXIST);
+  EXPECT_EQ(errorOfMove(folder / "missing", other / "to"), ENOENT);
 
   // A program that has it open for writing could still write to it.
   const int writer = ::open((folder / "from").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
   const int reader = ::open((folder / "from").c_str(), O_RDONLY | O_CLOEXEC);
-  EXPECT_EQ(host::moveFile(folder / "from", other / "to").number(), EBUSY);
+  EXPECT_EQ(errorOfMove(folder / "from", other / "to"), EBUSY);
   ::close(writer);
   EXPECT_EQ(contentOf(folder / "from"), content);
   EXPECT_THAT(namesIn(folder.path()), ElementsAre("from"));
   EXPECT_THAT(namesIn(other.path()), ElementsAre("taken"));
 
-  EXPECT_EQ(host::moveFile(folder / "from", other / "to").number(), 0);
+  EXPECT_EQ(errorOfMove(folder / "from", other / "to"), 0);
   ::close(reader);
   EXPECT_TRUE(contentOf(other / "to") == content);
   EXPECT_EQ(fs::status(other / "to").permissions(), fs::perms(0640));
@@ -186,12 +193,12 @@ TEST(MoveFile, AFailureAcrossFileSystemsPutsTheFileItselfBackWithTheLinesThatCam
   {
     const std::jthread writer([&] {
       while (fs::exists(log)) std::this_thread::yield();  // until it has been moved aside
-      EXPECT_FALSE(host::appendToFile(log, "meanwhile\n"));
+      EXPECT_TRUE(host::appendToFile(log, "meanwhile\n").ok());
     });
-    host::MoveRemains remains{{"?"}, true};
-    EXPECT_EQ(host::moveFile(log, other / "to", &remains).number(), EBUSY);
-    EXPECT_THAT(remains.paths, IsEmpty());
-    EXPECT_FALSE(remains.hasLostLines);
+    const host::MoveOutcome outcome = host::moveFile(log, other / "to");
+    EXPECT_EQ(outcome.result.ok() ? "" : outcome.result.error().text(), errorText(log + " to " + other / "to", EBUSY));
+    EXPECT_THAT(outcome.remains, IsEmpty());
+    EXPECT_FALSE(outcome.hasLostLines);
   }
   EXPECT_EQ(::write(holder, "after\n", 6), 6);
   ::close(holder);
@@ -204,7 +211,7 @@ TEST(MoveFile, AFailureAcrossFileSystemsPutsTheFileItselfBackWithTheLinesThatCam
   ::getrlimit(RLIMIT_FSIZE, &before);
   const rlimit small{10, before.rlim_max};
   ::setrlimit(RLIMIT_FSIZE, &small);
-  const int error = host::moveFile(log, other / "to").number();
+  const int error = errorOfMove(log, other / "to");
   ::setrlimit(RLIMIT_FSIZE, &before);
   EXPECT_EQ(error, EFBIG);
   EXPECT_EQ(contentOf(log), "before\nmeanwhile\nafter\n");
@@ -249,7 +256,7 @@ TEST_F(BackupTest, FailureAfterTheMoveToAnotherFileSystemIsReportedWithWhatStand
     syncs = 0;
     syncFails = [&, size, failing](int sync) {
       if (sync == kOfCopy) {
-        EXPECT_FALSE(host::appendToFile(folder / namesIn(folder.path()).at(0), "late\n"));
+        EXPECT_TRUE(host::appendToFile(folder / namesIn(folder.path()).at(0), "late\n").ok());
         const rlimit small{size, usual.rlim_max};  // for the files that are written from now on
         ::setrlimit(RLIMIT_FSIZE, &small);
       }
@@ -309,7 +316,7 @@ TEST(MoveFile, AcrossFileSystemsLosesNoLineThatIsWrittenMeanwhile) {
   {
     const std::jthread mover([&](const std::stop_token& end) {
       while (!end.stop_requested()) {
-        if (!host::moveFile(folder / "log", other / std::to_string(moves))) ++moves;
+        if (host::moveFile(folder / "log", other / std::to_string(moves)).result.ok()) ++moves;
       }
     });
     std::vector<std::jthread> writers;
@@ -317,7 +324,7 @@ TEST(MoveFile, AcrossFileSystemsLosesNoLineThatIsWrittenMeanwhile) {
       writers.emplace_back([&, thread] {
         for (int line = 0; moves < kMoves && std::chrono::steady_clock::now() - start < kLongest; ++line) {
           const std::string text = std::to_string(thread) + " " + std::to_string(line) + "\n";
-          ++(host::appendToFile(folder / "log", text) ? unwritten : written);
+          ++(host::appendToFile(folder / "log", text).ok() ? written : unwritten);
         }
       });
     }

@@ -22,6 +22,8 @@
 namespace brisvane::host {
 namespace {
 
+int numberOf(const Result<>& result) { return result.ok() ? 0 : result.error().number(); }
+
 namespace fs = std::filesystem;
 using brisvane::testing::contentOf;
 using brisvane::testing::namesIn;
@@ -46,30 +48,30 @@ TEST(AppendToFile, MakesAFileUnderTheUmaskAndThenAddsToIt) {
   const TemporaryFolder folder;
   const std::string longest(255, 'n');  // no name could be longer
   const mode_t before = ::umask(0027);
-  EXPECT_FALSE(appendToFile(folder / longest, "one\n"));
+  EXPECT_TRUE(appendToFile(folder / longest, "one\n").ok());
   ::umask(0);
-  EXPECT_FALSE(appendToFile(folder / "open", ""));
-  EXPECT_FALSE(appendToFile(folder / longest, "two\n"));
+  EXPECT_TRUE(appendToFile(folder / "open", "").ok());
+  EXPECT_TRUE(appendToFile(folder / longest, "two\n").ok());
   ::umask(before);
   EXPECT_EQ(fs::status(folder / longest).permissions(), fs::perms(0640));
   EXPECT_EQ(fs::status(folder / "open").permissions(), fs::perms(0666));
   fs::create_symlink(longest, folder / "link");
-  EXPECT_FALSE(appendToFile(folder / "link", "three\n"));
+  EXPECT_TRUE(appendToFile(folder / "link", "three\n").ok());
   EXPECT_EQ(contentOf(folder / longest), "one\ntwo\nthree\n");
   EXPECT_THAT(namesIn(folder.path()), UnorderedElementsAre("link", longest, "open"));
 }
 
 TEST(AppendToFile, ReportsWhatItCannotWriteToAndLeavesEverythingAsItWas) {
   const TemporaryFolder folder;
-  EXPECT_EQ(appendToFile(folder / "missing/file", "x").number(), ENOENT);
-  EXPECT_EQ(appendToFile("", "x").number(), ENOENT);
-  EXPECT_EQ(appendToFile(folder / std::string("cut\0off", 7), "x").number(), ENOENT);
-  EXPECT_EQ(appendToFile(folder.path(), "x").number(), EISDIR);
-  EXPECT_EQ(appendToFile("/dev/full", "x").number(), ENOSPC);
+  EXPECT_EQ(numberOf(appendToFile(folder / "missing/file", "x")), ENOENT);
+  EXPECT_EQ(numberOf(appendToFile("", "x")), ENOENT);
+  EXPECT_EQ(numberOf(appendToFile(folder / std::string("cut\0off", 7), "x")), ENOENT);
+  EXPECT_EQ(numberOf(appendToFile(folder.path(), "x")), EISDIR);
+  EXPECT_EQ(numberOf(appendToFile("/dev/full", "x")), ENOSPC);
   fs::create_symlink("nowhere", folder / "dangling");
   ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
-  EXPECT_EQ(appendToFile(folder / "pipe", "x").number(), ENXIO);  // nobody reads: no wait
-  EXPECT_EQ(appendToFile(folder / "dangling", "x").number(), ENOENT);
+  EXPECT_EQ(numberOf(appendToFile(folder / "pipe", "x")), ENXIO);  // nobody reads: no wait
+  EXPECT_EQ(numberOf(appendToFile(folder / "dangling", "x")), ENOENT);
 
   writeFile(folder / "theirs", "theirs");
   fs::permissions(folder / "theirs", fs::perms::owner_read);
@@ -77,7 +79,7 @@ TEST(AppendToFile, ReportsWhatItCannotWriteToAndLeavesEverythingAsItWas) {
   const int error = statusOf(inChild([&] {
     constexpr uid_t kNobody = 65534;  // the superuser may open anything
     if (::geteuid() == 0 && ::setuid(kNobody) != 0) return 0;
-    return appendToFile(folder / "theirs", "x").number();
+    return numberOf(appendToFile(folder / "theirs", "x"));
   }));
   EXPECT_EQ(error, EACCES);
   EXPECT_EQ(contentOf(folder / "theirs"), "theirs");
@@ -99,7 +101,7 @@ pid_t writeLines(const std::string& path, int process, bool moves) {
         for (std::size_t line = 0; line < kLines; ++line) {
           std::ostringstream text;
           text << process << ' ' << thread << ' ' << line << ' ' << std::string(60 * thread, 'x') << ".\n";
-          if (appendToFile(path, text.str())) failed = 1;
+          if (!appendToFile(path, text.str()).ok()) failed = 1;
         }
       });
     }
@@ -145,7 +147,7 @@ TEST(AppendToFile, WaitsForALeaseThatAnotherHasOnTheFile) {
       while (::fcntl(holder, F_GETLEASE) == F_RDLCK) std::this_thread::yield();  // until another waits for it
       ::fcntl(holder, F_SETLEASE, F_UNLCK);
     });
-    EXPECT_EQ(appendToFile(path, "two\n").number(), 0);
+    EXPECT_TRUE(appendToFile(path, "two\n").ok());
   }
   ::close(holder);
   EXPECT_EQ(contentOf(path), "one\ntwo\n");
@@ -161,7 +163,7 @@ TEST(OverwriteFile, WithoutRoomLeavesTheFileAsItWas) {
   ::getrlimit(RLIMIT_FSIZE, &usual);
   const rlimit small{10, usual.rlim_max};
   ::setrlimit(RLIMIT_FSIZE, &small);
-  const int error = overwriteFile(path, std::string(20, 'x')).number();
+  const int error = numberOf(overwriteFile(path, std::string(20, 'x')));
   ::setrlimit(RLIMIT_FSIZE, &usual);
   EXPECT_EQ(error, EFBIG);
   EXPECT_EQ(contentOf(path), "before");
@@ -171,13 +173,13 @@ TEST(ReadFile, GivesAWholeFileUpToTheLimitOrSaysWhyNot) {
   const TemporaryFolder folder;
   const std::string content(10'000, '\0');
   writeFile(folder / "file", content);
-  FormerError error(EIO);  // of an earlier call
-  EXPECT_EQ(readFile(folder / "file", content.size(), error), content);
-  EXPECT_FALSE(error);
-  EXPECT_TRUE(readFile("/proc/self/status", 100'000, error).value_or("").starts_with("Name:"));
-  const auto failure = [&](const std::string& path, std::size_t limit) {
-    EXPECT_EQ(readFile(path, limit, error), std::nullopt);
-    return error.number();
+  EXPECT_EQ(readFile(folder / "file", content.size()).optional(), content);
+  EXPECT_TRUE(readFile("/proc/self/status", 100'000).optional().value_or("").starts_with("Name:"));
+  const auto failure = [](const std::string& path, std::size_t limit) {
+    const auto read = readFile(path, limit);
+    if (read.ok()) return 0;
+    EXPECT_EQ(read.error().text(), errorText(path, read.error().number()));
+    return read.error().number();
   };
   EXPECT_EQ(failure(folder / "file", content.size() - 1), EFBIG);
   EXPECT_EQ(failure("/dev/zero", 100), EFBIG);

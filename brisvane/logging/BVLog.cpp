@@ -4,7 +4,6 @@
 #include <cassert>
 #include <cstdio>
 #include <mutex>
-#include <new>
 #include <utility>
 
 #include "brisvane/host/files/files.h"
@@ -14,6 +13,7 @@
 #include "brisvane/logging/log_timestamp.h"
 #include "brisvane/logging/preferences_store.h"
 #include "brisvane/types/join.h"
+#include "brisvane/types/out_of_memory.h"
 #include "brisvane/types/process_locks.h"
 #include "brisvane/types/unicode.h"
 
@@ -66,16 +66,6 @@ std::string quoted(const std::optional<std::string>& path) {
     rest.remove_prefix(first.length);
   }
   return text += "\")";
-}
-
-// Runs an operation that has nothing to report a lack of memory with.
-template <typename Operation>
-void unlessOutOfMemory(const Operation& operation) noexcept {
-  try {
-    operation();
-  } catch (const std::bad_alloc&) {
-    // The message is lost: a logger never fails towards its caller.
-  }
 }
 
 std::shared_ptr<BVLog> currentDefault() {
@@ -196,10 +186,10 @@ void BVLog::appendLineToLogFile(const host::Platform& platform, std::string_view
     const auto path = logFilePath();
     if (!path || path->empty()) return;
     const std::string timestamp = logTimestamp(platform.clock().wall());
-    const host::FormerError failed = host::appendLineToFile(*path, join({timestamp, prefix, message.orEmpty(), " \n"}));
-    if (!failed) return;
+    const Result<> appended = host::appendLineToFile(*path, join({timestamp, prefix, message.orEmpty(), " \n"}));
+    if (appended.ok()) return;
     osLog_.write(platform, LogType::kError, kErrorFormat,
-                 join({"ERROR: Failed to write string to file ", errorText(*path, failed.number())}));
+                 join({"ERROR: Failed to write string to file ", appended.error().text()}));
   });
 }
 

@@ -1,13 +1,13 @@
 // The moving aside of log files.
 #include <algorithm>
-#include <new>
 #include <utility>
 
-#include "brisvane/host/files/files.h"
+#include "brisvane/host/files/move_file.h"
 #include "brisvane/host/platform.h"
 #include "brisvane/logging/BVLog.h"
 #include "brisvane/logging/log_timestamp.h"
 #include "brisvane/types/join.h"
+#include "brisvane/types/out_of_memory.h"
 
 namespace brisvane {
 
@@ -22,28 +22,24 @@ std::string BVLog::backupPath(Text logPath, Date moment) {
   return join({path.substr(0, end), "_", stamp, path.substr(end)});
 }
 
-void BVLog::backupLogFileTo(Text destination) noexcept try {
-  const auto path = logFilePath();
-  if (!path || path->empty()) return;
-  const std::string to =
-      destination.present() ? *destination.copy() : backupPath(*path, host::platform()->clock().wall());
-  host::MoveRemains remains;
-  if (const host::FormerError failed = host::moveFile(*path, to, &remains)) {
-    const std::string reason = errorText(join({*path, " to ", shownPath(to)}), failed.number());
-    std::string report = join({"Failed to backup log: ", reason});
+void BVLog::backupLogFileTo(Text destination) noexcept {
+  unlessOutOfMemory([&] {
+    const auto path = logFilePath();
+    if (!path || path->empty()) return;
+    const std::string to =
+        destination.present() ? *destination.copy() : backupPath(*path, host::platform()->clock().wall());
+    const host::MoveOutcome outcome = host::moveFile(*path, to);
+    if (outcome.result.ok()) return;
+    std::string report = join({"Failed to backup log: ", outcome.result.error().text()});
     const char* separator = "; it is left at ";
-    for (const std::string& left : remains.paths) report += std::exchange(separator, " and ") + left;
-    if (remains.hasLostLines) report += "; lines that were written meanwhile are lost";
+    for (const std::string& left : outcome.remains) report += std::exchange(separator, " and ") + left;
+    if (outcome.hasLostLines) report += "; lines that were written meanwhile are lost";
     Default::error(report);
-  }
-} catch (const std::bad_alloc&) {
-  // There is no memory for a report either.
+  });
 }
 
-void BVLog::Default::backupLogFileTo(Text destination) noexcept try {
-  defaultLog()->backupLogFileTo(destination);
-} catch (const std::bad_alloc&) {
-  // As above.
+void BVLog::Default::backupLogFileTo(Text destination) noexcept {
+  unlessOutOfMemory([&] { defaultLog()->backupLogFileTo(destination); });
 }
 
 }  // namespace brisvane

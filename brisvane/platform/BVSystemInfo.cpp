@@ -9,6 +9,7 @@
 #include "brisvane/host/platform.h"
 #include "brisvane/platform/registry_decoders.h"
 #include "brisvane/support/Brisvane.h"
+#include "brisvane/types/out_of_memory.h"
 #include "brisvane/types/process_locks.h"
 #include "brisvane/types/unicode.h"
 
@@ -105,9 +106,11 @@ std::optional<std::uint8_t> BVSystemInfo::numFromHwRegEntryDataByte(host::NodeHa
 }
 
 bool BVSystemInfo::folderExists(Text path, bool createFolder) noexcept {
-  const host::FileKind kind = host::fileKind(path.orEmpty());
-  if (kind != host::FileKind::kNone || !createFolder) return kind == host::FileKind::kFolder;
-  return !host::createFolders(path.orEmpty());
+  return memoryPermitting(false, [&] {
+    const host::FileKind kind = host::fileKind(path.orEmpty());
+    if (kind != host::FileKind::kNone || !createFolder) return kind == host::FileKind::kFolder;
+    return host::createFolders(path.orEmpty()).ok();
+  });
 }
 
 host::OsVersion BVSystemInfo::osVersion() const noexcept {

@@ -138,13 +138,13 @@ Option addOutputOption(AnyCommand& command, std::string& file) {
 bool writeBytes(bv::ByteView bytes, const std::string& file, Output& output, bv::host::Readers readers) {
   const std::string_view characters = bv::asCharacters(bytes);
   if (!file.empty()) {
-    const bv::host::FormerError failed = bv::host::createFile(file, characters, readers);
-    if (failed) {
-      output.complain(writingFailure(file, failed.number()));
+    const auto created = bv::host::createFile(file, characters, readers);
+    if (!created.ok()) {
+      output.complain(writingFailure(file, created.error().number()));
     } else if (output.json()) {
       output.printResult(bv::Dictionary{{"file", file}, {"size", bytes.size()}});
     }
-    return !failed;
+    return created.ok();
   }
   if (output.json()) {
     output.printResult(bv::Dictionary{{"data", bv::SecurityAdditions::bin2hex(bytes)}, {"size", bytes.size()}});

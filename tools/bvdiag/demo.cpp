@@ -208,10 +208,9 @@ void Demo::showLog() {
   constexpr std::size_t kLargest = std::size_t{64} << 20U;
   Output& output = session_.output();
   const std::string errors = bv::BVLog::aggregatedErrorDescription();
-  bv::host::FormerError failed;
-  std::string content = bv::host::readFile(log_, kLargest, failed).value_or("");
-  content.erase(0, logStart_);
-  if (failed) output.complain("log file " + log_ + ": " + failed.text());
+  const auto log = bv::host::readFile(log_, kLargest);
+  const std::string content = log.ok() ? log.value().substr(std::min(logStart_, log.value().size())) : "";
+  if (!log.ok()) output.complain("log file " + log.error().text());
   if (output.json()) {
     bv::Dictionary result{{"log", log_}, {"content", content}, {"aggregatedError", errors}};
     if (!failedStep_.empty()) result.emplace("error", failedStep_);

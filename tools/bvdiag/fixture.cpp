@@ -123,10 +123,9 @@ void show(const Happening& happening, bool hex, Output& output) {
 bv::Result<FixtureScript> readScript(const std::string& path) {
   constexpr std::size_t kLargest = std::size_t{16} << 20U;
   if (path.empty()) return FixtureScript::fromJson(kBuiltInScript);
-  bv::host::FormerError failed;
-  const auto json = bv::host::readFile(path, kLargest, failed);
-  if (!json) return bv::Error(failed.number());
-  return FixtureScript::fromJson(*json);
+  const auto json = bv::host::readFile(path, kLargest);
+  if (!json.ok()) return bv::Error(json.error().number());
+  return FixtureScript::fromJson(json.value());
 }
 
 // Tells the traffic until the end of the run or of the line.

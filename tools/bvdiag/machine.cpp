@@ -35,8 +35,8 @@ int record(const RecordOptions& options, Session& session) {
     output.json() ? output.printJson(machine) : output.print(text);
     return kSuccess;
   }
-  if (const bv::host::FormerError failed = bv::host::createFile(path, text)) {
-    output.complain(writingFailure(path, failed.number()));
+  if (const auto created = bv::host::createFile(path, text); !created.ok()) {
+    output.complain(writingFailure(path, created.error().number()));
     return kFailure;
   }
   if (output.json()) output.printResult(bv::Dictionary{{"file", path}, {"masked", !options.recording.unmasked}});

@@ -76,8 +76,8 @@ Session::~Session() = default;
 
 bool Session::startLog(const std::string& path) const {
   // Writes nothing, but finds out whether it could.
-  if (const bv::host::FormerError failed = bv::host::appendToFile(path, "")) {
-    output_.complain(writingFailure("log file " + path, failed.number()));
+  if (const auto appended = bv::host::appendToFile(path, ""); !appended.ok()) {
+    output_.complain(writingFailure("log file " + path, appended.error().number()));
     return false;
   }
   bv::BVLog::configureDefault(bv::SystemLogHandle::waylineLog(), path, std::nullopt);

@@ -4,7 +4,6 @@
 
 #include <cerrno>
 #include <memory>
-#include <utility>
 
 #include "brisvane/host/files/descriptor.h"
 
@@ -25,24 +24,19 @@ Directory openDirectory(const std::string& path) {
 
 }  // namespace
 
-std::optional<std::vector<std::string>> listDirectory(const std::string& path, FormerError& error) {
-  error = FormerError();
+Result<std::vector<std::string>> listDirectory(const std::string& path) {
   const Directory directory = openDirectory(path);
-  if (!directory) {
-    error = FormerError(errno);
-    return std::nullopt;
-  }
+  if (!directory) return Error::last(shownPath(path));
   std::vector<std::string> names;
   for (;;) {
     errno = 0;
     // NOLINTNEXTLINE(concurrency-mt-unsafe): safe on a directory of one's own.
     const dirent* const entry = ::readdir(directory.get());
-    if (entry == nullptr) break;
+    if (entry == nullptr && errno != 0) return Error::last(shownPath(path));
+    if (entry == nullptr) return names;
     const std::string_view name = entry->d_name;
     if (name != "." && name != "..") names.emplace_back(name);
   }
-  error = FormerError(errno);
-  return error ? std::nullopt : std::optional(std::move(names));
 }
 
 bool isFileName(std::string_view name) noexcept {

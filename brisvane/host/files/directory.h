@@ -2,18 +2,16 @@
 // The functions may be called from any thread.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "brisvane/types/former_error.h"
+#include "brisvane/types/result.h"
 
 namespace brisvane::host::real {
 
-// The names in a directory, without "." and "..", in the order in which it lists them;
-// nullopt when it cannot be listed, and `error` says why.
-std::optional<std::vector<std::string>> listDirectory(const std::string& path, FormerError& error);
+// The names in a directory, without "." and "..", in the order in which it lists them.
+Result<std::vector<std::string>> listDirectory(const std::string& path);
 
 // Whether a name is that of an entry: it leads neither out of its directory nor into another.
 bool isFileName(std::string_view name) noexcept;

@@ -35,26 +35,26 @@ class NoBrokenPipeSignal {
 
 }  // namespace
 
-FormerError lastError() noexcept { return FormerError(errno); }
-
 bool canExist(std::string_view path) noexcept { return !path.empty() && path.find('\0') == std::string_view::npos; }
 
-Descriptor openExisting(const std::string& path, int flags) noexcept {
+Result<Descriptor> openExisting(const std::string& path, int flags) {
   Descriptor file = openDescriptor(path.c_str(), flags | O_NOCTTY | O_NONBLOCK);
-  if (file.valid() || errno != EWOULDBLOCK) return file;
-  file = openDescriptor(path.c_str(), flags | O_NOCTTY);
-  if (file.valid() && ::fcntl(file.get(), F_SETFL, (flags & O_APPEND) | O_NONBLOCK) != 0) file.reset(-1);
+  if (!file.valid() && errno == EWOULDBLOCK) {
+    file = openDescriptor(path.c_str(), flags | O_NOCTTY);
+    if (file.valid() && ::fcntl(file.get(), F_SETFL, (flags & O_APPEND) | O_NONBLOCK) != 0) file.reset(-1);
+  }
+  if (!file.valid()) return Error::last();
   return file;
 }
 
-FormerError writeAll(int descriptor, std::string_view bytes, std::size_t* written) noexcept {
+Result<> writeAll(int descriptor, std::string_view bytes, std::size_t* written) noexcept {
   const NoBrokenPipeSignal guard(descriptor);
   if (written != nullptr) *written = 0;
   while (!bytes.empty()) {
     const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
     if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return lastError();
-    if (count == 0) return FormerError(EIO);
+    if (count < 0) return Error::last();
+    if (count == 0) return Error(EIO);
     bytes.remove_prefix(static_cast<std::size_t>(count));
     if (written != nullptr) *written += static_cast<std::size_t>(count);
   }

@@ -1,27 +1,29 @@
 // Opening files that exist, and writing to them.
-// The functions keep no state and may be called from any thread.
+// The functions keep no state and may be called from any thread. What fails does not name the file: the
+// callers know how it was spelled.
 #pragma once
 
 #include <string>
 #include <string_view>
 
 #include "brisvane/host/files/descriptor.h"
-#include "brisvane/types/former_error.h"
+#include "brisvane/types/result.h"
 
 namespace brisvane::host::real {
 
-// errno, as a failed call has left it.
-[[nodiscard]] FormerError lastError() noexcept;
+[[nodiscard]] inline bool failedWith(const Result<>& result, int number) noexcept {
+  return !result.ok() && result.error().number() == number;
+}
 
 // Whether a file of this path can exist: it is not empty and holds no U+0000.
 [[nodiscard]] bool canExist(std::string_view path) noexcept;
 
 // Opens a file that exists, without waiting for the other end of a pipe. Waits for a lease that some
 // program has on the file, such as a file server, to be given up.
-[[nodiscard]] Descriptor openExisting(const std::string& path, int flags) noexcept;
+Result<Descriptor> openExisting(const std::string& path, int flags);
 
 // Writes all the bytes: in one write in all but the odd case, as only a disk that fills up
 // takes a part; `written` is how many. A pipe whose reader went away is EPIPE, and no signal.
-FormerError writeAll(int descriptor, std::string_view bytes, std::size_t* written = nullptr) noexcept;
+Result<> writeAll(int descriptor, std::string_view bytes, std::size_t* written = nullptr) noexcept;
 
 }  // namespace brisvane::host::real

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <filesystem>
-#include <new>
 
 #include "brisvane/host/files/cut_lines.h"
 #include "brisvane/host/files/descriptor.h"
@@ -19,40 +18,44 @@ namespace {
 using real::canExist;
 using real::createBeside;
 using real::Descriptor;
+using real::failedWith;
 using real::forgetCutLine;
 using real::isAnyLineCut;
 using real::kNewFileMode;
-using real::lastError;
+using real::NewFile;
 using real::openDescriptor;
 using real::openExisting;
 using real::rememberCutLine;
 using real::renameWithoutReplacing;
 using real::writeAll;
 
+Result<> of(std::string_view path, Result<> result) {
+  return result.ok() ? result : result.error().of(shownPath(path));
+}
+
 // Moves a complete file to `path`; EEXIST when something is there already.
-FormerError moveWithoutReplacing(const std::string& from, const std::string& path, std::string_view bytes,
-                                 mode_t mode) noexcept {
-  const FormerError failed = renameWithoutReplacing(from, path);
-  if (failed.number() != EXDEV) return failed;
+Result<> moveWithoutReplacing(const std::string& from, const std::string& path, std::string_view bytes, mode_t mode) {
+  const Result<> moved = renameWithoutReplacing(from, path);
+  if (!failedWith(moved, EXDEV)) return moved;
   // The file system has no way to do that: what is written can be seen before it is complete.
   const Descriptor file = openDescriptor(path.c_str(), O_WRONLY | O_APPEND | O_NOCTTY | O_CREAT | O_EXCL, mode);
-  if (!file.valid()) return lastError();
-  const FormerError unwritten = writeAll(file.get(), bytes);
-  ::unlink(unwritten ? path.c_str() : from.c_str());
-  return unwritten;
+  if (!file.valid()) return Error::last();
+  const Result<> written = writeAll(file.get(), bytes);
+  ::unlink(written.ok() ? from.c_str() : path.c_str());
+  return written;
 }
 
 // Makes the file at `path`, complete from the moment it can be seen.
-FormerError create(const std::string& path, std::string_view bytes, mode_t mode = kNewFileMode) {
-  std::string beside;
-  Descriptor file = createBeside(path, beside, mode);
-  if (!file.valid()) return lastError();
-  FormerError failed = writeAll(file.get(), bytes);
-  if (isAnyLineCut()) forgetCutLine(file.get());  // of a removed file that had the number of this one
-  file.reset(-1);
-  if (!failed) failed = moveWithoutReplacing(beside, path, bytes, mode);
-  if (failed) ::unlink(beside.c_str());
-  return failed;
+Result<> create(const std::string& path, std::string_view bytes, mode_t mode = kNewFileMode) {
+  Result<NewFile> beside = createBeside(path, mode);
+  if (!beside.ok()) return beside.error();
+  NewFile& made = beside.value();
+  Result<> result = writeAll(made.file.get(), bytes);
+  if (isAnyLineCut()) forgetCutLine(made.file.get());  // of a removed file that had the number of this one
+  made.file.reset(-1);
+  if (result.ok()) result = moveWithoutReplacing(made.path, path, bytes, mode);
+  if (!result.ok()) ::unlink(made.path.c_str());
+  return result;
 }
 
 bool isLackOfRoom(int error) noexcept { return error == ENOSPC || error == EDQUOT || error == EFBIG; }
@@ -71,113 +74,105 @@ bool isSymbolicLink(const std::string& path) noexcept {
 enum class Content : std::uint8_t { kAny, kLine };
 
 // `beganAnew` when the bytes begin with the line feed that a cut line lacks.
-FormerError writeToEnd(int file, std::string_view bytes, bool beganAnew) noexcept {
-  std::size_t written = 0;
-  const FormerError failed = writeAll(file, bytes, &written);
-  if (failed && (written > 0 || beganAnew)) rememberCutLine(file);
-  if (!failed && bytes.ends_with('\n') && isAnyLineCut()) forgetCutLine(file);
-  return failed;
+Result<> writeToEnd(int file, std::string_view bytes, bool beganAnew) noexcept {
+  std::size_t count = 0;
+  const Result<> written = writeAll(file, bytes, &count);
+  if (!written.ok() && (count > 0 || beganAnew)) rememberCutLine(file);
+  if (written.ok() && bytes.ends_with('\n') && isAnyLineCut()) forgetCutLine(file);
+  return written;
 }
 
-FormerError writeToEnd(int file, std::string_view bytes, Content content) {
+Result<> writeToEnd(int file, std::string_view bytes, Content content) {
   if (content == Content::kAny || !isAnyLineCut()) return writeToEnd(file, bytes, false);
   const std::string onItsOwn = join({"\n", bytes});
   const bool isAfterCutLine = forgetCutLine(file);
   return writeToEnd(file, isAfterCutLine ? onItsOwn : bytes, isAfterCutLine);
 }
 
-FormerError append(std::string_view path, std::string_view bytes, Content content) {
-  if (!canExist(path)) return FormerError(ENOENT);
+Result<> append(std::string_view path, std::string_view bytes, Content content) {
+  if (!canExist(path)) return Error(ENOENT);
   const std::string name(path);
   // A further round is for a file that another writer has made in between, or one that was moved to
   // another file system while it was being opened. A dangling symbolic link can neither be opened nor made.
   constexpr int kRounds = 100;
   for (int round = 0; round < kRounds; ++round) {
-    const Descriptor file = openExisting(name, O_WRONLY | O_APPEND);
-    if (file.valid()) {
-      if (round < kRounds - 1 && isRemoved(file.get())) continue;
-      return writeToEnd(file.get(), bytes, content);
+    const Result<Descriptor> file = openExisting(name, O_WRONLY | O_APPEND);
+    if (file.ok()) {
+      const int descriptor = file.value().get();
+      if (round < kRounds - 1 && isRemoved(descriptor)) continue;
+      return writeToEnd(descriptor, bytes, content);
     }
-    if (errno != ENOENT) return lastError();
-    const FormerError failed = create(name, bytes);
-    if (failed.number() != EEXIST) return failed;
+    if (file.error().number() != ENOENT) return file.error();
+    const Result<> created = create(name, bytes);
+    if (!failedWith(created, EEXIST)) return created;
     if (round > 0 && isSymbolicLink(name)) break;
   }
-  return FormerError(ENOENT);
+  return Error(ENOENT);
+}
+
+Result<> overwrite(const std::string& path, std::string_view bytes) {
+  const auto size = static_cast<off_t>(bytes.size());
+  const Result<Descriptor> opened = openExisting(path, O_WRONLY);
+  if (!opened.ok()) return opened.error();
+  const int file = opened.value().get();
+  if (::fcntl(file, F_SETFL, 0) != 0) return Error::last();  // a pipe that is read is waited for
+  // A disk without room for it is found out while the file still holds what it did.
+  if (size > 0 && ::fallocate(file, FALLOC_FL_KEEP_SIZE, 0, size) != 0 && isLackOfRoom(errno)) return Error::last();
+  if (const Result<> written = writeAll(file, bytes); !written.ok()) return written;
+  // Only a regular file has a length. What else there is, as a pipe, has taken the bytes.
+  if (::ftruncate(file, size) != 0 && errno != EINVAL) return Error::last();
+  return {};
 }
 
 }  // namespace
 
-FormerError appendToFile(std::string_view path, std::string_view bytes) noexcept try {
-  return append(path, bytes, Content::kAny);
-} catch (const std::bad_alloc&) {
-  return FormerError(ENOMEM);
+Result<> appendToFile(std::string_view path, std::string_view bytes) {
+  return of(path, append(path, bytes, Content::kAny));
 }
 
-FormerError appendLineToFile(std::string_view path, std::string_view line) noexcept try {
-  return append(path, line, Content::kLine);
-} catch (const std::bad_alloc&) {
-  return FormerError(ENOMEM);
+Result<> appendLineToFile(std::string_view path, std::string_view line) {
+  return of(path, append(path, line, Content::kLine));
 }
 
-FormerError createFile(std::string_view path, std::string_view bytes, Readers readers) noexcept try {
+Result<> createFile(std::string_view path, std::string_view bytes, Readers readers) {
   constexpr mode_t kOwnersAlone = 0600;
-  if (!canExist(path)) return FormerError(ENOENT);
-  return create(std::string(path), bytes, readers == Readers::kOwner ? kOwnersAlone : kNewFileMode);
-} catch (const std::bad_alloc&) {
-  return FormerError(ENOMEM);
+  if (!canExist(path)) return Error(ENOENT, shownPath(path));
+  return of(path, create(std::string(path), bytes, readers == Readers::kOwner ? kOwnersAlone : kNewFileMode));
 }
 
-FormerError overwriteFile(std::string_view path, std::string_view bytes) noexcept try {
-  if (!canExist(path)) return FormerError(ENOENT);
-  const auto size = static_cast<off_t>(bytes.size());
-  const Descriptor file = openExisting(std::string(path), O_WRONLY);
-  if (!file.valid() || ::fcntl(file.get(), F_SETFL, 0) != 0) return lastError();  // a pipe that is read is waited for
-  // A disk without room for it is found out while the file still holds what it did.
-  if (size > 0 && ::fallocate(file.get(), FALLOC_FL_KEEP_SIZE, 0, size) != 0 && isLackOfRoom(errno)) return lastError();
-  if (const FormerError failed = writeAll(file.get(), bytes)) return failed;
-  // Only a regular file has a length. What else there is, as a pipe, has taken the bytes.
-  return ::ftruncate(file.get(), size) == 0 || errno == EINVAL ? FormerError() : lastError();
-} catch (const std::bad_alloc&) {
-  return FormerError(ENOMEM);
+Result<> overwriteFile(std::string_view path, std::string_view bytes) {
+  if (!canExist(path)) return Error(ENOENT, shownPath(path));
+  return of(path, overwrite(std::string(path), bytes));
 }
 
-std::optional<std::string> readFile(std::string_view path, std::size_t limit, FormerError& error) noexcept try {
-  error = canExist(path) ? FormerError() : FormerError(ENOENT);
-  if (error) return std::nullopt;
-  const Descriptor file = openExisting(std::string(path), O_RDONLY);
-  if (!file.valid()) error = lastError();
+Result<std::string> readFile(std::string_view path, std::size_t limit) {
+  if (!canExist(path)) return Error(ENOENT, shownPath(path));
+  const Result<Descriptor> file = openExisting(std::string(path), O_RDONLY);
+  if (!file.ok()) return file.error().of(path);
   std::string content;
   char chunk[4096];
-  while (!error) {
-    const ssize_t count = ::read(file.get(), chunk, sizeof chunk);
+  for (;;) {
+    const ssize_t count = ::read(file.value().get(), chunk, sizeof chunk);
     if (count < 0 && errno == EINTR) continue;
-    if (count < 0) error = lastError();
-    if (count <= 0) break;
+    if (count < 0) return Error::last(path);
+    if (count == 0) return content;
     content.append(chunk, static_cast<std::size_t>(count));
-    if (content.size() > limit) error = FormerError(EFBIG);
+    if (content.size() > limit) return Error(EFBIG, path);
   }
-  return error ? std::nullopt : std::optional<std::string>(std::move(content));
-} catch (const std::bad_alloc&) {
-  error = FormerError(ENOMEM);
-  return std::nullopt;
 }
 
-FileKind fileKind(std::string_view path) noexcept try {
+FileKind fileKind(std::string_view path) {
   struct stat status {};
   if (!canExist(path) || ::stat(std::string(path).c_str(), &status) != 0) return FileKind::kNone;
   return S_ISDIR(status.st_mode) ? FileKind::kFolder : FileKind::kOther;
-} catch (const std::bad_alloc&) {
-  return FileKind::kNone;
 }
 
-FormerError createFolders(std::string_view path) noexcept try {
-  if (!canExist(path)) return FormerError(ENOENT);
+Result<> createFolders(std::string_view path) {
+  if (!canExist(path)) return Error(ENOENT, shownPath(path));
   std::error_code failed;
   std::filesystem::create_directories(path, failed);
-  return FormerError(failed.value());
-} catch (const std::bad_alloc&) {
-  return FormerError(ENOMEM);
+  if (failed) return Error(failed.value(), path);
+  return {};
 }
 
 }  // namespace brisvane::host

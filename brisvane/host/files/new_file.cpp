@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "brisvane/host/files/file_access.h"
 #include "brisvane/types/hex.h"
 
 namespace brisvane::host::real {
@@ -26,25 +25,26 @@ std::string nameBeside(const std::string& path) {
 
 }  // namespace
 
-Descriptor createBeside(const std::string& path, std::string& name, mode_t mode) {
+Result<NewFile> createBeside(const std::string& path, mode_t mode) {
   constexpr int kTries = 16;
-  Descriptor file;
   for (int i = 0; i < kTries; ++i) {
-    name = nameBeside(path);
-    file = openDescriptor(name.c_str(), O_WRONLY | O_APPEND | O_NOCTTY | O_CREAT | O_EXCL, mode);
-    if (file.valid() || errno != EEXIST) break;
+    NewFile made;
+    made.path = nameBeside(path);
+    made.file = openDescriptor(made.path.c_str(), O_WRONLY | O_APPEND | O_NOCTTY | O_CREAT | O_EXCL, mode);
+    if (made.file.valid()) return made;
+    if (errno != EEXIST) return Error::last();
   }
-  return file;
+  return Error(EEXIST);
 }
 
-FormerError renameWithoutReplacing(const std::string& from, const std::string& to) noexcept {
+Result<> renameWithoutReplacing(const std::string& from, const std::string& to) noexcept {
   if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return {};
   const auto cannot = [](int error) { return error == EINVAL || error == ENOSYS || error == EOPNOTSUPP; };
-  if (!cannot(errno)) return lastError();
+  if (!cannot(errno)) return Error::last();
   // A file system without RENAME_NOREPLACE. Without hard links too (EPERM), there is no way.
-  if (::link(from.c_str(), to.c_str()) != 0) return cannot(errno) || errno == EPERM ? FormerError(EXDEV) : lastError();
+  if (::link(from.c_str(), to.c_str()) != 0) return cannot(errno) || errno == EPERM ? Error(EXDEV) : Error::last();
   if (::unlink(from.c_str()) == 0) return {};
-  const FormerError failed = lastError();
+  const Error failed = Error::last();
   ::unlink(to.c_str());  // two names for one file are no move
   return failed;
 }

@@ -31,10 +31,9 @@ std::string_view identifierOf(std::string_view entryPath) noexcept {
 }
 
 Result<DesktopEntry> entryAt(const std::string& path) {
-  FormerError failed;
-  const auto content = readFile(path, kLargestEntry, failed);
-  if (!content) return Error(failed.number(), path);
-  DesktopEntry entry(*content);
+  const auto content = readFile(path, kLargestEntry);
+  if (!content.ok()) return content.error();
+  DesktopEntry entry(content.value());
   if (entry.empty()) return Error::because("is no desktop entry", path);
   return entry;
 }
@@ -89,21 +88,18 @@ Result<Application> applicationOfEntry(const std::string& path, const std::vecto
 }
 
 Result<Application> applicationOfFolder(const std::string& path, const std::vector<std::string>& arguments) {
-  FormerError failed;
-  std::vector<std::string> entries;
-  for (std::string& name : listDirectory(path, failed).value_or(std::vector<std::string>())) {
-    if (name.ends_with(kEntryEnding)) entries.push_back(std::move(name));
-  }
-  if (failed) return Error(failed.number(), path);
-  if (entries.size() != 1) {
+  auto entries = listDirectory(path);
+  if (!entries.ok()) return entries.error();
+  std::erase_if(entries.value(), [](const std::string& name) { return !name.ends_with(kEntryEnding); });
+  if (entries.value().size() != 1) {
     return Error::because("is no AppDir, which has AppRun and exactly one desktop entry", path);
   }
-  const std::string entryPath = join({path, "/", entries.front()});
+  const std::string entryPath = join({path, "/", entries.value().front()});
   const auto entry = entryAt(entryPath);
   if (!entry.ok()) return entry.error();
   if (const auto permitted = mayBeStarted(entry.value()); !permitted.ok()) return permitted.error().of(entryPath);
   Application application;
-  application.identifier = identifierOf(entries.front());
+  application.identifier = identifierOf(entries.value().front());
   application.command = {join({path, "/AppRun"})};
   application.command.insert(application.command.end(), arguments.begin(), arguments.end());
   application.tellsWhenReady = entry.value().text(kReadyKey) == "notify";

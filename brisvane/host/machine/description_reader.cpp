@@ -134,13 +134,12 @@ bool readDescription(std::string_view json, std::string& error, const std::funct
 bool readDescriptionFile(std::string_view path, std::string& error,
                          const std::function<void(const Object& value)>& read) {
   constexpr std::size_t kLargest = std::size_t{16} << 20U;
-  FormerError failed;
-  const auto content = readFile(path, kLargest, failed);
-  if (!content) {
-    error = errorText(path, failed.number());
+  const auto content = readFile(path, kLargest);
+  if (!content.ok()) {
+    error = content.error().text();
     return false;
   }
-  if (readDescription(*content, error, read)) return true;
+  if (readDescription(content.value(), error, read)) return true;
   error.insert(0, std::string(path) + ": ");
   return false;
 }

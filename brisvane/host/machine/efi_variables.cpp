@@ -117,9 +117,8 @@ bool EfiVariables::exists() const noexcept {
 
 std::vector<std::string> EfiVariables::propertyNames() const noexcept try {
   constexpr std::size_t kSuffix = kGuidTextLength + 1;
-  FormerError error;
   std::vector<std::string> names;
-  for (const std::string& file : listDirectory(folder_, error).value_or(std::vector<std::string>())) {
+  for (const std::string& file : listDirectory(folder_).optional().value_or(std::vector<std::string>())) {
     if (file.size() <= kSuffix || file[file.size() - kSuffix] != '-') continue;
     const auto space = parseGuid(std::string_view(file).substr(file.size() - kGuidTextLength));
     if (space) names.push_back(VariableName{*space, file.substr(0, file.size() - kSuffix)}.text());

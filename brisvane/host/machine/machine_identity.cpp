@@ -44,9 +44,10 @@ std::optional<Object> MachineIdentity::signingFuse(std::string_view& missing) co
 
 std::optional<Object> MachineIdentity::uniqueChipID(FormerError& error) const {
   constexpr std::size_t kLargest = 4096;
-  const auto serial = readFile(serialFile(), kLargest, error);
-  if (!serial) return std::nullopt;
-  const auto number = hexNumber(*serial);
+  const auto serial = readFile(serialFile(), kLargest);
+  error = FormerError(serial.ok() ? 0 : serial.error().number());
+  if (!serial.ok()) return std::nullopt;
+  const auto number = hexNumber(serial.value());
   if (!number) error = FormerError(ENODATA);
   return number ? std::optional<Object>(*number) : std::nullopt;
 }

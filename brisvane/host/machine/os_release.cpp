@@ -54,8 +54,9 @@ OsRelease::Found OsRelease::readFiles() const {
   Found found;
   std::optional<std::string> content;
   for (const std::string* const path : {&file_, &fallback_}) {
-    content = readFile(*path, kLargestFile, found.origin.error);
-    found.origin.place = *path;
+    auto read = readFile(*path, kLargestFile);
+    found.origin = {*path, FormerError(read.ok() ? 0 : read.error().number())};
+    content = std::move(read).optional();
     if (content || found.origin.error.number() != ENOENT) break;
   }
   if (!content) return found;

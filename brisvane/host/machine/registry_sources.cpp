@@ -10,6 +10,7 @@
 #include "brisvane/host/files/files.h"
 #include "brisvane/host/machine/described_node.h"
 #include "brisvane/types/join.h"
+#include "brisvane/types/out_of_memory.h"
 #include "brisvane/types/unicode.h"
 
 namespace brisvane::host::real {
@@ -35,7 +36,9 @@ class FolderNode : public RegistryNode {
  public:
   FolderNode(std::string folder, std::span<const Alias> aliases) : folder_(std::move(folder)), aliases_(aliases) {}
 
-  bool exists() const noexcept override { return fileKind(folder_) == FileKind::kFolder; }
+  bool exists() const noexcept override {
+    return memoryPermitting(false, [&] { return fileKind(folder_) == FileKind::kFolder; });
+  }
 
   std::optional<Object> property(std::string_view name) const noexcept override try {
     FormerError error;
@@ -73,9 +76,10 @@ class FolderNode : public RegistryNode {
     const std::string_view file = fileOf(name);
     error = FormerError(ENOENT);
     if (file.empty()) return std::nullopt;
-    auto content = readFile(join({folder_, "/", file}), kLargestProperty, error);
-    if (!content) return std::nullopt;
-    auto value = valueOf(std::move(*content));
+    auto content = readFile(join({folder_, "/", file}), kLargestProperty);
+    error = FormerError(content.ok() ? 0 : content.error().number());
+    if (!content.ok()) return std::nullopt;
+    auto value = valueOf(std::move(content).value());
     if (!value) error = FormerError(ENODATA);
     return value;
   }
@@ -118,9 +122,8 @@ class DeviceTreeNode final : public FolderNode {
   using FolderNode::FolderNode;
 
   std::vector<std::string> propertyNames() const noexcept override try {
-    FormerError error;
     std::vector<std::string> names;
-    for (std::string& name : listDirectory(folder(), error).value_or(std::vector<std::string>())) {
+    for (std::string& name : listDirectory(folder()).optional().value_or(std::vector<std::string>())) {
       if (fileKind(join({folder(), "/", name})) == FileKind::kOther) names.push_back(std::move(name));
     }
     for (const Alias& alias : aliases()) {

@@ -80,11 +80,10 @@ std::string_view deviceType(std::string_view uevent) noexcept {
 std::string LinkInterfaces::typeOf(std::string_view name, unsigned hardware) const {
   constexpr std::size_t kLargest = 4096;
   if (!isFileName(name)) return std::string(kOther);
-  FormerError error;
-  const auto uevent = readFile(join({folder_, "/", name, "/uevent"}), kLargest, error);
+  const auto uevent = readFile(join({folder_, "/", name, "/uevent"}), kLargest);
   // Whether it is plain cannot be told then, and a bridge must not pass for an adapter.
-  if (!uevent) return std::string(kOther);
-  const std::string_view type = deviceType(*uevent);
+  if (!uevent.ok()) return std::string(kOther);
+  const std::string_view type = deviceType(uevent.value());
   if (type == "wlan") return std::string(kWireless);
   if (type == "vlan") return std::string(kVlan);
   if (!type.empty()) return std::string(type);

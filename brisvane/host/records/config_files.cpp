@@ -68,10 +68,9 @@ std::optional<std::string> ConfigFiles::value(std::string_view suite, std::strin
   const std::string_view name = suite.empty() ? std::string_view(program_invocation_short_name) : suite;
   if (!isFileName(name)) return std::nullopt;  // it must not lead out of its directory
   for (const std::string& directory : configurationDirectories()) {
-    FormerError error;
-    const auto content = readFile(join({directory, "/", name, ".conf"}), kLargestFile, error);
-    if (!content) continue;
-    if (auto value = valueIn(*content, key)) return value;
+    const auto content = readFile(join({directory, "/", name, ".conf"}), kLargestFile);
+    if (!content.ok()) continue;
+    if (auto value = valueIn(content.value(), key)) return value;
   }
   return std::nullopt;
 }

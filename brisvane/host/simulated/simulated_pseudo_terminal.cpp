@@ -84,8 +84,7 @@ bool PseudoTerminal::isLocked() const {
   std::array<char, 64> id{};
   static_cast<void>(std::snprintf(id.data(), id.size(), " %02x:%02x:%ju ", major(status.st_dev), minor(status.st_dev),
                                   static_cast<std::uintmax_t>(status.st_ino)));
-  FormerError failed;
-  std::istringstream locks(readFile("/proc/locks", kMostLocks, failed).value_or(""));
+  std::istringstream locks(readFile("/proc/locks", kMostLocks).optional().value_or(""));
   for (std::string line; std::getline(locks, line);) {
     if (line.find(" FLOCK ") != std::string::npos && line.find(id.data()) != std::string::npos) return true;
   }

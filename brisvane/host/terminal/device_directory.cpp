@@ -6,10 +6,7 @@
 namespace brisvane::host::real {
 
 Result<std::vector<std::string>> DeviceDirectory::list() const {
-  FormerError failed;
-  auto names = listDirectory(directory_, failed);
-  if (!names) return Error(failed.number(), directory_);
-  return std::move(*names);
+  return listDirectory(directory_);
 }
 
 std::string DeviceDirectory::location(std::string_view path) const {
