@@ -178,6 +178,26 @@ TEST(Base64, IsThatOfTheRfcBothWaysWhateverTheFlag) {
   EXPECT_EQ(base64DataFromString(" \n", true), Data());
 }
 
+TEST(Base64, ReadsBackEveryLengthInLinesOfEveryLengthAndRefusesAWrongCharacterAnywhere) {
+  const Data bytes = randomDataOfLength(70).value_or(Data());
+  for (std::size_t length = 1; length <= bytes.size(); ++length) {
+    const ByteView some = ByteView(bytes).first(length);
+    const std::string text = base64Text(some);
+    for (std::size_t line = 1; line < 10; ++line) {
+      std::string lines = text;
+      for (std::size_t at = line; at < lines.size(); at += line + 2) lines.insert(at, "\r\n");
+      ASSERT_EQ(base64DataFromString(lines, true), Data(some.begin(), some.end())) << lines;
+    }
+    for (std::size_t at = 0; at < text.size(); ++at) {
+      std::string wrong = text;
+      wrong[at] = "-_.\x80\xFF"[at % 5];
+      ASSERT_EQ(base64DataFromString(wrong, false), std::nullopt) << wrong;
+      if (text[at] == '=') continue;
+      ASSERT_EQ(base64DataFromString(std::string(text).erase(at, 1), false), std::nullopt) << text << ' ' << at;
+    }
+  }
+}
+
 TEST(Base64, RefusesWhatNoEncoderWrites) {
   for (const char* const wrong : {"Z",    "Zg",   "Zg=",   "Zm8",      "Zm9vY",    "Zg===",       "Zg=== ",
                                   "====", "=",    "Zm9v=", "Zm9v====", "Zg==Zg==", "Zg=a",        "Z=g=",
