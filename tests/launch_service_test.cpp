@@ -234,7 +234,7 @@ TEST_F(LaunchService, CallsNobodyBackWhoHasUnsubscribed) {
   EXPECT_FALSE(service.selectCodes(own + 1, codes, 0, 0, 0, 0).ok());
   service.unsubscribe(own + 1);
   testing::Launches another(service, {0x100, 0x110});
-  for (const std::size_t heard : {2, 4}) {
+  for (const std::size_t heard : {2U, 4U}) {
     EXPECT_EQ(another.launch("file:///bin/true"), std::nullopt);
     EXPECT_THAT(another.heard(heard), ::testing::SizeIs(heard));
     EXPECT_TRUE(comesTrue([&] { return calls == 1; }));
