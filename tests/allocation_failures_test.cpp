@@ -17,6 +17,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <tuple>
 #include <type_traits>
@@ -505,6 +506,38 @@ TEST_F(AllocationFailures, OfASimulatedMachine) {
   sweepLaunches("/opt/app", "app");
   SWEEP((BVLog::Default::debug("message"), 0), kNever);
   SWEEP(host::simulated::Machine::fromJson(description, error) != nullptr || !error.empty(), kThrows);
+}
+
+// Reports an application as up, and answers, within the call.
+class PromptService final : public host::LaunchService {
+ public:
+  Result<host::SubscriptionHandle> subscribe(std::int32_t /*session*/, std::int32_t /*flags*/,
+                                             const host::SerialQueue& /*queue*/,
+                                             host::NotificationCallback callback) const override {
+    callback_ = std::move(callback);
+    return host::SubscriptionHandle{1};
+  }
+  Result<> selectCodes(host::SubscriptionHandle /*subscription*/, std::span<const std::int32_t> /*codes*/,
+                       std::int32_t /*first*/, std::int32_t /*second*/, std::int32_t /*third*/,
+                       std::int32_t /*fourth*/) const override {
+    return {};
+  }
+  void open(std::string_view /*url*/, const host::OpenConfiguration& /*configuration*/,
+            host::OpenCompletion completion) const override {
+    callback_(host::LaunchCode::kUp, 0, &data_, nullptr, 0, nullptr);
+    completion(nullptr, {});
+  }
+
+ private:
+  const Dictionary data_{{std::string(kBundleIdentifier), kLong}};
+  mutable host::NotificationCallback callback_;
+};
+
+TEST_F(AllocationFailures, OfANotificationLoseItsLinesAlone) {
+  auto platform = std::make_shared<host::Platform>(*host::platform());
+  platform->setLaunchService(std::make_shared<PromptService>());
+  install(platform);
+  SWEEP(BVProcess::runApp("/opt/app", {}, kLong, 0), BVProcess::kRunAppNotLaunched);
 }
 
 TEST_F(AllocationFailures, OfPrograms) {

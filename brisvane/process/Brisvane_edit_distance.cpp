@@ -1,11 +1,12 @@
 #include <algorithm>
 #include <cstdint>
-#include <new>
 #include <numeric>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "brisvane/support/Brisvane.h"
+#include "brisvane/types/out_of_memory.h"
 #include "brisvane/types/unicode.h"
 
 namespace brisvane {
@@ -22,15 +23,13 @@ void fillRow(Row& current, const Row& previous, char16_t unit, std::u16string_vi
   }
 }
 
-}  // namespace
-
-std::int64_t Brisvane::levenshteinDistanceBetween(Text first, Text second) noexcept try {
-  const std::u16string columns = toUtf16(second.orEmpty());
+std::int64_t distanceBetween(std::string_view first, std::string_view second) {
+  const std::u16string columns = toUtf16(second);
   Row previous(columns.size() + 1);
   std::iota(previous.begin(), previous.end(), std::uint64_t{0});
   Row current(previous.size());
   // Character by character, so that no memory grows with the first text.
-  for (std::string_view rest = first.orEmpty(); !rest.empty();) {
+  for (std::string_view rest = first; !rest.empty();) {
     const std::size_t length = firstCodePoint(rest).length;
     for (const char16_t unit : toUtf16(rest.substr(0, length))) {
       fillRow(current, previous, unit, columns);
@@ -39,8 +38,12 @@ std::int64_t Brisvane::levenshteinDistanceBetween(Text first, Text second) noexc
     rest.remove_prefix(length);
   }
   return static_cast<std::int64_t>(previous.back());
-} catch (const std::bad_alloc&) {
-  return -1;
+}
+
+}  // namespace
+
+std::int64_t Brisvane::levenshteinDistanceBetween(Text first, Text second) noexcept {
+  return memoryPermitting(-1, [&] { return distanceBetween(first.orEmpty(), second.orEmpty()); });
 }
 
 }  // namespace brisvane
