@@ -1,6 +1,5 @@
 // BVProcess, which launches an application and knows whether it came up in time.
-// The class keeps no state: any number of threads may launch at the same time, each call
-// on its own.
+// The class keeps no state. Any number of threads may launch at the same time.
 #pragma once
 
 #include <cstdint>
@@ -12,11 +11,11 @@
 
 namespace brisvane {
 
-// An application on Linux is an executable, an AppDir or a desktop entry; docs/linux.md tells
-// when each counts as up, and what its identifier is. What is launched goes on when the
-// tool ends, and is never stopped by these operations, whatever their result.
-//
-// Progress goes to the default logger at debug level, failures at error level.
+// An application on Linux is an executable, an AppDir or a desktop entry. docs/linux.md says when
+// each counts as up, and what its identifier is.
+// A launched application continues when the tool ends. These operations never stop it, whatever
+// their result.
+// The default logger gets the progress at debug level and the failures at error level.
 //
 //   const auto result = bv::BVProcess::runApp("/opt/bench/helper", {"--quiet"}, "helper", 10);
 //   if (result != bv::BVProcess::kRunAppUp) ...
@@ -26,22 +25,25 @@ class BRISVANE_EXPORT BVProcess final {
 
   // The results of runApp.
   static constexpr std::int64_t kRunAppUp = 0;
-  static constexpr std::int64_t kRunAppNoNotifications = 1;  // they cannot be had; nothing was launched
+  static constexpr std::int64_t kRunAppNoNotifications = 1;  // none are available; nothing was launched
   static constexpr std::int64_t kRunAppTimedOut = 2;         // launched, but not up in time
   static constexpr std::int64_t kRunAppNotLaunched = 3;      // refused, or not answered in time
 
-  // Launches the application at a path with these arguments, and waits until the launch
-  // service tells that the one with this identifier is up. `timeOut` is in seconds; it
-  // holds for the launch and for the coming up, each. One of 0 or less fails, unless the
-  // service is faster than that. Blocks for up to twice the time limit. A relative path starts
-  // from the working directory.
+  // Launches the application at `path` with these arguments. Waits until the launch service reports
+  // that the application with this identifier is up.
+  //  - A relative path starts at the working directory.
+  //  - Without `bundleID`, no application is the expected one.
+  // One of the results above; kRunAppNotLaunched also when memory runs out.
+  // Blocks for up to twice `timeOut`, which is in seconds: once for the launch and once until the
+  // application is up. A limit of 0 or less fails, unless the service answers at once.
   [[nodiscard]] static std::int64_t runApp(Text path, const std::vector<std::string>& arguments, Text bundleID,
                                            std::int32_t timeOut) noexcept;
 
-  // Launches the application at a file URL (host::fileUrl makes one of a path) with these
-  // arguments, and waits for the launch service's answer. False when it refuses or does not answer
-  // within `timeOut` seconds, for which this blocks at most. True does not mean that the
-  // application is up.
+  // Launches the application at a file URL with these arguments. Waits for the launch service's
+  // answer. host::fileUrl() makes such a URL of a path.
+  // True when the application was launched; it may not be up yet. False when the service refuses or
+  // does not answer in time, or when memory runs out.
+  // Blocks for up to `timeOut`, which is in seconds.
   [[nodiscard]] static bool openItemWithURL(Text url, const std::vector<std::string>& launchParameters,
                                             std::int32_t timeOut) noexcept;
 };

@@ -22,10 +22,10 @@ class WaitObject {
     signalled_.notify_one();
   }
 
-  // Takes one signal; waits for it until `limit` has passed on the clock. False when none
-  // came in time. A limit of 0 or less takes a signal that is there already.
+  // Takes one signal. False when none comes before `limit` has passed on the clock. A limit of 0 or
+  // less takes a signal that is there already. Blocks for up to `limit`.
   [[nodiscard]] bool wait(std::chrono::nanoseconds limit, const host::Clock& clock) {
-    // In steps, so that a clock that is set ends the wait.
+    // In steps, because the clock may be faster than the machine's.
     constexpr std::chrono::nanoseconds kStep = std::chrono::milliseconds(50);
     const auto deadline = clock.steady() + limit;
     std::unique_lock lock(mutex_);

@@ -30,7 +30,7 @@ class DescribedLauncher final : public LaunchService {
   // One thing that happens after an application has been asked for.
   struct Event {
     double delay = 0;                       // seconds after the one before
-    std::optional<std::int32_t> code;       // a notification; else the answer
+    std::optional<std::int32_t> code;       // of a notification; nullopt for the answer
     std::optional<std::string> identifier;  // that the notification names
     std::optional<Error> error;             // that the answer gives
   };
