@@ -5,9 +5,7 @@
 
 namespace brisvane::host::real {
 
-Result<std::vector<std::string>> DeviceDirectory::list() const {
-  return listDirectory(directory_);
-}
+Result<std::vector<std::string>> DeviceDirectory::list() const { return listDirectory(directory_); }
 
 std::string DeviceDirectory::location(std::string_view path) const {
   if (!path.starts_with(kDirectory)) return std::string(path);
