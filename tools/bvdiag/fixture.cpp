@@ -13,7 +13,7 @@
 #include <brisvane/all.h>
 #include <brisvane/host/files/files.h>
 #include <brisvane/host/simulated/simulated_fixture.h>
-#include <brisvane/types/former_error.h>
+#include <brisvane/types/error.h>
 
 #include "commands.h"
 #include "interrupt.h"
