@@ -9,7 +9,6 @@
 #include "brisvane/host/files/files.h"
 #include "brisvane/host/launching/command.h"
 #include "brisvane/host/launching/desktop_entry.h"
-#include "brisvane/types/former_error.h"
 #include "brisvane/types/join.h"
 
 namespace brisvane::host::real {
