@@ -107,7 +107,7 @@ bool isWanted(const Table& table, const std::vector<std::string_view>& words) {
 }
 
 int run(bool mustReachGoals, const std::vector<std::string_view>& words) {
-  constexpr std::vector<Table> (*kFamilies[])() = {bytesTables, cryptoTables};
+  constexpr std::vector<Table> (*kFamilies[])() = {bytesTables, cryptoTables, textTables};
   Verdict verdict;
   for (const auto family : kFamilies) {
     for (const Table& table : family()) {

@@ -54,5 +54,6 @@ Case giving(std::string name, Operation operation, Value expected) {
 // when the next is measured.
 std::vector<Table> bytesTables();
 std::vector<Table> cryptoTables();
+std::vector<Table> textTables();
 
 }  // namespace brisvane::bench

@@ -124,7 +124,10 @@ std::string toUtf8(std::string_view text) {
 
 std::u16string toUtf16(std::string_view text) {
   std::u16string units;
+  const std::size_t ascii = asciiPrefix(text);
   units.reserve(text.size());
+  units.append(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(ascii));
+  text.remove_prefix(ascii);
   while (!text.empty()) {
     const CodePoint point = firstCodePoint(text);
     text.remove_prefix(point.length);
@@ -140,7 +143,8 @@ std::u16string toUtf16(std::string_view text) {
 }
 
 std::size_t utf16Length(std::string_view text) noexcept {
-  std::size_t units = 0;
+  std::size_t units = asciiPrefix(text);
+  text.remove_prefix(units);
   while (!text.empty()) {
     const CodePoint point = firstCodePoint(text);
     units += point.value >= 0x10000 ? 2 : 1;

@@ -15,7 +15,7 @@ namespace {
 constexpr long long power(unsigned exponent) noexcept {
   std::uint32_t remainder = 0x80000000;  // x^0, reversed
   for (; exponent != 0; --exponent) remainder = remainder >> 1U ^ ((remainder & 1U) != 0 ? 0xEDB88320 : 0);
-  return static_cast<long long>(std::uint64_t{remainder} << 1U);
+  return static_cast<long long>(remainder) << 1U;
 }
 static_assert(power(128 + 32) == 0x1751997D0 && power(128 - 32) == 0x0CCAA009E);
 
