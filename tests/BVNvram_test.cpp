@@ -23,29 +23,29 @@ using ::testing::IsEmpty;
 using Value = std::optional<Object>;
 static_assert(host::Registry::kOptionsPath == "HwDeviceTree:/options");
 
-// Gives one value for every name and one status for every write, and records what it is asked.
+// Gives one value for every name and one result for every write, and records what it is asked.
 class RecordingNode final : public host::RegistryNode {
  public:
-  bool exists() const noexcept override {
+  bool exists() const override {
     if (isThere) calls.emplace_back("open");
     return isThere;
   }
-  Value property(std::string_view name) const noexcept override {
+  Value property(std::string_view name) const override {
     calls.push_back("read " + std::string(name));
     return value;
   }
-  std::int32_t setProperty(std::string_view name, std::string_view text) const noexcept override {
+  Result<> setProperty(std::string_view name, std::string_view text) const override {
     calls.push_back("write " + std::string(name) + "=" + std::string(text));
-    return name == "HwNVRAM-FORCESYNCNOW-PROPERTY" ? commitStatus : status;
+    return name == "HwNVRAM-FORCESYNCNOW-PROPERTY" ? commitResult : result;
   }
-  std::vector<std::string> propertyNames() const noexcept override { return {}; }
-  host::Origin origin(std::string_view /*name*/) const noexcept override { return {}; }
+  std::vector<std::string> propertyNames() const override { return {}; }
+  Result<std::string> origin(std::string_view /*name*/) const override { return std::string(); }
 
   mutable std::vector<std::string> calls;
   bool isThere = true;
   Value value;
-  std::int32_t status = 0;
-  std::int32_t commitStatus = 0;
+  Result<> result;
+  Result<> commitResult;
 };
 
 // The eight operations of one way to name a variable. The first three take the guards, and
@@ -126,16 +126,19 @@ TEST_F(BVNvramTest, EveryOperationOpensTheNodeForOneFullNameAndReleasesIt) {
 }
 
 TEST_F(BVNvramTest, WriteAndDeleteGiveTheStoresStatusAndOnlyADoneDeleteIsCommitted) {
-  store->commitStatus = EIO;
+  store->commitResult = Error(EIO);
   EXPECT_EQ(N::deleteVariable("x"), 0);
   EXPECT_EQ(calls().size(), 4U);
   for (const std::int32_t status : {EACCES, INT32_MIN}) {
-    store->status = status;
+    store->result = Error(status);
     EXPECT_EQ(N::writeStringVariable("x", ""), status);
     EXPECT_THAT(calls(), ElementsAre("open", "write x="));
     EXPECT_EQ(N::deleteVariable("x"), status);
     EXPECT_THAT(calls(), ElementsAre("open", "write HwNVRAM-DELETE-PROPERTY=x"));
   }
+  store->result = Error::because("the firmware does not answer");  // no errno value, and no success
+  EXPECT_EQ(N::writeStringVariable("x", ""), EIO);
+  EXPECT_EQ(calls().size(), 2U);
   store->isThere = false;
   for (const Form& form : kForms) {
     EXPECT_EQ(form.write("x", "1"), -1);
@@ -255,8 +258,7 @@ TEST_F(BVNvramTest, MachineIsGatheredForTheFirstGuardAndNotBefore) {
 }
 
 TEST(BVNvram, VariablesOfASimulatedMachineComeBackAsManyThreadsWriteThem) {
-  std::string error;
-  const auto machine = host::simulated::Machine::fromJson(R"({"firmware": {}})", error);
+  const auto machine = host::simulated::Machine::fromJson(R"({"firmware": {}})").value();
   const host::ScopedPlatform installed(machine->platform());
   std::vector<std::jthread> threads;
   for (const char* const name : {"one", "two", "three", "four"}) {

@@ -255,10 +255,9 @@ TEST(BVProcess, LaunchesSeveralAtOnceEachOnItsOwn) {
                     {"answer": true)" +
                     (i % 2 == 0 ? "" : R"(, "error": "refused")") + "}]}";
   }
-  std::string error;
-  const auto machine = host::simulated::Machine::fromJson("{\"applications\": [" + applications + "]}", error);
-  ASSERT_NE(machine, nullptr) << error;
-  const host::ScopedPlatform installed(machine->platform());
+  const auto machine = host::simulated::Machine::fromJson("{\"applications\": [" + applications + "]}");
+  ASSERT_TRUE(machine.ok()) << machine.error().text();
+  const host::ScopedPlatform installed(machine.value()->platform());
   std::vector<std::thread> threads;
   for (int i = 0; i < 8; ++i) {
     threads.emplace_back([i] {

@@ -44,9 +44,7 @@ constexpr bool kIsX86 = false;
 // sees that no node is left open.
 void onMachine(std::string description, const std::function<void()>& work) {
   std::replace(description.begin(), description.end(), '\'', '"');
-  std::string error;
-  const auto machine = Machine::fromJson(description, error);
-  ASSERT_NE(machine, nullptr) << error;
+  const auto machine = Machine::fromJson(description).value();
   const host::ScopedPlatform installed(machine->platform());
   work();
   EXPECT_EQ(dynamic_cast<const host::NodeRegistry&>(machine->platform()->registry()).openHandles(), 0U);
@@ -354,13 +352,13 @@ TEST_F(BVSystemInfoTest, SeedBuildHasALetterThirdAndLastAndAFiveBetween) {
 
 class CountingIdentity final : public host::IdentityService {
  public:
-  std::optional<Object> answer(std::string_view key) const noexcept override {
+  std::optional<Object> answer(std::string_view key) const override {
     if (key != kSigningFuse) return std::nullopt;
     ++gatherings;
     std::this_thread::sleep_for(std::chrono::milliseconds(20));  // all threads are there by then
     return true;
   }
-  host::Origin origin(std::string_view /*key*/) const noexcept override { return {}; }
+  Result<std::string> origin(std::string_view /*key*/) const override { return std::string(); }
   mutable std::atomic<int> gatherings{0};
 };
 
@@ -393,7 +391,7 @@ TEST(BVSystemInfo, SharedIsOneForAllThreadsAndGatheredOnce) {
 class ReturningIdentity final : public host::IdentityService {
  public:
   explicit ReturningIdentity(std::function<void()> act) : act_(std::move(act)) {}
-  std::optional<Object> answer(std::string_view /*key*/) const noexcept override {
+  std::optional<Object> answer(std::string_view /*key*/) const override {
     act_();
     return std::nullopt;
   }

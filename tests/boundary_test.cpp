@@ -15,10 +15,8 @@ TEST(Boundary, VersionSymbolsHaveCLinkageAndTheirExactValues) {
 }
 
 TEST(Boundary, SimulatedMachineServesTheOneLibraryInTheProcess) {
-  std::string error;
-  const auto machine =
-      bv::host::simulated::Machine::fromJson(bv::host::simulated::Machine::exampleDescription(), error);
-  ASSERT_NE(machine, nullptr) << error;
+  using bv::host::simulated::Machine;
+  const auto machine = Machine::fromJson(Machine::exampleDescription()).value();
   const bv::host::ScopedPlatform installed(machine->platform());
   const auto port = bv::BVSerialPort::createPortWithSerial("BV0001");
   ASSERT_NE(port, nullptr);

@@ -179,14 +179,12 @@ TEST(Fixture, LeavesTheMarkOfAProgramThatOpensRightAfterAnotherHasClosed) {
 }
 
 TEST(Machine, ADeviceHangsUpAsItsScriptOrItsOwnerSaysAndIsGone) {
-  std::string error;
   auto machine = Machine::fromJson(R"({"devices": [
       {"name": "counting", "fixture": {"greeting": ["0123456789"], "hangUpAfter": 14,
                                        "commands": [{"command": "more", "replies": ["abcdefgh", "never"]}]}},
       {"name": "told", "fixture": {"commands": [{"command": "off", "replies": ["bye"], "hangUp": true}]}},
-      {"name": "idle", "fixture": {}}]})",
-                                   error);
-  ASSERT_NE(machine, nullptr) << error;
+      {"name": "idle", "fixture": {}}]})")
+                     .value();
   const auto platform = machine->platform();
   const DeviceNodes& nodes = platform->deviceNodes();
   Line counting(nodes.location("/dev/counting"));
@@ -218,18 +216,20 @@ TEST(Machine, ThatIsMalformedIsRefusedWithThePlaceAndTheReason) {
        "commands[1].replies[0].delay: must be a number of seconds from 0 to 86400"},
       {R"({"unknown": [{"text": "b", "split": [1, 0]}]})",
        "unknown[0].split[1]: must be a whole number of at least 1"}};
-  std::string error;
+  const auto errorOf = [](const std::string& json) {
+    const auto machine = Machine::fromJson(json);
+    return machine.ok() ? "none" : machine.error().text();
+  };
   for (const auto& [script, expected] : fixtures) {
-    EXPECT_EQ(Machine::fromJson("{\n\"devices\": [{\"name\": \"a\",\n\"fixture\": " + script + "}]}", error), nullptr);
-    EXPECT_EQ(error, "line 3: devices[0].fixture." + expected);
+    EXPECT_EQ(errorOf("{\n\"devices\": [{\"name\": \"a\",\n\"fixture\": " + script + "}]}"),
+              "line 3: devices[0].fixture." + expected);
   }
-  EXPECT_EQ(Machine::fromJson(R"({"devices": [{"name": "a"}, {"name": "../b"}]})", error), nullptr);
-  EXPECT_EQ(error, "line 1: devices[1].name: must be a file name");
-  EXPECT_EQ(Machine::fromJson(R"({"preferences": {"suites": {"s": {"k": [1]}}}})", error), nullptr);
-  EXPECT_EQ(error, "line 1: preferences.suites.s.k: must be a text, a number, true or false");
-  EXPECT_EQ(Machine::fromFile("/nowhere/bench.json", error), nullptr);
-  EXPECT_EQ(error, "/nowhere/bench.json: No such file or directory");
-  EXPECT_NE(Machine::fromJson(Machine::exampleDescription(), error), nullptr) << error;
+  EXPECT_EQ(errorOf(R"({"devices": [{"name": "a"}, {"name": "../b"}]})"),
+            "line 1: devices[1].name: must be a file name");
+  EXPECT_EQ(errorOf(R"({"preferences": {"suites": {"s": {"k": [1]}}}})"),
+            "line 1: preferences.suites.s.k: must be a text, a number, true or false");
+  EXPECT_EQ(Machine::fromFile("/nowhere/bench.json").error().text(), "/nowhere/bench.json: No such file or directory");
+  EXPECT_EQ(errorOf(std::string(Machine::exampleDescription())), "none");
 }
 
 TEST(Fixture, KeepsOffTheStandardStreamsOfAProgramThatClosedThem) {

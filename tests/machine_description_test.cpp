@@ -6,6 +6,7 @@
 
 #include "brisvane/host/machine/identity_service.h"
 #include "brisvane/host/simulated/simulated_machine.h"
+#include "tests/support/error_number.h"
 #include "tests/support/linux_machine.h"
 
 namespace brisvane::host {
@@ -29,23 +30,24 @@ TEST(MachineDescription, ThatIsWrongIsRefusedWithItsFileLineAndKey) {
        "line 2: systemVersion.running: must be a version, as in \"12.5.1\""},
       {"{\n\"devices\": []}", "line 2: devices: unknown field"},
       {"[]", "line 1: must be an object"}};
-  std::string error;
+  const auto errorOf = [](const std::string& path) {
+    const auto description = MachineDescription::fromFile(path);
+    return description.ok() ? "none" : description.error().text();
+  };
   for (const auto& [json, expected] : cases) {
     testing::writeFile(file, json);
-    EXPECT_FALSE(MachineDescription::fromFile(file, error)) << json;
-    EXPECT_EQ(error, file + ": " + expected);
+    EXPECT_EQ(errorOf(file), file + ": " + expected);
   }
   testing::writeFile(file, "{\n\n\"registry\": }");
-  EXPECT_FALSE(MachineDescription::fromFile(file, error));
-  EXPECT_THAT(error, HasSubstr(file + ": parse error at line 3"));
-  EXPECT_FALSE(MachineDescription::fromFile(folder / "none.json", error));
-  EXPECT_EQ(error, folder / "none.json: No such file or directory");
+  EXPECT_THAT(errorOf(file), HasSubstr(file + ": parse error at line 3"));
+  EXPECT_EQ(errorOf(folder / "none.json"), folder / "none.json: No such file or directory");
+  EXPECT_EQ(errorOf(""), "an empty path: No such file or directory");
 }
 
 TEST(MachineDescription, OfManyThingsTakesNoLongerForTheirNumberTimesItself) {
   const auto errorOf = [](const std::string& json) {
-    std::string error;
-    return simulated::Machine::fromJson(json, error) != nullptr ? "none" : error;
+    const auto machine = simulated::Machine::fromJson(json);
+    return machine.ok() ? "none" : machine.error().text();
   };
   // Comparing each two of so many would take minutes.
   std::string devices = R"({"devices":[{"name":"first"})";
@@ -95,10 +97,10 @@ TEST(LinuxIdentity, IsTheFirmwaresAndTheChipsUnlessTheAdministratorSaysOtherwise
   for (const char* const wrong : {"10123456789ABCDEF\n", "12G4", "", "\n", "0x", "-1"}) {
     machine.write("soc/serial_number", wrong);
     EXPECT_EQ(identity.answer(IdentityService::kUniqueChipID), std::nullopt) << wrong;
-    EXPECT_EQ(identity.origin(IdentityService::kUniqueChipID).error.number(), ENODATA);
+    EXPECT_EQ(testing::errorNumber(identity.origin(IdentityService::kUniqueChipID)), ENODATA);
   }
   EXPECT_EQ(identity.answer(IdentityService::kFirmwareVersion), std::nullopt);
-  EXPECT_EQ(identity.origin(IdentityService::kFirmwareVersion).error.number(), ENOENT);
+  EXPECT_EQ(testing::errorNumber(identity.origin(IdentityService::kFirmwareVersion)), ENOENT);
   machine.write("machine.json", R"({"identity": {"SigningFuse": true, "UniqueChipID": 7, "FirmwareVersion": "1",
                                                  "ProvisioningUniqueDeviceID": "u"}})");
   EXPECT_EQ(identity.answer(IdentityService::kSigningFuse), Object(true));
@@ -123,12 +125,12 @@ TEST(LinuxVersion, IsReadAsAShellWouldFromTheFirstFileThatIsThere) {
   machine.write("os-release", "NAME=x\nVERSION_ID=rolling");
   EXPECT_EQ(version.entries(), (Dictionary{{"ProductUserVisibleVersion", "rolling"}}));
   EXPECT_EQ(version.running(), std::nullopt);
-  EXPECT_EQ(version.origin(SystemVersion::kBuildVersion).error.number(), ENODATA);
+  EXPECT_EQ(testing::errorNumber(version.origin(SystemVersion::kBuildVersion)), ENODATA);
   machine.write("machine.json", R"({"systemVersion": {"ProductBuildVersion": "12B5003a", "running": "4.1"}})");
   EXPECT_EQ(version.entries(),
             (Dictionary{{"ProductUserVisibleVersion", "rolling"}, {"ProductBuildVersion", "12B5003a"}}));
   EXPECT_EQ(version.running(), (OsVersion{4, 1, 0}));
-  EXPECT_EQ(version.origin(SystemVersion::kBuildVersion).place, machine / "machine.json");
+  EXPECT_EQ(version.origin(SystemVersion::kBuildVersion).value(), machine / "machine.json");
 }
 
 }  // namespace

@@ -39,10 +39,9 @@ std::vector<std::string> linesOf(const std::optional<Array>& records) {
 }
 
 std::optional<Array> foundOn(const std::string& description) {
-  std::string error;
-  const auto machine = simulated::Machine::fromJson(description, error);
-  if (machine == nullptr) throw std::runtime_error(error);
-  const ScopedPlatform installed(machine->platform());
+  const auto machine = simulated::Machine::fromJson(description);
+  if (!machine.ok()) throw std::runtime_error(machine.error().text());
+  const ScopedPlatform installed(machine.value()->platform());
   return Brisvane::findEthernetInterfaces();
 }
 
@@ -98,9 +97,9 @@ TEST(SimulatedMachine, SaysWhereItsInterfacesAreWronglyDescribed) {
       {R"("interfaces": [{"type": "VLAN", "addresses": ["192.0.2.1", "::1"]}])", "interfaces[0].addresses[1]: must be"},
       {R"("interfaceFailure": "both")", "interfaceFailure: must be"}};
   for (const auto& [section, complaint] : wrong) {
-    std::string error;
-    EXPECT_EQ(simulated::Machine::fromJson("{" + std::string(section) + "}", error), nullptr) << section;
-    EXPECT_THAT(error, HasSubstr(complaint));
+    const auto machine = simulated::Machine::fromJson("{" + std::string(section) + "}");
+    ASSERT_FALSE(machine.ok()) << section;
+    EXPECT_THAT(machine.error().text(), HasSubstr(complaint));
   }
 }
 

@@ -25,8 +25,7 @@ constexpr char kMachine[] = R"({
                     "suites": {"org.example": {"text": "a b", "number": 4, "flag": true, "empty": ""}}}})";
 
 struct SimulatedBench {
-  std::string error;
-  std::unique_ptr<simulated::Machine> machine = simulated::Machine::fromJson(kMachine, error);
+  std::unique_ptr<simulated::Machine> machine = simulated::Machine::fromJson(kMachine).value();
   std::shared_ptr<const Platform> platform = machine->platform();
 };
 

@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "brisvane/host/simulated/simulated_machine.h"
+#include "tests/support/error_number.h"
 #include "tests/support/linux_machine.h"
 
 namespace brisvane::host {
@@ -38,14 +39,14 @@ class Store {
     return registry().property(open().handle(), name);
   }
   [[nodiscard]] std::int32_t set(const std::string& name, std::string_view value) const {
-    return registry().setProperty(open().handle(), name, value);
+    return testing::errorNumber(registry().setProperty(open().handle(), name, value));
   }
   [[nodiscard]] std::int32_t remove(std::string_view name) const {
     return set(std::string(VariableStore::kDelete), name);
   }
   [[nodiscard]] std::vector<std::string> names() const { return registry().propertyNames(open().handle()); }
   [[nodiscard]] int originError(const std::string& name) const {
-    return registry().origin(open().handle(), name).error.number();
+    return testing::errorNumber(registry().origin(open().handle(), name));
   }
 
  private:
@@ -55,10 +56,7 @@ class Store {
 };
 
 std::unique_ptr<simulated::Machine> simulatedMachine(const std::string& firmware) {
-  std::string error;
-  auto machine = simulated::Machine::fromJson("{\"firmware\": {" + firmware + "}}", error);
-  EXPECT_NE(machine, nullptr) << error;
-  return machine;
+  return simulated::Machine::fromJson("{\"firmware\": {" + firmware + "}}").value();
 }
 
 // Two stores with the same two variables.
@@ -235,8 +233,7 @@ TEST(SimulatedStore, CanBeReadOnlyFullOrMissing) {
   EXPECT_EQ(full.set(named("a"), "1234567"), 0);
   EXPECT_EQ(full.set(named("b"), "1"), 0);
   EXPECT_EQ(full.set(named("b"), std::string(40'000, 'x')), EINVAL);
-  std::string error;
-  EXPECT_FALSE(Store(simulated::Machine::fromJson("{}", error)->platform()).exists());
+  EXPECT_FALSE(Store(simulated::Machine::fromJson("{}").value()->platform()).exists());
 }
 
 }  // namespace

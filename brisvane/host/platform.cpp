@@ -40,30 +40,25 @@ Result<std::vector<std::string>> DeviceNodes::list() const { return Error(ENOENT
 std::string DeviceNodes::location(std::string_view path) const { return std::string(path); }
 
 Registry::~Registry() = default;
-NodeHandle Registry::root() const noexcept { return 0; }
-NodeHandle Registry::nodeAtPath(std::string_view /*path*/) const noexcept { return 0; }
-NodeHandle Registry::firstNodeOfClass(std::string_view /*name*/) const noexcept { return 0; }
-std::optional<Object> Registry::property(NodeHandle /*node*/, std::string_view /*name*/) const noexcept {
-  return std::nullopt;
+NodeHandle Registry::root() const { return 0; }
+NodeHandle Registry::nodeAtPath(std::string_view /*path*/) const { return 0; }
+NodeHandle Registry::firstNodeOfClass(std::string_view /*name*/) const { return 0; }
+std::optional<Object> Registry::property(NodeHandle /*node*/, std::string_view /*name*/) const { return std::nullopt; }
+Result<> Registry::setProperty(NodeHandle /*node*/, std::string_view /*name*/, std::string_view /*value*/) const {
+  return Error(ENOENT);
 }
-std::int32_t Registry::setProperty(NodeHandle /*node*/, std::string_view /*name*/,
-                                   std::string_view /*value*/) const noexcept {
-  return ENOENT;
-}
-std::vector<std::string> Registry::propertyNames(NodeHandle /*node*/) const noexcept { return {}; }
-Origin Registry::origin(NodeHandle /*node*/, std::string_view /*name*/) const noexcept {
-  return {{}, FormerError(ENOENT)};
-}
+std::vector<std::string> Registry::propertyNames(NodeHandle /*node*/) const { return {}; }
+Result<std::string> Registry::origin(NodeHandle /*node*/, std::string_view /*name*/) const { return Error(ENOENT); }
 void Registry::release(NodeHandle /*node*/) const noexcept {}
 
 IdentityService::~IdentityService() = default;
-std::optional<Object> IdentityService::answer(std::string_view /*key*/) const noexcept { return std::nullopt; }
-Origin IdentityService::origin(std::string_view /*key*/) const noexcept { return {{}, FormerError(ENODATA)}; }
+std::optional<Object> IdentityService::answer(std::string_view /*key*/) const { return std::nullopt; }
+Result<std::string> IdentityService::origin(std::string_view /*key*/) const { return Error(ENODATA); }
 
 SystemVersion::~SystemVersion() = default;
-std::optional<Dictionary> SystemVersion::entries() const noexcept { return std::nullopt; }
-std::optional<OsVersion> SystemVersion::running() const noexcept { return std::nullopt; }
-Origin SystemVersion::origin(std::string_view /*entry*/) const noexcept { return {{}, FormerError(ENOENT)}; }
+std::optional<Dictionary> SystemVersion::entries() const { return std::nullopt; }
+std::optional<OsVersion> SystemVersion::running() const { return std::nullopt; }
+Result<std::string> SystemVersion::origin(std::string_view /*entry*/) const { return Error(ENOENT); }
 
 LaunchService::~LaunchService() = default;
 Result<SubscriptionHandle> LaunchService::subscribe(std::int32_t /*session*/, std::int32_t /*flags*/,

@@ -1,13 +1,13 @@
 #include "brisvane/platform/BVNvram.h"
 
 #include <cerrno>
-#include <new>
 
 #include "brisvane/host/formats/json.h"
 #include "brisvane/host/machine/variable_store.h"
 #include "brisvane/host/platform.h"
 #include "brisvane/platform/BVSystemInfo.h"
 #include "brisvane/types/join.h"
+#include "brisvane/types/out_of_memory.h"
 #include "brisvane/types/unicode.h"
 
 namespace brisvane {
@@ -31,88 +31,93 @@ bool isRefused(bool requireDevFused, bool requireInternalOS) {
   return requireInternalOS && !BVSystemInfo::shared().isInternaOS();
 }
 
-std::int32_t setProperty(const Registry& registry, std::string_view name, std::string_view value) noexcept {
+// The status of a write: an errno value, also where the store's error has none.
+std::int32_t setProperty(const Registry& registry, std::string_view name, std::string_view value) {
   const OpenNode options(registry, registry.nodeAtPath(Registry::kOptionsPath));
-  return options ? registry.setProperty(options.handle(), name, value) : kNoStore;
+  if (!options) return kNoStore;
+  const auto written = registry.setProperty(options.handle(), name, value);
+  if (written.ok()) return 0;
+  return written.error().number() != 0 ? written.error().number() : EIO;
 }
 
 // Calls an operation with a full name, and gives `failure` when memory runs out for that.
-template <typename Result, typename Operation>
-Result inNamespace(const Guid& space, Text name, Result failure, Operation operation) noexcept try {
-  return operation(fullName(space, name));
-} catch (const std::bad_alloc&) {
-  return failure;
+template <typename Value, typename Operation>
+Value inNamespace(const Guid& space, Text name, const Value& failure, Operation operation) noexcept {
+  return memoryPermitting(failure, [&]() -> Value { return operation(fullName(space, name)); });
 }
 
 }  // namespace
 
 std::optional<Object> BVNvram::dataFromVariable(Text name, bool requireDevFused, bool requireInternalOS,
-                                                const std::optional<Object>& notFoundObject) noexcept try {
-  if (isRefused(requireDevFused, requireInternalOS)) return notFoundObject;
-  const auto platform = host::platform();
-  const Registry& registry = platform->registry();
-  const OpenNode options(registry, registry.nodeAtPath(Registry::kOptionsPath));
-  if (!options) return notFoundObject;
-  auto value = registry.property(options.handle(), name.orEmpty());
-  if (!value) return notFoundObject;
-  return value;
-} catch (const std::bad_alloc&) {
-  return notFoundObject;
+                                                const std::optional<Object>& notFoundObject) noexcept {
+  return memoryPermitting(notFoundObject, [&]() -> std::optional<Object> {
+    if (isRefused(requireDevFused, requireInternalOS)) return notFoundObject;
+    const auto platform = host::platform();
+    const Registry& registry = platform->registry();
+    const OpenNode options(registry, registry.nodeAtPath(Registry::kOptionsPath));
+    if (!options) return notFoundObject;
+    auto value = registry.property(options.handle(), name.orEmpty());
+    return value ? std::move(value) : notFoundObject;
+  });
 }
 
 std::optional<Object> BVNvram::dictionaryFromVariable(Text name, bool requireDevFused, bool requireInternalOS,
-                                                      const std::optional<Object>& notFoundObject) noexcept try {
-  const auto value = dataFromVariable(name, requireDevFused, requireInternalOS, notFoundObject);
-  if (same(value, notFoundObject)) return notFoundObject;
-  const Data* const bytes = value->ifData();
-  if (bytes == nullptr) return notFoundObject;
-  auto parsed = host::parseJson(asCharacters(*bytes));
-  if (!parsed || parsed->ifDictionary() == nullptr) return notFoundObject;
-  return parsed;
-} catch (const std::bad_alloc&) {
-  return notFoundObject;
+                                                      const std::optional<Object>& notFoundObject) noexcept {
+  return memoryPermitting(notFoundObject, [&]() -> std::optional<Object> {
+    const auto value = dataFromVariable(name, requireDevFused, requireInternalOS, notFoundObject);
+    if (same(value, notFoundObject)) return notFoundObject;
+    const Data* const bytes = value->ifData();
+    if (bytes == nullptr) return notFoundObject;
+    auto parsed = host::parseJson(asCharacters(*bytes));
+    if (!parsed || parsed->ifDictionary() == nullptr) return notFoundObject;
+    return parsed;
+  });
 }
 
 std::optional<Object> BVNvram::stringFromVariable(Text name, bool requireDevFused, bool requireInternalOS,
-                                                  const std::optional<Object>& notFoundObject) noexcept try {
-  auto value = dataFromVariable(name, requireDevFused, requireInternalOS, notFoundObject);
-  if (same(value, notFoundObject)) return notFoundObject;
-  if (value->ifText() != nullptr) return value;
-  const Data* const bytes = value->ifData();
-  if (bytes == nullptr) return notFoundObject;
-  const std::string_view text = asCharacters(*bytes);
-  return isUtf8(text) ? std::optional<Object>(text) : std::nullopt;
-} catch (const std::bad_alloc&) {
-  return notFoundObject;
+                                                  const std::optional<Object>& notFoundObject) noexcept {
+  return memoryPermitting(notFoundObject, [&]() -> std::optional<Object> {
+    auto value = dataFromVariable(name, requireDevFused, requireInternalOS, notFoundObject);
+    if (same(value, notFoundObject)) return notFoundObject;
+    if (value->ifText() != nullptr) return value;
+    const Data* const bytes = value->ifData();
+    if (bytes == nullptr) return notFoundObject;
+    const std::string_view text = asCharacters(*bytes);
+    return isUtf8(text) ? std::optional<Object>(text) : std::nullopt;
+  });
 }
 
 std::optional<Object> BVNvram::dataFromVariable(Text name) noexcept {
   return dataFromVariable(name, false, false, std::nullopt);
 }
 
-std::optional<Dictionary> BVNvram::dictionaryFromVariable(Text name) noexcept try {
-  const auto value = dictionaryFromVariable(name, false, false, std::nullopt);
-  return value ? value->dictionary() : std::nullopt;
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
+std::optional<Dictionary> BVNvram::dictionaryFromVariable(Text name) noexcept {
+  return memoryPermitting(std::nullopt, [name]() -> std::optional<Dictionary> {
+    const auto value = dictionaryFromVariable(name, false, false, std::nullopt);
+    return value ? value->dictionary() : std::nullopt;
+  });
 }
 
-std::optional<std::string> BVNvram::stringFromVariable(Text name) noexcept try {
-  const auto value = stringFromVariable(name, false, false, std::nullopt);
-  return value ? value->text() : std::nullopt;
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
+std::optional<std::string> BVNvram::stringFromVariable(Text name) noexcept {
+  return memoryPermitting(std::nullopt, [name]() -> std::optional<std::string> {
+    const auto value = stringFromVariable(name, false, false, std::nullopt);
+    return value ? value->text() : std::nullopt;
+  });
 }
 
 std::int32_t BVNvram::writeStringVariable(Text name, Text withValue) noexcept {
-  return setProperty(host::platform()->registry(), name.orEmpty(), withValue.orEmpty());
+  return memoryPermitting(std::int32_t{ENOMEM}, [&] {
+    return setProperty(host::platform()->registry(), name.orEmpty(), withValue.orEmpty());
+  });
 }
 
 std::int32_t BVNvram::deleteVariable(Text name) noexcept {
   const auto platform = host::platform();
-  const std::int32_t status = setProperty(platform->registry(), VariableStore::kDelete, name.orEmpty());
+  const std::int32_t status = memoryPermitting(
+      std::int32_t{ENOMEM}, [&] { return setProperty(platform->registry(), VariableStore::kDelete, name.orEmpty()); });
   if (status != 0) return status;
-  static_cast<void>(setProperty(platform->registry(), VariableStore::kCommit, VariableStore::kCommit));
+  unlessOutOfMemory(
+      [&] { static_cast<void>(setProperty(platform->registry(), VariableStore::kCommit, VariableStore::kCommit)); });
   return 0;
 }
 

@@ -20,19 +20,23 @@ namespace brisvane {
 //
 // Reads. The raw view is the value as the store gives it, as a rule a byte buffer; the
 // dictionary view is a byte buffer that holds a JSON object; the text view is a text as it
-// is, or a byte buffer as UTF-8, zero bytes at its end included. What cannot be had (no
-// store, no such variable, a refused guard, no JSON object, no text) gives
-// `notFoundObject`: the very handle that was passed, or nullopt when that is. One case
+// is, or a byte buffer as UTF-8, zero bytes at its end included. Without a value (no store, no
+// such variable, a refused guard, no JSON object, no text, no memory) the result is
+// `notFoundObject`: the very handle that was passed, or nullopt when that is nullopt. One case
 // differs: the text view of bytes that are not UTF-8 is nullopt, whatever was passed.
 //
 // Guards. With `requireDevFused`, a production-fused machine is refused; with
 // `requireInternalOS`, a machine that runs no internal OS. BVSystemInfo::shared() answers
-// both, and is not touched unless one is asked for. A refused read does not reach the store.
+// both; it is used only when one is asked for. A refused read does not reach the store.
 //
-// Writes. The result is 0, -1 when the machine has no variable store, or the store's errno
-// value: EACCES or EPERM for a user who may not, EROFS for a store that is mounted
-// read-only, ENOSPC for a full one, EINVAL for a name without a GUID, an empty value and
-// what the firmware refuses. Nothing is read back. A new variable is non-volatile.
+// Writes. The result is 0, or -1 when the machine has no variable store, or the store's errno
+// value:
+//  - EACCES, EPERM: this user may not write it.
+//  - EROFS: the store is mounted read-only.
+//  - ENOSPC: the store is full.
+//  - EINVAL: a name without a GUID, an empty value, or a value that the firmware refuses.
+//  - ENOMEM: memory has run out.
+// Nothing is read back. A new variable is non-volatile.
 //
 // Nothing logs. Each call blocks for as long as the firmware does.
 //
@@ -60,8 +64,8 @@ class BRISVANE_EXPORT BVNvram final {
                                                                 const std::optional<Object>& notFoundObject) noexcept;
   [[nodiscard]] static std::optional<std::string> stringFromVariable(Text name) noexcept;
   static std::int32_t writeStringVariable(Text name, Text withValue) noexcept;
-  // Asks the store to delete the variable and, when it has, to commit at once; whether that
-  // succeeded is not looked at. The status of deleting one that is not there is ENOENT.
+  // Deletes the variable. When that succeeds, the store is asked to commit at once; a failure of
+  // the commit is ignored. The status for a missing variable is ENOENT.
   static std::int32_t deleteVariable(Text name) noexcept;
 
   // --- Short names in the system namespace ---

@@ -2,7 +2,6 @@
 
 #include <cwctype>
 #include <mutex>
-#include <new>
 #include <string_view>
 
 #include "brisvane/host/files/files.h"
@@ -50,12 +49,12 @@ BVSystemInfo& BVSystemInfo::shared() {
 BVSystemInfo::BVSystemInfo() { setPlatformInfo(); }
 BVSystemInfo::~BVSystemInfo() = default;
 
-void BVSystemInfo::setIsSeed() noexcept try {
-  constexpr std::size_t kShortest = 4;
-  const std::u16string build = toUtf16(Text(osBuildVersionStr_).orEmpty());
-  isSeedBuild_ = build.size() >= kShortest && isLetter(build[2]) && isLetter(build.back()) && build[3] == u'5';
-} catch (const std::bad_alloc&) {
-  isSeedBuild_ = false;
+void BVSystemInfo::setIsSeed() noexcept {
+  isSeedBuild_ = memoryPermitting(false, [this] {
+    constexpr std::size_t kShortest = 4;
+    const std::u16string build = toUtf16(Text(osBuildVersionStr_).orEmpty());
+    return build.size() >= kShortest && isLetter(build[2]) && isLetter(build.back()) && build[3] == u'5';
+  });
 }
 
 Dictionary BVSystemInfo::profile() const {
@@ -78,31 +77,29 @@ Dictionary BVSystemInfo::profile() const {
   };
 }
 
-std::optional<std::string> BVSystemInfo::stringFromHwRegEntry(host::NodeHandle entry, Text value) const noexcept try {
-  return decodeText(propertyOf(entry, value));
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
+std::optional<std::string> BVSystemInfo::stringFromHwRegEntry(host::NodeHandle entry, Text value) const noexcept {
+  return memoryPermitting(std::nullopt, [&] { return decodeText(propertyOf(entry, value)); });
 }
 
-std::optional<std::uint64_t> BVSystemInfo::numFromHwRegEntryData8Byte(host::NodeHandle entry, Text value) const noexcept
-    try {
-  const auto property = propertyOf(entry, value);
-  const Data* const bytes = property ? property->ifData() : nullptr;
-  if (bytes == nullptr) return std::nullopt;
-  Data extended = *bytes;
-  extended.resize(sizeof(std::uint64_t));
-  return decodeNumber<std::uint64_t>(Object(std::move(extended)));
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
+std::optional<std::uint64_t> BVSystemInfo::numFromHwRegEntryData8Byte(host::NodeHandle entry,
+                                                                      Text value) const noexcept {
+  return memoryPermitting(std::nullopt, [&]() -> std::optional<std::uint64_t> {
+    const auto property = propertyOf(entry, value);
+    const Data* const bytes = property ? property->ifData() : nullptr;
+    if (bytes == nullptr) return std::nullopt;
+    Data extended = *bytes;
+    extended.resize(sizeof(std::uint64_t));
+    return decodeNumber<std::uint64_t>(Object(std::move(extended)));
+  });
 }
 
 std::optional<std::uint16_t> BVSystemInfo::numFromHwRegEntryDataFlipWord(host::NodeHandle entry,
                                                                          Text value) const noexcept {
-  return decodeNumber<std::uint16_t>(propertyOf(entry, value));
+  return memoryPermitting(std::nullopt, [&] { return decodeNumber<std::uint16_t>(propertyOf(entry, value)); });
 }
 
 std::optional<std::uint8_t> BVSystemInfo::numFromHwRegEntryDataByte(host::NodeHandle entry, Text value) const noexcept {
-  return decodeNumber<std::uint8_t>(propertyOf(entry, value));
+  return memoryPermitting(std::nullopt, [&] { return decodeNumber<std::uint8_t>(propertyOf(entry, value)); });
 }
 
 bool BVSystemInfo::folderExists(Text path, bool createFolder) noexcept {
@@ -123,10 +120,8 @@ void BVSystemInfo::setOsVersion(host::OsVersion osVersion) noexcept {
   osVersion_ = osVersion;
 }
 
-void BVSystemInfo::set(std::optional<std::string>& field, Text text) noexcept try {
-  field = text.copy();
-} catch (const std::bad_alloc&) {
-  // Kept as it was.
+void BVSystemInfo::set(std::optional<std::string>& field, Text text) noexcept {
+  unlessOutOfMemory([&] { field = text.copy(); });
 }
 
 }  // namespace brisvane

@@ -21,8 +21,8 @@ namespace brisvane {
 
 // The machine's profile. Everything comes from the platform in force when it is gathered:
 // the device registry, the identity service and the system version file. What cannot be
-// found is absent; nothing is logged, and nothing fails visibly. docs/linux.md tells where
-// each value comes from on Linux, and what only root can read.
+// found is absent; nothing is logged, and nothing fails visibly. docs/linux.md lists where
+// each value comes from on Linux, and which ones only root can read.
 //
 //   namespace bv = brisvane;
 //   const bv::BVSystemInfo& machine = bv::BVSystemInfo::shared();
@@ -30,11 +30,10 @@ namespace brisvane {
 //   const bv::Dictionary profile = machine.profile();
 class BRISVANE_EXPORT BVSystemInfo final {
  public:
-  // The one instance of the process, gathered on first use and not again unless
-  // setPlatformInfo() is called. It is never destroyed. Blocks while the files of the
-  // machine are read, and while another thread is the first. REQUIRES that no service of
-  // the platform in force calls it in turn, or forks: a debug build stops there, see
-  // host::IdentityService. The first use may throw std::bad_alloc.
+  // The one instance of the process, gathered on first use and again only by setPlatformInfo().
+  // It is never destroyed. The first use may throw std::bad_alloc. It blocks while the files of
+  // the machine are read; other threads wait for it. REQUIRES: no service of the platform in force
+  // calls it or forks, see host::IdentityService. A debug build stops there.
   [[nodiscard]] static BVSystemInfo& shared();
 
   // An instance of the caller's own, gathered now.
@@ -43,8 +42,8 @@ class BRISVANE_EXPORT BVSystemInfo final {
   BVSystemInfo& operator=(const BVSystemInfo&) = delete;
   ~BVSystemInfo();
 
-  // Gathers every value afresh. A part of the machine that has gone since (a registry node)
-  // leaves the values that came from it as they are, except chipID.
+  // Gathers every value afresh. The values of a registry node that no longer exists stay as they
+  // are, except chipID. A value for which memory runs out stays as it is.
   void setPlatformInfo() noexcept;
 
   // Sets isSeedBuild from osBuildVersionStr: true when its third and its last character are
@@ -82,16 +81,16 @@ class BRISVANE_EXPORT BVSystemInfo final {
 
   // --- Folders ---
 
-  // Whether there is a folder at the path, a symbolic link followed. When nothing is there
-  // and `createFolder` is true, it is made with every missing folder above it, mode 0777
-  // under the umask; the result is then whether that succeeded. What is there already is
-  // never changed.
+  // Whether there is a folder at the path. Symbolic links are followed. When nothing is there and
+  // `createFolder` is true, the folder and every missing one above it are made, mode 0777 under the
+  // umask; the result is whether that succeeded. What exists is never changed. False when memory
+  // runs out. Blocks as long as the file system does.
   static bool folderExists(Text path, bool createFolder) noexcept;
 
   // --- Values ---
   //
-  // Setting one replaces it, for this object only; nothing else is derived from it anew. A
-  // text that memory runs out for is not set.
+  // Setting one replaces it in this object only; no other value is derived from it anew. A text
+  // for which memory runs out is not set.
 
   // Whether the OS build is a pre-release: see setIsSeed().
   [[nodiscard]] bool isSeedBuild() const noexcept { return isSeedBuild_; }

@@ -1,7 +1,6 @@
 // The gathering of the profile. Its steps stand in their order: later ones build on what
 // earlier ones have set.
 #include <cstdlib>
-#include <new>
 #include <utility>
 
 #include "brisvane/host/machine/read_once.h"
@@ -10,6 +9,7 @@
 #include "brisvane/platform/companion_chip.h"
 #include "brisvane/platform/profile_sources.h"
 #include "brisvane/platform/registry_decoders.h"
+#include "brisvane/types/out_of_memory.h"
 
 namespace brisvane {
 namespace {
@@ -44,7 +44,8 @@ std::uint64_t hostBoardNumber(const std::string& board) {
 
 }  // namespace
 
-// One run over the table of sources, from one reading of the machine's files.
+// One run over the table of sources, from one reading of the machine's files. A value for which memory
+// runs out stays as it is, and the run goes on with the next.
 class BVSystemInfo::Gathering {
  public:
   Gathering(BVSystemInfo& info, const host::Platform& platform) : info_(info), platform_(platform) {}
@@ -90,7 +91,7 @@ class BVSystemInfo::Gathering {
   // when the machine has no such node.
   bool takeFrom(ProfileService service) {
     const Registry& registry = platform_.registry();
-    const OpenNode node(registry, openNode(registry, service));
+    const OpenNode node(registry, memoryPermitting(host::NodeHandle{0}, [&] { return openNode(registry, service); }));
     if (!node) return false;
     forEachSource([&](const ProfileValue& value, const ProfileSource& source) {
       if (source.service == service && isWanted(value, source)) {
@@ -119,7 +120,9 @@ class BVSystemInfo::Gathering {
   static void forEachSource(const Visit& visit) {
     for (const ProfileValue& value : profileValues()) {
       if (value.derived) continue;
-      for (const ProfileSource& source : value.sources) visit(value, source);
+      for (const ProfileSource& source : value.sources) {
+        unlessOutOfMemory([&] { visit(value, source); });
+      }
     }
   }
 
@@ -142,12 +145,14 @@ class BVSystemInfo::Gathering {
   }
 
   void takeSystemVersion() {
-    info_.setOsVersion(platform_.systemVersion().running().value_or(host::OsVersion{}));
-    const Dictionary entries = platform_.systemVersion().entries().value_or(Dictionary());
-    forEachSource([&](const ProfileValue& value, const ProfileSource& source) {
-      if (source.service != ProfileService::kSystemVersion) return;
-      const auto found = entries.find(source.name);
-      info_.*textField(value.key) = found != entries.end() ? found->second.text() : std::nullopt;
+    unlessOutOfMemory([this] { info_.setOsVersion(platform_.systemVersion().running().value_or(host::OsVersion{})); });
+    unlessOutOfMemory([this] {
+      const Dictionary entries = platform_.systemVersion().entries().value_or(Dictionary());
+      forEachSource([&](const ProfileValue& value, const ProfileSource& source) {
+        if (source.service != ProfileService::kSystemVersion) return;
+        const auto found = entries.find(source.name);
+        info_.*textField(value.key) = found != entries.end() ? found->second.text() : std::nullopt;
+      });
     });
     info_.setIsSeed();
   }
@@ -173,11 +178,9 @@ class BVSystemInfo::Gathering {
   const host::Platform& platform_;
 };
 
-void BVSystemInfo::setPlatformInfo() noexcept try {
+void BVSystemInfo::setPlatformInfo() noexcept {
   const auto platform = host::platform();
   Gathering(*this, *platform).run();
-} catch (const std::bad_alloc&) {
-  // What has been gathered stands; the rest is as it was.
 }
 
 }  // namespace brisvane

@@ -85,7 +85,7 @@ std::string_view nameOf(ProfileService service) noexcept {
   return "";
 }
 
-host::NodeHandle openNode(const host::Registry& registry, ProfileService node) noexcept {
+host::NodeHandle openNode(const host::Registry& registry, ProfileService node) {
   switch (node) {
     case kRootNode:
       return registry.root();

@@ -1,5 +1,5 @@
-// Where the values of a profile come from: the table that the gathering follows, for a tool that
-// explains a profile.
+// The table of the sources of a profile's values. The gathering follows it, and a tool can explain a
+// profile with it.
 // The functions may be called from any thread.
 #pragma once
 
@@ -31,8 +31,8 @@ struct ProfileSource {
   ProfileService needs = ProfileService::kNone;  // the node without which the source is not asked
 };
 
-// A value, with its sources in order: the first that has a value decides. A flag that is derived
-// depends on all of them.
+// A value, with its sources in order: the first source that has a value decides. A derived flag
+// depends on all of its sources.
 struct ProfileValue {
   std::string_view key;  // of BVSystemInfo::profile(); the property's name where the profile has none
   std::span<const ProfileSource> sources;
@@ -46,6 +46,6 @@ struct ProfileValue {
 [[nodiscard]] BRISVANE_EXPORT std::string_view nameOf(ProfileService service) noexcept;
 
 // Opens the node; 0 when the machine has none, and for a service that is no node.
-[[nodiscard]] BRISVANE_EXPORT host::NodeHandle openNode(const host::Registry& registry, ProfileService node) noexcept;
+[[nodiscard]] BRISVANE_EXPORT host::NodeHandle openNode(const host::Registry& registry, ProfileService node);
 
 }  // namespace brisvane

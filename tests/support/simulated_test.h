@@ -19,9 +19,9 @@ namespace brisvane::testing {
 class SimulatedTest : public ::testing::Test {
  protected:
   explicit SimulatedTest(const std::string& description = "{}") {
-    std::string error;
-    machine = host::simulated::Machine::fromJson(description, error);
-    if (machine == nullptr) throw std::runtime_error(error);
+    auto made = host::simulated::Machine::fromJson(description);
+    if (!made.ok()) throw std::runtime_error(made.error().text());
+    machine = std::move(made).value();
     auto platform = std::make_shared<host::Platform>(*machine->platform());
     platform->setClock(clock);
     installed = std::make_unique<host::ScopedPlatform>(platform);

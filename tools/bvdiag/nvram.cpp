@@ -65,10 +65,10 @@ std::string explainAbsence(const NvramOptions& options) {
   const Registry& registry = platform->registry();
   const bv::host::OpenNode store(registry, registry.nodeAtPath(Registry::kOptionsPath));
   if (!store) return name + ": the machine has no variable store; on a PC, it must have been started by UEFI";
-  const bv::host::Origin origin = registry.origin(store.handle(), name);
-  if (origin.error) {
-    return (origin.place.empty() ? name : origin.place) + ": " + origin.error.text() + "; " +
-           adviceFor(origin.error.number());
+  const auto origin = registry.origin(store.handle(), name);
+  if (!origin.ok()) {
+    const bv::Error& error = origin.error();
+    return (error.what().empty() ? error.of(name) : error).text() + "; " + adviceFor(error.number());
   }
   return name + (options.view == "dictionary" ? ": holds no JSON object; " : ": holds no text; ") +
          "--view data shows what it holds";

@@ -20,7 +20,6 @@ using bv::BVSystemInfo;
 using bv::ProfileService;
 using bv::ProfileSource;
 using bv::ProfileValue;
-using bv::host::Origin;
 
 constexpr std::size_t kColumn = 24;
 #if defined(__x86_64__)
@@ -72,23 +71,21 @@ Finding findingFrom(const ProfileSource& source) {
   if (source.service == ProfileService::kCompanionChip) return companionChip();
   const auto platform = bv::host::platform();
   Finding finding{std::string(nameOf(source.service)) + " " + std::string(source.name), {}, {}};
-  Origin origin;
-  if (source.service == ProfileService::kIdentity) {
-    origin = platform->identityService().origin(source.name);
-  } else if (source.service == ProfileService::kSystemVersion) {
-    origin = platform->systemVersion().origin(source.name);
-  } else {
+  const auto origin = [&]() -> bv::Result<std::string> {
+    if (source.service == ProfileService::kIdentity) return platform->identityService().origin(source.name);
+    if (source.service == ProfileService::kSystemVersion) return platform->systemVersion().origin(source.name);
     const bv::host::OpenNode node(platform->registry(), bv::openNode(platform->registry(), source.service));
-    origin = platform->registry().origin(node.handle(), source.name);
+    auto found = platform->registry().origin(node.handle(), source.name);
     if (!node) finding.reason = "no such node";
-    if (!origin.error && !isOfUse(node.handle(), source.name)) finding.reason = "not of use";
-  }
+    if (found.ok() && !isOfUse(node.handle(), source.name)) finding.reason = "not of use";
+    return found;
+  }();
   if (source.needs != ProfileService::kNone &&
       !bv::host::OpenNode(platform->registry(), bv::openNode(platform->registry(), source.needs))) {
     finding.reason = "not asked without a node " + std::string(nameOf(source.needs));
   }
-  finding.place = origin.place;
-  if (finding.reason.empty()) finding.reason = reasonText(origin.error.number());
+  finding.place = origin.ok() ? origin.value() : std::string(origin.error().what());
+  if (finding.reason.empty()) finding.reason = reasonText(origin.ok() ? 0 : origin.error().number());
   return finding;
 }
 

@@ -91,11 +91,11 @@ bv::Dictionary described(const bv::Dictionary& properties) {
 }
 
 void complainOfAdministratorFile(const Session& session) {
-  std::string error;
   const std::string path(bv::host::kAdministratorFile);
   if (session.isSimulated() || bv::host::fileKind(path) == bv::host::FileKind::kNone) return;
-  if (!bv::host::MachineDescription::fromFile(path, error)) {
-    session.output().remark(error + "; the file is ignored until that is mended");
+  const auto description = bv::host::MachineDescription::fromFile(path);
+  if (!description.ok()) {
+    session.output().remark(description.error().text() + "; the file is ignored until that is mended");
   }
 }
 

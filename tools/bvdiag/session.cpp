@@ -51,15 +51,14 @@ class LogFileWatch final : public bv::host::SystemLog {
 };
 
 std::unique_ptr<Session> Session::start(const GlobalOptions& options, Output& output) {
-  std::unique_ptr<Machine> machine;
-  std::string error;
-  if (!options.machineFile.empty()) machine = Machine::fromFile(options.machineFile, error);
-  if (options.simulated) machine = Machine::fromJson(Machine::exampleDescription(), error);
-  if (machine == nullptr && !error.empty()) {
-    output.complain("the simulated machine cannot be made: " + error + "; check the description");
+  bv::Result<std::unique_ptr<Machine>> machine(nullptr);
+  if (!options.machineFile.empty()) machine = Machine::fromFile(options.machineFile);
+  if (options.simulated) machine = Machine::fromJson(Machine::exampleDescription());
+  if (!machine.ok()) {
+    output.complain("the simulated machine cannot be made: " + machine.error().text() + "; check the description");
     return nullptr;
   }
-  return std::unique_ptr<Session>(new Session(output, std::move(machine)));
+  return std::unique_ptr<Session>(new Session(output, std::move(machine).value()));
 }
 
 Session::Session(Output& output, std::unique_ptr<Machine> machine) : output_(output), machine_(std::move(machine)) {

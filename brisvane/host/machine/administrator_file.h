@@ -1,5 +1,5 @@
-// What an administrator says about the machine, over what the machine says itself.
-// Safe from any thread. The file is read afresh at each question, once where a ReadOnce says so.
+// What the administrator's file says about the machine; it replaces what the machine itself says.
+// Safe from any thread. Each question reads the file afresh, once while a ReadOnce lives.
 #pragma once
 
 #include <memory>
@@ -16,12 +16,12 @@ class AdministratorFile {
  public:
   explicit AdministratorFile(std::string path) : path_(std::move(path)) {}
 
-  // What it says; nothing when it is missing, cannot be read, or is malformed: a wrong file
-  // counts as a whole or not at all.
+  // Its content. Empty when the file is missing, cannot be read or is malformed: no part of a
+  // malformed file is used.
   [[nodiscard]] std::shared_ptr<const MachineDescription> read() const;
 
-  // The origin of a value that it could give and does not.
-  [[nodiscard]] Origin originOfNothing() const;
+  // Why a value that it could give is missing, as Registry::origin reports it.
+  [[nodiscard]] Error whyMissing() const;
 
   [[nodiscard]] const std::string& path() const noexcept { return path_; }
 
@@ -29,7 +29,7 @@ class AdministratorFile {
   std::string path_;
 };
 
-// A registry node of the machine, with what the file says of it laid over.
+// A registry node of the machine. The properties that the file gives it replace its own.
 class OverlaidNode final : public RegistryNode {
  public:
   using Section = std::optional<Dictionary> MachineDescription::*;
@@ -37,10 +37,10 @@ class OverlaidNode final : public RegistryNode {
   OverlaidNode(std::shared_ptr<const RegistryNode> base, AdministratorFile file, Section section) noexcept
       : base_(std::move(base)), file_(std::move(file)), section_(section) {}
 
-  [[nodiscard]] bool exists() const noexcept override;
-  [[nodiscard]] std::optional<Object> property(std::string_view name) const noexcept override;
-  [[nodiscard]] std::vector<std::string> propertyNames() const noexcept override;
-  [[nodiscard]] Origin origin(std::string_view name) const noexcept override;
+  [[nodiscard]] bool exists() const override;
+  [[nodiscard]] std::optional<Object> property(std::string_view name) const override;
+  [[nodiscard]] std::vector<std::string> propertyNames() const override;
+  Result<std::string> origin(std::string_view name) const override;
 
  private:
   const std::shared_ptr<const RegistryNode> base_;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <new>
 
 namespace brisvane::host {
 namespace {
@@ -22,30 +21,25 @@ Object copyOf(const Object& value) {
 
 DescribedNode::~DescribedNode() = default;
 
-std::optional<Object> DescribedNode::property(std::string_view name) const noexcept try {
+std::optional<Object> DescribedNode::property(std::string_view name) const {
   if (!properties_) return std::nullopt;
   const auto found = properties_->find(name);
   return found != properties_->end() ? std::optional(copyOf(found->second)) : std::nullopt;
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
 }
 
-std::vector<std::string> DescribedNode::propertyNames() const noexcept try {
+std::vector<std::string> DescribedNode::propertyNames() const {
   std::vector<std::string> names;
   if (properties_) {
     for (const auto& [name, value] : *properties_) names.push_back(name);
   }
   std::sort(names.begin(), names.end());
   return names;
-} catch (const std::bad_alloc&) {
-  return {};
 }
 
-Origin DescribedNode::origin(std::string_view name) const noexcept try {
-  const bool isThere = properties_ && properties_->contains(name);
-  return {place_, isThere ? FormerError() : FormerError(properties_ ? ENODATA : ENOENT)};
-} catch (const std::bad_alloc&) {
-  return {{}, FormerError(ENOMEM)};
+Result<std::string> DescribedNode::origin(std::string_view name) const {
+  if (!properties_) return Error(ENOENT, place_);
+  if (!properties_->contains(name)) return Error(ENODATA, place_);
+  return place_;
 }
 
 }  // namespace brisvane::host

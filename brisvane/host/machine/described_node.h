@@ -15,16 +15,16 @@ namespace brisvane::host {
 
 class BRISVANE_EXPORT DescribedNode final : public RegistryNode {
  public:
-  // Without properties, a node that is not there. `place` is what gave the properties, for
-  // their origin.
+  // Without properties, a node that the machine does not have. `place` is what gave the
+  // properties, for their origin.
   DescribedNode(std::optional<Dictionary> properties, std::string place) noexcept
       : properties_(std::move(properties)), place_(std::move(place)) {}
   ~DescribedNode() override;
 
   [[nodiscard]] bool exists() const noexcept override { return properties_.has_value(); }
-  [[nodiscard]] std::optional<Object> property(std::string_view name) const noexcept override;
-  [[nodiscard]] std::vector<std::string> propertyNames() const noexcept override;
-  [[nodiscard]] Origin origin(std::string_view name) const noexcept override;
+  [[nodiscard]] std::optional<Object> property(std::string_view name) const override;
+  [[nodiscard]] std::vector<std::string> propertyNames() const override;
+  Result<std::string> origin(std::string_view name) const override;
 
  private:
   const std::optional<Dictionary> properties_;

@@ -119,29 +119,24 @@ void DescriptionReader::finish() const {
   }
 }
 
-bool readDescription(std::string_view json, std::string& error, const std::function<void(const Object& value)>& read) {
+Result<> readDescription(std::string_view json, const std::function<void(const Object& value)>& read) {
+  std::string error;
   const auto value = parseJson(json, &error);
-  if (!value) return false;
+  if (!value) return Error::because(error);
   try {
     read(*value);
-    return true;
+    return {};
   } catch (const DescriptionError& wrong) {
-    error = "line " + std::to_string(jsonLine(json, wrong.place)) + ": " + wrong.text();
-    return false;
+    return Error::because("line " + std::to_string(jsonLine(json, wrong.place)) + ": " + wrong.text());
   }
 }
 
-bool readDescriptionFile(std::string_view path, std::string& error,
-                         const std::function<void(const Object& value)>& read) {
+Result<> readDescriptionFile(std::string_view path, const std::function<void(const Object& value)>& read) {
   constexpr std::size_t kLargest = std::size_t{16} << 20U;
   const auto content = readFile(path, kLargest);
-  if (!content.ok()) {
-    error = content.error().text();
-    return false;
-  }
-  if (readDescription(content.value(), error, read)) return true;
-  error.insert(0, std::string(path) + ": ");
-  return false;
+  if (!content.ok()) return content.error();
+  auto result = readDescription(content.value(), read);
+  return result.ok() ? std::move(result) : result.error().of(path);
 }
 
 }  // namespace brisvane::host

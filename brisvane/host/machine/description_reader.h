@@ -1,5 +1,5 @@
-// DescriptionReader, which takes a description of a machine apart, strictly, and says
-// where it is wrong. A reader belongs to one thread; the functions may be called from any.
+// DescriptionReader, which takes a description of a machine apart, strictly, and reports where it
+// is wrong. A reader belongs to one thread; the functions may be called from any.
 #pragma once
 
 #include <cstddef>
@@ -14,10 +14,11 @@
 
 #include "brisvane/types/export.h"
 #include "brisvane/types/object.h"
+#include "brisvane/types/result.h"
 
 namespace brisvane::host {
 
-// Thrown within the reading of a description, caught where the reading began.
+// Thrown within the reading of a description, and caught where the reading began.
 struct BRISVANE_EXPORT DescriptionError {
   std::string place;  // as in "devices[0].name"; empty for the description as a whole
   std::string what;   // as in "must be a text"
@@ -26,8 +27,8 @@ struct BRISVANE_EXPORT DescriptionError {
   [[nodiscard]] std::string text() const;
 };
 
-// One object of a description. Each getter gives the field's value, or `fallback`
-// when it is missing, and throws DescriptionError when it is of the wrong kind.
+// One object of a description. Each getter gives the field's value, or `fallback` when the field
+// is missing. It throws DescriptionError when the field is of the wrong kind.
 class BRISVANE_EXPORT DescriptionReader {
  public:
   DescriptionReader(const Object& value, std::string place);
@@ -54,8 +55,8 @@ class BRISVANE_EXPORT DescriptionReader {
   [[nodiscard]] std::string placeOf(std::string_view key) const;
   [[noreturn]] void fail(std::string_view key, std::string_view what) const;
 
-  // Throws for a field that nothing has asked for: a misspelled one must not pass
-  // for a missing one.
+  // Throws for a field that no getter has asked for, so that a misspelled field does not pass for
+  // a missing one.
   void finish() const;
 
  private:
@@ -68,13 +69,12 @@ class BRISVANE_EXPORT DescriptionReader {
 [[nodiscard]] BRISVANE_EXPORT std::size_t countFrom(const Object& value, const std::string& place,
                                                     std::size_t smallest);
 
-// Has `read` take the value of a JSON text apart. False when it is no JSON, or `read` has
-// thrown a DescriptionError; `error` then says what is wrong on which line.
-[[nodiscard]] BRISVANE_EXPORT bool readDescription(std::string_view json, std::string& error,
-                                                   const std::function<void(const Object& value)>& read);
+// Parses a JSON text and calls `read` with its value. Fails when the text is no JSON, and when
+// `read` throws a DescriptionError. The error's reason names the line.
+BRISVANE_EXPORT Result<> readDescription(std::string_view json, const std::function<void(const Object& value)>& read);
 
-// The same with a file of at most 16 MiB; the error then begins with its path.
-[[nodiscard]] BRISVANE_EXPORT bool readDescriptionFile(std::string_view path, std::string& error,
-                                                       const std::function<void(const Object& value)>& read);
+// The same with a file of at most 16 MiB. The error's what() is the path.
+BRISVANE_EXPORT Result<> readDescriptionFile(std::string_view path,
+                                             const std::function<void(const Object& value)>& read);
 
 }  // namespace brisvane::host

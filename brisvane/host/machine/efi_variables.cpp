@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <new>
 
 #include "brisvane/host/files/descriptor.h"
 #include "brisvane/host/files/directory.h"
@@ -27,23 +26,19 @@ constexpr mode_t kNewFileMode = 0644;  // the kernel's own for a variable
 constexpr int kRounds = 10;
 constexpr std::size_t kLargestVariable = std::size_t{1} << 20U;
 
-FormerError lastError() noexcept { return FormerError(errno); }
-
 // The whole file, by as few reads as it takes: the kernel lets ordinary users have about
 // a hundred a second. What it says of the file's size is not to be trusted.
-std::optional<Data> readWhole(int descriptor, FormerError& error) {
+Result<Data> readWhole(int descriptor) {
   constexpr std::size_t kFirst = std::size_t{64} << 10U;
   Data content(kFirst);
   std::size_t length = 0;
   for (;;) {
     const ssize_t count = ::read(descriptor, content.data() + length, content.size() - length);
     if (count < 0 && errno == EINTR) continue;
-    error = count < 0 ? lastError() : FormerError();
-    if (error) return std::nullopt;
+    if (count < 0) return Error::last();
     length += static_cast<std::size_t>(count);
     if (length < content.size()) break;
-    if (length > kLargestVariable) error = FormerError(EFBIG);
-    if (error) return std::nullopt;
+    if (length > kLargestVariable) return Error(EFBIG);
     content.resize(content.size() * 2);
   }
   content.resize(length);
@@ -51,11 +46,11 @@ std::optional<Data> readWhole(int descriptor, FormerError& error) {
 }
 
 // The content of a variable's file.
-std::optional<Data> readFileOf(const std::string& path, FormerError& error) {
+Result<Data> readFileOf(const std::string& path) {
   const Descriptor file = openDescriptor(path.c_str(), O_RDONLY | kOpenFlags);
-  if (file.valid()) return readWhole(file.get(), error);
-  error = lastError();
-  return std::nullopt;
+  if (!file.valid()) return Error::last(path);
+  auto content = readWhole(file.get());
+  return content.ok() ? std::move(content) : content.error().of(path);
 }
 
 // Takes the immutable flag of a file away, where it has one, and on request puts it back.
@@ -66,10 +61,10 @@ class ImmutableFlag {
     const bool isKnown = file_.valid() && ::ioctl(file_.get(), FS_IOC_GETFLAGS, &flags_) == 0;
     const bool isSet = isKnown && (flags_ & FS_IMMUTABLE_FL) != 0;
     isTaken_ = isSet && set(flags_ & ~FS_IMMUTABLE_FL);
-    if (isSet && !isTaken_) error_ = lastError();
+    if (isSet && !isTaken_) taking_ = Error::last(path);
   }
-  // Why it is there still.
-  [[nodiscard]] FormerError error() const noexcept { return error_; }
+  // Fails when it is there still.
+  [[nodiscard]] const Result<>& taking() const noexcept { return taking_; }
   void putBack() noexcept {
     if (isTaken_) static_cast<void>(set(flags_));
   }
@@ -80,29 +75,35 @@ class ImmutableFlag {
   Descriptor file_;
   int flags_ = 0;  // an int for the kernel, whatever the request's name says
   bool isTaken_ = false;
-  FormerError error_;
+  Result<> taking_;
 };
 
 // One write, as firmware wants it. `isOpened` tells whether it came so far.
-FormerError writeOnce(const std::string& path, int flags, ByteView bytes, bool cutsRest, bool& isOpened) noexcept {
+Result<> writeOnce(const std::string& path, int flags, ByteView bytes, bool cutsRest, bool& isOpened) noexcept {
   const Descriptor file = openDescriptor(path.c_str(), O_WRONLY | kOpenFlags | flags, kNewFileMode);
   isOpened = file.valid();
-  if (!isOpened) return lastError();
+  if (!isOpened) return Error::last(path);
   ssize_t written = -1;
   do {
     written = ::write(file.get(), bytes.data(), bytes.size());
   } while (written < 0 && errno == EINTR);
-  if (written < 0) return lastError();
-  if (static_cast<std::size_t>(written) != bytes.size()) return FormerError(EIO);
-  return !cutsRest || ::ftruncate(file.get(), written) == 0 ? FormerError() : lastError();
+  if (written < 0) return Error::last(path);
+  if (static_cast<std::size_t>(written) != bytes.size()) return Error(EIO, path);
+  if (cutsRest && ::ftruncate(file.get(), written) != 0) return Error::last(path);
+  return {};
 }
 
 // A refused write of a new variable leaves a file without a value, which would pass for a
-// variable in listings.
-void removeLeftover(const std::string& path) {
-  FormerError unread;
-  const auto content = readFileOf(path, unread);
-  if (!content || content->size() >= Attributes().size()) return;
+// variable in listings. A rollback: it needs no memory.
+void removeLeftover(const std::string& path) noexcept {
+  const Descriptor file = openDescriptor(path.c_str(), O_RDONLY | kOpenFlags);
+  if (!file.valid()) return;
+  Attributes start{};
+  ssize_t length = -1;
+  do {
+    length = ::read(file.get(), start.data(), start.size());
+  } while (length < 0 && errno == EINTR);
+  if (length < 0 || static_cast<std::size_t>(length) >= start.size()) return;
   const ImmutableFlag flag(path);
   ::unlink(path.c_str());
 }
@@ -115,7 +116,7 @@ bool EfiVariables::exists() const noexcept {
   return anyFileSystem_ || status.f_type == EFIVARFS_MAGIC;
 }
 
-std::vector<std::string> EfiVariables::propertyNames() const noexcept try {
+std::vector<std::string> EfiVariables::propertyNames() const {
   constexpr std::size_t kSuffix = kGuidTextLength + 1;
   std::vector<std::string> names;
   for (const std::string& file : listDirectory(folder_).optional().value_or(std::vector<std::string>())) {
@@ -125,8 +126,6 @@ std::vector<std::string> EfiVariables::propertyNames() const noexcept try {
   }
   std::sort(names.begin(), names.end());
   return names;
-} catch (const std::bad_alloc&) {
-  return {};
 }
 
 std::string EfiVariables::place(const VariableName& name) const {
@@ -137,57 +136,63 @@ std::string EfiVariables::place(const VariableName& name) const {
   return join({folder_, "/", name.name, "-", guid});
 }
 
-std::optional<Data> EfiVariables::read(const VariableName& name, FormerError& error) const {
-  auto content = readFileOf(place(name), error);
-  if (!content) return std::nullopt;
-  if (content->size() < Attributes().size()) error = FormerError(ENOENT);
-  if (error) return std::nullopt;
-  content->erase(content->begin(), content->begin() + Attributes().size());
+Result<Data> EfiVariables::read(const VariableName& name) const {
+  const std::string path = place(name);
+  auto content = readFileOf(path);
+  if (!content.ok()) return content;
+  Data& bytes = content.value();
+  if (bytes.size() < Attributes().size()) return Error(ENOENT, path);
+  bytes.erase(bytes.begin(), bytes.begin() + Attributes().size());
   return content;
 }
 
-FormerError EfiVariables::write(const VariableName& name, ByteView value) const {
+Result<> EfiVariables::write(const VariableName& name, ByteView value) const {
   const std::string path = place(name);
-  FormerError failed;
+  Result<> written;
   // A further round is for another writer, who has made the variable, deleted it or put the
   // flag back in between.
   for (int round = 0; round < kRounds; ++round) {
-    const auto before = readFileOf(path, failed);
-    const bool isNew = failed.number() == ENOENT;
-    if (!before && !isNew) return failed;
+    const auto before = readFileOf(path);
+    const bool isNew = !before.ok();
+    if (isNew && before.error().number() != ENOENT) return before.error();
     Data bytes(kNewAttributes.begin(), kNewAttributes.end());
-    if (before && before->size() >= bytes.size()) std::copy_n(before->begin(), bytes.size(), bytes.begin());
+    if (!isNew && before.value().size() >= bytes.size()) {
+      std::copy_n(before.value().begin(), bytes.size(), bytes.begin());
+    }
     bytes.insert(bytes.end(), value.begin(), value.end());
+    // From here on nothing needs memory: the flag is put back.
     ImmutableFlag flag(path);
-    if (flag.error()) return flag.error();
+    if (!flag.taking().ok()) return flag.taking();
     bool isOpened = false;
-    failed = writeOnce(path, isNew ? O_CREAT | O_EXCL : 0, bytes, anyFileSystem_, isOpened);
+    written = writeOnce(path, isNew ? O_CREAT | O_EXCL : 0, bytes, anyFileSystem_, isOpened);
     flag.putBack();
     // Only what has been made here: someone else may be about to write what looks the same.
-    if (failed && isOpened && isNew) removeLeftover(path);
-    const bool wasAnother = failed.number() == EPERM || failed.number() == (isNew ? EEXIST : ENOENT);
-    if (isOpened || !wasAnother) break;
+    if (!written.ok() && isOpened && isNew) removeLeftover(path);
+    if (written.ok() || isOpened) break;
+    const int number = written.error().number();
+    if (number != EPERM && number != (isNew ? EEXIST : ENOENT)) break;
   }
-  return failed;
+  return written;
 }
 
-FormerError EfiVariables::remove(const VariableName& name) const {
+Result<> EfiVariables::remove(const VariableName& name) const {
   const std::string path = place(name);
-  FormerError failed;
+  Result<> removed;
   for (int round = 0; round < kRounds; ++round) {
     ImmutableFlag flag(path);
-    if (flag.error()) return flag.error();
+    if (!flag.taking().ok()) return flag.taking();
     if (::unlink(path.c_str()) == 0) return {};
-    failed = lastError();
+    removed = Error::last(path);
     flag.putBack();
-    if (failed.number() != EPERM) break;
+    if (removed.error().number() != EPERM) break;
   }
-  return failed;
+  return removed;
 }
 
-FormerError EfiVariables::commit() const {
+Result<> EfiVariables::commit() const {
   const Descriptor folder = openDescriptor(folder_.c_str(), O_RDONLY | O_DIRECTORY);
-  return folder.valid() && ::syncfs(folder.get()) == 0 ? FormerError() : lastError();
+  if (!folder.valid() || ::syncfs(folder.get()) != 0) return Error::last(folder_);
+  return {};
 }
 
 }  // namespace brisvane::host::real

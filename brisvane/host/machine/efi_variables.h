@@ -9,25 +9,25 @@
 
 namespace brisvane::host::real {
 
-// Each variable is a file, its name, a hyphen and the GUID in lower case: four bytes of
-// attributes, then the value. An existing variable keeps its attributes, a new one becomes
-// non-volatile, for boot services and run time. The immutable flag that keeps a variable from
-// accidents is taken away for a change and put back. Nothing is ever mounted or remounted.
+// Each variable is a file. Its name is the variable's name, a hyphen and the GUID in lower case. It
+// holds four bytes of attributes, then the value. An existing variable keeps its attributes; a new
+// one is non-volatile, for boot services and run time. The kernel protects most variables by the
+// immutable flag: it is cleared for a change and set again. Nothing is ever mounted or remounted.
 class EfiVariables final : public VariableStore {
  public:
-  // `anyFileSystem` lets an ordinary folder stand in for efivarfs.
+  // `anyFileSystem` accepts an ordinary folder in place of efivarfs.
   explicit EfiVariables(std::string folder, bool anyFileSystem = false)
       : folder_(std::move(folder)), anyFileSystem_(anyFileSystem) {}
 
-  // Whether efivarfs is mounted there: the empty folder without it is no store.
+  // Whether efivarfs is mounted there. The empty folder without it is no store.
   [[nodiscard]] bool exists() const noexcept override;
-  [[nodiscard]] std::vector<std::string> propertyNames() const noexcept override;
+  [[nodiscard]] std::vector<std::string> propertyNames() const override;
 
  private:
-  [[nodiscard]] std::optional<Data> read(const VariableName& name, FormerError& error) const override;
-  FormerError write(const VariableName& name, ByteView value) const override;
-  FormerError remove(const VariableName& name) const override;
-  FormerError commit() const override;
+  Result<Data> read(const VariableName& name) const override;
+  Result<> write(const VariableName& name, ByteView value) const override;
+  Result<> remove(const VariableName& name) const override;
+  Result<> commit() const override;
   [[nodiscard]] std::string place(const VariableName& name) const override;
 
   const std::string folder_;

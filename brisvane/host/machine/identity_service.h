@@ -3,25 +3,30 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <string_view>
 
-#include "brisvane/host/machine/origin.h"
 #include "brisvane/types/export.h"
 #include "brisvane/types/object.h"
+#include "brisvane/types/result.h"
 
 namespace brisvane::host {
 
 // An operation that is not overridden answers "nothing".
 //
-// REQUIRES of an implementation, as of every service that a profile is gathered from (registry, identity service and
-// system version): it neither asks for BVSystemInfo::shared(), as a guarded read of a firmware variable does, nor
-// forks, nor waits for a thread that does. The shared profile is being built then, once only, and would be waited for
-// without end; a debug build stops there.
+// REQUIRES of an implementation, as of every service that a profile is gathered from (registry,
+// identity service and system version):
+//  - It throws nothing but std::bad_alloc.
+//  - It does not call BVSystemInfo::shared(). A guarded read of a firmware variable calls it.
+//  - It does not fork.
+//  - It does not wait for a thread that does either.
+// The shared profile is gathered under a lock, so that such a call would wait for itself for ever.
+// A debug build stops there.
 class BRISVANE_EXPORT IdentityService {
  public:
   static constexpr std::string_view kSigningFuse = "SigningFuse";                    // a boolean
   static constexpr std::string_view kFirmwareVersion = "FirmwareVersion";            // a text
-  static constexpr std::string_view kUniqueChipID = "UniqueChipID";                  // an unsigned number of 64 bits
+  static constexpr std::string_view kUniqueChipID = "UniqueChipID";                  // unsigned, of 64 bits
   static constexpr std::string_view kUniqueDeviceID = "ProvisioningUniqueDeviceID";  // a text
 
   IdentityService() = default;
@@ -30,10 +35,11 @@ class BRISVANE_EXPORT IdentityService {
   virtual ~IdentityService();
 
   // The answer for a key; nullopt when there is none.
-  [[nodiscard]] virtual std::optional<Object> answer(std::string_view key) const noexcept;
+  [[nodiscard]] virtual std::optional<Object> answer(std::string_view key) const;
 
-  // Where the answer comes from, or would.
-  [[nodiscard]] virtual Origin origin(std::string_view key) const noexcept;
+  // The place that the answer comes from. When there is none, the error is that of
+  // Registry::origin.
+  virtual Result<std::string> origin(std::string_view key) const;
 };
 
 }  // namespace brisvane::host

@@ -64,14 +64,15 @@ MachineDescription MachineDescription::read(DescriptionReader& reader) {
   return machine;
 }
 
-std::optional<MachineDescription> MachineDescription::fromFile(std::string_view path, std::string& error) {
-  std::optional<MachineDescription> machine;
-  const bool isRead = readDescriptionFile(path, error, [&machine](const Object& description) {
+Result<MachineDescription> MachineDescription::fromFile(std::string_view path) {
+  MachineDescription machine;
+  const auto isRead = readDescriptionFile(path, [&machine](const Object& description) {
     DescriptionReader reader(description, "");
     machine = read(reader);
     reader.finish();
   });
-  return isRead ? std::move(machine) : std::nullopt;
+  if (!isRead.ok()) return isRead.error();
+  return machine;
 }
 
 Object describedValue(const Object& value, const std::string& place) {

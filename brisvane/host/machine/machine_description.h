@@ -1,5 +1,5 @@
-// MachineDescription, who a machine is, as a JSON text tells it. The administrator's file
-// and the simulated machine have this form in common; docs/machine.md tells it.
+// MachineDescription, who a machine is, as a JSON text describes it. The administrator's file and
+// the simulated machine share this form; docs/machine.md defines it.
 // A value type; the functions may be called from any thread.
 #pragma once
 
@@ -11,10 +11,11 @@
 #include "brisvane/host/machine/system_version.h"
 #include "brisvane/types/export.h"
 #include "brisvane/types/object.h"
+#include "brisvane/types/result.h"
 
 namespace brisvane::host {
 
-// What an administrator has to say about the machine, over what it says itself.
+// The file in which an administrator describes the machine. It replaces what the machine says.
 inline constexpr std::string_view kAdministratorFile = "/etc/brisvane/machine.json";
 
 struct BRISVANE_EXPORT MachineDescription {
@@ -34,9 +35,9 @@ struct BRISVANE_EXPORT MachineDescription {
   // field that is missing leaves its part empty. Throws DescriptionError.
   [[nodiscard]] static MachineDescription read(DescriptionReader& reader);
 
-  // An administrator's file: those fields and no others. nullopt when it cannot be read or
-  // is malformed; `error` then says why, and on which line.
-  [[nodiscard]] static std::optional<MachineDescription> fromFile(std::string_view path, std::string& error);
+  // The description in an administrator's file, which has those fields and no others. The error
+  // names the file and, for a malformed one, the line.
+  static Result<MachineDescription> fromFile(std::string_view path);
 };
 
 // A property as a description spells it: a text, number or boolean as it is, a byte buffer
@@ -46,7 +47,7 @@ struct BRISVANE_EXPORT MachineDescription {
 // The same the other way round; anything but the kinds above becomes null.
 [[nodiscard]] BRISVANE_EXPORT Object describeValue(const Object& value);
 
-// "12", "12.5" or "12.5.1", with more after a further dot ignored; missing numbers are 0.
+// "12", "12.5" or "12.5.1". What follows a further dot is ignored; missing numbers are 0.
 // nullopt for any other text, and for a number beyond 64 bits.
 [[nodiscard]] BRISVANE_EXPORT std::optional<OsVersion> parseVersion(std::string_view text) noexcept;
 

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <charconv>
-#include <new>
 
 #include "brisvane/host/files/files.h"
 
@@ -14,10 +13,12 @@ constexpr std::string_view kSecureBoot = "8BE4DF61-93CA-11D2-AA0D-00E098032B8C:S
 constexpr std::string_view kSetupMode = "8BE4DF61-93CA-11D2-AA0D-00E098032B8C:SetupMode";
 
 // A variable of one byte.
-std::optional<std::uint8_t> byteOf(const EfiVariables& variables, std::string_view name) {
-  const auto value = variables.property(name);
+Result<std::uint8_t> byteOf(const EfiVariables& variables, std::string_view name) {
+  const auto value = variables.exists() ? variables.property(name) : std::nullopt;
   const Data* const bytes = value ? value->ifData() : nullptr;
-  return bytes != nullptr && bytes->size() == 1 ? std::optional(bytes->front()) : std::nullopt;
+  if (bytes != nullptr && bytes->size() == 1) return bytes->front();
+  const auto origin = variables.origin(name);
+  return origin.ok() ? Error(ENODATA, origin.value()) : origin.error();
 }
 
 // A whole number in hexadecimal, with or without "0x", that fits into 64 bits.
@@ -32,54 +33,43 @@ std::optional<std::uint64_t> hexNumber(std::string_view text) {
 
 }  // namespace
 
-std::optional<Object> MachineIdentity::signingFuse(std::string_view& missing) const {
-  missing = kSecureBoot;
-  if (!variables_->exists()) return std::nullopt;
+Result<Object> MachineIdentity::signingFuse() const {
   const auto secureBoot = byteOf(*variables_, kSecureBoot);
+  if (!secureBoot.ok()) return secureBoot.error();
   const auto setupMode = byteOf(*variables_, kSetupMode);
-  if (secureBoot) missing = kSetupMode;
-  if (!secureBoot || !setupMode) return std::nullopt;
-  return Object(*secureBoot == 1 && *setupMode == 0);
+  if (!setupMode.ok()) return setupMode.error();
+  return Object(secureBoot.value() == 1 && setupMode.value() == 0);
 }
 
-std::optional<Object> MachineIdentity::uniqueChipID(FormerError& error) const {
+Result<Object> MachineIdentity::uniqueChipID() const {
   constexpr std::size_t kLargest = 4096;
   const auto serial = readFile(serialFile(), kLargest);
-  error = FormerError(serial.ok() ? 0 : serial.error().number());
-  if (!serial.ok()) return std::nullopt;
+  if (!serial.ok()) return serial.error();
   const auto number = hexNumber(serial.value());
-  if (!number) error = FormerError(ENODATA);
-  return number ? std::optional<Object>(*number) : std::nullopt;
+  if (!number) return Error(ENODATA, serialFile());
+  return Object(*number);
 }
 
-std::optional<Object> MachineIdentity::answer(std::string_view key) const noexcept try {
+std::optional<Object> MachineIdentity::answer(std::string_view key) const {
   const auto description = file_.read();
   const Dictionary& answers = description->identity;
   if (const auto found = answers.find(key); found != answers.end()) return found->second;
-  FormerError error;
-  std::string_view missing;
-  if (key == kSigningFuse) return signingFuse(missing);
-  if (key == kUniqueChipID) return uniqueChipID(error);
-  return std::nullopt;
-} catch (const std::bad_alloc&) {
+  if (key == kSigningFuse) return signingFuse().optional();
+  if (key == kUniqueChipID) return uniqueChipID().optional();
   return std::nullopt;
 }
 
-Origin MachineIdentity::origin(std::string_view key) const noexcept try {
-  if (file_.read()->identity.contains(key)) return {file_.path(), {}};
+Result<std::string> MachineIdentity::origin(std::string_view key) const {
+  if (file_.read()->identity.contains(key)) return file_.path();
   if (key == kSigningFuse) {
-    std::string_view missing;
-    const bool isAnswered = signingFuse(missing).has_value();
-    Origin origin = variables_->origin(isAnswered ? kSecureBoot : missing);
-    if (!isAnswered && !origin.error) origin.error = FormerError(ENODATA);
-    return origin;
+    const auto fuse = signingFuse();
+    return fuse.ok() ? variables_->origin(kSecureBoot) : fuse.error();
   }
-  if (key != kUniqueChipID) return file_.originOfNothing();
-  Origin origin{serialFile(), {}};
-  static_cast<void>(uniqueChipID(origin.error));
-  return origin;
-} catch (const std::bad_alloc&) {
-  return {{}, FormerError(ENOMEM)};
+  if (key == kUniqueChipID) {
+    const auto number = uniqueChipID();
+    return number.ok() ? Result<std::string>(serialFile()) : number.error();
+  }
+  return file_.whyMissing();
 }
 
 }  // namespace brisvane::host::real

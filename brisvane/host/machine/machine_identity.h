@@ -1,5 +1,5 @@
-// Who a Linux machine is, as far as it says so itself, and what the administrator's file
-// says. Safe from any thread.
+// Who a Linux machine is: from its own files and the administrator's file.
+// Safe from any thread.
 #pragma once
 
 #include <memory>
@@ -12,21 +12,21 @@
 
 namespace brisvane::host::real {
 
-// "SigningFuse" is whether Secure Boot is in force, "UniqueChipID" the serial number of the
-// system on a chip. Everything else, and over these, is the administrator's to say.
+// "SigningFuse" is whether Secure Boot is in force. "UniqueChipID" is the serial number of the
+// system on a chip. The administrator's file replaces these, and alone gives the other answers.
 class MachineIdentity final : public IdentityService {
  public:
   // `soc` is the kernel's folder of the system on a chip.
   MachineIdentity(std::shared_ptr<const EfiVariables> variables, std::string soc, AdministratorFile file)
       : variables_(std::move(variables)), soc_(std::move(soc)), file_(std::move(file)) {}
 
-  std::optional<Object> answer(std::string_view key) const noexcept override;
-  Origin origin(std::string_view key) const noexcept override;
+  [[nodiscard]] std::optional<Object> answer(std::string_view key) const override;
+  Result<std::string> origin(std::string_view key) const override;
 
  private:
-  // On failure `missing` is the variable that says nothing.
-  [[nodiscard]] std::optional<Object> signingFuse(std::string_view& missing) const;
-  [[nodiscard]] std::optional<Object> uniqueChipID(FormerError& error) const;
+  // Each error concerns the file that lacks the value.
+  [[nodiscard]] Result<Object> signingFuse() const;
+  [[nodiscard]] Result<Object> uniqueChipID() const;
   [[nodiscard]] std::string serialFile() const { return soc_ + "/serial_number"; }
 
   const std::shared_ptr<const EfiVariables> variables_;

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <mutex>
-#include <new>
 #include <utility>
 
 #include "brisvane/types/process_locks.h"
@@ -22,34 +21,32 @@ NodeHandle nextHandle() noexcept {
 
 RegistryNode::~RegistryNode() = default;
 
-std::int32_t RegistryNode::setProperty(std::string_view /*name*/, std::string_view /*value*/) const noexcept {
-  return ENOTSUP;
+Result<> RegistryNode::setProperty(std::string_view /*name*/, std::string_view /*value*/) const {
+  return Error(ENOTSUP);
 }
 
 NodeRegistry::NodeRegistry(Nodes nodes) noexcept : nodes_(std::move(nodes)) {}
 NodeRegistry::~NodeRegistry() = default;
 
-NodeHandle NodeRegistry::root() const noexcept { return open(nodes_.root); }
+NodeHandle NodeRegistry::root() const { return open(nodes_.root); }
 
-NodeHandle NodeRegistry::nodeAtPath(std::string_view path) const noexcept {
+NodeHandle NodeRegistry::nodeAtPath(std::string_view path) const {
   if (path == kChosenPath) return open(nodes_.chosen);
   if (path == kRomPath) return open(nodes_.rom);
   if (path == kOptionsPath) return open(nodes_.options);
   return 0;
 }
 
-NodeHandle NodeRegistry::firstNodeOfClass(std::string_view name) const noexcept {
+NodeHandle NodeRegistry::firstNodeOfClass(std::string_view name) const {
   return name == kPlatformClass ? open(nodes_.platform) : 0;
 }
 
-NodeHandle NodeRegistry::open(const Node& node) const noexcept try {
+NodeHandle NodeRegistry::open(const Node& node) const {
   if (node == nullptr || !node->exists()) return 0;
   const std::scoped_lock lock(processLocks().registries);
   NodeHandle handle = nextHandle();
   while (!open_.emplace(handle, node).second) handle = nextHandle();
   return handle;
-} catch (const std::bad_alloc&) {
-  return 0;
 }
 
 NodeRegistry::Node NodeRegistry::find(NodeHandle handle) const noexcept {
@@ -58,24 +55,24 @@ NodeRegistry::Node NodeRegistry::find(NodeHandle handle) const noexcept {
   return found != open_.end() ? found->second : nullptr;
 }
 
-std::optional<Object> NodeRegistry::property(NodeHandle node, std::string_view name) const noexcept {
+std::optional<Object> NodeRegistry::property(NodeHandle node, std::string_view name) const {
   const Node found = find(node);
   return found != nullptr ? found->property(name) : std::nullopt;
 }
 
-std::int32_t NodeRegistry::setProperty(NodeHandle node, std::string_view name, std::string_view value) const noexcept {
+Result<> NodeRegistry::setProperty(NodeHandle node, std::string_view name, std::string_view value) const {
   const Node found = find(node);
-  return found != nullptr ? found->setProperty(name, value) : ENOENT;
+  return found != nullptr ? found->setProperty(name, value) : Error(ENOENT);
 }
 
-std::vector<std::string> NodeRegistry::propertyNames(NodeHandle node) const noexcept {
+std::vector<std::string> NodeRegistry::propertyNames(NodeHandle node) const {
   const Node found = find(node);
   return found != nullptr ? found->propertyNames() : std::vector<std::string>();
 }
 
-Origin NodeRegistry::origin(NodeHandle node, std::string_view name) const noexcept {
+Result<std::string> NodeRegistry::origin(NodeHandle node, std::string_view name) const {
   const Node found = find(node);
-  return found != nullptr ? found->origin(name) : Origin{{}, FormerError(ENOENT)};
+  return found != nullptr ? found->origin(name) : Error(ENOENT);
 }
 
 void NodeRegistry::release(NodeHandle node) const noexcept {

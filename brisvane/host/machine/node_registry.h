@@ -1,4 +1,4 @@
-// NodeRegistry, a registry made of nodes that someone brings.
+// NodeRegistry, a registry made of nodes that its creator brings.
 // Any number of threads may use one at the same time, if its nodes allow it.
 #pragma once
 
@@ -14,6 +14,7 @@
 namespace brisvane::host {
 
 // One node: what stands behind a handle. Any number of threads may use one.
+// REQUIRES of an implementation: it throws nothing but std::bad_alloc.
 class BRISVANE_EXPORT RegistryNode {
  public:
   RegistryNode() = default;
@@ -22,13 +23,13 @@ class BRISVANE_EXPORT RegistryNode {
   virtual ~RegistryNode();
 
   // Whether the machine has it, at this moment.
-  [[nodiscard]] virtual bool exists() const noexcept = 0;
+  [[nodiscard]] virtual bool exists() const = 0;
 
   // As the registry's operations of these names.
-  [[nodiscard]] virtual std::optional<Object> property(std::string_view name) const noexcept = 0;
-  [[nodiscard]] virtual std::int32_t setProperty(std::string_view name, std::string_view value) const noexcept;
-  [[nodiscard]] virtual std::vector<std::string> propertyNames() const noexcept = 0;
-  [[nodiscard]] virtual Origin origin(std::string_view name) const noexcept = 0;
+  [[nodiscard]] virtual std::optional<Object> property(std::string_view name) const = 0;
+  virtual Result<> setProperty(std::string_view name, std::string_view value) const;
+  [[nodiscard]] virtual std::vector<std::string> propertyNames() const = 0;
+  virtual Result<std::string> origin(std::string_view name) const = 0;
 };
 
 class BRISVANE_EXPORT NodeRegistry final : public Registry {
@@ -44,16 +45,15 @@ class BRISVANE_EXPORT NodeRegistry final : public Registry {
   explicit NodeRegistry(Nodes nodes) noexcept;
   ~NodeRegistry() override;
 
-  [[nodiscard]] NodeHandle root() const noexcept override;
-  [[nodiscard]] NodeHandle nodeAtPath(std::string_view path) const noexcept override;
-  [[nodiscard]] NodeHandle firstNodeOfClass(std::string_view name) const noexcept override;
-  [[nodiscard]] std::optional<Object> property(NodeHandle node, std::string_view name) const noexcept override;
-  [[nodiscard]] std::int32_t setProperty(NodeHandle node, std::string_view name,
-                                         std::string_view value) const noexcept override;
-  [[nodiscard]] std::vector<std::string> propertyNames(NodeHandle node) const noexcept override;
-  [[nodiscard]] Origin origin(NodeHandle node, std::string_view name) const noexcept override;
-  // Releasing a handle a second time does nothing, also when another has been opened since:
-  // handles are not used again.
+  [[nodiscard]] NodeHandle root() const override;
+  [[nodiscard]] NodeHandle nodeAtPath(std::string_view path) const override;
+  [[nodiscard]] NodeHandle firstNodeOfClass(std::string_view name) const override;
+  [[nodiscard]] std::optional<Object> property(NodeHandle node, std::string_view name) const override;
+  Result<> setProperty(NodeHandle node, std::string_view name, std::string_view value) const override;
+  [[nodiscard]] std::vector<std::string> propertyNames(NodeHandle node) const override;
+  Result<std::string> origin(NodeHandle node, std::string_view name) const override;
+  // Releasing a handle a second time does nothing, also when another node has been opened since:
+  // a handle is not used again.
   void release(NodeHandle node) const noexcept override;
 
   // How many handles are open.
@@ -61,7 +61,7 @@ class BRISVANE_EXPORT NodeRegistry final : public Registry {
 
  private:
   using Node = std::shared_ptr<const RegistryNode>;
-  [[nodiscard]] NodeHandle open(const Node& node) const noexcept;
+  [[nodiscard]] NodeHandle open(const Node& node) const;
   [[nodiscard]] Node find(NodeHandle handle) const noexcept;
 
   const Nodes nodes_;

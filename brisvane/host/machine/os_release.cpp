@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <new>
 
 #include "brisvane/host/files/files.h"
 #include "brisvane/host/machine/read_once.h"
@@ -46,53 +45,49 @@ std::optional<std::string> valueIn(std::string_view content, std::string_view na
 
 }  // namespace
 
-std::shared_ptr<const OsRelease::Found> OsRelease::read() const {
-  return ReadOnce::content<Found>(file_, [this] { return readFiles(); });
+std::shared_ptr<const Result<OsRelease::Found>> OsRelease::read() const {
+  return ReadOnce::content<Result<Found>>(file_, [this] { return readFiles(); });
 }
 
-OsRelease::Found OsRelease::readFiles() const {
-  Found found;
-  std::optional<std::string> content;
-  for (const std::string* const path : {&file_, &fallback_}) {
-    auto read = readFile(*path, kLargestFile);
-    found.origin = {*path, FormerError(read.ok() ? 0 : read.error().number())};
-    content = std::move(read).optional();
-    if (content || found.origin.error.number() != ENOENT) break;
+Result<OsRelease::Found> OsRelease::readFiles() const {
+  const std::string* path = &file_;
+  auto content = readFile(*path, kLargestFile);
+  if (!content.ok() && content.error().number() == ENOENT) {
+    path = &fallback_;
+    content = readFile(*path, kLargestFile);
   }
-  if (!content) return found;
-  found.entries.emplace();
-  if (auto build = valueIn(*content, "BUILD_ID")) found.entries->emplace(kBuildVersion, std::move(*build));
-  if (auto version = valueIn(*content, "VERSION_ID")) found.entries->emplace(kUserVisibleVersion, std::move(*version));
+  if (!content.ok()) return content.error();
+  Found found{{}, *path};
+  if (auto build = valueIn(content.value(), "BUILD_ID")) found.entries.emplace(kBuildVersion, std::move(*build));
+  if (auto version = valueIn(content.value(), "VERSION_ID"))
+    found.entries.emplace(kUserVisibleVersion, std::move(*version));
   return found;
 }
 
-std::optional<Dictionary> OsRelease::entries() const noexcept try {
-  auto entries = read()->entries;
+std::optional<Dictionary> OsRelease::entries() const {
+  const auto found = read();
+  auto entries = found->ok() ? std::optional(found->value().entries) : std::nullopt;
   auto said = administrator_.read()->versionEntries;
   if (!said) return entries;
   if (entries) said->merge(*entries);
   return said;
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
 }
 
-std::optional<OsVersion> OsRelease::running() const noexcept try {
+std::optional<OsVersion> OsRelease::running() const {
   if (const auto said = administrator_.read()->running) return said;
-  const auto entries = read()->entries;
-  const auto version = entries ? entries->find(kUserVisibleVersion) : Dictionary::const_iterator();
-  return entries && version != entries->end() ? parseVersion(*version->second.ifText()) : std::nullopt;
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
+  const auto found = read();
+  if (!found->ok()) return std::nullopt;
+  const auto version = found->value().entries.find(kUserVisibleVersion);
+  return version != found->value().entries.end() ? parseVersion(*version->second.ifText()) : std::nullopt;
 }
 
-Origin OsRelease::origin(std::string_view entry) const noexcept try {
-  const auto said = administrator_.read()->versionEntries;
-  if (said && said->contains(entry)) return {administrator_.path(), {}};
-  Found found = *read();
-  if (found.entries && !found.entries->contains(entry)) found.origin.error = FormerError(ENODATA);
-  return found.origin;
-} catch (const std::bad_alloc&) {
-  return {{}, FormerError(ENOMEM)};
+Result<std::string> OsRelease::origin(std::string_view entry) const {
+  const auto description = administrator_.read();
+  if (description->versionEntries && description->versionEntries->contains(entry)) return administrator_.path();
+  const auto found = read();
+  if (!found->ok()) return found->error();
+  if (!found->value().entries.contains(entry)) return Error(ENODATA, found->value().path);
+  return found->value().path;
 }
 
 }  // namespace brisvane::host::real

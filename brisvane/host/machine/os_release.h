@@ -1,5 +1,5 @@
 // The operating system's versions on Linux, from os-release(5).
-// Safe from any thread. The files are read afresh at each question, once where a ReadOnce says so.
+// Safe from any thread. Each question reads the files afresh, once while a ReadOnce lives.
 #pragma once
 
 #include <memory>
@@ -11,24 +11,24 @@
 
 namespace brisvane::host::real {
 
-// BUILD_ID and VERSION_ID under the names of the two entries, from `file`, or from
-// `fallback` where that does not exist; what the administrator's file says stands over both.
+// BUILD_ID and VERSION_ID under the names of the two entries, from `file`, or from `fallback`
+// where `file` does not exist. What the administrator's file says replaces both.
 class OsRelease final : public SystemVersion {
  public:
   OsRelease(std::string file, std::string fallback, AdministratorFile administrator)
       : file_(std::move(file)), fallback_(std::move(fallback)), administrator_(std::move(administrator)) {}
 
-  std::optional<Dictionary> entries() const noexcept override;
-  std::optional<OsVersion> running() const noexcept override;
-  Origin origin(std::string_view entry) const noexcept override;
+  [[nodiscard]] std::optional<Dictionary> entries() const override;
+  [[nodiscard]] std::optional<OsVersion> running() const override;
+  Result<std::string> origin(std::string_view entry) const override;
 
  private:
   struct Found {
-    std::optional<Dictionary> entries;
-    Origin origin;
+    Dictionary entries;
+    std::string path;
   };
-  [[nodiscard]] std::shared_ptr<const Found> read() const;
-  [[nodiscard]] Found readFiles() const;
+  [[nodiscard]] std::shared_ptr<const Result<Found>> read() const;
+  [[nodiscard]] Result<Found> readFiles() const;
 
   const std::string file_;
   const std::string fallback_;

@@ -11,9 +11,9 @@
 
 namespace brisvane::host {
 
-// While one lives, a file of the machine that answers several questions of this thread is read for
-// the first of them: the administrator's file and os-release. So a file that is replaced meanwhile
-// never gives a mixture of its old and its new content. They nest: the outermost counts.
+// While one lives, this thread reads the administrator's file and os-release once each, at the
+// first question. So a file that is replaced meanwhile never gives a mixture of its old and its
+// new content. They nest: the outermost one decides.
 class BRISVANE_EXPORT ReadOnce {
  public:
   ReadOnce() noexcept;
@@ -21,8 +21,8 @@ class BRISVANE_EXPORT ReadOnce {
   ReadOnce& operator=(const ReadOnce&) = delete;
   ~ReadOnce();
 
-  // What `read` gives for the file at `path`; what it gave earlier while a ReadOnce of this thread
-  // lives. REQUIRES: one path is always read as the same type.
+  // The result of `read` for the file at `path`. While a ReadOnce of this thread lives, later calls
+  // with this path give the same result. REQUIRES: one path is always read as the same type.
   template <typename Content, typename Read>
   [[nodiscard]] static std::shared_ptr<const Content> content(const std::string& path, const Read& read) {
     return std::static_pointer_cast<const Content>(

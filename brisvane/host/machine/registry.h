@@ -8,20 +8,21 @@
 #include <string_view>
 #include <vector>
 
-#include "brisvane/host/machine/origin.h"
 #include "brisvane/types/export.h"
 #include "brisvane/types/object.h"
+#include "brisvane/types/result.h"
 
 namespace brisvane::host {
 
 // Names an open node; 0 names none. Who opens a node releases it.
 using NodeHandle = std::uint32_t;
 
-// The nodes that the library reads are the root and those named here. Every operation on
-// a handle that is 0, released or of another registry answers "nothing".
-// An operation that is not overridden answers "nothing".
+// The nodes that the library reads are the root and those named here. An operation on a handle
+// that is 0, released or of another registry answers "nothing", and so does an operation that is
+// not overridden.
 //
-// REQUIRES of an implementation what host::IdentityService does: a profile is gathered from it.
+// REQUIRES of an implementation: it throws nothing but std::bad_alloc; and what
+// host::IdentityService requires, because a profile is gathered from it.
 class BRISVANE_EXPORT Registry {
  public:
   static constexpr std::string_view kChosenPath = "HwDeviceTree:/chosen";
@@ -35,32 +36,36 @@ class BRISVANE_EXPORT Registry {
   Registry& operator=(const Registry&) = delete;
   virtual ~Registry();
 
-  // Each opens a node: the root, the one at a path, the first one of a class. 0 when the
-  // machine has no such node, and when memory runs out.
-  [[nodiscard]] virtual NodeHandle root() const noexcept;
-  [[nodiscard]] virtual NodeHandle nodeAtPath(std::string_view path) const noexcept;
-  [[nodiscard]] virtual NodeHandle firstNodeOfClass(std::string_view name) const noexcept;
+  // Opens the root, the node at a path, or the first node of a class. 0 when the machine has no
+  // such node.
+  [[nodiscard]] virtual NodeHandle root() const;
+  [[nodiscard]] virtual NodeHandle nodeAtPath(std::string_view path) const;
+  [[nodiscard]] virtual NodeHandle firstNodeOfClass(std::string_view name) const;
 
   // The value of a property: a byte buffer, a text, a number or anything else. nullopt when
-  // there is none or it cannot be read. Each call makes a new Object.
-  [[nodiscard]] virtual std::optional<Object> property(NodeHandle node, std::string_view name) const noexcept;
+  // there is none or it cannot be read; origin() says why. Each call makes a new Object.
+  [[nodiscard]] virtual std::optional<Object> property(NodeHandle node, std::string_view name) const;
 
-  // Sets a property to a text. 0 for success, else an errno value: ENOTSUP from a node that
-  // takes none, ENOENT for a handle that names no node. On the options node this writes a
-  // variable, see VariableStore.
-  [[nodiscard]] virtual std::int32_t setProperty(NodeHandle node, std::string_view name,
-                                                 std::string_view value) const noexcept;
+  // Sets a property to a text. ENOTSUP for a node that takes none, ENOENT for a handle that
+  // names no node. On the options node this writes a variable, see VariableStore.
+  virtual Result<> setProperty(NodeHandle node, std::string_view name, std::string_view value) const;
 
   // The names of a node's properties, sorted.
-  [[nodiscard]] virtual std::vector<std::string> propertyNames(NodeHandle node) const noexcept;
+  [[nodiscard]] virtual std::vector<std::string> propertyNames(NodeHandle node) const;
 
-  // Where a property comes from, or would if it were there.
-  [[nodiscard]] virtual Origin origin(NodeHandle node, std::string_view name) const noexcept;
+  // The place that a property comes from: a file, as a rule.
+  // When there is no such property, the error's what() is the place where it would be; it is
+  // empty when the machine has no place for such a value. The numbers:
+  //  - ENOENT: there is no such file or node.
+  //  - EACCES, EPERM: this user may not read it.
+  //  - ENODATA: the place exists, and has no such value.
+  //  - EFBIG: the value is too large.
+  virtual Result<std::string> origin(NodeHandle node, std::string_view name) const;
 
   virtual void release(NodeHandle node) const noexcept;
 };
 
-// An open node, released when this object goes.
+// An open node, released when this object is destroyed.
 class OpenNode {
  public:
   OpenNode(const Registry& registry, NodeHandle node) noexcept : registry_(registry), node_(node) {}

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <new>
 #include <span>
 #include <utility>
 
@@ -10,7 +9,6 @@
 #include "brisvane/host/files/files.h"
 #include "brisvane/host/machine/described_node.h"
 #include "brisvane/types/join.h"
-#include "brisvane/types/out_of_memory.h"
 #include "brisvane/types/unicode.h"
 
 namespace brisvane::host::real {
@@ -36,25 +34,14 @@ class FolderNode : public RegistryNode {
  public:
   FolderNode(std::string folder, std::span<const Alias> aliases) : folder_(std::move(folder)), aliases_(aliases) {}
 
-  bool exists() const noexcept override {
-    return memoryPermitting(false, [&] { return fileKind(folder_) == FileKind::kFolder; });
-  }
+  bool exists() const override { return fileKind(folder_) == FileKind::kFolder; }
 
-  std::optional<Object> property(std::string_view name) const noexcept override try {
-    FormerError error;
-    return read(name, error);
-  } catch (const std::bad_alloc&) {
-    return std::nullopt;
-  }
+  std::optional<Object> property(std::string_view name) const override { return read(name).optional(); }
 
-  Origin origin(std::string_view name) const noexcept override try {
-    const std::string_view file = fileOf(name);
-    if (file.empty()) return {{}, FormerError(ENOENT)};
-    Origin origin{join({folder_, "/", file}), {}};
-    static_cast<void>(read(name, origin.error));
-    return origin;
-  } catch (const std::bad_alloc&) {
-    return {{}, FormerError(ENOMEM)};
+  Result<std::string> origin(std::string_view name) const override {
+    const auto value = read(name);
+    if (!value.ok()) return value.error();
+    return pathOf(fileOf(name));
   }
 
  protected:
@@ -72,16 +59,17 @@ class FolderNode : public RegistryNode {
   }
 
  private:
-  [[nodiscard]] std::optional<Object> read(std::string_view name, FormerError& error) const {
+  [[nodiscard]] std::string pathOf(std::string_view file) const { return join({folder_, "/", file}); }
+
+  [[nodiscard]] Result<Object> read(std::string_view name) const {
     const std::string_view file = fileOf(name);
-    error = FormerError(ENOENT);
-    if (file.empty()) return std::nullopt;
-    auto content = readFile(join({folder_, "/", file}), kLargestProperty);
-    error = FormerError(content.ok() ? 0 : content.error().number());
-    if (!content.ok()) return std::nullopt;
+    if (file.empty()) return Error(ENOENT);
+    const std::string path = pathOf(file);
+    auto content = readFile(path, kLargestProperty);
+    if (!content.ok()) return content.error();
     auto value = valueOf(std::move(content).value());
-    if (!value) error = FormerError(ENODATA);
-    return value;
+    if (!value) return Error(ENODATA, path);
+    return std::move(*value);
   }
 
   const std::string folder_;
@@ -93,14 +81,12 @@ class SmbiosNode final : public FolderNode {
  public:
   using FolderNode::FolderNode;
 
-  std::vector<std::string> propertyNames() const noexcept override try {
+  std::vector<std::string> propertyNames() const override {
     std::vector<std::string> names;
     for (const Alias& alias : aliases()) {
       if (property(alias.property)) names.emplace_back(alias.property);
     }
     return names;
-  } catch (const std::bad_alloc&) {
-    return {};
   }
 
  private:
@@ -121,7 +107,7 @@ class DeviceTreeNode final : public FolderNode {
  public:
   using FolderNode::FolderNode;
 
-  std::vector<std::string> propertyNames() const noexcept override try {
+  std::vector<std::string> propertyNames() const override {
     std::vector<std::string> names;
     for (std::string& name : listDirectory(folder()).optional().value_or(std::vector<std::string>())) {
       if (fileKind(join({folder(), "/", name})) == FileKind::kOther) names.push_back(std::move(name));
@@ -131,8 +117,6 @@ class DeviceTreeNode final : public FolderNode {
     }
     std::sort(names.begin(), names.end());
     return names;
-  } catch (const std::bad_alloc&) {
-    return {};
   }
 
  private:
@@ -150,13 +134,13 @@ class FirstNode final : public RegistryNode {
  public:
   explicit FirstNode(std::vector<std::shared_ptr<const RegistryNode>> nodes) : nodes_(std::move(nodes)) {}
 
-  bool exists() const noexcept override { return first().exists(); }
-  std::optional<Object> property(std::string_view name) const noexcept override { return first().property(name); }
-  std::vector<std::string> propertyNames() const noexcept override { return first().propertyNames(); }
-  Origin origin(std::string_view name) const noexcept override { return first().origin(name); }
+  bool exists() const override { return first().exists(); }
+  std::optional<Object> property(std::string_view name) const override { return first().property(name); }
+  std::vector<std::string> propertyNames() const override { return first().propertyNames(); }
+  Result<std::string> origin(std::string_view name) const override { return first().origin(name); }
 
  private:
-  const RegistryNode& first() const noexcept {
+  const RegistryNode& first() const {
     const auto found = std::find_if(nodes_.begin(), nodes_.end(), [](const auto& node) { return node->exists(); });
     return found != nodes_.end() ? **found : *nodes_.front();
   }

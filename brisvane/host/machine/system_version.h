@@ -1,14 +1,15 @@
-// The operating system's versions as a service: what the system version file says, and
-// which version runs. Any number of threads may ask at the same time.
+// The operating system's versions as a service: the entries of the system version file, and the
+// version that runs. Any number of threads may ask at the same time.
 #pragma once
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
-#include "brisvane/host/machine/origin.h"
 #include "brisvane/types/export.h"
 #include "brisvane/types/object.h"
+#include "brisvane/types/result.h"
 
 namespace brisvane::host {
 
@@ -21,7 +22,9 @@ struct OsVersion {
 };
 
 // An operation that is not overridden answers "nothing".
-// REQUIRES of an implementation what host::IdentityService does: a profile is gathered from it.
+//
+// REQUIRES of an implementation: it throws nothing but std::bad_alloc; and what
+// host::IdentityService requires, because a profile is gathered from it.
 class BRISVANE_EXPORT SystemVersion {
  public:
   // The entries of the system version file that the library reads, both texts.
@@ -33,14 +36,15 @@ class BRISVANE_EXPORT SystemVersion {
   SystemVersion& operator=(const SystemVersion&) = delete;
   virtual ~SystemVersion();
 
-  // The system version file, read afresh; nullopt when there is none.
-  [[nodiscard]] virtual std::optional<Dictionary> entries() const noexcept;
+  // The entries of the system version file, read afresh; nullopt when there is no such file.
+  [[nodiscard]] virtual std::optional<Dictionary> entries() const;
 
-  // The version that runs; nullopt when nothing tells.
-  [[nodiscard]] virtual std::optional<OsVersion> running() const noexcept;
+  // The version that runs; nullopt when it is unknown.
+  [[nodiscard]] virtual std::optional<OsVersion> running() const;
 
-  // Where an entry comes from, or would.
-  [[nodiscard]] virtual Origin origin(std::string_view entry) const noexcept;
+  // The place that an entry comes from. When there is no such entry, the error is that of
+  // Registry::origin.
+  virtual Result<std::string> origin(std::string_view entry) const;
 };
 
 }  // namespace brisvane::host

@@ -1,7 +1,6 @@
 #include "brisvane/host/machine/variable_store.h"
 
 #include <cerrno>
-#include <new>
 #include <utility>
 
 #include "brisvane/types/join.h"
@@ -19,36 +18,28 @@ std::optional<VariableName> VariableName::parse(std::string_view fullName) {
 
 std::string VariableName::text() const { return join({guidText(space), ":", name}); }
 
-std::optional<Object> VariableStore::property(std::string_view name) const noexcept try {
+std::optional<Object> VariableStore::property(std::string_view name) const {
   const auto variable = VariableName::parse(name);
   if (!variable) return std::nullopt;
-  FormerError error;
-  auto value = read(*variable, error);
-  return value ? std::optional<Object>(std::move(*value)) : std::nullopt;
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
+  auto value = read(*variable);
+  return value.ok() ? std::optional<Object>(std::move(value).value()) : std::nullopt;
 }
 
-std::int32_t VariableStore::setProperty(std::string_view name, std::string_view value) const noexcept try {
-  if (name == kCommit) return commit().number();
+Result<> VariableStore::setProperty(std::string_view name, std::string_view value) const {
+  if (name == kCommit) return commit();
   const bool deletes = name == kDelete;
   const auto variable = VariableName::parse(deletes ? value : name);
-  if (!variable) return EINVAL;
-  if (deletes) return remove(*variable).number();
-  if (value.empty()) return EINVAL;
-  return write(*variable, asBytes(value)).number();
-} catch (const std::bad_alloc&) {
-  return ENOMEM;
+  if (!variable) return Error(EINVAL);
+  if (deletes) return remove(*variable);
+  if (value.empty()) return Error(EINVAL);
+  return write(*variable, asBytes(value));
 }
 
-Origin VariableStore::origin(std::string_view name) const noexcept try {
+Result<std::string> VariableStore::origin(std::string_view name) const {
   const auto variable = VariableName::parse(name);
-  if (!variable) return {{}, FormerError(EINVAL)};
-  Origin origin{place(*variable), {}};
-  static_cast<void>(read(*variable, origin.error));
-  return origin;
-} catch (const std::bad_alloc&) {
-  return {{}, FormerError(ENOMEM)};
+  if (!variable) return Error(EINVAL);
+  const auto value = read(*variable);
+  return value.ok() ? Result<std::string>(place(*variable)) : value.error().of(place(*variable));
 }
 
 }  // namespace brisvane::host

@@ -2,7 +2,6 @@
 // Any number of threads may use one at the same time; the store orders what they do.
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,7 +13,7 @@
 
 namespace brisvane::host {
 
-// What a full variable name consists of.
+// The parts of a full variable name.
 struct VariableName {
   Guid space;        // the namespace
   std::string name;  // within it
@@ -27,29 +26,29 @@ struct VariableName {
   [[nodiscard]] BRISVANE_EXPORT std::string text() const;
 };
 
-// Each variable is a property, named in full; a write of a property is a write of the
-// variable. Two properties cannot be read: a write of the first deletes the variable that
-// its value names, a write of the second, with any value, commits at once.
+// Each variable is a property, named in full. A write of a property is a write of the variable.
+// Two properties cannot be read: a write of kDelete deletes the variable that its value names, a
+// write of kCommit, with any value, commits at once.
 //
-// A write gives 0 or an errno value. Those that every store gives: EINVAL for a name
-// that is none, and for an empty value, which firmware would take for a deletion; ENOENT
-// for the deletion of a variable that is not there; ENAMETOOLONG for a name of more than 218 bytes.
+// The errors that every store reports for a write:
+//  - EINVAL for a malformed name, and for an empty value, which firmware takes for a deletion;
+//  - ENOENT for the deletion of a missing variable;
+//  - ENAMETOOLONG for a name of more than 218 bytes.
 class BRISVANE_EXPORT VariableStore : public RegistryNode {
  public:
   static constexpr std::string_view kDelete = "HwNVRAM-DELETE-PROPERTY";
   static constexpr std::string_view kCommit = "HwNVRAM-FORCESYNCNOW-PROPERTY";
 
   // The variable's bytes, without its attributes.
-  [[nodiscard]] std::optional<Object> property(std::string_view name) const noexcept final;
-  [[nodiscard]] std::int32_t setProperty(std::string_view name, std::string_view value) const noexcept final;
-  [[nodiscard]] Origin origin(std::string_view name) const noexcept final;
+  [[nodiscard]] std::optional<Object> property(std::string_view name) const final;
+  Result<> setProperty(std::string_view name, std::string_view value) const final;
+  Result<std::string> origin(std::string_view name) const final;
 
  private:
-  // On failure `error` says why.
-  [[nodiscard]] virtual std::optional<Data> read(const VariableName& name, FormerError& error) const = 0;
-  virtual FormerError write(const VariableName& name, ByteView value) const = 0;
-  virtual FormerError remove(const VariableName& name) const = 0;
-  virtual FormerError commit() const = 0;
+  virtual Result<Data> read(const VariableName& name) const = 0;
+  virtual Result<> write(const VariableName& name, ByteView value) const = 0;
+  virtual Result<> remove(const VariableName& name) const = 0;
+  virtual Result<> commit() const = 0;
   // What keeps a variable: a file.
   [[nodiscard]] virtual std::string place(const VariableName& name) const = 0;
 };

@@ -112,9 +112,8 @@ FixtureScript FixtureScript::read(const Object& description, const std::string& 
 
 Result<FixtureScript> FixtureScript::fromJson(std::string_view json) {
   FixtureScript script;
-  std::string error;
-  const auto read = [&script](const Object& description) { script = readScript(description, ""); };
-  if (!readDescription(json, error, read)) return Error::because(error);
+  const auto read = readDescription(json, [&script](const Object& value) { script = readScript(value, ""); });
+  if (!read.ok()) return read.error();
   return script;
 }
 

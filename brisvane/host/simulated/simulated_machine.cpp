@@ -106,24 +106,28 @@ std::unique_ptr<Machine> Machine::make(const Object& description, const std::str
   return std::unique_ptr<Machine>(new Machine(std::move(services)));
 }
 
-std::unique_ptr<Machine> Machine::fromDescription(const Object& description, std::string& error) try {
-  return make(description, std::string(kNoFile));
-} catch (const DescriptionError& wrong) {
-  error = wrong.text();
-  return nullptr;
+Result<std::unique_ptr<Machine>> Machine::fromDescription(const Object& description) {
+  try {
+    return make(description, std::string(kNoFile));
+  } catch (const DescriptionError& wrong) {
+    return Error::because(wrong.text());
+  }
 }
 
-std::unique_ptr<Machine> Machine::fromJson(std::string_view json, std::string& error) {
+Result<std::unique_ptr<Machine>> Machine::fromJson(std::string_view json) {
   std::unique_ptr<Machine> machine;
-  const auto read = [&machine](const Object& description) { machine = make(description, std::string(kNoFile)); };
-  return readDescription(json, error, read) ? std::move(machine) : nullptr;
+  const auto made = readDescription(
+      json, [&machine](const Object& description) { machine = make(description, std::string(kNoFile)); });
+  if (!made.ok()) return made.error();
+  return machine;
 }
 
-std::unique_ptr<Machine> Machine::fromFile(Text path, std::string& error) {
+Result<std::unique_ptr<Machine>> Machine::fromFile(Text path) {
   std::unique_ptr<Machine> machine;
   const std::string place(path.orEmpty());
-  const auto read = [&](const Object& description) { machine = make(description, place); };
-  return readDescriptionFile(place, error, read) ? std::move(machine) : nullptr;
+  const auto made = readDescriptionFile(place, [&](const Object& description) { machine = make(description, place); });
+  if (!made.ok()) return made.error();
+  return machine;
 }
 
 std::string_view Machine::exampleDescription() noexcept {

@@ -12,6 +12,7 @@
 #include "brisvane/host/simulated/simulated_fixture.h"
 #include "brisvane/types/export.h"
 #include "brisvane/types/object.h"
+#include "brisvane/types/result.h"
 #include "brisvane/types/text.h"
 
 namespace brisvane::host::simulated {
@@ -27,21 +28,22 @@ struct LogEntry {
   bool operator==(const LogEntry&) const = default;
 };
 
-//   std::string error;
-//   auto machine = simulated::Machine::fromFile("bench.json", error);
-//   host::ScopedPlatform installed(machine->platform());
+//   auto machine = simulated::Machine::fromFile("bench.json");
+//   if (!machine.ok()) return fail(machine.error().text());
+//   host::ScopedPlatform installed(machine.value()->platform());
 //
-// Its files, clock and terminals are the real ones; its devices, preferences, system log,
-// registry, firmware variables, identity, versions, applications and network interfaces are its
-// own.
+// Its files, clock and terminals are those of the real machine. Its devices, preferences, system
+// log, registry, firmware variables, identity, versions, applications and network interfaces are
+// its own.
 class BRISVANE_EXPORT Machine {
  public:
-  // A machine as described; docs/simulated.md tells the form. Its fixtures run from now on
-  // until the machine is destroyed. Null when the description is malformed or a fixture
-  // cannot be started; `error` then says what is wrong, and where. May throw std::bad_alloc.
-  [[nodiscard]] static std::unique_ptr<Machine> fromDescription(const Object& description, std::string& error);
-  [[nodiscard]] static std::unique_ptr<Machine> fromJson(std::string_view json, std::string& error);
-  [[nodiscard]] static std::unique_ptr<Machine> fromFile(Text path, std::string& error);
+  // A machine as described; docs/simulated.md defines the form. Its fixtures run until the machine
+  // is destroyed. The pointer is never null. Fails when the description is malformed and when a
+  // fixture cannot be started: the error's reason says what is wrong and where. May throw
+  // std::bad_alloc.
+  static Result<std::unique_ptr<Machine>> fromDescription(const Object& description);
+  static Result<std::unique_ptr<Machine>> fromJson(std::string_view json);
+  static Result<std::unique_ptr<Machine>> fromFile(Text path);
 
   // A description to start from: one fixture, BV0001, that knows a few commands.
   [[nodiscard]] static std::string_view exampleDescription() noexcept;
@@ -51,14 +53,14 @@ class BRISVANE_EXPORT Machine {
   // Hangs up every fixture.
   ~Machine();
 
-  // The machine's services. They outlive the machine: its devices are then gone.
+  // The machine's services. They may outlive the machine, but its devices do not.
   [[nodiscard]] std::shared_ptr<const Platform> platform() const noexcept;
 
   // What has been written to the system log so far, in order.
   [[nodiscard]] std::vector<LogEntry> systemLog() const;
   void clearSystemLog() noexcept;
 
-  // The fixture behind the device of this name, as in "cu.usbserial-BV0001"; null for
+  // The fixture behind the device of this name, as in "cu.usbserial-BV0001"; null when there is
   // none. It lives as long as the machine.
   [[nodiscard]] Fixture* fixture(std::string_view device) const noexcept;
 

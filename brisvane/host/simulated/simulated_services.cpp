@@ -9,22 +9,22 @@ namespace brisvane::host::simulated {
 namespace {
 
 // The origin of a value of a dictionary that a description gave.
-Origin originIn(const std::string& place, const Dictionary& values, std::string_view key) noexcept try {
-  return {place, values.contains(key) ? FormerError() : FormerError(ENODATA)};
-} catch (const std::bad_alloc&) {
-  return {{}, FormerError(ENOMEM)};
+Result<std::string> originIn(const std::string& place, const Dictionary& values, std::string_view key) {
+  return values.contains(key) ? Result<std::string>(place) : Error(ENODATA, place);
 }
 
 }  // namespace
 
 void RecordedLog::write(const LogChannel& channel, LogType type, std::string_view format,
-                        std::string_view argument) const noexcept try {
-  LogEntry entry{std::string(channel.subsystem), std::string(channel.category), type, std::string(format),
-                 std::string(argument)};
-  const std::scoped_lock lock(mutex_);
-  entries_.push_back(std::move(entry));
-} catch (const std::bad_alloc&) {
-  // Dropped: a log never fails towards its caller.
+                        std::string_view argument) const noexcept {
+  try {
+    LogEntry entry{std::string(channel.subsystem), std::string(channel.category), type, std::string(format),
+                   std::string(argument)};
+    const std::scoped_lock lock(mutex_);
+    entries_.push_back(std::move(entry));
+  } catch (const std::bad_alloc&) {
+    // Dropped: a log never fails towards its caller.
+  }
 }
 
 std::vector<LogEntry> RecordedLog::entries() const {
@@ -73,20 +73,14 @@ void DescribedDevices::hangUp() const noexcept {
   }
 }
 
-std::optional<Object> DescribedIdentity::answer(std::string_view key) const noexcept {
+std::optional<Object> DescribedIdentity::answer(std::string_view key) const {
   const auto found = answers_.find(key);
   return found != answers_.end() ? std::optional(found->second) : std::nullopt;
 }
 
-Origin DescribedIdentity::origin(std::string_view key) const noexcept { return originIn(place_, answers_, key); }
+Result<std::string> DescribedIdentity::origin(std::string_view key) const { return originIn(place_, answers_, key); }
 
-std::optional<Dictionary> DescribedVersion::entries() const noexcept try {
-  return entries_;
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
-}
-
-Origin DescribedVersion::origin(std::string_view entry) const noexcept {
+Result<std::string> DescribedVersion::origin(std::string_view entry) const {
   return entries_ ? originIn(place_, *entries_, entry) : originIn(place_, {}, entry);
 }
 

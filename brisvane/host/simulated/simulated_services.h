@@ -1,4 +1,4 @@
-// The services of a simulated machine that answer what its description says.
+// The services of a simulated machine that answer from its description.
 // Private to the simulated machine. Safe from any thread.
 #pragma once
 
@@ -17,7 +17,7 @@
 
 namespace brisvane::host::simulated {
 
-// A system log that keeps what is written to it.
+// A system log that keeps what is written to it, as far as memory permits.
 class RecordedLog final : public SystemLog {
  public:
   void write(const LogChannel& channel, LogType type, std::string_view format,
@@ -69,8 +69,8 @@ class DescribedIdentity final : public IdentityService {
  public:
   DescribedIdentity(Dictionary answers, std::string place) : answers_(std::move(answers)), place_(std::move(place)) {}
 
-  std::optional<Object> answer(std::string_view key) const noexcept override;
-  Origin origin(std::string_view key) const noexcept override;
+  [[nodiscard]] std::optional<Object> answer(std::string_view key) const override;
+  Result<std::string> origin(std::string_view key) const override;
 
  private:
   const Dictionary answers_;
@@ -82,9 +82,9 @@ class DescribedVersion final : public SystemVersion {
   DescribedVersion(const MachineDescription& machine, std::string place)
       : entries_(machine.versionEntries), running_(machine.running), place_(std::move(place)) {}
 
-  std::optional<Dictionary> entries() const noexcept override;
-  std::optional<OsVersion> running() const noexcept override { return running_; }
-  Origin origin(std::string_view entry) const noexcept override;
+  [[nodiscard]] std::optional<Dictionary> entries() const override { return entries_; }
+  [[nodiscard]] std::optional<OsVersion> running() const override { return running_; }
+  Result<std::string> origin(std::string_view entry) const override;
 
  private:
   const std::optional<Dictionary> entries_;

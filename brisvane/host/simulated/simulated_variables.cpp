@@ -1,7 +1,6 @@
 #include "brisvane/host/simulated/simulated_variables.h"
 
 #include <cerrno>
-#include <new>
 #include <utility>
 
 namespace brisvane::host::simulated {
@@ -38,40 +37,38 @@ MemoryVariables::MemoryVariables(DescriptionReader reader)
   reader.finish();
 }
 
-std::vector<std::string> MemoryVariables::propertyNames() const noexcept try {
+std::vector<std::string> MemoryVariables::propertyNames() const {
   const std::scoped_lock lock(mutex_);
   std::vector<std::string> names;
   for (const auto& [name, value] : values_) names.push_back(name);
   return names;
-} catch (const std::bad_alloc&) {
-  return {};
 }
 
-std::optional<Data> MemoryVariables::read(const VariableName& name, FormerError& error) const {
+Result<Data> MemoryVariables::read(const VariableName& name) const {
   const std::scoped_lock lock(mutex_);
   const auto found = values_.find(name.text());
-  error = found != values_.end() ? FormerError() : FormerError(ENOENT);
-  return found != values_.end() ? std::optional(found->second) : std::nullopt;
+  return found != values_.end() ? Result<Data>(found->second) : Error(ENOENT, name.text());
 }
 
-FormerError MemoryVariables::write(const VariableName& name, ByteView value) const {
-  if (name.name.size() > kLongestName) return FormerError(ENAMETOOLONG);
-  if (readOnly_) return FormerError(EROFS);
-  if (value.size() > kLargestValue) return FormerError(EINVAL);
+Result<> MemoryVariables::write(const VariableName& name, ByteView value) const {
+  if (name.name.size() > kLongestName) return Error(ENAMETOOLONG, name.text());
+  if (readOnly_) return Error(EROFS, name.text());
+  if (value.size() > kLargestValue) return Error(EINVAL, name.text());
   const std::scoped_lock lock(mutex_);
   const std::string fullName = name.text();
   std::size_t used = value.size();
   for (const auto& [other, bytes] : values_) used += other != fullName ? bytes.size() : 0;
-  if (used > capacity_) return FormerError(ENOSPC);
+  if (used > capacity_) return Error(ENOSPC, name.text());
   values_.insert_or_assign(fullName, Data(value.begin(), value.end()));
   return {};
 }
 
-FormerError MemoryVariables::remove(const VariableName& name) const {
-  if (name.name.size() > kLongestName) return FormerError(ENAMETOOLONG);
-  if (readOnly_) return FormerError(EROFS);
+Result<> MemoryVariables::remove(const VariableName& name) const {
+  if (name.name.size() > kLongestName) return Error(ENAMETOOLONG, name.text());
+  if (readOnly_) return Error(EROFS, name.text());
   const std::scoped_lock lock(mutex_);
-  return values_.erase(name.text()) == 1 ? FormerError() : FormerError(ENOENT);
+  if (values_.erase(name.text()) == 0) return Error(ENOENT, name.text());
+  return {};
 }
 
 }  // namespace brisvane::host::simulated

@@ -18,14 +18,14 @@ class MemoryVariables final : public VariableStore {
   // From the field "firmware" of a description. Throws DescriptionError.
   explicit MemoryVariables(DescriptionReader reader);
 
-  [[nodiscard]] bool exists() const noexcept override { return true; }
-  [[nodiscard]] std::vector<std::string> propertyNames() const noexcept override;
+  [[nodiscard]] bool exists() const override { return true; }
+  [[nodiscard]] std::vector<std::string> propertyNames() const override;
 
  private:
-  [[nodiscard]] std::optional<Data> read(const VariableName& name, FormerError& error) const override;
-  FormerError write(const VariableName& name, ByteView value) const override;
-  FormerError remove(const VariableName& name) const override;
-  FormerError commit() const override { return {}; }
+  Result<Data> read(const VariableName& name) const override;
+  Result<> write(const VariableName& name, ByteView value) const override;
+  Result<> remove(const VariableName& name) const override;
+  Result<> commit() const override { return {}; }
   [[nodiscard]] std::string place(const VariableName& name) const override { return name.text(); }
 
   bool readOnly_ = false;
