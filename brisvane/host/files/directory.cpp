@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <memory>
+#include <new>
 
 #include "brisvane/host/files/descriptor.h"
 
@@ -18,7 +19,8 @@ using Directory = std::unique_ptr<DIR, CloseDirectory>;
 Directory openDirectory(const std::string& path) {
   Descriptor descriptor = openDescriptor(path.c_str(), O_RDONLY | O_DIRECTORY);
   Directory directory(descriptor.valid() ? ::fdopendir(descriptor.get()) : nullptr);
-  if (directory) static_cast<void>(descriptor.release());  // the directory owns it now
+  if (directory) static_cast<void>(descriptor.release());     // the directory owns it now
+  if (!directory && errno == ENOMEM) throw std::bad_alloc();  // a listing never looks empty for lack of memory
   return directory;
 }
 
