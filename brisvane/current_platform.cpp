@@ -16,7 +16,7 @@ namespace {
 constinit NeverDestroyed<std::shared_ptr<const Platform>> current;
 
 std::shared_ptr<const Platform> exchange(std::shared_ptr<const Platform> next) noexcept {
-  const std::scoped_lock lock(processLocks().platform);
+  const std::scoped_lock lock(processLock(ProcessLock::kPlatform));
   return std::exchange(*current, std::move(next));
 }
 
@@ -29,7 +29,7 @@ std::shared_ptr<const Platform> nothing() noexcept {
 }  // namespace
 
 std::shared_ptr<const Platform> platform() noexcept try {
-  const std::scoped_lock lock(processLocks().platform);
+  const std::scoped_lock lock(processLock(ProcessLock::kPlatform));
   if (*current == nullptr) *current = std::make_shared<const Platform>(real::makePlatform(real::Roots{}));
   return *current;
 } catch (const std::bad_alloc&) {

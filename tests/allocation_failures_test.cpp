@@ -92,13 +92,9 @@ void reportCrashes() {
   for (const int number : {SIGABRT, SIGSEGV}) ::signal(number, reportCrash);
 }
 
-bool isFree(std::mutex& mutex) { return std::unique_lock(mutex, std::try_to_lock).owns_lock(); }
+bool isFree(host::ProcessMutex& mutex) { return std::unique_lock(mutex, std::try_to_lock).owns_lock(); }
 
-bool areLocksFree() {
-  static_assert(sizeof(host::ProcessLocks) % sizeof(std::mutex) == 0);  // mutexes and nothing else
-  auto* const first = reinterpret_cast<std::mutex*>(&host::processLocks());
-  return std::all_of(first, first + sizeof(host::ProcessLocks) / sizeof(std::mutex), isFree);
-}
+bool areLocksFree() { return std::ranges::all_of(host::processLocks(), isFree); }
 
 std::size_t openDescriptors() { return testing::namesIn("/proc/self/fd").size(); }
 

@@ -69,7 +69,7 @@ std::string quoted(const std::optional<std::string>& path) {
 }
 
 std::shared_ptr<BVLog> currentDefault() {
-  const std::scoped_lock lock(host::processLocks().loggers);
+  const std::scoped_lock lock(host::processLock(host::ProcessLock::kLoggers));
   return logState().defaultLog;
 }
 
@@ -98,7 +98,7 @@ BVLog::BVLog(const SystemLogHandle& osLog, Text logFilePath, std::optional<std::
 BVLog::~BVLog() = default;
 
 std::optional<std::string> BVLog::logFilePath() const {
-  const std::scoped_lock lock(host::processLocks().loggers);
+  const std::scoped_lock lock(host::processLock(host::ProcessLock::kLoggers));
   return logFilePath_;
 }
 
@@ -107,7 +107,7 @@ void BVLog::setLogFilePath(Text path) noexcept {
     const auto now = path.copy();
     auto then = now;
     {
-      const std::scoped_lock lock(host::processLocks().loggers);
+      const std::scoped_lock lock(host::processLock(host::ProcessLock::kLoggers));
       then.swap(logFilePath_);
     }
     osLog_.write(LogType::kDebug, kPlainFormat, join({"Changed logFilePath from ", quoted(then), " to ", quoted(now)}));
@@ -115,7 +115,7 @@ void BVLog::setLogFilePath(Text path) noexcept {
 }
 
 std::int64_t BVLog::verbosityLevel() const noexcept {
-  const std::scoped_lock lock(host::processLocks().loggers);
+  const std::scoped_lock lock(host::processLock(host::ProcessLock::kLoggers));
   return verbosityLevel_;
 }
 
@@ -123,7 +123,7 @@ void BVLog::setVerbosityLevel(std::int64_t level) noexcept {
   unlessOutOfMemory([&] {
     std::int64_t then = level;
     {
-      const std::scoped_lock lock(host::processLocks().loggers);
+      const std::scoped_lock lock(host::processLock(host::ProcessLock::kLoggers));
       std::swap(then, verbosityLevel_);
     }
     osLog_.write(LogType::kDebug, kPlainFormat,
@@ -166,7 +166,7 @@ void BVLog::collectError(Text message) {
   std::size_t added = 0;
   for (std::optional<std::string> lastLine;;) {
     {
-      const std::scoped_lock lock(host::processLocks().loggers);
+      const std::scoped_lock lock(host::processLock(host::ProcessLock::kLoggers));
       auto& collected = logState().aggregatedError;
       if (!collected) collected.emplace();
       if (collected->length > kLimit) return;
@@ -199,7 +199,7 @@ std::shared_ptr<BVLog> BVLog::defaultLog() {
   // fork.
   const std::int64_t verbosity = firstVerbosity();
   const SystemLogHandle& channel = SystemLogHandle::waylineLog();
-  const std::scoped_lock lock(host::processLocks().loggers);
+  const std::scoped_lock lock(host::processLock(host::ProcessLock::kLoggers));
   std::shared_ptr<BVLog>& log = logState().defaultLog;
   if (log == nullptr) log = std::make_shared<BVLog>(channel, nullptr, verbosity);
   return log;
@@ -209,7 +209,7 @@ void BVLog::setDefault(std::shared_ptr<BVLog> log) noexcept {
   unlessOutOfMemory([&] {
     static_cast<void>(defaultLog());
     if (log == nullptr) return;
-    const std::scoped_lock lock(host::processLocks().loggers);
+    const std::scoped_lock lock(host::processLock(host::ProcessLock::kLoggers));
     logState().defaultLog.swap(log);  // the previous one is released after the lock
   });
 }
@@ -223,7 +223,7 @@ void BVLog::configureDefault(const SystemLogHandle& osLog, Text logFilePath,
 }
 
 std::string BVLog::aggregatedErrorDescription() {
-  const std::scoped_lock lock(host::processLocks().loggers);
+  const std::scoped_lock lock(host::processLock(host::ProcessLock::kLoggers));
   const auto& collected = logState().aggregatedError;
   return collected ? collected->text : std::string();
 }
@@ -231,7 +231,7 @@ std::string BVLog::aggregatedErrorDescription() {
 void BVLog::initAggregatedError(Text text) noexcept {
   unlessOutOfMemory([&] {
     std::optional<ErrorText> replaced(std::in_place, text.orEmpty(), kErrorStringMaxLength);
-    const std::scoped_lock lock(host::processLocks().loggers);
+    const std::scoped_lock lock(host::processLock(host::ProcessLock::kLoggers));
     logState().aggregatedError.swap(replaced);
   });
 }

@@ -25,7 +25,7 @@ struct ErrorText {
   std::size_t length = 0;         // of all
 };
 
-// REQUIRES of every use: host::processLocks().loggers is held, which stands for the
+// REQUIRES of every use: host::ProcessLock::kLoggers is held, which stands for the
 // properties of every logger, too. Hold it for a copy or an assignment, never during I/O
 // or while characters are counted.
 struct LogState {

@@ -21,7 +21,7 @@ class LogDateFormatter {
   // ever; ours around it is free in the child.
   static std::tm calendar(std::time_t seconds) {
     static constinit std::optional<std::time_t> lookedAtFile;
-    const std::scoped_lock lock(host::processLocks().timeZone);
+    const std::scoped_lock lock(host::processLock(host::ProcessLock::kTimeZone));
     // A program that runs for days outlives its time zone: localtime_r() alone would keep the first one.
     // tzset() compares TZ with what it was, and without TZ asks the file system about /etc/localtime. That
     // takes a third as long as all the rest of a line, so it is done once for the lines of a second.

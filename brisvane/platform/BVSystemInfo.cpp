@@ -15,7 +15,8 @@
 namespace brisvane {
 namespace {
 
-using host::processLocks;
+using host::processLock;
+using host::ProcessLock;
 
 // What stands in the profile for a board and a companion chip that there are not.
 constexpr std::string_view kNoBoard = "Orvel";
@@ -41,7 +42,7 @@ BVSystemInfo& BVSystemInfo::shared() {
   // Not a static object of this function: a fork in the middle of its building would leave
   // the child waiting for ever.
   static constinit BVSystemInfo* instance = nullptr;
-  const std::scoped_lock lock(processLocks().systemInfo);
+  const std::scoped_lock lock(processLock(ProcessLock::kSystemInfo));
   if (instance == nullptr) instance = new BVSystemInfo;
   return *instance;
 }
@@ -111,12 +112,12 @@ bool BVSystemInfo::folderExists(Text path, bool createFolder) noexcept {
 }
 
 host::OsVersion BVSystemInfo::osVersion() const noexcept {
-  const std::scoped_lock lock(processLocks().osVersion);
+  const std::scoped_lock lock(processLock(ProcessLock::kOsVersion));
   return osVersion_;
 }
 
 void BVSystemInfo::setOsVersion(host::OsVersion osVersion) noexcept {
-  const std::scoped_lock lock(processLocks().osVersion);
+  const std::scoped_lock lock(processLock(ProcessLock::kOsVersion));
   osVersion_ = osVersion;
 }
 

@@ -2,59 +2,56 @@
 
 #include <pthread.h>
 
+#include <array>
 #include <cassert>
+#include <cstddef>
+#include <ranges>
 
 namespace brisvane::host {
 namespace {
 
-constinit ProcessLocks locks;
+constinit std::array<ProcessMutex, static_cast<std::size_t>(ProcessLock::kCount)> mutexes;
 
 void takeAll() {
-  locks.systemInfo.lock();
-  locks.loggers.lock();
-  locks.platform.lock();
-  locks.registries.lock();
-  locks.osVersion.lock();
-  locks.cryptography.lock();
-  locks.timeZone.lock();
-  locks.cutLines.lock();
-  locks.logSocket.lock();
+  for (ProcessMutex& mutex : mutexes) mutex.lock();
 }
 
 void releaseAll() {
-  locks.logSocket.unlock();
-  locks.cutLines.unlock();
-  locks.timeZone.unlock();
-  locks.cryptography.unlock();
-  locks.osVersion.unlock();
-  locks.registries.unlock();
-  locks.platform.unlock();
-  locks.loggers.unlock();
-  locks.systemInfo.unlock();
+  for (ProcessMutex& mutex : std::views::reverse(mutexes)) mutex.unlock();
 }
 
 // When the library is loaded: later, a fork could come in the middle of it.
 __attribute__((constructor)) void holdAcrossForks() { pthread_atfork(takeAll, releaseAll, releaseAll); }
 
 #ifndef NDEBUG
-constinit thread_local bool holdsServiceMutex = false;
+constinit thread_local unsigned held = 0;  // a bit for each, by its place in the order
+
+unsigned bitOf(const ProcessMutex* mutex) noexcept { return 1U << static_cast<unsigned>(mutex - mutexes.data()); }
 #endif
 
 }  // namespace
 
 #ifndef NDEBUG
-void ServiceMutex::lock() {
-  assert(!holdsServiceMutex && "a service comes back to what asks it, or forks");
+void ProcessMutex::lock() {
+  assert(held < bitOf(this) && "a lock out of its order: a service comes back to what asks it, or forks");
   mutex_.lock();
-  holdsServiceMutex = true;
+  held |= bitOf(this);
 }
 
-void ServiceMutex::unlock() {
-  holdsServiceMutex = false;
+bool ProcessMutex::try_lock() {
+  if (!mutex_.try_lock()) return false;
+  held |= bitOf(this);
+  return true;
+}
+
+void ProcessMutex::unlock() {
+  held &= ~bitOf(this);
   mutex_.unlock();
 }
 #endif
 
-ProcessLocks& processLocks() noexcept { return locks; }
+ProcessMutex& processLock(ProcessLock which) noexcept { return mutexes[static_cast<std::size_t>(which)]; }
+
+std::span<ProcessMutex> processLocks() noexcept { return mutexes; }
 
 }  // namespace brisvane::host

@@ -7,18 +7,35 @@
 // any order.
 #pragma once
 
+#include <cstdint>
 #include <mutex>
+#include <span>
 
 namespace brisvane::host {
 
+// In the order in which one may be taken while another is held.
+enum class ProcessLock : std::uint8_t {
+  kSystemInfo,    // the building of the shared profile, which asks the services of the platform
+  kLoggers,       // what all loggers share; never held during I/O
+  kPlatform,      // which platform is in force
+  kRegistries,    // the open nodes of every registry
+  kOsVersion,     // the OS version of every profile
+  kCryptography,  // the loading of the cryptography library
+  kTimeZone,      // around tzset and localtime_r
+  kCutLines,      // the files in which a line was cut short
+  kLogSocket,     // which socket the entries of the system log are sent from
+  kCount
+};
+
 #ifdef NDEBUG
-using ServiceMutex = std::mutex;
+using ProcessMutex = std::mutex;
 #else
-// Held while services of the platform are called, which a tool may bring. One that takes it again in the same thread,
-// as a fork does, too, would wait for itself without end: a debug build stops there.
-class ServiceMutex {
+// A debug build stops at a lock that is taken out of its order. One that its own thread holds would
+// be waited for without end: so ends a service of a tool that comes back to what asks it, or forks.
+class ProcessMutex {
  public:
   void lock();
+  bool try_lock();
   void unlock();
 
  private:
@@ -26,19 +43,9 @@ class ServiceMutex {
 };
 #endif
 
-// In the order in which one may be taken while another is held.
-struct ProcessLocks {
-  ServiceMutex systemInfo;  // the building of the shared profile, which asks the platform
-  std::mutex loggers;       // what all loggers share; never held during I/O
-  std::mutex platform;      // which platform is in force
-  std::mutex registries;    // the open nodes of every registry
-  std::mutex osVersion;     // the OS version of every profile
-  std::mutex cryptography;  // the loading of the cryptography library
-  std::mutex timeZone;      // around tzset and localtime_r
-  std::mutex cutLines;      // the files in which a line was cut short
-  std::mutex logSocket;     // which socket the entries of the system log are sent from
-};
+ProcessMutex& processLock(ProcessLock which) noexcept;
 
-ProcessLocks& processLocks() noexcept;
+// Every one, in their order.
+std::span<ProcessMutex> processLocks() noexcept;
 
 }  // namespace brisvane::host

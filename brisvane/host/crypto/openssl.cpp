@@ -52,7 +52,7 @@ bool isThereMemory() noexcept {
 
 const Algorithms* algorithms() noexcept {
   static constinit const Algorithms* found = nullptr;
-  const std::scoped_lock lock(processLocks().cryptography);
+  const std::scoped_lock lock(processLock(ProcessLock::kCryptography));
   if (found != nullptr) return found;
   const ErrorMark mark;
   auto all = lookUp();

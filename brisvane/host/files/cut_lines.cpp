@@ -20,7 +20,7 @@ struct CutLine {
   off_t size = 0;
 };
 
-// Guarded by processLocks().cutLines, but for the number of them.
+// Guarded by ProcessLock::kCutLines, but for the number of them.
 struct CutLines {
   std::array<CutLine, 16> places;
   std::size_t oldest = 0;
@@ -52,7 +52,7 @@ bool isAnyLineCut() noexcept { return cutLines.count != 0; }
 void rememberCutLine(int file) noexcept {
   struct stat status {};
   if (::fstat(file, &status) != 0) return;
-  const std::scoped_lock lock(processLocks().cutLines);
+  const std::scoped_lock lock(processLock(ProcessLock::kCutLines));
   CutLine* const known = find(status);
   (known != nullptr ? *known : newPlace()) = {::getpid(), status.st_dev, status.st_ino, status.st_size};
 }
@@ -60,7 +60,7 @@ void rememberCutLine(int file) noexcept {
 bool forgetCutLine(int file) noexcept {
   struct stat status {};
   if (::fstat(file, &status) != 0) return false;
-  const std::scoped_lock lock(processLocks().cutLines);
+  const std::scoped_lock lock(processLock(ProcessLock::kCutLines));
   CutLine* const known = find(status);
   if (known == nullptr) return false;
   const bool isThere = known->process == ::getpid() && status.st_size >= known->size;

@@ -43,14 +43,14 @@ NodeHandle NodeRegistry::firstNodeOfClass(std::string_view name) const {
 
 NodeHandle NodeRegistry::open(const Node& node) const {
   if (node == nullptr || !node->exists()) return 0;
-  const std::scoped_lock lock(processLocks().registries);
+  const std::scoped_lock lock(processLock(ProcessLock::kRegistries));
   NodeHandle handle = nextHandle();
   while (!open_.emplace(handle, node).second) handle = nextHandle();
   return handle;
 }
 
 NodeRegistry::Node NodeRegistry::find(NodeHandle handle) const noexcept {
-  const std::scoped_lock lock(processLocks().registries);
+  const std::scoped_lock lock(processLock(ProcessLock::kRegistries));
   const auto found = open_.find(handle);
   return found != open_.end() ? found->second : nullptr;
 }
@@ -77,7 +77,7 @@ Result<std::string> NodeRegistry::origin(NodeHandle node, std::string_view name)
 
 void NodeRegistry::release(NodeHandle node) const noexcept {
   Node released;  // goes after the lock has been let go
-  const std::scoped_lock lock(processLocks().registries);
+  const std::scoped_lock lock(processLock(ProcessLock::kRegistries));
   const auto found = open_.find(node);
   if (found == open_.end()) return;
   released = std::move(found->second);
@@ -85,7 +85,7 @@ void NodeRegistry::release(NodeHandle node) const noexcept {
 }
 
 std::size_t NodeRegistry::openHandles() const noexcept {
-  const std::scoped_lock lock(processLocks().registries);
+  const std::scoped_lock lock(processLock(ProcessLock::kRegistries));
   return open_.size();
 }
 

@@ -74,7 +74,7 @@ std::string syslogEntry(const LogChannel& /*channel*/, LogType type, std::string
   const std::time_t seconds = std::time(nullptr);
   std::tm fields{};
   {
-    const std::scoped_lock lock(processLocks().timeZone);
+    const std::scoped_lock lock(processLock(ProcessLock::kTimeZone));
     ::localtime_r(&seconds, &fields);
   }
   std::array<char, 64> head{};

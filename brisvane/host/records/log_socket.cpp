@@ -35,7 +35,7 @@ Result<Descriptor> openSocket() noexcept {
   return opened;
 }
 
-// The one socket that all entries of the process are sent from, guarded by processLocks().logSocket.
+// The one socket that all entries of the process are sent from, guarded by ProcessLock::kLogSocket.
 struct SharedSocket {
   int descriptor = -1;
   dev_t device = 0;
@@ -51,7 +51,7 @@ bool isStillOurs() noexcept {
 }
 
 Result<SharedSocket> sharedSocket() noexcept {
-  const std::scoped_lock lock(processLocks().logSocket);
+  const std::scoped_lock lock(processLock(ProcessLock::kLogSocket));
   if (isStillOurs()) return shared;
   auto opened = openSocket();
   if (!opened.ok()) return opened.error();
