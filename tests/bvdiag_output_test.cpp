@@ -177,7 +177,7 @@ TEST(BvdiagOutput, EscapesWhatATerminalWouldObeyWhereverItComesFrom) {
                          R"(": "{\"k\": \")" + text + R"(\"}"}}})");
   EXPECT_EQ(outputOf({"--machine", machine, "nvram", "get", name, "--view", "dictionary"}),
             R"({"k":")" + inJson + "\"}\n");
-  EXPECT_THAT(outputOf({"--machine", machine, "machine", "record", "-"}), HasSubstr(inJson));
+  EXPECT_THAT(outputOf({"--machine", machine, "machine", "record", "-", "--everything"}), HasSubstr(inJson));
   EXPECT_THAT(outputOf({"--machine", machine, "registry", "show"}), HasSubstr(inText));
   EXPECT_THAT(outputOf({"log", "--level", "error", text, "--json"}), HasSubstr(inJson + "\\n"));
   EXPECT_EQ(outputOf({"log", "--level", "error", text + "\r\nx\ry"}), "aggregated errors:\n" + inText + "\r\nx\\ry\n");

@@ -282,19 +282,21 @@ TEST(BvdiagNvram, ReadsEachViewAndSaysWhyItCannot) {
 TEST(BvdiagMachine, RecordsAMachineThatReplaysAsTheSameOne) {
   const TemporaryFolder folder;
   const std::string copy = folder / "copy.json";
-  outputOf({"--simulated", "machine", "record", copy, "--unmasked", "--variables"});
+  outputOf({"--simulated", "machine", "record", copy, "--unmasked", "--variables", "--everything"});
   for (const std::vector<std::string>& command :
        std::vector<std::vector<std::string>>{{"profile"},
                                              {"registry", "show", "--variables"},
                                              {"nvram", "list"},
                                              {"interfaces", "--json"},
-                                             {"machine", "record", "-", "--unmasked"}}) {
+                                             {"machine", "record", "-", "--unmasked", "--everything"}}) {
     std::vector<std::string> original{"--simulated"};
     std::vector<std::string> replayed{"--machine", copy};
     original.insert(original.end(), command.begin(), command.end());
     replayed.insert(replayed.end(), command.begin(), command.end());
     EXPECT_EQ(outputOf(replayed), outputOf(original));
   }
+  outputOf({"--simulated", "machine", "record", folder / "usual.json", "--unmasked"});
+  EXPECT_EQ(outputOf({"--machine", folder / "usual.json", "profile"}), outputOf({"--simulated", "profile"}));
   const std::string before = contentOf(copy);
   EXPECT_THAT(errorsOf({"--simulated", "machine", "record", copy}, 1), HasSubstr("there is something already"));
   EXPECT_EQ(contentOf(copy), before);
@@ -305,7 +307,11 @@ TEST(BvdiagMachine, RecordsAMachineThatReplaysAsTheSameOne) {
                               "id": "7d0B5a16-42c5-4b0c-9d3c-5e1d1c3a9f01", "rng-seed": {"hex": "01ff"}, "serial-number": {"hex": "41320000"}}},
       "interfaces": [{"name": "enx00e04c680001", "type": "Ethernet", "mac": "00:E0:4C:68:00:01"}, {"name": "eth0", "type": "Ethernet", "mac": "AB:cd:01-23:ef:45", "addresses": ["192.0.2.1"]}],
       "firmware": {"variables": {"EDA7697C-EB6C-4553-A921-C131036FC939:a": "b"}}})");
-  const std::string masked = outputOf({"--machine", folder / "secret.json", "machine", "record", "-"});
+  // What the profile does not read stays away.
+  const std::string usual = outputOf({"--machine", folder / "secret.json", "machine", "record", "-"});
+  EXPECT_THAT(usual, AllOf(HasSubstr(R"("HwPlatformSerialNumber": "XX-00X")"), HasSubstr(R"("model": "M1")"),
+                           HasSubstr(R"("chosen": {})"), Not(HasSubstr("bootargs")), Not(HasSubstr("rng-seed"))));
+  const std::string masked = outputOf({"--machine", folder / "secret.json", "machine", "record", "-", "--everything"});
   EXPECT_THAT(
       masked,
       AllOf(HasSubstr(R"("HwPlatformSerialNumber": "XX-00X")"), HasSubstr(R"("model": "M1")"),

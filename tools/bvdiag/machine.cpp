@@ -53,6 +53,7 @@ void addMachine(AnyCommand& program) {
   RecordingOptions& recording = command.options().recording;
   command.argument("FILE", &RecordOptions::path, "A new file, or - for standard output").required();
   command.flag("--variables", recording.variables, "Adds the values of the firmware variables, unmasked");
+  command.flag("--everything", recording.everything, "Adds the registry's properties that no profile is gathered from");
   command.flag("--unmasked", recording.unmasked,
                "Leaves serial numbers, UUIDs, seeds and hardware addresses as they are");
   command.footer(exitStatusText("written", "not written"));

@@ -1,5 +1,6 @@
 #include "recording.h"
 
+#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
@@ -10,6 +11,7 @@
 #include <brisvane/host/machine/system_version.h>
 #include <brisvane/host/network/network_interfaces.h>
 #include <brisvane/host/platform.h>
+#include <brisvane/platform/profile_sources.h>
 
 #include "mask.h"
 #include "registry_command.h"
@@ -31,6 +33,16 @@ Nodes registryNodes() {
     if (node) nodes.emplace_back(known.name, propertiesOf(platform->registry(), node.handle()));
   }
   return nodes;
+}
+
+// Whether the profile reads this property of the node.
+bool isOfProfile(std::string_view node, std::string_view property) {
+  const auto values = bv::profileValues();
+  return std::any_of(values.begin(), values.end(), [&](const bv::ProfileValue& value) {
+    return std::any_of(value.sources.begin(), value.sources.end(), [&](const bv::ProfileSource& source) {
+      return nameOf(source.service) == node && source.name == property;
+    });
+  });
 }
 
 bv::Dictionary identityAnswers() {
@@ -137,7 +149,13 @@ bv::Dictionary recordMachine(const RecordingOptions& options) {
   hideIn(mask, parts);
 
   bv::Dictionary registry;
-  for (auto& [name, values] : nodes) registry.emplace(name, described(values));
+  for (auto& [name, values] : nodes) {
+    // Not before the masking: a serial number among the others is masked in these, too.
+    if (!options.everything) {
+      std::erase_if(values, [&node = name](const auto& property) { return !isOfProfile(node, property.first); });
+    }
+    registry.emplace(name, described(values));
+  }
   machine.emplace("registry", std::move(registry));
   machine.emplace("identity", described(identity));
   if (auto version = systemVersion()) machine.emplace("systemVersion", std::move(*version));
