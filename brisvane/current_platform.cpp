@@ -1,12 +1,12 @@
 // The one place that knows which machine the library runs on: everything else asks
 // host::platform().
 #include <mutex>
-#include <new>
 #include <utility>
 
 #include "brisvane/host/linux_platform.h"
 #include "brisvane/host/platform.h"
 #include "brisvane/types/never_destroyed.h"
+#include "brisvane/types/out_of_memory.h"
 #include "brisvane/types/process_locks.h"
 
 namespace brisvane::host {
@@ -20,7 +20,7 @@ std::shared_ptr<const Platform> exchange(std::shared_ptr<const Platform> next) n
   return std::exchange(*current, std::move(next));
 }
 
-// What stands in where the memory for the real machine could not be had.
+// The platform in force when there is no memory for the real machine.
 std::shared_ptr<const Platform> nothing() noexcept {
   static NeverDestroyed<Platform> platform;
   return {std::shared_ptr<const void>(), &*platform};
@@ -28,12 +28,12 @@ std::shared_ptr<const Platform> nothing() noexcept {
 
 }  // namespace
 
-std::shared_ptr<const Platform> platform() noexcept try {
-  const std::scoped_lock lock(processLock(ProcessLock::kPlatform));
-  if (*current == nullptr) *current = std::make_shared<const Platform>(real::makePlatform(real::Roots{}));
-  return *current;
-} catch (const std::bad_alloc&) {
-  return nothing();
+std::shared_ptr<const Platform> platform() noexcept {
+  return memoryPermitting(nothing(), [] {
+    const std::scoped_lock lock(processLock(ProcessLock::kPlatform));
+    if (*current == nullptr) *current = std::make_shared<const Platform>(real::makePlatform(real::Roots{}));
+    return *current;
+  });
 }
 
 ScopedPlatform::ScopedPlatform(std::shared_ptr<const Platform> platform) noexcept : isInForce_(platform != nullptr) {
