@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include <brisvane/host/files/files.h>
-#include <brisvane/types/former_error.h>
+#include <brisvane/types/error.h>
 
 #include "commands.h"
 #include "recording.h"

@@ -6,7 +6,7 @@
 #include <brisvane/host/formats/json.h>
 #include <brisvane/host/machine/variable_store.h>
 #include <brisvane/host/platform.h>
-#include <brisvane/types/former_error.h>
+#include <brisvane/types/error.h>
 
 #include "commands.h"
 #include "confirmation.h"

@@ -12,7 +12,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include <brisvane/types/former_error.h>
+#include <brisvane/types/error.h>
 #include <brisvane/types/hex.h>
 #include <brisvane/types/unicode.h>
 
