@@ -34,16 +34,16 @@ bool writeToPlist(const Dictionary& dictionary, Text filePath) noexcept {
   return memoryPermitting(false, [&] {
     const std::string_view path = filePath.orEmpty();
     const auto encoded = host::binaryPropertyList(dictionary);
-    if (!encoded) {
+    if (!encoded.ok()) {
       report({"Failed to encode data for ", path});
       return false;
     }
     if (host::fileKind(path) == host::FileKind::kNone) {
-      const bool isCreated = host::createFile(path, asCharacters(*encoded)).ok();
+      const bool isCreated = host::createFile(path, asCharacters(encoded.value())).ok();
       if (!isCreated) report({"Failed to create ", path, " file"});
       return isCreated;
     }
-    const Result<> overwritten = host::overwriteFile(path, asCharacters(*encoded));
+    const Result<> overwritten = host::overwriteFile(path, asCharacters(encoded.value()));
     if (!overwritten.ok()) report({"Failed to write ", path, " file: ", overwritten.error().reason()});
     return overwritten.ok();
   });

@@ -69,8 +69,8 @@ std::optional<Object> BVNvram::dictionaryFromVariable(Text name, bool requireDev
     const Data* const bytes = value->ifData();
     if (bytes == nullptr) return notFoundObject;
     auto parsed = host::parseJson(asCharacters(*bytes));
-    if (!parsed || parsed->ifDictionary() == nullptr) return notFoundObject;
-    return parsed;
+    if (!parsed.ok() || parsed.value().ifDictionary() == nullptr) return notFoundObject;
+    return std::move(parsed).value();
   });
 }
 

@@ -49,12 +49,12 @@ class ReplySearch {
   [[nodiscard]] std::optional<std::string_view> match(Seconds left) {
     const Seconds limit = std::max(kLeastTime, std::min(time_, left));
     const host::Stopwatch sinceStart(clock_);
-    const auto found = pattern_.firstMatch(
-        reply_, [&] { return limit - sinceStart.elapsed(); }, &givenUp_);
+    const auto found = pattern_.firstMatch(reply_, [&] { return limit - sinceStart.elapsed(); });
     searched_ = reply_.size();
+    givenUp_ = !found.ok() && found.error().number() == ETIMEDOUT;
     if (givenUp_) time_ *= 4;
-    if (!found) return std::nullopt;
-    return found->front().of(reply_);
+    if (!found.ok() || !found.value()) return std::nullopt;
+    return found.value()->front().of(reply_);
   }
 
  private:
@@ -163,11 +163,11 @@ bool BVSerialPort::exchangeUntilMatch(Text command, std::string& getResponse, Te
     return true;
   }
   const auto pattern = host::Pattern::compile(acceptPattern.orEmpty());
-  if (!pattern) return false;
+  if (!pattern.ok()) return false;
   std::string reply;
   Chunk chunk;
   const host::Stopwatch sinceStart(platform_->clock());
-  ReplySearch search(*pattern, reply, platform_->clock());
+  ReplySearch search(pattern.value(), reply, platform_->clock());
   const auto isAccepted = [&] {
     const auto matched = search.match(withTimeout - sinceStart.elapsed());
     if (!matched) return false;

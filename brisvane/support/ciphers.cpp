@@ -1,10 +1,11 @@
 #include <algorithm>
-#include <exception>
+#include <cerrno>
 #include <utility>
 
 #include "brisvane/host/crypto/cipher.h"
 #include "brisvane/host/crypto/secret.h"
 #include "brisvane/support/security.h"
+#include "brisvane/types/out_of_memory.h"
 
 namespace brisvane {
 namespace {
@@ -31,36 +32,35 @@ std::size_t keyLength(std::uint32_t algorithm, std::size_t given) noexcept {
   }
 }
 
-// The whole output for the whole input; nullopt when `result` is no success.
-std::optional<Data> runCryptor(ByteView input, Cipher& cipher, std::int32_t& result) {
+// The whole output for the whole input.
+Result<Data> runCipher(ByteView input, Cipher& cipher) {
   Data output(cipher.outputSize(input.size()));
-  std::size_t updated = 0;
-  result = cipher.update(input, output, updated);
-  if (result != CipherStatus::kSuccess) return std::nullopt;
-  std::size_t finished = 0;
-  result = cipher.finish(std::span(output).subspan(updated), finished);
-  if (result != CipherStatus::kSuccess) return std::nullopt;
-  output.resize(updated + finished);
+  const auto updated = cipher.update(input, output);
+  if (!updated.ok()) return updated.error();
+  const auto finished = cipher.finish(std::span(output).subspan(updated.value()));
+  if (!finished.ok()) return finished.error();
+  output.resize(updated.value() + finished.value());
   return output;
 }
 
-std::optional<Data> run(Cipher::Direction direction, ByteView data, std::uint32_t algorithm, Bytes key,
-                        Bytes initVector, std::uint32_t options, std::int32_t* error) noexcept {
-  std::int32_t status = CipherStatus::kSuccess;
-  std::optional<Data> output;
-  try {
-    const std::size_t length = keyLength(algorithm, key.orEmpty().size());
-    const host::Secret keyCopy(key.orEmpty(), length);
-    // Cut to the key's length, which CAST-128's may be below a block, and only then raised to the block that is read.
-    const ByteView vector = initVector.orEmpty().first(std::min(initVector.orEmpty().size(), length));
-    const host::Secret vectorCopy(vector, initVector.present() ? std::max(length, Cipher::kLargestBlock) : 0);
-    const auto cipher = Cipher::create(direction, algorithm, options, keyCopy.view(), vectorCopy.view(), status);
-    if (cipher != nullptr) output = runCryptor(data, *cipher, status);
-  } catch (const std::exception&) {
-    status = CipherStatus::kNoMemory;
-  }
-  if (!output && error != nullptr) *error = status;
-  return output;
+Result<Data> run(Cipher::Direction direction, ByteView data, std::uint32_t algorithm, ByteView key, Bytes initVector,
+                 std::uint32_t options) {
+  const std::size_t length = keyLength(algorithm, key.size());
+  const host::Secret keyCopy(key, length);
+  // Cut to the key's length, which CAST-128's may be below a block, and only then raised to the block that is read.
+  const ByteView vector = initVector.orEmpty().first(std::min(initVector.orEmpty().size(), length));
+  const host::Secret vectorCopy(vector, initVector.present() ? std::max(length, Cipher::kLargestBlock) : 0);
+  const auto cipher = Cipher::create(direction, algorithm, options, keyCopy.view(), vectorCopy.view());
+  if (!cipher.ok()) return cipher.error();
+  return runCipher(data, *cipher.value());
+}
+
+std::optional<Data> outputOf(Cipher::Direction direction, ByteView data, std::uint32_t algorithm, Bytes key,
+                             Bytes initVector, std::uint32_t options, std::int32_t* error) noexcept {
+  auto output = memoryPermitting(Result<Data>(Error(ENOMEM)),
+                                 [&] { return run(direction, data, algorithm, key.orEmpty(), initVector, options); });
+  if (!output.ok() && error != nullptr) *error = CipherStatus::of(output.error());
+  return std::move(output).optional();
 }
 
 }  // namespace
@@ -68,13 +68,13 @@ std::optional<Data> run(Cipher::Direction direction, ByteView data, std::uint32_
 std::optional<Data> SecurityAdditions::dataEncryptedUsingAlgorithm(ByteView data, std::uint32_t algorithm, Bytes key,
                                                                    Bytes initVector, std::uint32_t options,
                                                                    std::int32_t* error) noexcept {
-  return run(Cipher::Direction::kEncrypt, data, algorithm, key, initVector, options, error);
+  return outputOf(Cipher::Direction::kEncrypt, data, algorithm, key, initVector, options, error);
 }
 
 std::optional<Data> SecurityAdditions::dataDecryptedUsingAlgorithm(ByteView data, std::uint32_t algorithm, Bytes key,
                                                                    Bytes initVector, std::uint32_t options,
                                                                    std::int32_t* error) noexcept {
-  return run(Cipher::Direction::kDecrypt, data, algorithm, key, initVector, options, error);
+  return outputOf(Cipher::Direction::kDecrypt, data, algorithm, key, initVector, options, error);
 }
 
 }  // namespace brisvane

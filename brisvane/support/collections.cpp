@@ -5,7 +5,11 @@
 #include <utility>
 #include <vector>
 
+#include "brisvane/support/Brisvane.h"
+
 namespace brisvane {
+
+Object Brisvane::objectOrNull(const std::optional<Object>& object) noexcept { return object.value_or(Object()); }
 
 Array Map::mapObjectsUsingBlock(const Array& array, const Block& block) {
   Array results;

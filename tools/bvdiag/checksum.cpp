@@ -30,7 +30,7 @@ class Checksum {
   Checksum& operator=(const Checksum&) = delete;
   virtual ~Checksum() = default;
   virtual void add(bv::ByteView bytes) = 0;
-  virtual std::optional<std::string> digits() = 0;
+  virtual bv::Result<std::string> digits() = 0;
 };
 
 using Maker = std::function<std::unique_ptr<Checksum>()>;
@@ -40,9 +40,10 @@ class DigestChecksum final : public Checksum {
  public:
   explicit DigestChecksum(Digest digest) : digest_(std::move(digest)) {}
   void add(bv::ByteView bytes) override { digest_.add(bytes); }
-  std::optional<std::string> digits() override {
+  bv::Result<std::string> digits() override {
     const auto digest = digest_.finish();
-    return digest ? std::optional(bin2hex(*digest)) : std::nullopt;
+    if (!digest.ok()) return digest.error();
+    return bin2hex(digest.value());
   }
 
  private:
@@ -52,7 +53,7 @@ class DigestChecksum final : public Checksum {
 class Crc32Checksum final : public Checksum {
  public:
   void add(bv::ByteView bytes) override { crc_.add(bytes); }
-  std::optional<std::string> digits() override {
+  bv::Result<std::string> digits() override {
     bv::Data number;
     for (int shift = 24; shift >= 0; shift -= 8) number.push_back(static_cast<std::uint8_t>(crc_.value() >> shift));
     return bin2hex(number);
@@ -66,8 +67,8 @@ std::optional<std::string> checksumOf(const std::string& file, const Maker& make
   const auto checksum = make();
   if (!readPieces(file, output, [&checksum](bv::ByteView bytes) { checksum->add(bytes); })) return std::nullopt;
   auto digits = checksum->digits();
-  if (!digits) output.complain(nameOf(file) + ": the cryptography library or memory is missing");
-  return digits;
+  if (!digits.ok()) output.complain(nameOf(file) + ": " + digits.error().text() + "; check that OpenSSL is installed");
+  return std::move(digits).optional();
 }
 
 bool showOne(const std::string& file, const std::string& name, const Maker& make, Output& output) {

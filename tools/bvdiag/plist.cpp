@@ -30,13 +30,12 @@ int run(const PlistOptions& options, Session& session) {
   Output& output = session.output();
   const auto bytes = readBytes(options.file, output);
   if (!bytes) return kFailure;
-  std::string error;
-  const auto value = bv::host::parseJson(bv::asCharacters(*bytes), &error);
-  if (!value) {
-    output.complain(nameOf(options.file) + ": is not JSON: " + error);
+  const auto value = bv::host::parseJson(bv::asCharacters(*bytes));
+  if (!value.ok()) {
+    output.complain(nameOf(options.file) + ": is not JSON: " + value.error().reason());
     return kFailure;
   }
-  const bv::Dictionary* const dictionary = value->ifDictionary();
+  const bv::Dictionary* const dictionary = value.value().ifDictionary();
   if (dictionary == nullptr) {
     output.complain(nameOf(options.file) + ": is no JSON object; a property list is a dictionary");
     return kFailure;

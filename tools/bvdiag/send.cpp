@@ -121,8 +121,12 @@ int run(const SendOptions& options, Session& session) {
 
 // What the command line alone cannot know to be wrong.
 void check(SendOptions& options) {
-  if (options.accept && !bv::host::Pattern::compile(*options.accept)) {
-    throw WrongUsage("--accept: not a regular expression: " + escaped(*options.accept));
+  if (options.accept) {
+    const auto pattern = bv::host::Pattern::compile(*options.accept);
+    if (!pattern.ok()) {
+      throw WrongUsage("--accept: not a regular expression: " + escaped(*options.accept) + ": " +
+                       pattern.error().reason());
+    }
   }
   if (!options.bytes && !bv::isAscii(options.command)) {
     throw WrongUsage("COMMAND: a text command must be ASCII; --bytes N sends any bytes");

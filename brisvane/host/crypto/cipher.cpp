@@ -1,7 +1,8 @@
 #include "brisvane/host/crypto/cipher.h"
 
 #include <algorithm>
-#include <new>
+#include <cerrno>
+#include <memory>
 #include <utility>
 
 #include "brisvane/host/crypto/openssl.h"
@@ -46,6 +47,25 @@ Choice choose(std::uint32_t algorithm, std::size_t keySize, const openssl::Algor
 
 }  // namespace
 
+std::int32_t CipherStatus::of(const Error& error) noexcept {
+  switch (error.number()) {
+    case ENOTSUP:
+      return kUnknownAlgorithm;
+    case EKEYREJECTED:
+      return kUnsuitableKey;
+    case EINVAL:
+      return kUnsuitableOptions;
+    case EMSGSIZE:
+      return kPartialBlock;
+    case EBADMSG:
+      return kBadPadding;
+    case ELIBACC:
+      return kLibraryMissing;
+    default:
+      return kNoMemory;
+  }
+}
+
 struct Cipher::Context {
   openssl::CipherContext openssl;
   Direction direction;
@@ -57,28 +77,24 @@ struct Cipher::Context {
 Cipher::Cipher(std::unique_ptr<Context> context) noexcept : context_(std::move(context)) {}
 Cipher::~Cipher() = default;
 
-std::unique_ptr<Cipher> Cipher::create(Direction direction, std::uint32_t algorithm, std::uint32_t options,
-                                       ByteView key, ByteView vector, std::int32_t& status) noexcept try {
-  const auto fail = [&status](std::int32_t cause) {
-    status = cause;
-    return nullptr;
-  };
-  const openssl::Algorithms* const algorithms = openssl::algorithms();
-  if (algorithms == nullptr) return fail(CipherStatus::kNoMemory);
-  const Choice choice = choose(algorithm, key.size(), *algorithms);
-  if (choice.blockSize == 0) return fail(CipherStatus::kUnknownAlgorithm);
+Result<std::unique_ptr<Cipher>> Cipher::create(Direction direction, std::uint32_t algorithm, std::uint32_t options,
+                                               ByteView key, ByteView vector) {
+  const auto algorithms = openssl::algorithms();
+  if (!algorithms.ok()) return algorithms.error();
+  const Choice choice = choose(algorithm, key.size(), *algorithms.value());
+  if (choice.blockSize == 0) return Error(ENOTSUP, "the algorithm");
   const bool isStream = choice.blockSize == kNoBlocks;
-  if (!isStream && (options & ~kKnownOptions) != 0) return fail(CipherStatus::kUnsuitableOptions);
-  if (!choice.takesKey) return fail(CipherStatus::kUnsuitableKey);
+  if (!isStream && (options & ~kKnownOptions) != 0) return Error(EINVAL, "the options");
+  if (!choice.takesKey) return Error(EKEYREJECTED, "the key");
   const EVP_CIPHER* const cipher =
       (options & CipherOption::kEcbMode) != 0 ? choice.modes->ecb.get() : choice.modes->cbc.get();
-  if (cipher == nullptr) return fail(CipherStatus::kLibraryMissing);
+  if (cipher == nullptr) return Error(ELIBACC, "the algorithm");
 
   const bool isPadded = !isStream && (options & CipherOption::kPkcs7Padding) != 0;
   auto context = std::make_unique<Context>(
       Context{openssl::CipherContext(EVP_CIPHER_CTX_new()), direction, choice.blockSize, isPadded});
   EVP_CIPHER_CTX* const openssl = context->openssl.get();
-  if (openssl == nullptr) return fail(CipherStatus::kNoMemory);
+  if (openssl == nullptr) return Error(ENOMEM);
   constexpr std::uint8_t kZeros[kLargestBlock] = {};
   const std::uint8_t* const chainedFrom = vector.empty() ? kZeros : vector.data();
   const int encrypts = direction == Direction::kEncrypt ? 1 : 0;
@@ -88,44 +104,39 @@ std::unique_ptr<Cipher> Cipher::create(Direction direction, std::uint32_t algori
                        EVP_CIPHER_CTX_set_key_length(openssl, static_cast<int>(key.size())) == 1 &&
                        EVP_CipherInit_ex2(openssl, nullptr, key.data(), chainedFrom, encrypts, nullptr) == 1 &&
                        EVP_CIPHER_CTX_set_padding(openssl, isPadded ? 1 : 0) == 1;
-  if (!isReady) return fail(CipherStatus::kNoMemory);  // the key's length is known to be suitable
+  if (!isReady) return Error(ENOMEM);  // the key's length is known to be suitable
   return std::unique_ptr<Cipher>(new Cipher(std::move(context)));
-} catch (const std::bad_alloc&) {
-  status = CipherStatus::kNoMemory;
-  return nullptr;
 }
 
 std::size_t Cipher::outputSize(std::size_t inputSize) const noexcept {
   return context_->blockSize == kNoBlocks ? inputSize : inputSize + context_->blockSize;
 }
 
-std::int32_t Cipher::update(ByteView input, std::span<std::uint8_t> space, std::size_t& written) noexcept {
+Result<std::size_t> Cipher::update(ByteView input, std::span<std::uint8_t> space) noexcept {
   constexpr std::size_t kMost = std::size_t{1} << 30U;  // OpenSSL counts in int
   const openssl::ErrorMark mark;
-  written = 0;
+  std::size_t written = 0;
   context_->taken += input.size();
   while (!input.empty()) {
     const ByteView piece = input.first(std::min(input.size(), kMost));
     int count = 0;
     if (EVP_CipherUpdate(context_->openssl.get(), space.data() + written, &count, piece.data(),
                          static_cast<int>(piece.size())) != 1) {
-      return CipherStatus::kNoMemory;
+      return Error(ENOMEM);
     }
     written += static_cast<std::size_t>(count);
     input = input.subspan(piece.size());
   }
-  return CipherStatus::kSuccess;
+  return written;
 }
 
-std::int32_t Cipher::finish(std::span<std::uint8_t> space, std::size_t& written) noexcept {
+Result<std::size_t> Cipher::finish(std::span<std::uint8_t> space) noexcept {
   const openssl::ErrorMark mark;
-  written = 0;
   const bool mustBeWhole = !context_->isPadded || context_->direction == Direction::kDecrypt;
-  if (mustBeWhole && context_->taken % context_->blockSize != 0) return CipherStatus::kPartialBlock;
+  if (mustBeWhole && context_->taken % context_->blockSize != 0) return Error(EMSGSIZE, "the last block");
   int count = 0;
-  if (EVP_CipherFinal_ex(context_->openssl.get(), space.data(), &count) != 1) return CipherStatus::kBadPadding;
-  written = static_cast<std::size_t>(count);
-  return CipherStatus::kSuccess;
+  if (EVP_CipherFinal_ex(context_->openssl.get(), space.data(), &count) != 1) return Error(EBADMSG, "the padding");
+  return static_cast<std::size_t>(count);
 }
 
 }  // namespace brisvane::host

@@ -1,5 +1,5 @@
 // Symmetric ciphers: one context for one text to encrypt or to decrypt.
-// A Cipher belongs to one thread at a time; any number of them may be used at the same time.
+// A Cipher belongs to one thread at a time. Any number of them may be used at the same time.
 #pragma once
 
 #include <cstddef>
@@ -9,10 +9,11 @@
 
 #include "brisvane/types/data.h"
 #include "brisvane/types/export.h"
+#include "brisvane/types/result.h"
 
 namespace brisvane::host {
 
-// Numbers, and no closed set: what is none of these is refused.
+// The algorithms that there are. Any other number is refused.
 struct CipherAlgorithm {
   static constexpr std::uint32_t kAes = 0;        // FIPS 197; keys of 16, 24 or 32 bytes
   static constexpr std::uint32_t kDes = 1;        // FIPS 46-3; keys of 8 bytes
@@ -22,13 +23,13 @@ struct CipherAlgorithm {
 };
 
 struct CipherOption {
-  // Raises the last block by PKCS#7 padding (RFC 5652, section 6.3), and takes that off again.
+  // Fills up the last block by PKCS#7 padding (RFC 5652, section 6.3). Decryption removes it again.
   static constexpr std::uint32_t kPkcs7Padding = 0x0001;
-  // Each block by itself. Otherwise blocks are chained (CBC).
+  // Takes each block by itself (ECB). Without this option blocks are chained (CBC).
   static constexpr std::uint32_t kEcbMode = 0x0002;
 };
 
-// What a cipher operation ends with: 0, or the cause of its failure.
+// How an operation on a cipher ends, as a number: 0, or the cause of its failure.
 struct CipherStatus {
   static constexpr std::int32_t kSuccess = 0;
   static constexpr std::int32_t kUnknownAlgorithm = -1;
@@ -39,6 +40,9 @@ struct CipherStatus {
   static constexpr std::int32_t kNoMemory = -6;
   // OpenSSL's "legacy" provider for DES, CAST-128 and RC4; OpenSSL itself for the others.
   static constexpr std::int32_t kLibraryMissing = -7;
+
+  // The number of an error of Cipher's.
+  [[nodiscard]] BRISVANE_EXPORT static std::int32_t of(const Error& error) noexcept;
 };
 
 class BRISVANE_EXPORT Cipher final {
@@ -48,25 +52,30 @@ class BRISVANE_EXPORT Cipher final {
   // The largest block of any algorithm.
   static constexpr std::size_t kLargestBlock = 16;
 
-  // A context, or null, and `status` says why. CBC chains from the first block of `vector`, or
-  // from zero bytes when that is empty. RC4, a stream, ignores vector and options.
+  // Makes a context. CBC chains from the first block of `vector`, or from zero bytes when `vector` is
+  // empty. RC4, a stream, ignores vector and options. It may throw std::bad_alloc.
+  //
+  // ENOTSUP: an unknown algorithm. EKEYREJECTED: a key of a length that the algorithm does not take.
+  // EINVAL: unknown options. ELIBACC: OpenSSL has no such algorithm. ENOMEM: it is out of memory.
   // REQUIRES: `vector` is empty or has at least a block.
-  [[nodiscard]] static std::unique_ptr<Cipher> create(Direction direction, std::uint32_t algorithm,
-                                                      std::uint32_t options, ByteView key, ByteView vector,
-                                                      std::int32_t& status) noexcept;
+  [[nodiscard]] static Result<std::unique_ptr<Cipher>> create(Direction direction, std::uint32_t algorithm,
+                                                              std::uint32_t options, ByteView key, ByteView vector);
   Cipher(const Cipher&) = delete;
   Cipher& operator=(const Cipher&) = delete;
   ~Cipher();
 
-  // The most bytes that update() and finish() write, together, for so much input.
+  // The most bytes that update() and finish() together write for so many bytes of input.
   [[nodiscard]] std::size_t outputSize(std::size_t inputSize) const noexcept;
 
-  // Takes input, all of it, and writes what is complete to the beginning of `space`, which
-  // `written` counts. Gives a status. REQUIRES: `space` has outputSize() bytes of all the input.
-  [[nodiscard]] std::int32_t update(ByteView input, std::span<std::uint8_t> space, std::size_t& written) noexcept;
+  // Takes all of the input, and writes what is complete to the beginning of `space`. The result is
+  // the number of bytes written. ENOMEM: OpenSSL is out of memory.
+  // REQUIRES: `space` has outputSize() bytes of all the input.
+  [[nodiscard]] Result<std::size_t> update(ByteView input, std::span<std::uint8_t> space) noexcept;
 
-  // Ends the text: writes what is left of it, at most a block, and gives a status.
-  [[nodiscard]] std::int32_t finish(std::span<std::uint8_t> space, std::size_t& written) noexcept;
+  // Ends the text, and writes what is left of it, at most a block. The result is the number of bytes
+  // written. EMSGSIZE: the input was not a whole number of blocks. EBADMSG: the padding is bad, as
+  // after decryption with another key.
+  [[nodiscard]] Result<std::size_t> finish(std::span<std::uint8_t> space) noexcept;
 
  private:
   struct Context;

@@ -1,6 +1,7 @@
 #include "brisvane/host/crypto/digest.h"
 
-#include <new>
+#include <cerrno>
+#include <memory>
 #include <utility>
 
 #include "brisvane/host/crypto/openssl.h"
@@ -17,45 +18,48 @@ struct Sha1::Context {
   openssl::DigestContext digest{EVP_MD_CTX_new()};
 };
 
-Sha1::Sha1() noexcept {
-  const openssl::Algorithms* const algorithms = openssl::algorithms();
-  if (algorithms == nullptr || algorithms->sha1 == nullptr) return;
+Sha1::Sha1() {
+  const auto algorithms = openssl::algorithms();
+  failure_ = algorithms.ok() ? 0 : algorithms.error().number();
+  if (algorithms.ok() && algorithms.value()->sha1 == nullptr) failure_ = ELIBACC;
+  if (failure_ != 0) return;
   const openssl::ErrorMark mark;
-  context_.reset(new (std::nothrow) Context);
-  if (context_ == nullptr) return;
+  context_ = std::make_unique<Context>();
   EVP_MD_CTX* const digest = context_->digest.get();
-  if (digest == nullptr || EVP_DigestInit_ex2(digest, algorithms->sha1.get(), nullptr) != 1) context_.reset();
+  if (digest == nullptr || EVP_DigestInit_ex2(digest, algorithms.value()->sha1.get(), nullptr) != 1) fail(ENOMEM);
 }
 
 Sha1::Sha1(Sha1&& other) noexcept = default;
 Sha1& Sha1::operator=(Sha1&& other) noexcept = default;
 Sha1::~Sha1() = default;
 
-void Sha1::add(ByteView bytes) noexcept {
-  const openssl::ErrorMark mark;
-  if (context_ != nullptr && EVP_DigestUpdate(context_->digest.get(), bytes.data(), bytes.size()) != 1) {
-    context_.reset();
-  }
+void Sha1::fail(int number) noexcept {
+  context_.reset();
+  failure_ = number;
 }
 
-std::optional<Sha1Digest> Sha1::finish() noexcept {
+void Sha1::add(ByteView bytes) noexcept {
+  const openssl::ErrorMark mark;
+  if (context_ != nullptr && EVP_DigestUpdate(context_->digest.get(), bytes.data(), bytes.size()) != 1) fail(ENOMEM);
+}
+
+Result<Sha1Digest> Sha1::finish() noexcept {
   const auto context = std::move(context_);
-  if (context == nullptr) return std::nullopt;
+  if (context == nullptr) return Error(failure_, "SHA-1");
+  failure_ = EALREADY;
   const openssl::ErrorMark mark;
   Sha1Digest digest;
-  if (EVP_DigestFinal_ex(context->digest.get(), digest.data(), nullptr) != 1) return std::nullopt;
+  if (EVP_DigestFinal_ex(context->digest.get(), digest.data(), nullptr) != 1) return Error(ENOMEM, "SHA-1");
   return digest;
 }
 
-HmacSha1::HmacSha1(ByteView key) noexcept {
-  try {
-    if (key.size() <= kBlock) {
-      begin(key);
-    } else if (const auto shortened = sha1(key)) {
-      begin(*shortened);
-    }
-  } catch (const std::bad_alloc&) {
-    // Not begun.
+HmacSha1::HmacSha1(ByteView key) {
+  if (key.size() <= kBlock) {
+    begin(key);
+  } else if (const auto shortened = sha1(key); shortened.ok()) {
+    begin(shortened.value());
+  } else {
+    inner_.fail(shortened.error().number());
   }
 }
 
@@ -67,25 +71,24 @@ void HmacSha1::begin(ByteView shortKey) {
   inner_.add(pad.view());
   pad.mask(kInner ^ kOuter);
   outer_.add(pad.view());
-  hasBegun_ = true;
 }
 
-std::optional<Sha1Digest> HmacSha1::finish() noexcept {
+Result<Sha1Digest> HmacSha1::finish() noexcept {
   const auto inner = inner_.finish();
-  if (!hasBegun_ || !inner) return std::nullopt;
-  outer_.add(*inner);
+  if (!inner.ok()) return inner.error();
+  outer_.add(inner.value());
   return outer_.finish();
 }
 
-std::optional<Sha1Digest> sha1(ByteView bytes) noexcept {
-  if (bytes.size() > kDigestLimit) return std::nullopt;
+Result<Sha1Digest> sha1(ByteView bytes) {
+  if (bytes.size() > kDigestLimit) return Error(EFBIG, "SHA-1");
   Sha1 digest;
   digest.add(bytes);
   return digest.finish();
 }
 
-std::optional<Sha1Digest> hmacSha1(ByteView key, ByteView message) noexcept {
-  if (message.size() > kDigestLimit) return std::nullopt;
+Result<Sha1Digest> hmacSha1(ByteView key, ByteView message) {
+  if (message.size() > kDigestLimit) return Error(EFBIG, "SHA-1");
   HmacSha1 code(key);
   code.add(message);
   return code.finish();

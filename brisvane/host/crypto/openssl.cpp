@@ -1,8 +1,8 @@
 #include "brisvane/host/crypto/openssl.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <mutex>
-#include <new>
 
 #include "brisvane/types/process_locks.h"
 
@@ -15,9 +15,8 @@ Modes fetch(OSSL_LIB_CTX* context, const char* cbc, const char* ecb) noexcept {
 }
 
 // Null when there is no memory for the context, or for the default provider, which is a part of OpenSSL itself.
-std::unique_ptr<Algorithms> lookUp() noexcept {
-  std::unique_ptr<Algorithms> found(new (std::nothrow) Algorithms);
-  if (found == nullptr) return nullptr;
+std::unique_ptr<Algorithms> lookUp() {
+  auto found = std::make_unique<Algorithms>();
   found->context.reset(OSSL_LIB_CTX_new());
   OSSL_LIB_CTX* const context = found->context.get();
   if (context == nullptr) return nullptr;
@@ -50,7 +49,7 @@ bool isThereMemory() noexcept {
 
 }  // namespace
 
-const Algorithms* algorithms() noexcept {
+Result<const Algorithms*> algorithms() {
   static constinit const Algorithms* found = nullptr;
   const std::scoped_lock lock(processLock(ProcessLock::kCryptography));
   if (found != nullptr) return found;
@@ -59,6 +58,7 @@ const Algorithms* algorithms() noexcept {
   // OpenSSL does not always say that it was memory that it lacked: what is missing must be missing twice, the second
   // time with memory there.
   if (all == nullptr || !isComplete(*all)) all = isThereMemory() ? lookUp() : nullptr;
+  if (all == nullptr) return Error(ENOMEM);
   return found = all.release();
 }
 

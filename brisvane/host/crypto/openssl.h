@@ -9,6 +9,8 @@
 #include <array>
 #include <memory>
 
+#include "brisvane/types/result.h"
+
 namespace brisvane::host::openssl {
 
 struct Free {
@@ -43,9 +45,9 @@ struct Algorithms {
   Modes rc4;
 };
 
-// Looked up at the first call, and kept until the process ends. Null when there is no memory for them; a later call
-// tries again.
-const Algorithms* algorithms() noexcept;
+// Looked up at the first call, and kept until the process ends. ENOMEM when there is no memory for them: a later call
+// tries again. The pointer is never null. It may throw std::bad_alloc.
+Result<const Algorithms*> algorithms();
 
 // Takes the errors that a function of ours has left in the thread's queue, which the program
 // shares, out of it again.

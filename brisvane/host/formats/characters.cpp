@@ -25,8 +25,9 @@ pcre2_code* compileCluster() {
   PCRE2_SIZE position = 0;
   pcre2_code* const code = pcre2_compile(reinterpret_cast<PCRE2_SPTR>(kCluster.data()), kCluster.size(),
                                          PCRE2_UTF | PCRE2_ANCHORED, &error, &position, nullptr);
+  if (code == nullptr) throw std::bad_alloc();  // the pattern is right
   // Without JIT (a system that forbids writable code) counting is slower, not wrong.
-  if (code != nullptr) static_cast<void>(pcre2_jit_compile(code, PCRE2_JIT_COMPLETE));
+  static_cast<void>(pcre2_jit_compile(code, PCRE2_JIT_COMPLETE));
   return code;
 }
 
@@ -40,25 +41,24 @@ bool beginsWithAsciiAlone(std::string_view text) noexcept { return text[0] != '\
 
 }  // namespace
 
-std::size_t characterCount(std::string_view text, std::size_t limit) noexcept try {
+std::size_t characterCount(std::string_view text, std::size_t limit) {
   const std::string valid = toUtf8(text);
   const pcre2_code* const code = clusterPattern();
-  const pcre::MatchData data(code != nullptr ? pcre2_match_data_create_from_pattern(code, nullptr) : nullptr);
-  if (!data) return text.size();
+  const pcre::MatchData data(pcre2_match_data_create_from_pattern(code, nullptr));
+  if (!data) throw std::bad_alloc();
   std::size_t count = 0;
   for (std::string_view rest = valid; !rest.empty() && count <= limit; ++count) {
     std::size_t length = 1;
     if (!beginsWithAsciiAlone(rest)) {
       const int result = pcre2_match(code, reinterpret_cast<PCRE2_SPTR>(rest.data()), rest.size(), 0,
                                      PCRE2_NO_UTF_CHECK, data.get(), nullptr);
-      if (result < 0) return text.size();
+      if (result == PCRE2_ERROR_NOMEMORY) throw std::bad_alloc();
+      if (result < 0) return text.size();  // a limit of the engine
       length = pcre2_get_ovector_pointer(data.get())[1];
     }
     rest.remove_prefix(length);
   }
   return count;
-} catch (const std::bad_alloc&) {
-  return text.size();
 }
 
 }  // namespace brisvane::host

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -54,15 +55,26 @@ std::string translated(std::string_view pattern) {
   return result;
 }
 
-pcre::Code compile(std::string_view pattern, std::uint32_t options) {
+// Why a pattern does not compile.
+Error compileError(int number) {
+  constexpr int kNoMemory = 121;  // PCRE2 has no name for it among the numbers of the compiler
+  if (number == kNoMemory) return Error(ENOMEM);
+  std::array<PCRE2_UCHAR, 256> text{};
+  pcre2_get_error_message(number, text.data(), text.size());
+  return Error::because(reinterpret_cast<const char*>(text.data()));
+}
+
+Result<pcre::Code> compile(std::string_view pattern, std::uint32_t options) {
   const pcre::CompileContext context(pcre2_compile_context_create(nullptr));
-  if (!context) return nullptr;
+  if (!context) return Error(ENOMEM);
   pcre2_set_newline(context.get(), PCRE2_NEWLINE_ANY);
   int error = 0;
   PCRE2_SIZE position = 0;
   options |= PCRE2_CASELESS | PCRE2_UTF | PCRE2_NEVER_BACKSLASH_C | PCRE2_USE_OFFSET_LIMIT;
-  return pcre::Code(pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(), options, &error,
-                                  &position, context.get()));
+  pcre::Code code(pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(), options, &error,
+                                &position, context.get()));
+  if (!code) return compileError(error);
+  return code;
 }
 
 std::uint32_t info(const pcre::Code& code, std::uint32_t what) {
@@ -139,15 +151,17 @@ bool needsCallouts(std::string_view pattern, const pcre::Code& code) {
 
 }  // namespace
 
-CompiledPattern compilePattern(std::string_view pattern) {
+Result<CompiledPattern> compilePattern(std::string_view pattern) {
   const std::string translation = translated(pattern);
-  CompiledPattern compiled{compile(translation, PCRE2_AUTO_CALLOUT)};
-  if (!compiled.code) return compiled;
-  compiled.hasCallouts = needsCallouts(translation, compiled.code);
+  auto code = compile(translation, PCRE2_AUTO_CALLOUT);
+  if (!code.ok()) return code.error();
+  CompiledPattern compiled;
+  compiled.hasCallouts = needsCallouts(translation, code.value());
   if (!compiled.hasCallouts) {
-    compiled.code = compile(guarded(translation, compiled.code), 0);
-    if (!compiled.code) return compiled;
+    code = compile(guarded(translation, code.value()), 0);
+    if (!code.ok()) return code.error();
   }
+  compiled.code = std::move(code).value();
   compiled.inOnePiece = compiled.hasCallouts || (info(compiled.code, PCRE2_INFO_ALLOPTIONS) & PCRE2_ANCHORED) != 0;
   compiled.atLines = info(compiled.code, PCRE2_INFO_FIRSTCODETYPE) == 2;
   // Without JIT (a system that forbids writable code) the search is slower, not wrong.

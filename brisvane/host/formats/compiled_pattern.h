@@ -5,17 +5,19 @@
 #include <string_view>
 
 #include "brisvane/host/formats/pcre.h"
+#include "brisvane/types/result.h"
 
 namespace brisvane::host {
 
 struct CompiledPattern {
-  pcre::Code code;           // null when the pattern does not compile
+  pcre::Code code;
   bool inOnePiece = false;   // all positions must be tried in one run
   bool hasCallouts = false;  // automatic ones, which can stop a run
   bool atLines = false;      // matches begin where lines do
 };
 
-// With the syntax and the options of host::Pattern. PCRE2_USE_OFFSET_LIMIT is set. Throws std::bad_alloc.
-[[nodiscard]] CompiledPattern compilePattern(std::string_view pattern);
+// With the syntax and the options of host::Pattern, whose compile() fails as this does.
+// PCRE2_USE_OFFSET_LIMIT is set. It may throw std::bad_alloc.
+[[nodiscard]] Result<CompiledPattern> compilePattern(std::string_view pattern);
 
 }  // namespace brisvane::host

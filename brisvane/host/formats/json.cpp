@@ -50,7 +50,7 @@ class LineCounter {
 // Builds Objects from the parser's events, so that no second tree stands between.
 class ObjectBuilder final : public nlohmann::json_sax<json> {
  public:
-  std::optional<Object> result;
+  Object result;
   std::string error;
 
   ObjectBuilder() = default;
@@ -304,16 +304,14 @@ class JsonWriter {
 
 }  // namespace
 
-std::optional<Object> parseJson(std::string_view text, std::string* error) {
-  ObjectBuilder builder;
+Result<Object> parseJson(std::string_view text) {
   // Two things that the parser lets pass: it ends at a zero byte, and skips a byte-order mark.
   if (text.find('\0') != std::string_view::npos || text.starts_with("\xEF\xBB\xBF")) {
-    builder.error = "a zero byte or a byte-order mark is no JSON";
-  } else if (json::sax_parse(text, &builder)) {
-    return std::move(builder.result);
+    return Error::because("a zero byte or a byte-order mark is no JSON");
   }
-  if (error != nullptr) *error = std::move(builder.error);
-  return std::nullopt;
+  ObjectBuilder builder;
+  if (!json::sax_parse(text, &builder)) return Error::because(builder.error);
+  return std::move(builder.result);
 }
 
 std::size_t jsonLine(std::string_view text, std::string_view place) {

@@ -1,10 +1,10 @@
 #include "brisvane/host/formats/pattern.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <limits>
-#include <new>
 #include <utility>
 
 #include "brisvane/host/formats/compiled_pattern.h"
@@ -18,6 +18,19 @@ constexpr std::size_t kJitStackStart = std::size_t{32} << 10U;
 constexpr std::size_t kJitStackLimit = std::size_t{8} << 20U;
 
 constexpr bool isContinuation(char byte) noexcept { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
+
+Pattern::Match rangesOf(pcre2_match_data* data) {
+  const PCRE2_SIZE* const offsets = pcre2_get_ovector_pointer(data);
+  Pattern::Match match;
+  for (std::size_t group = 0; group < pcre2_get_ovector_count(data); ++group) {
+    const std::size_t begin = offsets[2 * group];
+    const std::size_t end = offsets[2 * group + 1];
+    // \K inside a lookahead can set a begin behind the end.
+    const bool unset = begin == PCRE2_UNSET || end < begin;
+    match.push_back(unset ? Pattern::Range{0, 0} : Pattern::Range{begin, end - begin});
+  }
+  return match;
+}
 
 // One search. The compiled code cannot be stopped, so that it runs in parts between which the clock is looked at: it
 // tries a window of the positions where a match may begin, and at each of them no more steps than a limit. A window in
@@ -38,18 +51,17 @@ class Search {
   Search(const Search&) = delete;
   Search& operator=(const Search&) = delete;
 
-  // Whether there is a match, whose ranges data() then holds.
-  [[nodiscard]] bool matches() {
-    if (!context_ || !data_) return false;  // memory ran out
+  [[nodiscard]] Result<std::optional<Pattern::Match>> run() {
+    if (!context_ || !data_) return Error(ENOMEM);
     double left = timeLeft();
     while (left > 0) {
       const std::size_t end = endOfWindow(left);
       const int result = match(end);
-      if (result > 0) return true;
+      if (result > 0) return std::optional(rangesOf(data_.get()));
       const double before = std::exchange(left, timeLeft());
       const double taken = std::max(before - left, 0.0);  // a date that is set can make it negative
       if (result == PCRE2_ERROR_NOMATCH) {
-        if (end == text_.size()) return false;
+        if (end == text_.size()) return std::optional<Pattern::Match>();
         at_ = end;
         widen(taken, left);
       } else if (result == PCRE2_ERROR_JIT_STACKLIMIT) {
@@ -57,15 +69,11 @@ class Search {
       } else if (result == PCRE2_ERROR_MATCHLIMIT) {
         if (!takeMoreSteps(taken, left)) break;
       } else if (result != PCRE2_ERROR_CALLOUT) {
-        return false;
+        return Error(ENOMEM);  // or a limit that stands for it
       }
     }
-    givenUp_ = true;
-    return false;
+    return Error(ETIMEDOUT);
   }
-
-  [[nodiscard]] bool isGivenUp() const noexcept { return givenUp_; }
-  [[nodiscard]] pcre2_match_data* data() const noexcept { return data_.get(); }
 
  private:
   // A finite time, to calculate with.
@@ -150,7 +158,6 @@ class Search {
   pcre::MatchData data_{pcre2_match_data_create_from_pattern(pattern_.code.get(), nullptr)};
   pcre::JitStack stack_;
   std::uint32_t options_ = 0;
-  bool givenUp_ = false;
   unsigned items_ = 0;
 
   std::size_t at_ = 0;
@@ -160,19 +167,6 @@ class Search {
   double secondsAStep_ = 10 * kLeastSecondsAStep;  // with what was seen last
 };
 
-Pattern::Match rangesOf(pcre2_match_data* data) {
-  const PCRE2_SIZE* const offsets = pcre2_get_ovector_pointer(data);
-  Pattern::Match match;
-  for (std::size_t group = 0; group < pcre2_get_ovector_count(data); ++group) {
-    const std::size_t begin = offsets[2 * group];
-    const std::size_t end = offsets[2 * group + 1];
-    // \K inside a lookahead can set a begin behind the end.
-    const bool unset = begin == PCRE2_UNSET || end < begin;
-    match.push_back(unset ? Pattern::Range{0, 0} : Pattern::Range{begin, end - begin});
-  }
-  return match;
-}
-
 }  // namespace
 
 struct Pattern::Code {
@@ -181,27 +175,18 @@ struct Pattern::Code {
 
 Pattern::Pattern(std::shared_ptr<const Code> code) noexcept : code_(std::move(code)) {}
 
-std::optional<Pattern> Pattern::compile(std::string_view pattern) noexcept try {
-  CompiledPattern compiled = compilePattern(pattern);
-  if (!compiled.code) return std::nullopt;
-  return Pattern(std::make_shared<const Code>(Code{std::move(compiled)}));
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
+Result<Pattern> Pattern::compile(std::string_view pattern) {
+  auto compiled = compilePattern(pattern);
+  if (!compiled.ok()) return compiled.error();
+  return Pattern(std::make_shared<const Code>(Code{std::move(compiled).value()}));
 }
 
-std::optional<Pattern::Match> Pattern::firstMatch(std::string_view text, const TimeLeft& timeLeft,
-                                                  bool* givenUp) const noexcept try {
-  if (givenUp != nullptr) *givenUp = false;
-  if (!isUtf8(text)) return std::nullopt;
-  Search search(code_->compiled, text, timeLeft);
-  const bool found = search.matches();
-  if (givenUp != nullptr) *givenUp = search.isGivenUp();
-  return found ? std::optional<Match>(rangesOf(search.data())) : std::nullopt;
-} catch (const std::bad_alloc&) {
-  return std::nullopt;
+Result<std::optional<Pattern::Match>> Pattern::firstMatch(std::string_view text, const TimeLeft& timeLeft) const {
+  if (!isUtf8(text)) return std::optional<Match>();
+  return Search(code_->compiled, text, timeLeft).run();
 }
 
-std::optional<Pattern::Match> Pattern::firstMatch(std::string_view text) const noexcept {
+Result<std::optional<Pattern::Match>> Pattern::firstMatch(std::string_view text) const {
   using std::chrono::steady_clock;
   const auto end = steady_clock::now() + std::chrono::seconds(1);
   return firstMatch(text, [end] { return std::chrono::duration<double>(end - steady_clock::now()).count(); });

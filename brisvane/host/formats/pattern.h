@@ -1,5 +1,6 @@
 // Pattern, a compiled regular expression with a bounded search.
-// A Pattern may be searched from any number of threads at the same time.
+// A Pattern may be searched from any number of threads at the same time. Compiling and searching may
+// throw std::bad_alloc.
 #pragma once
 
 #include <cstddef>
@@ -10,12 +11,14 @@
 #include <vector>
 
 #include "brisvane/types/export.h"
+#include "brisvane/types/result.h"
 
 namespace brisvane::host {
 
-// The syntax of PCRE2, matched without regard to case. Beyond it, \uHHHH is the character with that code point. Any of
-// LF, CR, CR LF and the Unicode line ends counts as one line end, so that `$` and `.` treat the CR LF of a serial reply
-// as such. \C is refused. docs/serial.md lists what other engines have and this one has not.
+// The syntax is that of PCRE2. Case makes no difference. \uHHHH is the character with that code point.
+// Any of LF, CR, CR LF and the Unicode line ends is one line end, so that `$` and `.` stop before the
+// CR LF of a serial reply. \C is refused. docs/serial.md lists what other engines have and this one
+// does not.
 class BRISVANE_EXPORT Pattern {
  public:
   struct Range {
@@ -26,20 +29,23 @@ class BRISVANE_EXPORT Pattern {
   // The whole match, then each group; an unset group is an empty range.
   using Match = std::vector<Range>;
 
-  // nullopt when the pattern does not compile.
-  [[nodiscard]] static std::optional<Pattern> compile(std::string_view pattern) noexcept;
+  // Compiles a pattern. Fails when it is no regular expression; the error's reason says why.
+  // ENOMEM: PCRE2 is out of memory.
+  [[nodiscard]] static Result<Pattern> compile(std::string_view pattern);
 
-  // The seconds that a search may still take. Asked from time to time, on the thread that searches. Must not throw.
+  // The seconds that a search may still take. The searching thread calls it from time to time.
+  // It must not throw.
   using TimeLeft = std::function<double()>;
 
-  // The first match in `text`; nullopt when there is none, when the search takes more memory than its share, and for a
-  // text that is not UTF-8. Blocks until the search has ended. One that needs more time than is left is given up at
-  // about the time when none is left: the result is nullopt, and `givenUp` is true, as it is in no other case.
+  // Finds the first match in `text`. nullopt when there is none, and when the text is not UTF-8.
+  // Blocks until the search has ended.
+  //
+  // ETIMEDOUT: the search was given up, at about the time when none was left.
+  // ENOMEM: it needs more memory than there is, or more than 20 MB.
   // REQUIRES: `timeLeft` is not empty.
-  [[nodiscard]] std::optional<Match> firstMatch(std::string_view text, const TimeLeft& timeLeft,
-                                                bool* givenUp = nullptr) const noexcept;
+  [[nodiscard]] Result<std::optional<Match>> firstMatch(std::string_view text, const TimeLeft& timeLeft) const;
   // The same with one second.
-  [[nodiscard]] std::optional<Match> firstMatch(std::string_view text) const noexcept;
+  [[nodiscard]] Result<std::optional<Match>> firstMatch(std::string_view text) const;
 
  private:
   struct Code;

@@ -5,7 +5,6 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
-#include <exception>
 #include <functional>
 #include <limits>
 #include <string_view>
@@ -74,11 +73,11 @@ double secondsSince2001(Date date) noexcept {
 // view the value's own texts and data.
 class Numbering {
  public:
-  // False when there is something that cannot be written.
+  // False when there is something that cannot be written, and fault() says what.
   bool add(const Object& value, Ref& ref, std::size_t depth = 0) {
     switch (value.kind()) {
       case Kind::kNull:
-        return false;
+        return refuse("a property list holds no null");
       case Kind::kBoolean:
         return put({Kind::kBoolean, false, *value.boolean() ? 1U : 0U, {}}, ref);
       case Kind::kInteger:
@@ -101,6 +100,8 @@ class Numbering {
     return false;
   }
 
+  [[nodiscard]] std::string_view fault() const noexcept { return fault_; }
+
   // In the order of their numbers.
   [[nodiscard]] const std::vector<Entry>& entries() const noexcept { return entries_; }
 
@@ -110,6 +111,11 @@ class Numbering {
     return {reinterpret_cast<const char*>(elements.data()), elements.size() * sizeof(T)};
   }
 
+  bool refuse(std::string_view fault) noexcept {
+    fault_ = fault;
+    return false;
+  }
+
   bool put(const Entry& entry, Ref& ref) {
     const auto [found, isNew] = numbers_.try_emplace(entry, entries_.size());
     if (isNew) entries_.push_back(entry);
@@ -117,13 +123,16 @@ class Numbering {
     return true;
   }
 
-  bool addText(const std::string& text, Ref& ref) { return isUtf8(text) && put({Kind::kText, false, 0, text}, ref); }
+  bool addText(const std::string& text, Ref& ref) {
+    return isUtf8(text) ? put({Kind::kText, false, 0, text}, ref) : refuse("a text is not UTF-8");
+  }
 
   // A container that many places share is looked into once: what seems a tree without end may
   // be a few containers that hold each other twice.
   template <typename Add>
   bool addOnce(const void* container, std::size_t depth, Ref& ref, const Add& add) {
-    if (depth == kPropertyListDepthLimit) return false;
+    static_assert(kPropertyListDepthLimit == 512);
+    if (depth == kPropertyListDepthLimit) return refuse("arrays and dictionaries nest deeper than 512 levels");
     const auto found = containers_.find(container);
     if (found != containers_.end() && depth <= found->second.depth) {
       ref = found->second.ref;
@@ -164,6 +173,7 @@ class Numbering {
     std::size_t depth;  // the greatest that it has been found at
   };
 
+  std::string_view fault_;
   std::vector<Entry> entries_;
   std::unordered_map<Entry, Ref, EntryHash> numbers_;
   std::unordered_map<const void*, Container> containers_;
@@ -284,13 +294,11 @@ class Writer {
 
 }  // namespace
 
-std::optional<Data> binaryPropertyList(const Object& value) noexcept try {
+Result<Data> binaryPropertyList(const Object& value) {
   Numbering numbering;
   Ref top = 0;
-  if (!numbering.add(value, top)) return std::nullopt;
+  if (!numbering.add(value, top)) return Error::because(numbering.fault());
   return Writer(numbering.entries()).file();
-} catch (const std::exception&) {
-  return std::nullopt;
 }
 
 }  // namespace brisvane::host

@@ -3,25 +3,29 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
 
 #include "brisvane/types/data.h"
 #include "brisvane/types/export.h"
 #include "brisvane/types/object.h"
+#include "brisvane/types/result.h"
 
 namespace brisvane::host {
 
 // The deepest nesting of arrays and dictionaries that is written.
 inline constexpr std::size_t kPropertyListDepthLimit = 512;
 
-// The value as a binary property list, version 00 ("bplist00"). Equal values of one kind stand in
-// it once, the entries of dictionaries in the order of their keys' bytes, and every number has
-// the smallest size that holds it: equal values give equal bytes. Strict readers read it too: an offset
-// has the size that the position of the offset table takes, a reference the size that the number of
-// objects takes. Dates are kept to what a double holds of seconds since 2001-01-01 00:00:00 UTC.
+// Encodes a value as a binary property list, version 00 ("bplist00"). It may throw std::bad_alloc.
 //
-// nullopt when the value cannot be written: when it is or holds a null marker, holds a text or a
-// key that is not UTF-8, or nests deeper than the limit; and when memory runs out.
-[[nodiscard]] BRISVANE_EXPORT std::optional<Data> binaryPropertyList(const Object& value) noexcept;
+// Equal values give equal bytes:
+// - equal values of one kind stand in the list once;
+// - the entries of a dictionary stand in the order of their keys' bytes;
+// - every number has the smallest size that holds it.
+// Strict readers accept the list: an offset has the size that the position of the offset table
+// needs, and a reference has the size that the number of objects needs. A date is kept as a double
+// holds it, in seconds since 2001-01-01 00:00:00 UTC.
+//
+// Fails when the value is or holds a null marker, when a text or a key is not UTF-8, and when it
+// nests deeper than the limit. The error's reason says which.
+[[nodiscard]] BRISVANE_EXPORT Result<Data> binaryPropertyList(const Object& value);
 
 }  // namespace brisvane::host

@@ -120,11 +120,10 @@ void DescriptionReader::finish() const {
 }
 
 Result<> readDescription(std::string_view json, const std::function<void(const Object& value)>& read) {
-  std::string error;
-  const auto value = parseJson(json, &error);
-  if (!value) return Error::because(error);
+  const auto value = parseJson(json);
+  if (!value.ok()) return value.error();
   try {
-    read(*value);
+    read(value.value());
     return {};
   } catch (const DescriptionError& wrong) {
     return Error::because("line " + std::to_string(jsonLine(json, wrong.place)) + ": " + wrong.text());

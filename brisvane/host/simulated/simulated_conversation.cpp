@@ -127,7 +127,8 @@ void Conversation::answer(std::string_view line, Time now) {
   for (const FixtureScript::Command& command : script_.commands) {
     if (command.text == line) return answer(command, line, nullptr, now);
     if (!command.pattern) continue;
-    if (const auto match = command.pattern->firstMatch(line)) return answer(command, line, &*match, now);
+    const auto match = command.pattern->firstMatch(line);
+    if (match.ok() && match.value()) return answer(command, line, &*match.value(), now);
   }
   say(script_.unknown, now);
 }

@@ -78,8 +78,9 @@ FixtureScript::Command readCommand(const Object& description, const std::string&
   }
   if (kind == "hex") command.bytes = hexBytes(reader, kind);
   if (kind == "pattern") {
-    command.pattern = Pattern::compile(reader.text(kind));
-    if (!command.pattern) reader.fail(kind, "is not a regular expression");
+    auto pattern = Pattern::compile(reader.text(kind));
+    if (!pattern.ok()) reader.fail(kind, "is not a regular expression: " + pattern.error().reason());
+    command.pattern = std::move(pattern).value();
   }
   command.replies = readReplies(reader, "replies");
   command.hangsUp = reader.boolean("hangUp", false);
