@@ -1,5 +1,5 @@
-// Base64, as RFC 4648 has it.
-// The functions keep no state and may be called from any thread.
+// Base64 (RFC 4648, section 4).
+// The functions keep no state and may be called from any thread. They may throw std::bad_alloc.
 #pragma once
 
 #include <optional>
@@ -11,13 +11,12 @@
 
 namespace brisvane {
 
-// The bytes in base64 (section 4: the alphabet that ends with + and /), padded, on one line.
+// The bytes in base64 with the alphabet that ends with + and /, padded, on one line.
 [[nodiscard]] BRISVANE_EXPORT std::string base64Text(ByteView bytes);
 
-// The bytes that a text spells in base64. Blanks, tabs, carriage returns and line feeds are
-// skipped wherever they stand. nullopt for everything else that no encoder writes: another
-// character, padding that is missing or out of place, and bits that are set in the last
-// character and belong to no byte.
+// Decodes base64. Blanks, tabs, carriage returns and line feeds are skipped wherever they stand.
+// nullopt for another character, for padding that is missing or misplaced, and for bits in the last
+// character that belong to no byte.
 [[nodiscard]] BRISVANE_EXPORT std::optional<Data> parseBase64(std::string_view text);
 
 }  // namespace brisvane

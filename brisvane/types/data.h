@@ -1,5 +1,6 @@
 // Data, the byte buffer, and its textual description.
-// The functions keep no state and may be called from any thread.
+// The functions keep no state and may be called from any thread. describe() may throw
+// std::bad_alloc.
 #pragma once
 
 #include <cstdint>
@@ -12,11 +13,11 @@
 
 namespace brisvane {
 
-// An owned, growable sequence of bytes. Arguments are taken as ByteView.
+// An owned, growable sequence of bytes. Operations take ByteView as argument.
 using Data = std::vector<std::uint8_t>;
 using ByteView = std::span<const std::uint8_t>;
 
-// Bytes as the characters of a text, and the other way: views of what is passed, which must outlive them.
+// Bytes viewed as characters, and the reverse. REQUIRES: the argument outlives the view.
 [[nodiscard]] inline std::string_view asCharacters(ByteView bytes) noexcept {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
@@ -24,8 +25,8 @@ using ByteView = std::span<const std::uint8_t>;
   return {reinterpret_cast<const std::uint8_t*>(characters.data()), characters.size()};
 }
 
-// The buffer for a log line: its length and its bytes in upper-case hexadecimal,
-// in groups of four bytes, as in "5 bytes: 0A0B0C0D 0E". Nothing parses this form.
+// The buffer's length and its bytes in upper-case hexadecimal, in groups of four bytes, as in
+// "5 bytes: 0A0B0C0D 0E". It is meant for log lines. Nothing parses this form.
 [[nodiscard]] BRISVANE_EXPORT std::string describe(ByteView bytes);
 
 }  // namespace brisvane

@@ -1,4 +1,4 @@
-// excerpt, by which a message quotes a text from outside.
+// excerpt, with which a message quotes a text from outside.
 // Private to the library. It keeps no state and may be called from any thread.
 #pragma once
 
@@ -12,9 +12,10 @@ namespace brisvane {
 
 inline constexpr std::size_t kLongestExcerpt = 200;
 
-// The text with each control character and bidirectional control as <U+001B>, and each byte that is
-// not UTF-8 as <0xFF>. Of one that would be longer than kLongestExcerpt bytes its beginning and its
-// end, with "..." between. It takes no longer for a long text than for a short one.
+// The text in a printable form. A control character or bidirectional control becomes <U+001B>, and
+// a byte that is not UTF-8 becomes <0xFF>. A result longer than kLongestExcerpt bytes is cut to its
+// beginning and its end, with "..." between them. The time does not grow with the text's length. It
+// may throw std::bad_alloc.
 [[nodiscard]] BRISVANE_EXPORT std::string excerpt(std::string_view text);
 
 }  // namespace brisvane

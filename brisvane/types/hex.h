@@ -1,5 +1,6 @@
-// Hexadecimal digits, the one table that every hexadecimal form is made from.
-// The functions keep no state and may be called from any thread.
+// Hexadecimal digits.
+// The functions keep no state and may be called from any thread. Those that give or extend a text
+// or a buffer may throw std::bad_alloc.
 #pragma once
 
 #include <cstdint>
@@ -37,9 +38,8 @@ BRISVANE_EXPORT void appendLowerHex(std::string& text, std::uint8_t byte);
 // The two upper-case digits of each byte, and a percent sign before each byte.
 [[nodiscard]] BRISVANE_EXPORT std::string percentHexText(ByteView bytes);
 
-// The bytes that pairs of digits spell, as a person writes them: blanks, tabs and
-// line ends between pairs are skipped. nullopt for any other character and for
-// half a pair.
+// Parses pairs of digits, as a person writes them: blanks, tabs and line ends between pairs are
+// skipped. nullopt for any other character and for half a pair.
 [[nodiscard]] BRISVANE_EXPORT std::optional<Data> parseHex(std::string_view text);
 
 }  // namespace brisvane

@@ -1,6 +1,7 @@
 // Object, a value of any kind, with the Array and Dictionary that hold Objects.
-// An Object's value never changes once made, so any number of threads may read one;
-// a handle itself (assigning to it, moving from it) belongs to one thread at a time.
+// An Object's value never changes, so that any number of threads may read one. A handle that is
+// assigned to or moved from belongs to one thread at a time. What makes a value or copies its
+// content may throw std::bad_alloc.
 #pragma once
 
 #include <chrono>
@@ -23,18 +24,18 @@ namespace brisvane {
 
 class Object;
 
-// Lets a Dictionary be asked with a string_view or a literal without making a string.
+// With it a Dictionary finds a string_view or a literal without making a string.
 struct TextHash {
   using is_transparent = void;
   std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>{}(text); }
 };
 
-// Neither can hold an absent entry, because an Object always holds something. Copy an
-// Array as `Array b = a` or `b(a)`: `Array b{a}` is an array that holds the array a.
+// Neither can hold an absent entry, because an Object always holds something. Copy an Array as
+// `Array b = a` or `b(a)`: `Array b{a}` is an array that holds the array a.
 using Array = std::vector<Object>;
 using Dictionary = std::unordered_map<std::string, Object, TextHash, std::equal_to<>>;
 
-// A moment, to the resolution of the system clock.
+// A moment, in the resolution of the system clock.
 using Date = std::chrono::system_clock::time_point;
 
 // The integer types an Object is made from; bool and the character types are not among them.
@@ -43,12 +44,12 @@ concept ObjectInteger = std::integral<T> && sizeof(T) <= sizeof(std::uint64_t) &
                         !std::same_as<T, char> && !std::same_as<T, wchar_t> && !std::same_as<T, char8_t> &&
                         !std::same_as<T, char16_t> && !std::same_as<T, char32_t>;
 
-// A shared handle to one immutable value. Copying a handle is cheap and shares the
-// value, identity included; each other construction makes a value of its own. A
-// handle without a value is the null marker, and so is one that was moved from.
+// A shared handle to one immutable value. Copying a handle is cheap. A copy shares the value and
+// its identity; each other construction makes a value of its own. A handle without a value is the
+// null marker, and so is one that was moved from.
 //
-// Equality compares content: a boolean never equals an integer, an integer never
-// equals a real, and two integers are equal whichever C++ type they came from.
+// Equality compares content. A boolean never equals an integer, and an integer never equals a real.
+// Two integers of the same number are equal, whatever their C++ types were.
 class BRISVANE_EXPORT Object {
  public:
   enum class Kind : std::uint8_t { kNull, kBoolean, kInteger, kReal, kText, kData, kDate, kArray, kDictionary };
@@ -79,14 +80,14 @@ class BRISVANE_EXPORT Object {
   Object(Object&& other) noexcept : value_(std::exchange(other.value_, nullptr)) {}
   Object& operator=(const Object& other) noexcept;
   Object& operator=(Object&& other) noexcept;
-  // Releases nested values without recursion: depth is bounded by memory alone.
+  // Releases nested values without recursion, so that they may nest to any depth.
   ~Object();
 
   [[nodiscard]] Kind kind() const noexcept;
   [[nodiscard]] bool isNull() const noexcept { return value_ == nullptr; }
 
-  // Copies of the content; nullopt when the Object is of another kind. integer()
-  // and unsignedInteger() are nullopt too when the value does not fit.
+  // Copies of the content; nullopt when the Object is of another kind. integer() and
+  // unsignedInteger() are also nullopt when the value does not fit.
   [[nodiscard]] std::optional<bool> boolean() const noexcept;
   [[nodiscard]] std::optional<std::int64_t> integer() const noexcept;
   [[nodiscard]] std::optional<std::uint64_t> unsignedInteger() const noexcept;
@@ -97,17 +98,18 @@ class BRISVANE_EXPORT Object {
   [[nodiscard]] std::optional<Array> array() const;
   [[nodiscard]] std::optional<Dictionary> dictionary() const;
 
-  // The content in place; null when the Object is of another kind. The pointer
-  // lives as long as some handle to this value does.
+  // The content in place; null when the Object is of another kind. The pointer is valid as long as
+  // some handle to this value exists.
   [[nodiscard]] const std::string* ifText() const noexcept;
   [[nodiscard]] const Data* ifData() const noexcept;
   [[nodiscard]] const Array* ifArray() const noexcept;
   [[nodiscard]] const Dictionary* ifDictionary() const noexcept;
 
-  // Whether both handles share one value; all null markers do.
+  // Whether both handles share one value. Any two null markers do.
   [[nodiscard]] bool same(const Object& other) const noexcept { return value_ == other.value_; }
-  // Whether both hold equal content, containers compared to any depth. Its time grows with the
-  // number and size of the distinct values, however often containers share them.
+  // Whether both hold equal content. Containers are compared to any depth. The time grows with the
+  // number and size of the distinct values, however often containers share them. It may throw
+  // std::bad_alloc.
   friend BRISVANE_EXPORT bool operator==(const Object& left, const Object& right);
 
   struct Value;  // the shared representation, which object.cpp alone knows

@@ -52,10 +52,11 @@ class BRISVANE_EXPORT Cipher final {
   // The largest block of any algorithm.
   static constexpr std::size_t kLargestBlock = 16;
 
-  // Makes a context. CBC chains from the first block of `vector`, or from zero bytes when `vector` is
-  // empty. RC4, a stream, ignores vector and options. It may throw std::bad_alloc.
+  // Makes a context. CBC chains from the first block of `vector`, or from zero bytes when `vector`
+  // is empty. RC4, a stream, ignores vector and options. It may throw std::bad_alloc.
   //
-  // ENOTSUP: an unknown algorithm. EKEYREJECTED: a key of a length that the algorithm does not take.
+  // ENOTSUP: an unknown algorithm. EKEYREJECTED: a key of a length that the algorithm does not
+  // take.
   // EINVAL: unknown options. ELIBACC: OpenSSL has no such algorithm. ENOMEM: it is out of memory.
   // REQUIRES: `vector` is empty or has at least a block.
   [[nodiscard]] static Result<std::unique_ptr<Cipher>> create(Direction direction, std::uint32_t algorithm,
@@ -72,9 +73,9 @@ class BRISVANE_EXPORT Cipher final {
   // REQUIRES: `space` has outputSize() bytes of all the input.
   [[nodiscard]] Result<std::size_t> update(ByteView input, std::span<std::uint8_t> space) noexcept;
 
-  // Ends the text, and writes what is left of it, at most a block. The result is the number of bytes
-  // written. EMSGSIZE: the input was not a whole number of blocks. EBADMSG: the padding is bad, as
-  // after decryption with another key.
+  // Ends the text, and writes what is left of it, at most a block. The result is the number of
+  // bytes written. EMSGSIZE: the input was not a whole number of blocks. EBADMSG: the padding is
+  // bad, as after decryption with another key.
   [[nodiscard]] Result<std::size_t> finish(std::span<std::uint8_t> space) noexcept;
 
  private:

@@ -9,13 +9,13 @@
 
 namespace brisvane::host {
 
-// The CRC-32 of IEEE 802.3 (that of zip, gzip and PNG). A copy goes on by itself.
+// The CRC-32 of IEEE 802.3, which zip, gzip and PNG use. A copy continues on its own.
 class BRISVANE_EXPORT Crc32 {
  public:
-  // Takes the next bytes; how they are cut into pieces makes no difference.
+  // Takes the next bytes. It makes no difference how they are cut into pieces.
   void add(ByteView bytes) noexcept;
 
-  // Of all the bytes so far; more may follow.
+  // The checksum of all the bytes so far. More may follow.
   [[nodiscard]] std::uint32_t value() const noexcept { return ~register_; }
 
  private:

@@ -31,8 +31,8 @@ struct Modes {
 };
 
 // From a context of the library's own, which the program's use of OpenSSL neither sees nor changes.
-// Each is null where the installed OpenSSL does not have it. DES, CAST-128 and RC4 come from its "legacy" provider,
-// which is a file and a package of its own on some systems.
+// Each is null where the installed OpenSSL does not have it. DES, CAST-128 and RC4 come from its
+// "legacy" provider, which is a file and a package of its own on some systems.
 struct Algorithms {
   std::unique_ptr<OSSL_LIB_CTX, Free> context;  // goes last
   std::unique_ptr<OSSL_PROVIDER, Free> standard;
@@ -45,8 +45,8 @@ struct Algorithms {
   Modes rc4;
 };
 
-// Looked up at the first call, and kept until the process ends. ENOMEM when there is no memory for them: a later call
-// tries again. The pointer is never null. It may throw std::bad_alloc.
+// Looked up at the first call, and kept until the process ends. ENOMEM when there is no memory for
+// them: a later call tries again. The pointer is never null. It may throw std::bad_alloc.
 Result<const Algorithms*> algorithms();
 
 // Takes the errors that a function of ours has left in the thread's queue, which the program

@@ -12,8 +12,8 @@
 
 namespace brisvane::host {
 
-// A copy of bytes, cut to `size` of them or raised to that by zero bytes, and wiped when it is
-// given up.
+// A copy of bytes that its destructor wipes. It has `size` bytes: longer ones are cut, and shorter
+// ones are filled up with zero bytes. Making one may throw std::bad_alloc.
 class Secret {
  public:
   Secret(ByteView from, std::size_t size) : bytes_(size) {

@@ -23,24 +23,25 @@ inline constexpr std::size_t kJsonTextLimit = std::size_t{256} << 20U;
 // Parses a text by RFC 8259. Whole numbers within 64 bits become integers, other numbers become
 // reals. Of equal keys in one object the last counts.
 //
-// Fails when the text is not JSON, is not UTF-8 or nests too deep. The error's reason says where and
-// why. It quotes at most 200 bytes, and shows what is not printable as escapes.
+// Fails when the text is not JSON, is not UTF-8 or nests too deep. The error's reason says where
+// and why. It quotes at most 200 bytes, and shows what is not printable as escapes.
 [[nodiscard]] BRISVANE_EXPORT Result<Object> parseJson(std::string_view text);
 
 // The line, counted from 1, on which a value stands in a JSON text. `place` names the value, as in
 // "devices[0].name". The line of a member is that of its key. For a place that the text does not
-// have, it is the line of the nearest value around it. The time grows with the length of both texts.
+// have, it is the line of the nearest value around it. The time grows with the length of both
+// texts.
 // REQUIRES: `text` is JSON.
 [[nodiscard]] BRISVANE_EXPORT std::size_t jsonLine(std::string_view text, std::string_view place);
 
 enum class JsonLayout { kOneLine, kIndented };
 
-// Writes a value as JSON, with the keys of each dictionary in byte order. nullopt when the text would
-// be longer than kJsonTextLimit. The time grows with the length of the text.
+// Writes a value as JSON, with the keys of each dictionary in byte order. nullopt when the text
+// would be longer than kJsonTextLimit. The time grows with the length of the text.
 //
-// Data is written in hexadecimal, and a date as seconds since 1970. A real that is no number becomes
-// null, and so does what nests deeper than kJsonDepthLimit. A byte that is not UTF-8 becomes U+FFFD.
-// Of two keys that are equal after that, one stays.
+// Data is written in hexadecimal, and a date as seconds since 1970. A real that is no number
+// becomes null, and so does what nests deeper than kJsonDepthLimit. A byte that is not UTF-8
+// becomes U+FFFD. Of two keys that are equal after that, one stays.
 [[nodiscard]] BRISVANE_EXPORT std::optional<std::string> jsonText(const Object& value,
                                                                   JsonLayout layout = JsonLayout::kOneLine);
 

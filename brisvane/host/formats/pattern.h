@@ -1,6 +1,6 @@
 // Pattern, a compiled regular expression with a bounded search.
-// A Pattern may be searched from any number of threads at the same time. Compiling and searching may
-// throw std::bad_alloc.
+// A Pattern may be searched from any number of threads at the same time. Compiling and searching
+// may throw std::bad_alloc.
 #pragma once
 
 #include <cstddef>
@@ -15,10 +15,10 @@
 
 namespace brisvane::host {
 
-// The syntax is that of PCRE2. Case makes no difference. \uHHHH is the character with that code point.
-// Any of LF, CR, CR LF and the Unicode line ends is one line end, so that `$` and `.` stop before the
-// CR LF of a serial reply. \C is refused. docs/serial.md lists what other engines have and this one
-// does not.
+// The syntax is that of PCRE2. Case makes no difference. \uHHHH is the character with that code
+// point. Any of LF, CR, CR LF and the Unicode line ends is one line end, so that `$` and `.` stop
+// before the CR LF of a serial reply. \C is refused. docs/serial.md lists what other engines have
+// and this one does not.
 class BRISVANE_EXPORT Pattern {
  public:
   struct Range {
