@@ -79,7 +79,7 @@ TEST_F(BvdiagBytes, AFileThatMemoryDoesNotHoldIsNotCalledMissing) {
   const testing::Setting setting{.memory = rlim_t{512} << 20U};
   Program program({"base64", file}, setting);
   EXPECT_EQ(program.status(), 1);
-  EXPECT_EQ(program.errors, "bvdiag: " + file + ": Cannot allocate memory; it is read into memory as a whole\n");
+  EXPECT_EQ(program.errors, "bvdiag: " + file + ": Cannot allocate memory; the file is too large for the memory\n");
 }
 
 TEST_F(BvdiagBytes, ANameWithEscapesIsMarked) {
@@ -135,8 +135,8 @@ TEST_F(BvdiagBytes, RawBytesReachNoTerminal) {
   EXPECT_THAT(onTerminal.output, StartsWith("00000000  1B 5B 32 4A"));
   EXPECT_EQ(outputOf({"hex", "--decode", folder / "hex"}), "\x1b[2J");
   EXPECT_EQ(outputOf({"hex", "--percent", folder / "hex"}), "%31%62%35%62%33%32%34%61\n");
-  EXPECT_THAT(errorsOf({"hex", "--decode", file}, 1), HasSubstr("is not hex, which is pairs"));
-  EXPECT_THAT(errorsOf({"base64", "--decode", file}, 1), HasSubstr("is not base64, which is"));
+  EXPECT_THAT(errorsOf({"hex", "--decode", file}, 1), HasSubstr("is not hex; expected pairs"));
+  EXPECT_THAT(errorsOf({"base64", "--decode", file}, 1), HasSubstr("is not base64; expected"));
 }
 
 TEST_F(BvdiagBytes, PropertyListsAreMadeOfJsonObjectsWithoutNulls) {
@@ -144,10 +144,12 @@ TEST_F(BvdiagBytes, PropertyListsAreMadeOfJsonObjectsWithoutNulls) {
   EXPECT_EQ(outputOf({"plist", file, output}), "");
   EXPECT_THAT(contentOf(output), StartsWith("bplist00"));
   errorsOf({"plist", file, "-"}, 2);
-  for (const char* const wrong : {"[1]", "{", R"({"a": null})"}) {
+  const std::pair<const char*, const char*> wrongs[] = {
+      {"[1]", "is no JSON object"}, {"{", "is not JSON"}, {R"({"a": null})", "a property list holds no null"}};
+  for (const auto& [wrong, why] : wrongs) {
     writeFile(file, wrong);
     const std::string before = contentOf(output);
-    EXPECT_THAT(errorsOf({"plist", file, output}, 1), StartsWith("bvdiag: ")) << wrong;
+    EXPECT_THAT(errorsOf({"plist", file, output}, 1), AllOf(StartsWith("bvdiag: " + file), HasSubstr(why)));
     EXPECT_EQ(contentOf(output), before);
   }
 }

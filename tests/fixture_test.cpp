@@ -211,7 +211,7 @@ TEST(Machine, ThatIsMalformedIsRefusedWithThePlaceAndTheReason) {
       {R"({"echo": 1})", "echo: must be true or false"},
       {R"({"commands": [{"replies": []}]})", "commands[0].command: one of command, pattern, hex is needed"},
       {R"({"commands": [{"command": "a", "hex": "00"}]})", "commands[0].hex: cannot stand beside \"command\""},
-      {R"({"commands": [{"pattern": "("}]})", "commands[0].pattern: is not a regular expression"},
+      {R"({"commands": [{"pattern": "("}]})", "commands[0].pattern: is not a regular expression: missing closing parenthesis"},
       {R"({"commands": [{"command": "a"}, {"command": "b", "replies": [{"text": "c", "delay": "d"}]}]})",
        "commands[1].replies[0].delay: must be a number of seconds from 0 to 86400"},
       {R"({"unknown": [{"text": "b", "split": [1, 0]}]})",

@@ -128,11 +128,12 @@ bool readPieces(const std::string& file, Output& output, const std::function<voi
 }
 
 std::string faultOfName(const std::string& name) {
-  return name.empty() || name == kStandardInput ? "must be a name, and not -" : "";
+  return name.empty() || name == kStandardInput ? "must be a name, not empty and not -" : "";
 }
 
 Option addOutputOption(AnyCommand& command, std::string& file) {
-  return command.option("--output", &file, "FILE", "A new file, instead of standard output").check(faultOfName);
+  return command.option("--output", &file, "FILE", "Writes to this new file instead of standard output")
+      .check(faultOfName);
 }
 
 bool writeBytes(bv::ByteView bytes, const std::string& file, Output& output, bv::host::Readers readers) {

@@ -20,22 +20,22 @@ inline constexpr const char* kStandardInput = "-";
 [[nodiscard]] std::string nameOf(const std::string& file);
 
 // All bytes of a file, or of standard input, in memory. nullopt on failure, and when a signal comes
-// meanwhile, which `output` has then been told.
+// meanwhile. `output` reports which.
 [[nodiscard]] std::optional<brisvane::Data> readBytes(const std::string& file, Output& output);
 
-// Gives the bytes of a file, or of standard input, to `take`, piece by piece; a line on a terminal tells how
-// far that is. False on failure, and when a signal comes meanwhile, which `output` has then been told.
+// Passes the bytes of a file, or of standard input, to `take`, piece by piece. A line on a terminal shows the
+// progress. False on failure, and when a signal comes meanwhile. `output` reports which.
 [[nodiscard]] bool readPieces(const std::string& file, Output& output,
                               const std::function<void(brisvane::ByteView)>& take);
 
-// The rule of options that take a name, and neither nothing nor a standard stream.
+// The rule of options whose value is a name, and neither empty nor a standard stream.
 [[nodiscard]] std::string faultOfName(const std::string& name);
 
 // The option --output of a command, which names a new file.
 Option addOutputOption(AnyCommand& command, std::string& file);
 
 // Writes bytes to a new file or, when that is empty, to standard output: as they are, as JSON in
-// hexadecimal or, for a person at a terminal, as a dump. False on failure, which is told.
+// hexadecimal or, for a person at a terminal, as a dump. False on failure, which `output` reports.
 [[nodiscard]] bool writeBytes(brisvane::ByteView bytes, const std::string& file, Output& output,
                               brisvane::host::Readers readers = brisvane::host::Readers::kUsual);
 

@@ -100,8 +100,8 @@ struct ChecksumOptions {
 
 Command<ChecksumOptions> addCommand(AnyCommand& program, const std::string& name, const std::string& help) {
   auto command = program.command<ChecksumOptions>(name, help);
-  command.argument("FILE", &ChecksumOptions::files, "The files; - or none for standard input");
-  command.footer(exitStatusText("shown", "a file cannot be read"));
+  command.argument("FILE", &ChecksumOptions::files, "The files; default: standard input, which - also names");
+  command.footer(exitStatusText("success", "a file cannot be read"));
   return command;
 }
 
@@ -115,14 +115,14 @@ int showHmac(const ChecksumOptions& options, Session& session) {
 }  // namespace
 
 void addDigest(AnyCommand& program) {
-  addCommand(program, "digest", "Shows the SHA-1 of files").runs([](const ChecksumOptions& options, Session& session) {
+  addCommand(program, "digest", "Prints the SHA-1 of files").runs([](const ChecksumOptions& options, Session& session) {
     const auto make = [] { return std::make_unique<DigestChecksum<bv::host::Sha1>>(bv::host::Sha1()); };
     return show(options.files, "sha1", make, session.output());
   });
 }
 
 void addCrc32(AnyCommand& program) {
-  auto command = addCommand(program, "crc32", "Shows the CRC-32 of files, as zip and gzip have it");
+  auto command = addCommand(program, "crc32", "Prints the CRC-32 of files, as zip and gzip compute it");
   command.runs([](const ChecksumOptions& options, Session& session) {
     const auto make = [] { return std::make_unique<Crc32Checksum>(); };
     return show(options.files, "crc32", make, session.output());
@@ -130,7 +130,7 @@ void addCrc32(AnyCommand& program) {
 }
 
 void addHmac(AnyCommand& program) {
-  auto command = addCommand(program, "hmac", "Shows the HMAC-SHA1 of files under a key");
+  auto command = addCommand(program, "hmac", "Prints the HMAC-SHA1 of files under a key");
   addKeyOptions(command, command.options().key);
   command.runs(showHmac);
 }

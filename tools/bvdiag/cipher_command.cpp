@@ -54,17 +54,17 @@ std::vector<std::string> namesOf(const std::map<std::string, std::uint32_t>& num
 std::string reasonOf(std::int32_t status) {
   switch (status) {
     case CipherStatus::kUnsuitableKey:
-      return "the algorithm takes no such key";
+      return "the algorithm does not accept a key of this length; check the key";
     case CipherStatus::kPartialBlock:
-      return "it is not a whole number of blocks; check that it is complete, and --no-padding";
+      return "it is not a whole number of blocks; check that the file is complete, or omit --no-padding";
     case CipherStatus::kBadPadding:
-      return "its padding is bad; check the key, the algorithm and the options";
+      return "the padding is bad; check the key, the algorithm and the options";
     case CipherStatus::kNoMemory:
-      return "there is not enough memory";
+      return "there is not enough memory; free some and try again";
     case CipherStatus::kLibraryMissing:
-      return "OpenSSL does not have the algorithm; install its \"legacy\" provider";
+      return "OpenSSL has no such algorithm; install its \"legacy\" provider";
     default:
-      return "the algorithm or an option is unknown";
+      return "the algorithm or an option is unknown; check them";
   }
 }
 
@@ -74,7 +74,7 @@ int run(Operation operation, const CipherOptions& options, Session& session) {
   if (!key) return kFailure;
   const auto vector = bv::parseHex(options.vector);
   if (!vector) {
-    output.complain("--vector: is not hexadecimal; spell each byte in two digits");
+    output.complain("--vector: is not hexadecimal; write each byte as two digits");
     return kFailure;
   }
   const auto input = readBytes(options.file, output);
@@ -92,16 +92,17 @@ int run(Operation operation, const CipherOptions& options, Session& session) {
 
 void addCommand(AnyCommand& program, const std::string& name, const std::string& help, Operation operation) {
   auto command = program.command<CipherOptions>(name, help);
-  command.argument("FILE", &CipherOptions::file, "The file; - or none for standard input");
+  command.argument("FILE", &CipherOptions::file, "The file; default: standard input, which - also names");
   addOutputOption(command, command.options().newFile);
   command.option("--algorithm", &CipherOptions::algorithm, "NAME", "aes, des, 3des, cast128 or rc4")
       .showsDefault()
       .oneOf(namesOf(algorithms()));
   addKeyOptions(command, command.options().key);
-  command.option("--vector", &CipherOptions::vector, "HEX", "What blocks are chained from; default: zero bytes");
-  command.flag("--ecb", &CipherOptions::ecb, "Takes each block by itself, instead of chaining them (CBC)");
-  command.flag("--no-padding", &CipherOptions::noPadding, "Neither adds padding nor takes it off: whole blocks alone");
-  command.footer(exitStatusText("written", "something cannot be read or written, or does not decrypt"));
+  command.option("--vector", &CipherOptions::vector, "HEX", "The initialization vector; default: zero bytes");
+  command.flag("--ecb", &CipherOptions::ecb, "Uses ECB: blocks are not chained; default: CBC");
+  command.flag("--no-padding", &CipherOptions::noPadding,
+               "Neither adds nor removes padding; the input must be whole blocks");
+  command.footer(exitStatusText("success", "a file cannot be read or written, or does not decrypt"));
   command.runs(
       [operation](const CipherOptions& options, Session& session) { return run(operation, options, session); });
 }

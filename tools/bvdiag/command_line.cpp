@@ -144,7 +144,7 @@ Option AnyCommand::words(const std::string& name, std::vector<std::string>& targ
 
 void AnyCommand::programArguments(std::vector<std::string>& target) {
   // For the help alone: they never reach the parser.
-  app_->add_option("ARGUMENT", target, "Its arguments: all that follows, whatever it looks like");
+  app_->add_option("ARGUMENT", target, "The program's arguments: everything that follows, options included");
   state_->programStarters.emplace(app_->get_name(), std::pair(app_, &target));
 }
 

@@ -32,14 +32,14 @@ void addRandom(AnyCommand& program);
 void addPlist(AnyCommand& program);
 
 inline constexpr const char* kGlobalOptionsHint =
-    "`bvdiag --help` tells of the options that every command takes: --machine, --simulated, --json, --color.";
+    "`bvdiag --help` lists the options of every command: --machine, --simulated, --json, --color.";
 
-// What the help of a command ends with.
+// The end of a command's help.
 inline std::string exitStatusText(const std::string& success, const std::string& failure) {
   return "Exit status: 0 " + success + "; 1 " + failure + "; 2 wrong usage; 130 Ctrl-C.\n" + kGlobalOptionsHint;
 }
 
-// The longest run, in seconds: as good as without end.
+// The longest run, in seconds: practically without end.
 inline constexpr double kLongestDuration = 1e9;
 
 }  // namespace bvdiag

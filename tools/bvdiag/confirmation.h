@@ -1,4 +1,4 @@
-// The question ahead of what cannot be taken back.
+// The question before a change that cannot be undone.
 #pragma once
 
 #include <string>
@@ -7,9 +7,8 @@
 
 namespace bvdiag {
 
-// Whether the person at the terminal agrees to something being done to the machine's
-// firmware. A simulated machine needs no agreement. Without a terminal nobody can be asked:
-// then the answer is no, and `output` is told of --yes.
+// Whether the person at the terminal confirms a change of the machine's firmware. A simulated machine needs no
+// confirmation. Without a terminal the answer is no. `output` reports a refusal.
 [[nodiscard]] bool confirmed(const Session& session, const std::string& question, bool yes);
 
 }  // namespace bvdiag

@@ -77,7 +77,8 @@ Outcome Demo::configureLog() {
 
 Outcome Demo::gatherProfile() {
   const bv::BVSystemInfo& machine = bv::BVSystemInfo::shared();
-  if (!machine.modelID() || !machine.systemSerialNumber()) return {false, "the machine does not say who it is"};
+  if (!machine.modelID() || !machine.systemSerialNumber())
+    return {false, "the machine has no model or no serial number"};
   return {true, *machine.modelID() + ", serial number " + *machine.systemSerialNumber()};
 }
 
@@ -124,7 +125,7 @@ Outcome Demo::readByteByByte() {
 Outcome Demo::readGuardedVariable() {
   const bv::Object refused;
   const auto value = bv::BVNvram::systemGUID_stringFromVariable("bench-mode", true, true, refused);
-  if (!value || value->same(refused)) return {false, "bench-mode is not there, or refused on this machine"};
+  if (!value || value->same(refused)) return {false, "bench-mode does not exist, or this machine refuses it"};
   return {true, "bench-mode = " + value->text().value_or("")};
 }
 
@@ -145,8 +146,8 @@ Outcome Demo::unplug() {
   std::string reply;
   const bool answered = port_->sendStringCommand("unplug", reply, "never said", kTimeout);
   const bool written = port_->sendLargeData(bytesOf("version\n"));
-  if (answered || written) return {false, "the port does not notice"};
-  return {!port_->busy(), "the exchange fails, and so does writing"};
+  if (answered || written) return {false, "the port does not report it"};
+  return {!port_->busy(), "the exchange and the next write fail"};
 }
 
 Outcome Demo::close() {
@@ -182,7 +183,7 @@ bool Demo::take(std::string_view name, Outcome (Demo::*step)()) {
 
 bool Demo::run() {
   if (!take("configure the log", &Demo::configureLog)) return false;
-  const bool isKnown = take("who the machine is", &Demo::gatherProfile);
+  const bool isKnown = take("identify the machine", &Demo::gatherProfile);
   const bool ok = take("find the port by its serial number", &Demo::find) &&
                   take("open the port, drain the greeting", &Demo::open) && converse();
   const bool isMoved = take("move the log aside", &Demo::moveLogAside);
@@ -240,13 +241,13 @@ int run(const DemoOptions& options, Session& session) {
 }  // namespace
 
 void addDemo(AnyCommand& program) {
-  auto command =
-      program.command<DemoOptions>("demo",
-                                   "Takes the steps of a typical run on the built-in simulated machine (or that of\n"
-                                   "--machine), then shows the log");
+  auto command = program.command<DemoOptions>(
+      "demo",
+      "Runs the steps of a typical diagnostic tool on the built-in simulated machine, or on\n"
+      "that of --machine, then prints the log");
   command.option("--log", &DemoOptions::log, "FILE",
-                 "The log file; default: a fresh one in the folder for temporary files");
-  command.footer(exitStatusText("every step came out as it should", "one did not"));
+                 "The log file; default: a new one in the folder for temporary files");
+  command.footer(exitStatusText("every step succeeded", "a step failed"));
   command.runs(run, {.needsMachine = true});
 }
 

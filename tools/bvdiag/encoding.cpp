@@ -34,12 +34,12 @@ constexpr Encoding kHex = {"hex",
                                                     : bv::SecurityAdditions::bin2hex(bytes);
                            },
                            [](std::string_view text) { return bv::parseHex(text); },
-                           "pairs of hexadecimal digits, with blanks and line ends between them", true};
+                           "pairs of hexadecimal digits; blanks and line ends may stand between pairs", true};
 
 constexpr Encoding kBase64 = {
     "base64", [](bv::ByteView bytes, const EncodingOptions& /*options*/) { return bv::base64Text(bytes); },
     [](std::string_view text) { return bv::SecurityAdditions::base64DataFromString(text, false); },
-    "the characters A to Z, a to z, 0 to 9, + and /, in fours, the last of them raised by =", false};
+    "groups of four characters A to Z, a to z, 0 to 9, + and /, the last one padded with =", false};
 
 int run(const Encoding& encoding, const EncodingOptions& options, Session& session) {
   Output& output = session.output();
@@ -48,7 +48,7 @@ int run(const Encoding& encoding, const EncodingOptions& options, Session& sessi
   if (options.decode) {
     const auto decoded = encoding.decode(bv::asCharacters(*bytes));
     if (!decoded) {
-      output.complain(nameOf(options.file) + ": is not " + encoding.name + ", which is " + encoding.rule);
+      output.complain(nameOf(options.file) + ": is not " + encoding.name + "; expected " + encoding.rule);
       return kFailure;
     }
     return writeBytes(*decoded, options.newFile, output) ? kSuccess : kFailure;
@@ -68,21 +68,22 @@ int run(const Encoding& encoding, const EncodingOptions& options, Session& sessi
 
 void addCommand(AnyCommand& program, const Encoding& encoding, const std::string& help) {
   auto command = program.command<EncodingOptions>(encoding.name, help);
-  command.argument("FILE", &EncodingOptions::file, "The file; - or none for standard input");
-  const Option decode = command.flag("--decode", &EncodingOptions::decode, "Gives the bytes that a text spells");
+  command.argument("FILE", &EncodingOptions::file, "The file; default: standard input, which - also names");
+  const Option decode = command.flag("--decode", &EncodingOptions::decode, "Decodes the text to bytes");
   addOutputOption(command, command.options().newFile);
   if (encoding.hasPercent) {
-    command.flag("--percent", &EncodingOptions::percent, "Three characters a byte: %00%AB%FF").excludes(decode);
+    command.flag("--percent", &EncodingOptions::percent, "Prints three characters for each byte: %00%AB%FF")
+        .excludes(decode);
   }
-  command.footer(exitStatusText("written", "the input cannot be read or is no such text, or nothing can be written"));
+  command.footer(exitStatusText("success", "the input cannot be read or decoded, or the output cannot be written"));
   command.runs(
       [&encoding](const EncodingOptions& options, Session& session) { return run(encoding, options, session); });
 }
 
 }  // namespace
 
-void addHex(AnyCommand& program) { addCommand(program, kHex, "Shows bytes as hexadecimal digits, or back"); }
+void addHex(AnyCommand& program) { addCommand(program, kHex, "Encodes bytes as hexadecimal digits, or decodes them"); }
 
-void addBase64(AnyCommand& program) { addCommand(program, kBase64, "Shows bytes in base64, or back"); }
+void addBase64(AnyCommand& program) { addCommand(program, kBase64, "Encodes bytes in base64, or decodes them"); }
 
 }  // namespace bvdiag

@@ -140,14 +140,14 @@ int run(const ExecOptions& options, Session& session) {
 
 void addExec(AnyCommand& program) {
   auto command = program.command<ExecOptions>(
-      "exec", "Runs a program to its end, then shows all that it printed, on either stream, and ends as it did");
-  command.argument("PROGRAM", &ExecOptions::program, "A path, or a name that is looked for in PATH").required();
+      "exec", "Runs a program to its end, then prints its output and ends with its exit status");
+  command.argument("PROGRAM", &ExecOptions::program, "A path, or a name that is searched in PATH").required();
   command.programArguments(&ExecOptions::arguments);
-  command.option("--dir", &ExecOptions::directory, "FOLDER", "The folder to run it in; default: this one");
-  command.option("--log", &ExecOptions::log, "FILE", "The log file; default: the system log alone");
+  command.option("--dir", &ExecOptions::directory, "FOLDER", "The folder to run it in; default: the current one");
+  command.option("--log", &ExecOptions::log, "FILE", "Also logs to this file; default: the system log only");
   command.footer(
-      "Exit status: the program's; 128 + n when signal n ended it; 127 there is no such program; 126 it cannot be\n"
-      "started; 1 the log or what it printed cannot be written; 2 wrong usage.\n" +
+      "Exit status: the program's; 128 + n when signal n ended it; 127 no such program; 126 it cannot be started;\n"
+      "1 its output or the log cannot be written; 2 wrong usage.\n" +
       std::string(kGlobalOptionsHint));
   command.runs(run, {.endsAsAProgram = true});
 }

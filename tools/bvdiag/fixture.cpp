@@ -128,7 +128,7 @@ bv::Result<FixtureScript> readScript(const std::string& path) {
   return FixtureScript::fromJson(json.value());
 }
 
-// Tells the traffic until the end of the run or of the line.
+// Prints the traffic until the end of the run or of the line.
 void follow(Traffic& traffic, const FixtureOptions& options, Output& output) {
   const RunTime time(options.duration);
   while (!time.isOver() && !output.isBroken()) {
@@ -170,15 +170,17 @@ int run(const FixtureOptions& options, Session& session) {
 void addFixture(AnyCommand& program) {
   auto command = program.command<FixtureOptions>(
       "fixture",
-      "Runs a simulated fixture on a terminal that any program can open, prints its node,\n"
-      "then tells what it receives and sends, until Ctrl-C or until it hangs up");
-  command.argument("SCRIPT", &FixtureOptions::script, "JSON file; default: knows \"version\" and \"echo ...\"")
+      "Runs a simulated fixture on a terminal that any program can open. Prints its node,\n"
+      "then what it receives and sends, until Ctrl-C or until it hangs up");
+  command.argument("SCRIPT", &FixtureOptions::script, "JSON file; default: answers \"version\" and \"echo ...\"")
       .valueName("");
-  command.option("--link", &FixtureOptions::link, "PATH", "Also makes a symbolic link to the node, removed at the end");
-  command.flag("--hex", &FixtureOptions::hex, "Tells the bytes in hexadecimal");
-  command.option("--duration", &FixtureOptions::duration, "", "Ends after this time").secondsUpTo(kLongestDuration);
-  command.footer(exitStatusText("ended by Ctrl-C, hang-up or after the duration",
-                                "the script cannot be used, or no terminal or link can be made"));
+  command.option("--link", &FixtureOptions::link, "PATH",
+                 "Makes a symbolic link to the node, and removes it at the end");
+  command.flag("--hex", &FixtureOptions::hex, "Prints the bytes in hexadecimal");
+  command.option("--duration", &FixtureOptions::duration, "", "Ends after this time; default: never")
+      .secondsUpTo(kLongestDuration);
+  command.footer(exitStatusText("the fixture hung up, or the duration is over",
+                                "the script is wrong, or the terminal or the link cannot be made"));
   command.runs(run);
 }
 

@@ -32,7 +32,7 @@ int run(const NoOptions& /*options*/, Session& session) {
   Output& output = session.output();
   const auto interfaces = bv::Brisvane::findEthernetInterfaces();
   if (!interfaces) {
-    output.complain("the network interfaces cannot be listed; a sandbox may keep programs from netlink sockets");
+    output.complain("the network interfaces cannot be listed; check that a sandbox does not forbid netlink sockets");
     return kFailure;
   }
   if (interfaces->empty()) output.remark("no wired, virtual-LAN or wireless interface is up with an IPv4 address");
@@ -48,7 +48,7 @@ int run(const NoOptions& /*options*/, Session& session) {
 
 void addInterfaces(AnyCommand& program) {
   auto command = program.command("interfaces", "Lists the network interfaces: name, type, MAC and IPv4 address");
-  command.footer(exitStatusText("listed, even if there is none", "the interfaces cannot be listed"));
+  command.footer(exitStatusText("success, even without an interface", "the interfaces cannot be listed"));
   command.runs(run);
 }
 

@@ -28,21 +28,21 @@ std::optional<bv::Data> readSpelling(const KeyOptions& options, Output& output) 
 
 void addKeyOptions(AnyCommand& command, KeyOptions& options) {
   AnyCommand source = command.choice("Key", "One of");
-  source.option("--key-file", &options.file, "FILE", "The file whose bytes, a final line end included, are the key")
+  source.option("--key-file", &options.file, "FILE", "The file whose bytes are the key, with any final line end")
       .check(faultOfName);
   source.option("--key-env", &options.variable, "NAME", "The environment variable whose value is the key")
       .check(faultOfName);
-  command.flag("--hex-key", options.isHex, "The key is spelled in hexadecimal there; blanks do not count");
+  command.flag("--hex-key", options.isHex, "The key is hexadecimal there; blanks are skipped");
 }
 
 std::optional<bv::Data> readKey(const KeyOptions& options, Output& output) {
   auto key = readSpelling(options, output);
   if (key && options.isHex) {
     key = bv::parseHex(bv::asCharacters(*key));
-    if (!key) output.complain("key: is not hexadecimal; spell each byte in two digits");
+    if (!key) output.complain("key: is not hexadecimal; write each byte as two digits");
   }
   if (key && key->empty()) {
-    output.complain("key: is empty; check the file or the variable that it comes from");
+    output.complain("key: is empty; check the file or the variable");
     return std::nullopt;
   }
   return key;

@@ -1,5 +1,5 @@
-// The key of a command that needs one: from a file or from the environment. The command line
-// of a program can be read by everybody, so no key is taken from there.
+// The key of a command that needs one: from a file or from the environment. Never from the command line, which
+// every user of the machine can read.
 #pragma once
 
 #include <optional>
@@ -20,7 +20,7 @@ struct KeyOptions {
 
 void addKeyOptions(AnyCommand& command, KeyOptions& options);
 
-// The bytes of the key. nullopt when it cannot be had, which `output` has then been told.
+// The bytes of the key. nullopt when it cannot be read, which `output` reports.
 [[nodiscard]] std::optional<brisvane::Data> readKey(const KeyOptions& options, Output& output);
 
 }  // namespace bvdiag

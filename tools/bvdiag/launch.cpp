@@ -1,4 +1,4 @@
-// `bvdiag launch`: starts an application and tells whether it came up in time.
+// `bvdiag launch`: starts an application and reports whether it came up in time.
 #include <chrono>
 #include <filesystem>
 #include <memory>
@@ -43,15 +43,15 @@ std::string identifierOf(const std::string& path) {
 std::string adviceFor(std::int64_t result) {
   switch (result) {
     case BVProcess::kRunAppNoNotifications:
-      return "the launch service tells nothing: no descriptor or thread is left";
+      return "not launched, because launches cannot be watched: no descriptor or thread is left";
     case BVProcess::kRunAppTimedOut:
-      return "launched, but not up in time: check the identifier (--id), or give it longer (--timeout)";
+      return "launched, but not up in time: check --id, or try a longer --timeout";
     default:
       return "not launched";
   }
 }
 
-// What the operation has reported, on one line.
+// The errors that the operation has logged, on one line.
 std::string reportedErrors() {
   std::string text = bv::BVLog::aggregatedErrorDescription();
   while (text.ends_with('\n')) text.pop_back();
@@ -79,7 +79,7 @@ int run(const LaunchOptions& options, Session& session) {
                  secondsText(seconds) + "\n");
   }
   if (!isUp) {
-    // What the service said is in the aggregated errors: the operation itself tells a number.
+    // The operation itself gives a number. The reasons are in the aggregated errors.
     output.complain(options.path + ": " + (interrupted() ? "interrupted" : adviceFor(result)) + " (result " +
                     std::to_string(result) + "): " + reportedErrors());
   }
@@ -99,15 +99,14 @@ void addLaunch(AnyCommand& program) {
   command.argument("PATH", &LaunchOptions::path, "An executable, an AppDir or a desktop entry").required();
   command.programArguments(&LaunchOptions::arguments);
   command.option("--id", &LaunchOptions::identifier, "ID",
-                 "Its identifier; default: the file's name, without .desktop");
+                 "The application's identifier; default: the file's name without .desktop");
   command
-      .option("--timeout", &LaunchOptions::timeout, "SECONDS",
-              "How long the launch, and then the coming up, may each take")
+      .option("--timeout", &LaunchOptions::timeout, "SECONDS", "The time limit for launching, and again for coming up")
       .between(0, kLongest)
       .showsDefault();
   command.flag("--open-only", &LaunchOptions::openOnly, "Waits until it is launched, not until it is up");
-  command.option("--log", &LaunchOptions::log, "FILE", "The log file; default: the system log alone");
-  command.footer(exitStatusText("up, or with --open-only launched", "not so, in time"));
+  command.option("--log", &LaunchOptions::log, "FILE", "Also logs to this file; default: the system log only");
+  command.footer(exitStatusText("it is up, or launched with --open-only", "it is not, within the time limit"));
   command.runs(run);
 }
 

@@ -47,10 +47,11 @@ int run(const LogOptions& options, Session& session) {
 void check(const LogOptions& options, const AnyCommand& log, const std::map<std::string, Option>& ofMessages) {
   const bool backsUp = log.hasChosenCommand();
   if (backsUp && !options.messages.empty()) {
-    throw WrongUsage("MESSAGE: a message \"backup\" stands after --, as one that begins with a dash");
+    throw WrongUsage("MESSAGE: write the message \"backup\" after --, as one that begins with a dash");
   }
   for (const auto& [name, option] : ofMessages) {
-    if (backsUp && option.isGiven()) throw WrongUsage(name + ": is of messages; backup names its log file itself");
+    if (backsUp && option.isGiven())
+      throw WrongUsage(name + ": is for messages only; backup takes its log file as FILE");
   }
   if (!backsUp && options.messages.empty()) throw WrongUsage("MESSAGE is required");
 }
@@ -58,17 +59,17 @@ void check(const LogOptions& options, const AnyCommand& log, const std::map<std:
 }  // namespace
 
 void addLog(AnyCommand& program) {
-  auto command =
-      program.command<LogOptions>("log", "Writes lines through the library's logger, then shows the aggregated errors");
-  command.words("MESSAGE", &LogOptions::messages, "One line each; after -- it may begin with a dash, or be \"backup\"");
+  auto command = program.command<LogOptions>(
+      "log", "Writes lines through the library's logger, then prints the aggregated errors");
+  command.words("MESSAGE", &LogOptions::messages, "One line each; after -- it may begin with a dash or be \"backup\"");
   const Option file =
-      command.option("--file", &LogOptions::file, "FILE", "The log file; default: the system log alone");
+      command.option("--file", &LogOptions::file, "FILE", "Also logs to this file; default: the system log only");
   const Option level = command
                            .option("--level", &LogOptions::level, "LEVEL",
-                                   "debug, info, error or fault; a debug message reaches no file")
+                                   "debug, info, error or fault; debug messages do not go to the file")
                            .showsDefault()
                            .oneOf({"debug", "info", "error", "fault"});
-  command.footer(exitStatusText("written", "the log file cannot be written"));
+  command.footer(exitStatusText("success", "the log file cannot be written"));
   addLogBackup(command);
   const std::map<std::string, Option> ofMessages{{"--file", file}, {"--level", level}};
   command.runs(run, {}, [command, ofMessages](const LogOptions& options) { check(options, command, ofMessages); });

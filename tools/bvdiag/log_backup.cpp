@@ -24,7 +24,7 @@ int run(const BackupOptions& options, bool hasDestination, Session& session) {
   const std::string to =
       hasDestination ? options.destination : bv::BVLog::backupPath(options.file, bv::host::platform()->clock().wall());
   if (options.file.empty()) {
-    output.complain("FILE: is empty; name the log file");
+    output.complain("FILE: is empty; give the path of the log file");
     return kFailure;
   }
   const std::string failure = errorsOf([&] { log.backupLogFileTo(to); });
@@ -45,9 +45,10 @@ int run(const BackupOptions& options, bool hasDestination, Session& session) {
 void addLogBackup(AnyCommand& log) {
   auto command = log.command<BackupOptions>("backup", "Moves a log file aside; the next line begins a new one");
   command.argument("FILE", &BackupOptions::file, "The log file").required();
-  const Option destination = command.option("--to", &BackupOptions::destination, "FILE",
-                                            "Where to; default: a name with date and time, beside it");
-  command.footer(exitStatusText("moved", "not moved"));
+  const Option destination =
+      command.option("--to", &BackupOptions::destination, "FILE",
+                     "The new path; default: in the same folder, with date and time in the name");
+  command.footer(exitStatusText("success", "the file cannot be moved"));
   command.runs([destination](const BackupOptions& options, Session& session) {
     return run(options, destination.isGiven(), session);
   });

@@ -44,11 +44,11 @@ Option addGlobalOptions(CommandLine& line, GlobalOptions& options) {
   return json;
 }
 
-// Prints a help that was asked for, or tells what is wrong.
+// Prints the help, or reports what is wrong.
 int print(const Answer& answer, bool asJson) {
   Output output(asJson, "auto");
   if (!answer.isHelp) {
-    output.complain(answer.text + "; `bvdiag --help` tells the usage");
+    output.complain(answer.text + "; see `bvdiag --help`");
     output.finish();
     return kWrongUsage;
   }
@@ -60,7 +60,7 @@ int execute(const GlobalOptions& options, const Chosen& chosen, Output& output) 
   const auto session = Session::start(options, output);
   return session == nullptr ? kFailure : chosen.run(*session);
 } catch (const std::bad_alloc&) {
-  output.complain("there is not enough memory");
+  output.complain("there is not enough memory; free some and try again");
   return kFailure;
 } catch (const std::exception& error) {
   output.complain(error.what());
@@ -69,14 +69,14 @@ int execute(const GlobalOptions& options, const Chosen& chosen, Output& output) 
 
 int run(std::vector<std::string> words) {
   constexpr int kSignalBase = 128;
-  CommandLine line("bvdiag", "Talks to test fixtures on serial adapters, or plays one; tells who the machine is.");
+  CommandLine line("bvdiag", "Talks to test fixtures on serial adapters, simulates one, and identifies the machine.");
   GlobalOptions options;
   const Option json = addGlobalOptions(line, options);
   AnyCommand program = line.program();
   program.footer(
-      "Exit status: 0 success; 1 a failed operation, told on standard error; 2 wrong usage; 128 + n after signal n,\n"
-      "130 after Ctrl-C; of `exec` that of its program.\n"
-      "`bvdiag COMMAND --help` tells of one command.");
+      "Exit status: 0 success; 1 failure, reported on standard error; 2 wrong usage; 128 + n after signal n,\n"
+      "130 after Ctrl-C. `exec` ends with the status of its program.\n"
+      "`bvdiag COMMAND --help` describes a command.");
   for (const auto add : {addDemo,    addPorts,  addSend,     addMonitor,    addFixture, addLog,    addExec, addLaunch,
                          addProfile, addNvram,  addRegistry, addInterfaces, addMachine, addDigest, addHmac, addCrc32,
                          addHex,     addBase64, addEncrypt,  addDecrypt,    addRandom,  addPlist}) {
@@ -109,7 +109,7 @@ int main(int count, char** arguments) {
   bvdiag::keepStandardStreams();
   // A reader that goes away is noticed by a failed write, after which links are removed.
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
-  // Whoever started this may ignore it, and then nobody knows how a program ends that is started here.
+  // The parent may ignore it, and then the status of a program that is started here is lost.
   static_cast<void>(std::signal(SIGCHLD, SIG_DFL));
   try {
     return bvdiag::run({arguments + std::min(count, 1), arguments + count});

@@ -44,7 +44,7 @@ bool isPrintable(const std::string& text) {
          });
 }
 
-// What tells an adapter from its siblings, the digits after the maker's three octets, as 0.
+// The digits after the maker's three octets, which identify one adapter, become 0.
 std::string maskedHardwareAddress(std::string address) {
   constexpr int kMakersDigits = 6;
   int digits = 0;

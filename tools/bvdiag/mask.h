@@ -1,4 +1,4 @@
-// Mask, which hides what tells one machine from its siblings. A Mask belongs to one thread.
+// Mask, which hides what identifies one machine among others of its model. A Mask belongs to one thread.
 #pragma once
 
 #include <string>
@@ -9,10 +9,11 @@
 
 namespace bvdiag {
 
-// Serial numbers, UUIDs, seeds and the like, known by their names, are hidden: each letter
-// becomes X, each digit 0; bytes that are no text become zero bytes, a number 0. What has
-// been hidden once is hidden wherever it occurs, and so is what has the shape of a UUID or
-// of a hardware address, and what follows a name of that kind and "=".
+// Serial numbers, UUIDs, seeds and the like are known by their names. Each of their letters becomes
+// X, and each digit 0. Bytes that are no text become zero bytes, and a number becomes 0.
+//
+// A value that was hidden once is hidden wherever it occurs. So is what has the form of a UUID or of
+// a hardware address, and what follows such a name and "=".
 class Mask {
  public:
   // One that is off hides nothing.

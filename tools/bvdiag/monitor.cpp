@@ -1,4 +1,4 @@
-// `bvdiag monitor`: what a fixture says of its own accord.
+// `bvdiag monitor`: what a fixture sends of its own accord.
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -139,12 +139,13 @@ int run(const MonitorOptions& options, Session& session) {
 }  // namespace
 
 void addMonitor(AnyCommand& program) {
-  auto command =
-      program.command<MonitorOptions>("monitor", "Shows what arrives, until Ctrl-C or for a given time; sends nothing");
+  auto command = program.command<MonitorOptions>(
+      "monitor", "Prints what arrives, until Ctrl-C or for a given time; sends nothing");
   addPortOptions(command, command.options().port);
-  command.flag("--hex", &MonitorOptions::hex, "Shows the bytes as a hex dump");
-  command.option("--duration", &MonitorOptions::duration, "", "Ends after this time").secondsUpTo(kLongestDuration);
-  command.footer(exitStatusText("ended by Ctrl-C or after the duration", "no port, or the line hung up"));
+  command.flag("--hex", &MonitorOptions::hex, "Prints the bytes as a hex dump");
+  command.option("--duration", &MonitorOptions::duration, "", "Ends after this time; default: never")
+      .secondsUpTo(kLongestDuration);
+  command.footer(exitStatusText("the duration is over", "the port cannot be opened, or the line hung up"));
   command.runs(run);
 }
 

@@ -33,6 +33,8 @@ struct NvramOptions {
   }
 };
 
+constexpr const char* kNoStore = "the machine has no variable store; a PC must be started by UEFI";
+
 std::string adviceFor(int error) {
   switch (error) {
     case EACCES:
@@ -41,11 +43,11 @@ std::string adviceFor(int error) {
     case EROFS:
       return "the variables are mounted read-only: mount -o remount,rw /sys/firmware/efi/efivars";
     case ENOSPC:
-      return "the store is full: delete what is not needed, or reboot to have it cleaned up";
+      return "the store is full: delete a variable, or reboot so that the firmware frees space";
     case EINVAL:
-      return "check the name (GUID:name, or --namespace) and the value, which must not be empty and not too large";
+      return "check the name (GUID:name, or --namespace) and the value: neither empty nor too large";
     case ENOENT:
-      return "`bvdiag nvram list` lists those that there are";
+      return "see `bvdiag nvram list`";
     default:
       return "check the store with `bvdiag nvram list`";
   }
@@ -57,21 +59,21 @@ std::string explainAbsence(const NvramOptions& options) {
   const bv::BVSystemInfo* const machine =
       options.requireDevFused || options.requireInternalOS ? &bv::BVSystemInfo::shared() : nullptr;
   if (options.requireDevFused && machine->isProductionFused())
-    return name + ": refused: the machine is production-fused";
+    return name + ": refused: the machine is production-fused; omit --require-dev-fused";
   if (options.requireInternalOS && !machine->isInternaOS()) {
-    return name + ": refused: the machine runs no internal OS; `bvdiag profile --explain` tells why";
+    return name + ": refused: the machine runs no internal OS; see `bvdiag profile --explain`";
   }
   const auto platform = bv::host::platform();
   const Registry& registry = platform->registry();
   const bv::host::OpenNode store(registry, registry.nodeAtPath(Registry::kOptionsPath));
-  if (!store) return name + ": the machine has no variable store; on a PC, it must have been started by UEFI";
+  if (!store) return name + ": " + kNoStore;
   const auto origin = registry.origin(store.handle(), name);
   if (!origin.ok()) {
     const bv::Error& error = origin.error();
     return (error.what().empty() ? error.of(name) : error).text() + "; " + adviceFor(error.number());
   }
   return name + (options.view == "dictionary" ? ": holds no JSON object; " : ": holds no text; ") +
-         "--view data shows what it holds";
+         "--view data prints its bytes";
 }
 
 std::optional<bv::Object> read(const NvramOptions& options) {
@@ -105,7 +107,7 @@ int get(const NvramOptions& options, Session& session) {
 int finish(const NvramOptions& options, Session& session, std::int32_t status) {
   Output& output = session.output();
   if (status == -1) {
-    output.complain(options.fullName() + ": the machine has no variable store");
+    output.complain(options.fullName() + ": " + kNoStore);
   } else if (status != 0) {
     output.complain(bv::errorText(options.fullName(), status) + " (" + std::to_string(status) + "); " +
                     adviceFor(status));
@@ -134,7 +136,7 @@ int list(const NvramOptions& options, Session& session) {
   const Registry& registry = platform->registry();
   const bv::host::OpenNode store(registry, registry.nodeAtPath(Registry::kOptionsPath));
   if (!store) {
-    output.complain("the machine has no variable store; on a PC, it must have been started by UEFI");
+    output.complain(kNoStore);
     return kFailure;
   }
   const std::string prefix = options.space.empty() ? "" : options.fullName();
@@ -161,18 +163,19 @@ void addName(NvramCommand& command) {
 }
 
 void addYes(NvramCommand& command) {
-  command.flag("--yes", &NvramOptions::yes, "Does not ask; a simulated machine never asks");
+  command.flag("--yes", &NvramOptions::yes, "Does not ask for confirmation; a simulated machine never does");
 }
 
 void addGet(AnyCommand& nvram) {
-  auto command = nvram.command<NvramOptions>("get", "Shows a variable");
+  auto command = nvram.command<NvramOptions>("get", "Prints a variable");
   addName(command);
   command.option("--view", &NvramOptions::view, "VIEW", "text, data (its bytes) or dictionary (a JSON object)")
       .oneOf({"text", "data", "dictionary"})
       .showsDefault();
   command.flag("--require-dev-fused", &NvramOptions::requireDevFused, "Refuses a production-fused machine");
   command.flag("--require-internal-os", &NvramOptions::requireInternalOS, "Refuses a machine without an internal OS");
-  command.footer(exitStatusText("shown", "there is none, it is refused, or it has no such view"));
+  command.footer(
+      exitStatusText("success", "there is no such variable, the machine refuses it, or it has no such view"));
   command.runs(get);
 }
 
@@ -181,7 +184,7 @@ void addSet(AnyCommand& nvram) {
   addName(command);
   command.argument("VALUE", &NvramOptions::value, "The text").required();
   addYes(command);
-  command.footer(exitStatusText("written", "not written"));
+  command.footer(exitStatusText("success", "the variable cannot be written"));
   command.runs(set);
 }
 
@@ -189,14 +192,14 @@ void addDelete(AnyCommand& nvram) {
   auto command = nvram.command<NvramOptions>("delete", "Deletes a variable");
   addName(command);
   addYes(command);
-  command.footer(exitStatusText("deleted", "not deleted"));
+  command.footer(exitStatusText("success", "the variable cannot be deleted"));
   command.runs(remove);
 }
 
 void addList(AnyCommand& nvram) {
   auto command = nvram.command<NvramOptions>("list", "Lists the variables by their full names");
-  addNamespace(command, "Lists this one alone");
-  command.footer(exitStatusText("listed", "the machine has no variable store"));
+  addNamespace(command, "Lists this namespace only");
+  command.footer(exitStatusText("success", "the machine has no variable store"));
   command.runs(list);
 }
 

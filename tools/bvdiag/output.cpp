@@ -130,7 +130,7 @@ std::string escapedLines(std::string_view text) {
 
 std::string jsonOf(const bv::Object& value, bv::host::JsonLayout layout) {
   const auto json = bv::host::jsonText(value, layout);
-  if (!json) throw std::length_error("the result is longer than the 256 MiB that JSON may have; try without --json");
+  if (!json) throw std::length_error("the result is longer than the limit of 256 MiB for JSON; try without --json");
   std::string result;
   // Such characters stand within texts alone, except for the line feeds of the layout: in texts these are escapes
   // already.
@@ -183,13 +183,13 @@ std::string readingFailure(std::string_view what, int error) {
     case ENOTDIR:
     case EACCES:
     case EPERM:
-      return text + "; check that it is there and yours to read";
+      return text + "; check that it exists and that you may read it";
     case EISDIR:
       return text + "; name a file";
     case EBADF:
-      return std::string(what) + ": is closed";
+      return std::string(what) + ": is closed; redirect it";
     case ENOMEM:
-      return text + "; it is read into memory as a whole";
+      return text + "; the file is too large for the memory";
     case EINTR:
       return std::string(what) + ": interrupted";
     default:
@@ -207,7 +207,7 @@ std::string writingFailure(std::string_view what, int error) {
     case EACCES:
     case EPERM:
     case EROFS:
-      return text + "; check that its folder exists and is yours to write";
+      return text + "; check that its folder exists and that you may write there";
     default:
       return text;
   }
@@ -231,14 +231,14 @@ void Output::print(std::string_view text) {
 void Output::printJson(const bv::Object& value) { print(jsonOf(value) + "\n"); }
 
 void Output::printResult(bv::Dictionary result) {
-  if (!untold_.empty()) result.insert_or_assign("error", std::exchange(untold_, {}));
+  if (!unreported_.empty()) result.insert_or_assign("error", std::exchange(unreported_, {}));
   const bool ok = result.find("error") == result.end();
   result.insert_or_assign("ok", ok);
   printJson(std::move(result));
 }
 
 void Output::finish() {
-  if (json_ && !untold_.empty()) printResult({});
+  if (json_ && !unreported_.empty()) printResult({});
 }
 
 std::string Output::colored(Color color, std::string_view text) const {
@@ -247,7 +247,7 @@ std::string Output::colored(Color color, std::string_view text) const {
 }
 
 void Output::complain(std::string_view message) {
-  if (json_) untold_.append(untold_.empty() ? "" : "; ").append(message);
+  if (json_) unreported_.append(unreported_.empty() ? "" : "; ").append(message);
   const std::string prefix =
       colorsError_ ? std::string(sequence(Color::kRed)).append("bvdiag:").append(kReset) : std::string("bvdiag:");
   std::cerr << prefix + " " + escaped(message) + "\n";

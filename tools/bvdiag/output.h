@@ -1,5 +1,5 @@
-// What bvdiag prints: results on standard output, as text or as JSON, and all that is
-// said about them on standard error. An Output belongs to one thread.
+// What bvdiag prints: results on standard output, as text or as JSON, and messages on standard error. An Output
+// belongs to one thread.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,7 @@
 namespace bvdiag {
 
 // The text with each control character, each bidirectional control and each byte that is not
-// UTF-8 as an escape: \r, \n, \t, \\ or \x1b. Other characters stand as they are.
+// UTF-8 as an escape: \r, \n, \t, \\ or \x1b. Other characters are unchanged.
 [[nodiscard]] std::string escaped(std::string_view text);
 [[nodiscard]] std::string escaped(brisvane::ByteView bytes);
 // The same with line ends, LF or CR LF, as they are.
@@ -62,13 +62,12 @@ class Output {
   // The text in colour, for print(); as it is when there are no colours.
   [[nodiscard]] std::string colored(Color color, std::string_view text) const;
 
-  // Tells on standard error what failed, where, why, and what to try. In JSON the result that is printed next tells it,
-  // too.
+  // Reports on standard error what failed, where, why, and what to try. In JSON the next result has the report, too.
   void complain(std::string_view message);
-  // Says something on standard error that is no failure.
+  // Prints a message that is no failure on standard error.
   void remark(std::string_view message) const;
 
-  // Prints a result of its own for complaints that no result has told.
+  // Prints a result of its own for complaints that no result has reported.
   void finish();
 
   // Whether standard output has stopped taking what is printed.
@@ -79,7 +78,7 @@ class Output {
   bool colorsOutput_;
   bool colorsError_;
   bool broken_ = false;
-  std::string untold_;  // complaints, for the next result
+  std::string unreported_;  // complaints, for the next result
 };
 
 }  // namespace bvdiag

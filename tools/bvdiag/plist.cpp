@@ -37,7 +37,7 @@ int run(const PlistOptions& options, Session& session) {
   }
   const bv::Dictionary* const dictionary = value.value().ifDictionary();
   if (dictionary == nullptr) {
-    output.complain(nameOf(options.file) + ": is no JSON object; a property list is a dictionary");
+    output.complain(nameOf(options.file) + ": is no JSON object; a property list needs one");
     return kFailure;
   }
   bool isWritten = false;
@@ -54,11 +54,11 @@ int run(const PlistOptions& options, Session& session) {
 
 void addPlist(AnyCommand& program) {
   auto command = program.command<PlistOptions>("plist", "Writes a JSON object to a file as a binary property list");
-  command.argument("FILE", &PlistOptions::file, "The JSON text; - for standard input").required();
-  command.argument("PLIST", &PlistOptions::propertyList, "The file to write; one that exists is overwritten")
+  command.argument("FILE", &PlistOptions::file, "The JSON text; - is standard input").required();
+  command.argument("PLIST", &PlistOptions::propertyList, "The file to write; an existing one is overwritten")
       .required()
       .check(faultOfName);
-  command.footer(exitStatusText("written", "it is no JSON object, holds a null, or cannot be written"));
+  command.footer(exitStatusText("success", "FILE is no JSON object or holds a null, or PLIST cannot be written"));
   command.runs(run);
 }
 

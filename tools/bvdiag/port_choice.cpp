@@ -18,15 +18,15 @@ namespace terminal = bv::host::terminal;
 std::string adviceFor(int error) {
   switch (error) {
     case ENOENT:
-      return "check the name: `bvdiag ports` lists the adapters";
+      return "check the name; `bvdiag ports` lists the adapters";
     case EACCES:
     case EPERM:
       return "join the group dialout or install the device rules (61-brisvane.rules)";
     case EBUSY:
     case EWOULDBLOCK:
-      return "another program holds it: end that program first";
+      return "another program holds it; end that program first";
     case ENOTTY:
-      return "it is no serial device: `bvdiag ports` lists those that are";
+      return "it is no serial device; `bvdiag ports` lists the adapters";
     case ERANGE:
       return "try --speed 115200";
     case ENXIO:
@@ -49,9 +49,9 @@ std::string explainAbsence(const std::string& serial) {
 }  // namespace
 
 void addPortOptions(AnyCommand& command, PortOptions& options) {
-  const Option path = command.option("--port", &options.path, "PATH", "The device to open, as in /dev/ttyUSB0");
+  const Option path = command.option("--port", &options.path, "PATH", "The device, as in /dev/ttyUSB0");
   command
-      .option("--serial", &options.serial, "S", "The adapter whose serial number begins so; default: the first found")
+      .option("--serial", &options.serial, "S", "The adapter whose serial number begins with S; default: the first one")
       .excludes(path);
   command.option("--speed", &options.speed, "N", "Bits per second")
       .showsDefault()

@@ -33,7 +33,7 @@ int run(const NoOptions& /*options*/, Session& session) {
 
 void addPorts(AnyCommand& program) {
   auto command = program.command("ports", "Lists the serial adapters: path and serial number");
-  command.footer(exitStatusText("listed, even if there is none", "the devices cannot be listed"));
+  command.footer(exitStatusText("success, even without an adapter", "the devices cannot be listed"));
   command.runs(run);
 }
 

@@ -1,4 +1,4 @@
-// `bvdiag profile`: who the machine is, and where each value comes from.
+// `bvdiag profile`: the identity of the machine, and where each value comes from.
 #include <cerrno>
 #include <span>
 #include <string>
@@ -77,7 +77,7 @@ Finding findingFrom(const ProfileSource& source) {
     const bv::host::OpenNode node(platform->registry(), bv::openNode(platform->registry(), source.service));
     auto found = platform->registry().origin(node.handle(), source.name);
     if (!node) finding.reason = "no such node";
-    if (found.ok() && !isOfUse(node.handle(), source.name)) finding.reason = "not of use";
+    if (found.ok() && !isOfUse(node.handle(), source.name)) finding.reason = "unusable value";
     return found;
   }();
   if (source.needs != ProfileService::kNone &&
@@ -145,9 +145,9 @@ int run(const ProfileOptions& options, Session& session) {
 }  // namespace
 
 void addProfile(AnyCommand& program) {
-  auto command = program.command<ProfileOptions>("profile", "Shows who the machine is and what it runs");
-  command.flag("--explain", &ProfileOptions::explains, "Adds where each value comes from, or why it is absent");
-  command.footer(exitStatusText("shown, even if all is absent", "never"));
+  auto command = program.command<ProfileOptions>("profile", "Prints the identity of the machine and its system");
+  command.flag("--explain", &ProfileOptions::explains, "Adds the source of each value, or why it is absent");
+  command.footer(exitStatusText("success, even if every value is absent", "never"));
   command.runs(run);
 }
 

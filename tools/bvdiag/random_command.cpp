@@ -1,4 +1,4 @@
-// `bvdiag random`: bytes that nobody can guess, as for a key.
+// `bvdiag random`: unpredictable bytes, as for a key.
 #include <charconv>
 #include <cstdint>
 #include <string>
@@ -31,7 +31,7 @@ int run(const RandomOptions& options, Session& session) {
   Output& output = session.output();
   const auto bytes = bv::SecurityAdditions::randomDataOfLength(options.count);
   if (!bytes) {
-    output.complain(std::to_string(options.count) + " random bytes cannot be had; ask for fewer");
+    output.complain(std::to_string(options.count) + " random bytes do not fit into memory; ask for fewer");
     return kFailure;
   }
   if (options.hex && !output.json()) {
@@ -44,11 +44,11 @@ int run(const RandomOptions& options, Session& session) {
 }  // namespace
 
 void addRandom(AnyCommand& program) {
-  auto command = program.command<RandomOptions>("random", "Gives random bytes, good enough for keys");
-  command.argument("COUNT", &RandomOptions::count, "How many").required().check(faultOfCount);
+  auto command = program.command<RandomOptions>("random", "Prints random bytes, which are good enough for keys");
+  command.argument("COUNT", &RandomOptions::count, "The number of bytes").required().check(faultOfCount);
   const Option newFile = addOutputOption(command, command.options().newFile);
-  command.flag("--hex", &RandomOptions::hex, "As hexadecimal digits").excludes(newFile);
-  command.footer(exitStatusText("written", "there are no so many, or they cannot be written"));
+  command.flag("--hex", &RandomOptions::hex, "Prints hexadecimal digits").excludes(newFile);
+  command.footer(exitStatusText("success", "there is not enough memory, or they cannot be written"));
   command.runs(run);
 }
 

@@ -12,8 +12,8 @@ struct RecordingOptions {
 };
 
 // The machine of the platform in force, in the form that Machine::fromFile reads. Of the
-// registry's nodes it holds the properties that a profile is gathered from. What
-// tells one machine from its siblings is masked (Mask), outside of the variables' values.
+// registry's nodes it holds the properties that a profile is gathered from. What identifies one
+// machine among others of its model is masked (Mask), but in the variables' values.
 // Of the hardware address of a network interface the first three octets stay, and the
 // others become 0; its IPv4 addresses stay.
 [[nodiscard]] brisvane::Dictionary recordMachine(const RecordingOptions& options);

@@ -1,4 +1,4 @@
-// `bvdiag registry show`: the nodes of the device registry, and what they say.
+// `bvdiag registry show`: the nodes of the device registry, and their properties.
 #include "registry_command.h"
 
 #include <string>
@@ -38,7 +38,7 @@ void showNode(Session& session, const Registry& registry, const KnownNode& known
   output.print(output.colored(Color::kCyan, known.name) + "\n");
   const auto names = registry.propertyNames(node.handle());
   if (known.name == kOptionsNode && !variables) {
-    return output.print("  " + std::to_string(names.size()) + " firmware variables; --variables shows them\n");
+    return output.print("  " + std::to_string(names.size()) + " firmware variables; --variables prints them\n");
   }
   for (const std::string& name : names) {
     const auto value = registry.property(node.handle(), name);
@@ -95,16 +95,16 @@ void complainOfAdministratorFile(const Session& session) {
   if (session.isSimulated() || bv::host::fileKind(path) == bv::host::FileKind::kNone) return;
   const auto description = bv::host::MachineDescription::fromFile(path);
   if (!description.ok()) {
-    session.output().remark(description.error().text() + "; the file is ignored until that is mended");
+    session.output().remark(description.error().text() + "; the file is ignored; correct it");
   }
 }
 
 void addRegistry(AnyCommand& program) {
-  auto registry = program.command("registry", "Shows the device registry");
+  auto registry = program.command("registry", "Prints the device registry");
   registry.requireCommand();
-  auto command = registry.command<ShowOptions>("show", "Shows the nodes that a profile is gathered from");
-  command.flag("--variables", &ShowOptions::variables, "Shows each firmware variable, too");
-  command.footer(exitStatusText("shown", "never"));
+  auto command = registry.command<ShowOptions>("show", "Prints the nodes from which the profile is gathered");
+  command.flag("--variables", &ShowOptions::variables, "Prints each firmware variable, too");
+  command.footer(exitStatusText("success", "never"));
   command.runs(show);
 }
 

@@ -45,7 +45,7 @@ inline constexpr std::array<KnownNode, 5> kKnownNodes{{
 // Properties as a machine's description spells them.
 [[nodiscard]] brisvane::Dictionary described(const brisvane::Dictionary& properties);
 
-// Tells of an administrator's file that cannot be read: the library takes it for missing.
+// Reports an administrator's file that cannot be read, which the library ignores.
 void complainOfAdministratorFile(const Session& session);
 
 }  // namespace bvdiag

@@ -60,13 +60,13 @@ std::string explainFailure(const SendOptions& options, const bv::BVSerialPort& p
   const std::string limit = " within " + secondsText(options.timeout);
   if (options.accept) {
     return port.path() + ": no reply matched \"" + *options.accept + "\"" + limit +
-           "; try a longer --timeout, or leave --accept out to see all that comes";
+           "; try a longer --timeout, or omit --accept to see the whole reply";
   }
   if (options.bytes) {
-    return port.path() + ": fewer than " + std::to_string(*options.bytes) + " bytes came" + limit +
+    return port.path() + ": fewer than " + std::to_string(*options.bytes) + " bytes arrived" + limit +
            "; try a longer --timeout or a smaller --bytes";
   }
-  return port.path() + ": the command could not be sent whole; check the adapter";
+  return port.path() + ": the command was not sent completely; check the adapter";
 }
 
 Exchange converse(const SendOptions& options) {
@@ -104,7 +104,7 @@ void printText(const SendOptions& options, const Exchange& result, Output& outpu
   if (!result.reply.empty()) {
     output.print(options.showsHex() ? hexDump(result.reply) : escaped(result.reply) + "\n");
   } else if (result.error.empty()) {
-    output.remark(result.path + ": nothing came");
+    output.remark(result.path + ": no reply");
   }
 }
 
@@ -129,7 +129,7 @@ void check(SendOptions& options) {
     }
   }
   if (!options.bytes && !bv::isAscii(options.command)) {
-    throw WrongUsage("COMMAND: a text command must be ASCII; --bytes N sends any bytes");
+    throw WrongUsage("COMMAND: a text command must be ASCII; use --bytes N for other bytes");
   }
   const auto bytes = options.hex ? bv::parseHex(options.command) : bytesOf(options.command);
   if (!bytes) throw WrongUsage("COMMAND: not pairs of hexadecimal digits: " + escaped(options.command));
@@ -139,12 +139,13 @@ void check(SendOptions& options) {
 void addModes(Command<SendOptions>& command) {
   const Option accept = command.option("--accept", &SendOptions::accept, "PATTERN",
                                        "The reply is complete as soon as it matches this regular expression");
-  const Option bytes =
-      command.option("--bytes", &SendOptions::bytes, "N", "Byte exchange: the reply is complete with N bytes or more")
-          .between(0, std::numeric_limits<std::int32_t>::max())
-          .excludes(accept);
+  const Option bytes = command
+                           .option("--bytes", &SendOptions::bytes, "N",
+                                   "Sends and receives bytes: the reply is complete with N bytes or more")
+                           .between(0, std::numeric_limits<std::int32_t>::max())
+                           .excludes(accept);
   command.flag("--hex", &SendOptions::hex, "COMMAND is hexadecimal, as in \"02 10 03\"").needs(bytes);
-  command.flag("--hex-output", &SendOptions::hexOutput, "Shows the reply as a hex dump; so does --bytes");
+  command.flag("--hex-output", &SendOptions::hexOutput, "Prints the reply as a hex dump; so does --bytes");
   command.flag("--newline", &SendOptions::newline, "Appends a line feed to COMMAND; --accept always does")
       .excludes(accept)
       .excludes(bytes);
@@ -155,18 +156,20 @@ void addModes(Command<SendOptions>& command) {
 void addSend(AnyCommand& program) {
   auto command =
       program.command<SendOptions>("send",
-                                   "Sends one command and shows the reply: all that comes until the line is silent,\n"
-                                   "or what --accept or --bytes ask for");
-  command.argument("COMMAND", &SendOptions::command, "What to send").required().valueName("");
+                                   "Sends one command and prints the reply. It ends when the line is silent, or as\n"
+                                   "--accept or --bytes say");
+  command.argument("COMMAND", &SendOptions::command, "The command to send").required().valueName("");
   addPortOptions(command, command.options().port);
   addModes(command);
   command
-      .option("--timeout", &SendOptions::timeout, "", "Time limit; without --accept and --bytes: the silence that ends")
+      .option("--timeout", &SendOptions::timeout, "",
+              "Time limit; without --accept and --bytes: the silence that ends the reply")
       .showsDefault()
       .secondsUpTo(kLongestTimeout);
-  command.flag("--drain,!--no-drain", &SendOptions::drain, "Discards first what came earlier (default)");
-  command.option("--log", &SendOptions::log, "FILE", "Appends the log lines to this file");
-  command.footer(exitStatusText("the exchange succeeded", "no port, no (or no such) reply, interrupted, or no log"));
+  command.flag("--drain,!--no-drain", &SendOptions::drain, "First discards what arrived earlier (default)");
+  command.option("--log", &SendOptions::log, "FILE", "Also logs to this file; default: the system log only");
+  command.footer(
+      exitStatusText("success", "the port cannot be opened, no such reply came, or the log cannot be written"));
   command.runs(run, {}, check);
 }
 

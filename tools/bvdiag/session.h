@@ -1,5 +1,4 @@
-// Session, what every command runs with: its output, the machine it was asked to use,
-// and the log. A Session belongs to one thread.
+// Session, what every command runs with: its output, the chosen machine and the log. A Session belongs to one thread.
 #pragma once
 
 #include <memory>
@@ -28,8 +27,7 @@ class LogFileWatch;
 
 class Session {
  public:
-  // Puts the chosen machine in force until the session ends. Null when it cannot be
-  // had, which `output` has then been told.
+  // Puts the chosen machine in force until the session ends. Null when it cannot be made, which `output` reports.
   [[nodiscard]] static std::unique_ptr<Session> start(const GlobalOptions& options, Output& output);
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;

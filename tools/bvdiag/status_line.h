@@ -1,4 +1,4 @@
-// StatusLine, the line on a terminal that tells how far a command is while it waits or works.
+// StatusLine, the line on a terminal that shows the progress of a command.
 // A StatusLine belongs to one thread; the line is written by a thread of its own.
 #pragma once
 
