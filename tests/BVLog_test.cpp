@@ -203,7 +203,9 @@ TEST_F(BVLogTest, UnwritableFileIsReportedToTheSystemLogAlone) {
   const auto report = [&](const std::string& where, const std::string& why) {
     BVLog lost(SystemLogHandle::waylineLog(), where, 0);
     BVLog::initAggregatedError("");
+    EXPECT_FALSE(lost.logFileFailure());
     lost.error("m");
+    EXPECT_EQ(lost.logFileFailure().value().text(), where + ": " + why);
     EXPECT_THAT(logged(), ElementsAre("error ERROR %{public}@|m",
                                       "error ERROR %{public}@|ERROR: Failed to write string "
                                       "to file " +

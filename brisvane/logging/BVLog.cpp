@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cassert>
+#include <cerrno>
 #include <cstdio>
 #include <mutex>
 #include <utility>
@@ -182,15 +183,29 @@ void BVLog::collectError(Text message) {
 }
 
 void BVLog::appendLineToLogFile(const host::Platform& platform, std::string_view prefix, Text message) noexcept {
-  unlessOutOfMemory([&] {
+  const Result<> appended = memoryPermitting(Result<>(Error(ENOMEM)), [&]() -> Result<> {
     const auto path = logFilePath();
-    if (!path || path->empty()) return;
+    if (!path || path->empty()) return {};
     const std::string timestamp = logTimestamp(platform.clock().wall());
-    const Result<> appended = host::appendLineToFile(*path, join({timestamp, prefix, message.orEmpty(), " \n"}));
-    if (appended.ok()) return;
+    return host::appendLineToFile(*path, join({timestamp, prefix, message.orEmpty(), " \n"}));
+  });
+  if (appended.ok()) return;
+  setLogFileFailure(appended.error());
+  if (appended.error().what().empty()) return;  // there is no memory for an entry
+  unlessOutOfMemory([&] {
     osLog_.write(platform, LogType::kError, kErrorFormat,
                  join({"ERROR: Failed to write string to file ", appended.error().text()}));
   });
+}
+
+void BVLog::setLogFileFailure(const Error& error) noexcept {
+  const std::scoped_lock lock(host::processLock(host::ProcessLock::kLoggers));
+  logFileFailure_ = error;
+}
+
+std::optional<Error> BVLog::logFileFailure() const noexcept {
+  const std::scoped_lock lock(host::processLock(host::ProcessLock::kLoggers));
+  return logFileFailure_;
 }
 
 std::shared_ptr<BVLog> BVLog::defaultLog() {

@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "brisvane/logging/system_log_handle.h"
+#include "brisvane/types/error.h"
 #include "brisvane/types/export.h"
 #include "brisvane/types/object.h"
 #include "brisvane/types/text.h"
@@ -71,6 +72,10 @@ class BRISVANE_EXPORT BVLog final {
   // and records the change as a debug entry.
   [[nodiscard]] std::optional<std::string> logFilePath() const;
   void setLogFilePath(Text path) noexcept;
+
+  // Why a line of this logger did not reach the log file, the last of them; nullopt when all did.
+  // What the error concerns is the path; nothing when memory ran out.
+  [[nodiscard]] std::optional<Error> logFileFailure() const noexcept;
 
   // The threshold of debugl. Setting it records the change as a debug entry.
   [[nodiscard]] std::int64_t verbosityLevel() const noexcept;
@@ -135,6 +140,7 @@ class BRISVANE_EXPORT BVLog final {
   };
 
  private:
+  void setLogFileFailure(const Error& error) noexcept;
   void appendLineToLogFile(const host::Platform& platform, std::string_view prefix, Text message) noexcept;
   void collectError(Text message);
 
@@ -142,6 +148,7 @@ class BRISVANE_EXPORT BVLog final {
 
   const SystemLogHandle osLog_;
   std::optional<std::string> logFilePath_;
+  std::optional<Error> logFileFailure_;
   std::int64_t verbosityLevel_ = 0;
 };
 

@@ -13,7 +13,6 @@
 #include <brisvane/host/platform.h>
 
 #include "commands.h"
-#include "log_errors.h"
 
 namespace bvdiag {
 namespace {
@@ -157,8 +156,8 @@ Outcome Demo::close() {
 
 Outcome Demo::moveLogAside() {
   const std::string moved = bv::BVLog::backupPath(log_, bv::host::platform()->clock().wall());
-  const std::string failure = errorsOf([&moved] { bv::BVLog::Default::backupLogFileTo(moved); });
-  if (!failure.empty()) return {false, failure};
+  bv::BVLog::Default::backupLogFileTo(moved);
+  if (bv::host::fileKind(moved) == bv::host::FileKind::kNone) return {false, "not moved; see the aggregated errors"};
   log_ = moved;
   return {true, log_};
 }

@@ -1,11 +1,11 @@
 #include "log_backup.h"
 
+#include <cerrno>
 #include <string>
 
 #include <brisvane/all.h>
+#include <brisvane/host/files/move_file.h>
 #include <brisvane/host/platform.h>
-
-#include "log_errors.h"
 
 namespace bvdiag {
 namespace {
@@ -17,19 +17,34 @@ struct BackupOptions {
   std::string destination;
 };
 
+std::string explain(const bv::host::MoveOutcome& outcome) {
+  std::string text = outcome.result.error().text();
+  for (const std::string& path : outcome.remains) text += "; a part of the log is in " + path;
+  if (outcome.hasLostLines) text += "; lines that were written meanwhile are lost";
+  switch (outcome.result.error().number()) {
+    case EEXIST:
+      return text + "; name another file with --to";
+    case ENOENT:
+    case EACCES:
+    case EPERM:
+      return text + "; check both paths and their permissions";
+    default:
+      return text;
+  }
+}
+
 // An empty destination is one, too.
 int run(const BackupOptions& options, bool hasDestination, Session& session) {
   Output& output = session.output();
-  bv::BVLog log(bv::SystemLogHandle::waylineLog(), options.file, 0);
   const std::string to =
       hasDestination ? options.destination : bv::BVLog::backupPath(options.file, bv::host::platform()->clock().wall());
   if (options.file.empty()) {
     output.complain("FILE: is empty; give the path of the log file");
     return kFailure;
   }
-  const std::string failure = errorsOf([&] { log.backupLogFileTo(to); });
-  if (!failure.empty()) {
-    output.complain(failure);
+  const auto outcome = bv::host::moveFile(options.file, to);
+  if (!outcome.result.ok()) {
+    output.complain(explain(outcome));
     return kFailure;
   }
   if (output.json()) {

@@ -4,11 +4,12 @@
 #include <string_view>
 
 #include <brisvane/all.h>
+#include <brisvane/host/files/files.h>
 #include <brisvane/host/formats/json.h>
+#include <brisvane/host/formats/property_list.h>
 
 #include "byte_streams.h"
 #include "commands.h"
-#include "log_errors.h"
 
 namespace bvdiag {
 namespace {
@@ -20,10 +21,10 @@ struct PlistOptions {
   std::string propertyList;
 };
 
-std::string adviceFor(std::string_view failure) {
-  if (failure.starts_with("Failed to encode")) return "; a property list holds no null, and at most 512 levels";
-  if (failure.starts_with("Failed to create")) return "; check that its folder exists and is yours to write";
-  return {};  // it has the reason
+bv::Result<> write(const bv::Data& propertyList, const std::string& path) {
+  const std::string_view bytes = bv::asCharacters(propertyList);
+  const bool isNew = bv::host::fileKind(path) == bv::host::FileKind::kNone;
+  return isNew ? bv::host::createFile(path, bytes) : bv::host::overwriteFile(path, bytes);
 }
 
 int run(const PlistOptions& options, Session& session) {
@@ -35,15 +36,17 @@ int run(const PlistOptions& options, Session& session) {
     output.complain(nameOf(options.file) + ": is not JSON: " + value.error().reason());
     return kFailure;
   }
-  const bv::Dictionary* const dictionary = value.value().ifDictionary();
-  if (dictionary == nullptr) {
+  if (value.value().ifDictionary() == nullptr) {
     output.complain(nameOf(options.file) + ": is no JSON object; a property list needs one");
     return kFailure;
   }
-  bool isWritten = false;
-  const std::string failure = errorsOf([&] { isWritten = bv::writeToPlist(*dictionary, options.propertyList); });
-  if (!isWritten) {
-    output.complain(failure.empty() ? "there is not enough memory" : failure + adviceFor(failure));
+  const auto propertyList = bv::host::binaryPropertyList(*value.value().ifDictionary());
+  if (!propertyList.ok()) {
+    output.complain(nameOf(options.file) + ": cannot become a property list: " + propertyList.error().reason());
+    return kFailure;
+  }
+  if (const auto written = write(propertyList.value(), options.propertyList); !written.ok()) {
+    output.complain(writingFailure(options.propertyList, written.error().number()));
     return kFailure;
   }
   if (output.json()) output.printResult(bv::Dictionary{{"file", options.propertyList}});

@@ -23,8 +23,6 @@ struct GlobalOptions {
   std::string color = "auto";
 };
 
-class LogFileWatch;
-
 class Session {
  public:
   // Puts the chosen machine in force until the session ends. Null when it cannot be made, which `output` reports.
@@ -37,10 +35,9 @@ class Session {
   // Whether the machine in force is a simulated one.
   [[nodiscard]] bool isSimulated() const noexcept { return machine_ != nullptr; }
 
-  // Gives the default logger a log file. False when that cannot be written, which is
-  // told: the logger itself tells its caller nothing.
+  // Gives the default logger a log file. False when that cannot be written, which `output` reports.
   [[nodiscard]] bool startLog(const std::string& path) const;
-  // Whether every line so far has reached the log file. A failure is told.
+  // Whether every line so far has reached the log file. `output` reports a failure.
   [[nodiscard]] bool logIsComplete() const;
 
  private:
@@ -48,7 +45,6 @@ class Session {
 
   Output& output_;
   std::unique_ptr<brisvane::host::simulated::Machine> machine_;
-  std::shared_ptr<const LogFileWatch> watch_;
   std::unique_ptr<brisvane::host::ScopedPlatform> installed_;
 };
 
