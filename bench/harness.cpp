@@ -72,14 +72,14 @@ struct Verdict {
 
 void printRow(const Table& table, const Row& row, Verdict& verdict) {
   for (const Case& one : row.cases) {
-    if (one.isRight && !one.isRight()) {
+    if (one.isRight != nullptr && !one.isRight()) {
       std::printf("  %s, %s: a wrong result\n", row.size.c_str(), one.name.c_str());
       ++verdict.wrong;
     }
   }
   const std::vector<Measured> results = measure(row);
   const double limit = results.front().least;
-  std::printf("  %-18s %-28s %s\n", row.size.c_str(), row.cases.front().name.c_str(), timeText(limit).c_str());
+  std::printf("  %-24s %-28s %s\n", row.size.c_str(), row.cases.front().name.c_str(), timeText(limit).c_str());
   for (std::size_t i = 1; i < results.size(); ++i) {
     const double ratio = results[i].least / limit;
     std::string remark;
@@ -89,7 +89,7 @@ void printRow(const Table& table, const Row& row, Verdict& verdict) {
       remark = text;
       if (ratio > row.goal * kTolerance) verdict.missed.push_back(table.operation + ", " + row.size);
     }
-    std::printf("  %-18s %-28s %-10s %8.2f%s\n", "", row.cases[i].name.c_str(), timeText(results[i].least).c_str(),
+    std::printf("  %-24s %-28s %-10s %8.2f%s\n", "", row.cases[i].name.c_str(), timeText(results[i].least).c_str(),
                 ratio, remark.c_str());
   }
   std::fflush(stdout);
@@ -107,7 +107,8 @@ bool isWanted(const Table& table, const std::vector<std::string_view>& words) {
 }
 
 int run(bool mustReachGoals, const std::vector<std::string_view>& words) {
-  constexpr std::vector<Table> (*kFamilies[])() = {bytesTables, cryptoTables, textTables};
+  constexpr std::vector<Table> (*kFamilies[])() = {bytesTables,  cryptoTables,  textTables,  logTables,
+                                                   serialTables, processTables, valuesTables};
   Verdict verdict;
   for (const auto family : kFamilies) {
     for (const Table& table : family()) {

@@ -55,5 +55,9 @@ Case giving(std::string name, Operation operation, Value expected) {
 std::vector<Table> bytesTables();
 std::vector<Table> cryptoTables();
 std::vector<Table> textTables();
+std::vector<Table> logTables();
+std::vector<Table> serialTables();
+std::vector<Table> processTables();
+std::vector<Table> valuesTables();
 
 }  // namespace brisvane::bench

@@ -1,0 +1,130 @@
+// Commands and network interfaces.
+#include <brisvane/support/Brisvane.h>
+#include <glib.h>
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <memory>
+
+#include "bench/harness.h"
+
+namespace brisvane::bench {
+namespace {
+
+constexpr const char* kTrue = "/usr/bin/true";
+
+int spawned() {
+  const char* const arguments[] = {kTrue, nullptr};
+  pid_t child = 0;
+  if (::posix_spawn(&child, kTrue, nullptr, nullptr, const_cast<char**>(arguments), environ) != 0) return -1;
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  return status;
+}
+
+int spawnedByGlib() {
+  const char* const arguments[] = {kTrue, nullptr};
+  int status = -1;
+  g_spawn_sync(nullptr, const_cast<char**>(arguments), nullptr, G_SPAWN_LEAVE_DESCRIPTORS_OPEN, nullptr, nullptr,
+               nullptr, nullptr, &status, nullptr);
+  return status;
+}
+
+Row commandRow(std::string size, std::size_t resident) {
+  const auto memory = std::make_shared<Data>(resident, std::uint8_t{1});
+  return {std::move(size),
+          1.05,
+          {giving(
+               "posix_spawn, waitpid", [memory] { return spawned(); }, 0),
+           giving(
+               "runCommandWithLaunchPath",
+               [] {
+                 std::optional<std::string> output;
+                 return Brisvane::runCommandWithLaunchPath(kTrue, {}, std::nullopt, output);
+               },
+               true),
+           giving(
+               "popen", [] { return ::pclose(::popen(kTrue, "re")); }, 0),  // NOLINT(cert-env33-c)
+           giving("GLib", spawnedByGlib, 0)}};
+}
+
+constexpr std::size_t kMi = std::size_t{1} << 20U;
+
+std::string zeros(std::size_t mebibytes) { return "head -c " + std::to_string(mebibytes) + "M /dev/zero"; }
+
+// The output of a child read into memory that is there already.
+std::size_t readThrough(std::vector<char>& space, const std::string& command) {
+  std::FILE* const pipe = ::popen(command.c_str(), "re");  // NOLINT(cert-env33-c)
+  std::size_t count = 0;
+  for (ssize_t got = 0; (got = ::read(::fileno(pipe), space.data() + count, space.size() - count)) > 0;) {
+    count += static_cast<std::size_t>(got);
+  }
+  ::pclose(pipe);
+  return count;
+}
+
+Row outputRow(std::size_t mebibytes, double goal) {
+  const auto space = std::make_shared<std::vector<char>>(mebibytes * kMi + 1);
+  const std::string command = zeros(mebibytes);
+  return {std::to_string(mebibytes) + " MiB of output",
+          goal,
+          {giving(
+               "read into touched memory", [=] { return readThrough(*space, command); }, mebibytes * kMi),
+           giving(
+               "runCommandWithLaunchPath",
+               [=] {
+                 std::optional<std::string> output;
+                 const bool ran = Brisvane::runCommandWithLaunchPath("/bin/sh", {"-c", command}, std::nullopt, output);
+                 return ran && output ? output->size() : 0;
+               },
+               mebibytes * kMi)}};
+}
+
+// The kernel's whole answers about links and addresses.
+std::size_t netlinkAnswers() {
+  const int socket = ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE);
+  std::array<char, 32768> answer;
+  std::size_t bytes = 0;
+  for (const std::uint16_t type : {std::uint16_t{RTM_GETLINK}, std::uint16_t{RTM_GETADDR}}) {
+    struct {
+      nlmsghdr header;
+      rtgenmsg message;
+    } request{};
+    request.header.nlmsg_len = NLMSG_LENGTH(sizeof request.message);
+    request.header.nlmsg_type = type;
+    request.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
+    ::send(socket, &request, request.header.nlmsg_len, 0);
+    for (bool isDone = false; !isDone;) {
+      auto left = static_cast<unsigned>(::recv(socket, answer.data(), answer.size(), 0));
+      bytes += left;
+      for (auto* one = reinterpret_cast<nlmsghdr*>(answer.data()); NLMSG_OK(one, left); one = NLMSG_NEXT(one, left)) {
+        isDone = isDone || one->nlmsg_type == NLMSG_DONE || one->nlmsg_type == NLMSG_ERROR;
+      }
+    }
+  }
+  ::close(socket);
+  return bytes;
+}
+
+}  // namespace
+
+std::vector<Table> processTables() {
+  return {{"runCommandWithLaunchPath",
+           {commandRow("true", 0), commandRow("true, 1 GiB resident", 1024 * kMi), outputRow(64, 4.5)}},
+          {"Growth: command output", {outputRow(1, 0), outputRow(4, 0), outputRow(16, 0)}},
+          {"findEthernetInterfaces",
+           {{"",
+             1.4,
+             {measured("one rtnetlink socket", netlinkAnswers, [](std::size_t bytes) { return bytes != 0; }),
+              measured(
+                  "findEthernetInterfaces", [] { return Brisvane::findEthernetInterfaces(); },
+                  [](const std::optional<Array>& found) { return found.has_value(); })}}}}};
+}
+
+}  // namespace brisvane::bench
