@@ -20,7 +20,7 @@ std::shared_ptr<const Platform> exchange(std::shared_ptr<const Platform> next) n
   return std::exchange(*current, std::move(next));
 }
 
-// The platform in force when there is no memory for the real machine.
+// What stands in when memory for the real machine runs out.
 std::shared_ptr<const Platform> nothing() noexcept {
   static NeverDestroyed<Platform> platform;
   return {std::shared_ptr<const void>(), &*platform};
@@ -29,11 +29,12 @@ std::shared_ptr<const Platform> nothing() noexcept {
 }  // namespace
 
 std::shared_ptr<const Platform> platform() noexcept {
-  return memoryPermitting(nothing(), [] {
+  auto inForce = memoryPermitting(nullptr, [] {
     const std::scoped_lock lock(processLock(ProcessLock::kPlatform));
     if (*current == nullptr) *current = std::make_shared<const Platform>(real::makePlatform(real::Roots{}));
     return *current;
   });
+  return inForce != nullptr ? inForce : nothing();
 }
 
 ScopedPlatform::ScopedPlatform(std::shared_ptr<const Platform> platform) noexcept : isInForce_(platform != nullptr) {
