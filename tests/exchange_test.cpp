@@ -155,7 +155,7 @@ TEST_F(ExchangeTest, LongReplyThatMatchesIsFound) {
 
 TEST_F(ExchangeTest, PatternThatRunsAwayOnAPartOfTheReplyIsFoundInTheWhole) {
   EXPECT_TRUE(port.sendStringCommand("late", text, "^(a+)+[!?]", 4.0));
-  EXPECT_EQ(text, std::string(50, 'a') + "!");
+  EXPECT_EQ(text, std::string(50, 'a').append(1, '!'));
 }
 
 TEST_F(ExchangeTest, WhatCameInTimeIsSearchedAfterTheLimit) {
