@@ -2,10 +2,10 @@
 
 #include <pthread.h>
 
+#include <algorithm>
 #include <array>
 #include <cassert>
 #include <cstddef>
-#include <ranges>
 
 namespace brisvane::host {
 namespace {
@@ -17,7 +17,7 @@ void takeAll() {
 }
 
 void releaseAll() {
-  for (ProcessMutex& mutex : std::views::reverse(mutexes)) mutex.unlock();
+  std::for_each(mutexes.rbegin(), mutexes.rend(), [](ProcessMutex& mutex) { mutex.unlock(); });
 }
 
 // When the library is loaded: later, a fork could come in the middle of it.
