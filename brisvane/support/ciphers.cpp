@@ -32,17 +32,6 @@ std::size_t keyLength(std::uint32_t algorithm, std::size_t given) noexcept {
   }
 }
 
-// The whole output for the whole input.
-Result<Data> runCipher(ByteView input, Cipher& cipher) {
-  Data output(cipher.outputSize(input.size()));
-  const auto updated = cipher.update(input, output);
-  if (!updated.ok()) return updated.error();
-  const auto finished = cipher.finish(std::span(output).subspan(updated.value()));
-  if (!finished.ok()) return finished.error();
-  output.resize(updated.value() + finished.value());
-  return output;
-}
-
 Result<Data> run(Cipher::Direction direction, ByteView data, std::uint32_t algorithm, ByteView key, Bytes initVector,
                  std::uint32_t options) {
   const std::size_t length = keyLength(algorithm, key.size());
@@ -50,9 +39,7 @@ Result<Data> run(Cipher::Direction direction, ByteView data, std::uint32_t algor
   // Cut to the key's length, which CAST-128's may be below a block, and only then raised to the block that is read.
   const ByteView vector = initVector.orEmpty().first(std::min(initVector.orEmpty().size(), length));
   const host::Secret vectorCopy(vector, initVector.present() ? std::max(length, Cipher::kLargestBlock) : 0);
-  const auto cipher = Cipher::create(direction, algorithm, options, keyCopy.view(), vectorCopy.view());
-  if (!cipher.ok()) return cipher.error();
-  return runCipher(data, *cipher.value());
+  return Cipher::run(direction, algorithm, options, keyCopy.view(), vectorCopy.view(), data);
 }
 
 std::optional<Data> outputOf(Cipher::Direction direction, ByteView data, std::uint32_t algorithm, Bytes key,

@@ -66,19 +66,24 @@ std::int32_t CipherStatus::of(const Error& error) noexcept {
   }
 }
 
+// The functions leave errors in OpenSSL's queue.
 struct Cipher::Context {
   openssl::CipherContext openssl;
   Direction direction;
   std::size_t blockSize;
   bool isPadded;
   std::uint64_t taken = 0;  // bytes of input
+
+  [[nodiscard]] static Result<Context> make(Direction direction, std::uint32_t algorithm, std::uint32_t options,
+                                            ByteView key, ByteView vector);
+  [[nodiscard]] bool begin(const EVP_CIPHER* cipher, ByteView key, ByteView vector) noexcept;
+  [[nodiscard]] std::size_t outputSize(std::size_t inputSize) const noexcept;
+  [[nodiscard]] Result<std::size_t> update(ByteView input, std::span<std::uint8_t> space) noexcept;
+  [[nodiscard]] Result<std::size_t> finish(std::span<std::uint8_t> space) noexcept;
 };
 
-Cipher::Cipher(std::unique_ptr<Context> context) noexcept : context_(std::move(context)) {}
-Cipher::~Cipher() = default;
-
-Result<std::unique_ptr<Cipher>> Cipher::create(Direction direction, std::uint32_t algorithm, std::uint32_t options,
-                                               ByteView key, ByteView vector) {
+Result<Cipher::Context> Cipher::Context::make(Direction direction, std::uint32_t algorithm, std::uint32_t options,
+                                              ByteView key, ByteView vector) {
   const auto algorithms = openssl::algorithms();
   if (!algorithms.ok()) return algorithms.error();
   const Choice choice = choose(algorithm, key.size(), *algorithms.value());
@@ -91,37 +96,40 @@ Result<std::unique_ptr<Cipher>> Cipher::create(Direction direction, std::uint32_
   if (cipher == nullptr) return Error(ELIBACC, "the algorithm");
 
   const bool isPadded = !isStream && (options & CipherOption::kPkcs7Padding) != 0;
-  auto context = std::make_unique<Context>(
-      Context{openssl::CipherContext(EVP_CIPHER_CTX_new()), direction, choice.blockSize, isPadded});
-  EVP_CIPHER_CTX* const openssl = context->openssl.get();
-  if (openssl == nullptr) return Error(ENOMEM);
+  Context context{openssl::CipherContext(EVP_CIPHER_CTX_new()), direction, choice.blockSize, isPadded};
+  if (!context.begin(cipher, key, vector)) return Error(ENOMEM);  // the key's length is known to be suitable
+  return context;
+}
+
+bool Cipher::Context::begin(const EVP_CIPHER* cipher, ByteView key, ByteView vector) noexcept {
+  if (openssl == nullptr) return false;
   constexpr std::uint8_t kZeros[kLargestBlock] = {};
   const std::uint8_t* const chainedFrom = vector.empty() ? kZeros : vector.data();
   const int encrypts = direction == Direction::kEncrypt ? 1 : 0;
-  const openssl::ErrorMark mark;
-  // The key's length first: it can be set between choosing the cipher and giving the key.
-  const bool isReady = EVP_CipherInit_ex2(openssl, cipher, nullptr, nullptr, encrypts, nullptr) == 1 &&
-                       EVP_CIPHER_CTX_set_key_length(openssl, static_cast<int>(key.size())) == 1 &&
-                       EVP_CipherInit_ex2(openssl, nullptr, key.data(), chainedFrom, encrypts, nullptr) == 1 &&
-                       EVP_CIPHER_CTX_set_padding(openssl, isPadded ? 1 : 0) == 1;
-  if (!isReady) return Error(ENOMEM);  // the key's length is known to be suitable
-  return std::unique_ptr<Cipher>(new Cipher(std::move(context)));
+  const auto keyLength = static_cast<int>(key.size());
+  // A length that is not the cipher's own can be set between choosing the cipher and giving the key.
+  if (EVP_CIPHER_get_key_length(cipher) != keyLength) {
+    if (EVP_CipherInit_ex2(openssl.get(), cipher, nullptr, nullptr, encrypts, nullptr) != 1) return false;
+    if (EVP_CIPHER_CTX_set_key_length(openssl.get(), keyLength) != 1) return false;
+    cipher = nullptr;
+  }
+  return EVP_CipherInit_ex2(openssl.get(), cipher, key.data(), chainedFrom, encrypts, nullptr) == 1 &&
+         (isPadded || EVP_CIPHER_CTX_set_padding(openssl.get(), 0) == 1);
 }
 
-std::size_t Cipher::outputSize(std::size_t inputSize) const noexcept {
-  return context_->blockSize == kNoBlocks ? inputSize : inputSize + context_->blockSize;
+std::size_t Cipher::Context::outputSize(std::size_t inputSize) const noexcept {
+  return blockSize == kNoBlocks ? inputSize : inputSize + blockSize;
 }
 
-Result<std::size_t> Cipher::update(ByteView input, std::span<std::uint8_t> space) noexcept {
+Result<std::size_t> Cipher::Context::update(ByteView input, std::span<std::uint8_t> space) noexcept {
   constexpr std::size_t kMost = std::size_t{1} << 30U;  // OpenSSL counts in int
-  const openssl::ErrorMark mark;
   std::size_t written = 0;
-  context_->taken += input.size();
+  taken += input.size();
   while (!input.empty()) {
     const ByteView piece = input.first(std::min(input.size(), kMost));
     int count = 0;
-    if (EVP_CipherUpdate(context_->openssl.get(), space.data() + written, &count, piece.data(),
-                         static_cast<int>(piece.size())) != 1) {
+    if (EVP_CipherUpdate(openssl.get(), space.data() + written, &count, piece.data(), static_cast<int>(piece.size())) !=
+        1) {
       return Error(ENOMEM);
     }
     written += static_cast<std::size_t>(count);
@@ -130,13 +138,49 @@ Result<std::size_t> Cipher::update(ByteView input, std::span<std::uint8_t> space
   return written;
 }
 
+Result<std::size_t> Cipher::Context::finish(std::span<std::uint8_t> space) noexcept {
+  const bool mustBeWhole = !isPadded || direction == Direction::kDecrypt;
+  if (mustBeWhole && taken % blockSize != 0) return Error(EMSGSIZE, "the last block");
+  int count = 0;
+  if (EVP_CipherFinal_ex(openssl.get(), space.data(), &count) != 1) return Error(EBADMSG, "the padding");
+  return static_cast<std::size_t>(count);
+}
+
+Cipher::Cipher(std::unique_ptr<Context> context) noexcept : context_(std::move(context)) {}
+Cipher::~Cipher() = default;
+
+Result<std::unique_ptr<Cipher>> Cipher::create(Direction direction, std::uint32_t algorithm, std::uint32_t options,
+                                               ByteView key, ByteView vector) {
+  const openssl::ErrorMark mark;
+  auto context = Context::make(direction, algorithm, options, key, vector);
+  if (!context.ok()) return context.error();
+  return std::unique_ptr<Cipher>(new Cipher(std::make_unique<Context>(std::move(context.value()))));
+}
+
+Result<Data> Cipher::run(Direction direction, std::uint32_t algorithm, std::uint32_t options, ByteView key,
+                         ByteView vector, ByteView input) {
+  const openssl::ErrorMark mark;
+  auto context = Context::make(direction, algorithm, options, key, vector);
+  if (!context.ok()) return context.error();
+  Data output(context.value().outputSize(input.size()));
+  const auto updated = context.value().update(input, output);
+  if (!updated.ok()) return updated.error();
+  const auto finished = context.value().finish(std::span(output).subspan(updated.value()));
+  if (!finished.ok()) return finished.error();
+  output.resize(updated.value() + finished.value());
+  return output;
+}
+
+std::size_t Cipher::outputSize(std::size_t inputSize) const noexcept { return context_->outputSize(inputSize); }
+
+Result<std::size_t> Cipher::update(ByteView input, std::span<std::uint8_t> space) noexcept {
+  const openssl::ErrorMark mark;
+  return context_->update(input, space);
+}
+
 Result<std::size_t> Cipher::finish(std::span<std::uint8_t> space) noexcept {
   const openssl::ErrorMark mark;
-  const bool mustBeWhole = !context_->isPadded || context_->direction == Direction::kDecrypt;
-  if (mustBeWhole && context_->taken % context_->blockSize != 0) return Error(EMSGSIZE, "the last block");
-  int count = 0;
-  if (EVP_CipherFinal_ex(context_->openssl.get(), space.data(), &count) != 1) return Error(EBADMSG, "the padding");
-  return static_cast<std::size_t>(count);
+  return context_->finish(space);
 }
 
 }  // namespace brisvane::host

@@ -61,6 +61,11 @@ class BRISVANE_EXPORT Cipher final {
   // REQUIRES: `vector` is empty or has at least a block.
   [[nodiscard]] static Result<std::unique_ptr<Cipher>> create(Direction direction, std::uint32_t algorithm,
                                                               std::uint32_t options, ByteView key, ByteView vector);
+
+  // The whole output for the whole input. Fails as create(), update() and finish() do, and may throw
+  // std::bad_alloc. REQUIRES: as for create().
+  [[nodiscard]] static Result<Data> run(Direction direction, std::uint32_t algorithm, std::uint32_t options,
+                                        ByteView key, ByteView vector, ByteView input);
   Cipher(const Cipher&) = delete;
   Cipher& operator=(const Cipher&) = delete;
   ~Cipher();

@@ -1,6 +1,8 @@
 #include "brisvane/host/crypto/digest.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <initializer_list>
 #include <memory>
 #include <utility>
 
@@ -11,6 +13,27 @@ namespace brisvane::host {
 namespace {
 
 constexpr std::size_t kBlock = 64;
+constexpr std::uint8_t kInner = 0x36;
+constexpr std::uint8_t kOuter = 0x5C;
+
+// What SHA-1 is, or why there is none.
+Result<const EVP_MD*> algorithm() {
+  const auto algorithms = openssl::algorithms();
+  if (!algorithms.ok()) return Error(algorithms.error().number(), "SHA-1");
+  const EVP_MD* const sha1 = algorithms.value()->sha1.get();
+  if (sha1 == nullptr) return Error(ELIBACC, "SHA-1");
+  return sha1;
+}
+
+// The digest of the parts as one; false when OpenSSL lacks memory.
+bool makeDigest(EVP_MD_CTX* context, const EVP_MD* sha1, std::initializer_list<ByteView> parts,
+                Sha1Digest& digest) noexcept {
+  if (context == nullptr || EVP_DigestInit_ex2(context, sha1, nullptr) != 1) return false;
+  for (const ByteView part : parts) {
+    if (EVP_DigestUpdate(context, part.data(), part.size()) != 1) return false;
+  }
+  return EVP_DigestFinal_ex(context, digest.data(), nullptr) == 1;
+}
 
 }  // namespace
 
@@ -19,14 +42,15 @@ struct Sha1::Context {
 };
 
 Sha1::Sha1() {
-  const auto algorithms = openssl::algorithms();
-  failure_ = algorithms.ok() ? 0 : algorithms.error().number();
-  if (algorithms.ok() && algorithms.value()->sha1 == nullptr) failure_ = ELIBACC;
-  if (failure_ != 0) return;
+  const auto sha1 = algorithm();
+  if (!sha1.ok()) {
+    fail(sha1.error().number());
+    return;
+  }
   const openssl::ErrorMark mark;
   context_ = std::make_unique<Context>();
   EVP_MD_CTX* const digest = context_->digest.get();
-  if (digest == nullptr || EVP_DigestInit_ex2(digest, algorithms.value()->sha1.get(), nullptr) != 1) fail(ENOMEM);
+  if (digest == nullptr || EVP_DigestInit_ex2(digest, sha1.value(), nullptr) != 1) fail(ENOMEM);
 }
 
 Sha1::Sha1(Sha1&& other) noexcept = default;
@@ -64,8 +88,6 @@ HmacSha1::HmacSha1(ByteView key) {
 }
 
 void HmacSha1::begin(ByteView shortKey) {
-  constexpr std::uint8_t kInner = 0x36;
-  constexpr std::uint8_t kOuter = 0x5C;
   Secret pad(shortKey, kBlock);
   pad.mask(kInner);
   inner_.add(pad.view());
@@ -82,16 +104,33 @@ Result<Sha1Digest> HmacSha1::finish() noexcept {
 
 Result<Sha1Digest> sha1(ByteView bytes) {
   if (bytes.size() > kDigestLimit) return Error(EFBIG, "SHA-1");
-  Sha1 digest;
-  digest.add(bytes);
-  return digest.finish();
+  const auto sha1 = algorithm();
+  if (!sha1.ok()) return sha1.error();
+  const openssl::ErrorMark mark;
+  const openssl::DigestContext context(EVP_MD_CTX_new());
+  Sha1Digest digest;
+  if (!makeDigest(context.get(), sha1.value(), {bytes}, digest)) return Error(ENOMEM, "SHA-1");
+  return digest;
 }
 
 Result<Sha1Digest> hmacSha1(ByteView key, ByteView message) {
-  if (message.size() > kDigestLimit) return Error(EFBIG, "SHA-1");
-  HmacSha1 code(key);
-  code.add(message);
-  return code.finish();
+  if (std::max(key.size(), message.size()) > kDigestLimit) return Error(EFBIG, "SHA-1");
+  const auto sha1 = algorithm();
+  if (!sha1.ok()) return sha1.error();
+  const openssl::ErrorMark mark;
+  const openssl::DigestContext context(EVP_MD_CTX_new());
+  Sha1Digest digest;
+  const auto isMade = [&](std::initializer_list<ByteView> parts) {
+    return makeDigest(context.get(), sha1.value(), parts, digest);
+  };
+  const bool isLong = key.size() > kBlock;
+  if (isLong && !isMade({key})) return Error(ENOMEM, "SHA-1");
+  Secret pad(isLong ? ByteView(digest) : key, kBlock);
+  pad.mask(kInner);
+  if (!isMade({pad.view(), message})) return Error(ENOMEM, "SHA-1");
+  pad.mask(kInner ^ kOuter);
+  if (!isMade({pad.view(), digest})) return Error(ENOMEM, "SHA-1");
+  return digest;
 }
 
 }  // namespace brisvane::host

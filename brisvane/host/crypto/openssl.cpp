@@ -1,6 +1,7 @@
 #include "brisvane/host/crypto/openssl.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <mutex>
 
@@ -50,16 +51,18 @@ bool isThereMemory() noexcept {
 }  // namespace
 
 Result<const Algorithms*> algorithms() {
-  static constinit const Algorithms* found = nullptr;
+  static constinit std::atomic<const Algorithms*> found = nullptr;
+  if (const Algorithms* const all = found.load(std::memory_order_acquire)) return all;
   const std::scoped_lock lock(processLock(ProcessLock::kCryptography));
-  if (found != nullptr) return found;
+  if (const Algorithms* const all = found.load(std::memory_order_relaxed)) return all;
   const ErrorMark mark;
   auto all = lookUp();
   // OpenSSL does not always say that it was memory that it lacked: what is missing must be missing twice, the second
   // time with memory there.
   if (all == nullptr || !isComplete(*all)) all = isThereMemory() ? lookUp() : nullptr;
   if (all == nullptr) return Error(ENOMEM);
-  return found = all.release();
+  found.store(all.get(), std::memory_order_release);
+  return all.release();
 }
 
 }  // namespace brisvane::host::openssl

@@ -5,36 +5,49 @@
 #include <string.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "brisvane/types/data.h"
 
 namespace brisvane::host {
 
 // A copy of bytes that its destructor wipes. It has `size` bytes: longer ones are cut, and shorter
-// ones are filled up with zero bytes. Making one may throw std::bad_alloc.
+// ones are filled up with zero bytes. Up to 64 stay in the object; making a longer one may throw
+// std::bad_alloc.
 class Secret {
  public:
-  Secret(ByteView from, std::size_t size) : bytes_(size) {
-    std::copy_n(from.begin(), std::min(from.size(), size), bytes_.begin());
+  Secret(ByteView from, std::size_t size) : large_(size > kSmall ? size : 0), size_(size) {
+    std::copy_n(from.begin(), std::min(from.size(), size), bytes().begin());
   }
   Secret(const Secret&) = delete;
   Secret& operator=(const Secret&) = delete;
   // Not left out by a compiler that sees the bytes used no more.
   ~Secret() {
-    if (!bytes_.empty()) ::explicit_bzero(bytes_.data(), bytes_.size());
+    if (size_ != 0) ::explicit_bzero(bytes().data(), size_);
   }
 
-  [[nodiscard]] ByteView view() const noexcept { return bytes_; }
+  [[nodiscard]] ByteView view() const noexcept {
+    return large_.empty() ? ByteView(small_).first(size_) : ByteView(large_);
+  }
 
   // Combines each byte with the mask by exclusive or.
   void mask(std::uint8_t with) noexcept {
-    for (std::uint8_t& byte : bytes_) byte ^= with;
+    for (std::uint8_t& byte : bytes()) byte ^= with;
   }
 
  private:
-  Data bytes_;
+  static constexpr std::size_t kSmall = 64;
+
+  [[nodiscard]] std::span<std::uint8_t> bytes() noexcept {
+    return large_.empty() ? std::span(small_).first(size_) : std::span(large_);
+  }
+
+  std::array<std::uint8_t, kSmall> small_{};
+  Data large_;
+  std::size_t size_;
 };
 
 }  // namespace brisvane::host
