@@ -3,7 +3,6 @@
 #include <charconv>
 
 #include "brisvane/host/platform.h"
-#include "brisvane/logging/identifiers.h"
 #include "brisvane/types/never_destroyed.h"
 #include "brisvane/types/out_of_memory.h"
 
@@ -34,7 +33,7 @@ std::int64_t PreferencesStore::integer(Text key) const noexcept {
 }
 
 const PreferencesStore& Diagnostics::diagDefaults() {
-  static NeverDestroyed<PreferencesStore> suite(kPreferencesSuite);
+  static NeverDestroyed<PreferencesStore> suite("org.brisvane");
   return *suite;
 }
 

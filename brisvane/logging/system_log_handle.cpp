@@ -1,6 +1,5 @@
 #include "brisvane/logging/system_log_handle.h"
 
-#include "brisvane/logging/identifiers.h"
 #include "brisvane/types/never_destroyed.h"
 
 namespace brisvane {
@@ -9,7 +8,7 @@ SystemLogHandle::SystemLogHandle(Text subsystem, Text category)
     : names_(std::make_shared<const Names>(Names{std::string(subsystem.orEmpty()), std::string(category.orEmpty())})) {}
 
 const SystemLogHandle& SystemLogHandle::waylineLog() {
-  static NeverDestroyed<SystemLogHandle> handle(kLogSubsystem, kLogCategory);
+  static NeverDestroyed<SystemLogHandle> handle("org.brisvane.log", "BV");
   return *handle;
 }
 

@@ -62,22 +62,24 @@ class Source {
 };
 
 // Gives an errno, or 0.
-int readAll(const Source& source, bv::Data& bytes) try {
+int readAll(const Source& source, bv::Data& bytes) {
   constexpr std::size_t kLeast = 65'536;
-  // One byte more than a file has: what reads nothing there is its end.
-  bytes.resize(std::max(kLeast, source.size() + 1));
-  std::size_t size = 0;
-  for (;;) {
-    if (size == bytes.size()) bytes.resize(2 * size);
-    const auto count = source.read(std::span(bytes).subspan(size));
-    if (!count) return errno;
-    if (*count == 0) break;
-    size += *count;
+  try {
+    // One byte more than a file has: what reads nothing there is its end.
+    bytes.resize(std::max(kLeast, source.size() + 1));
+    std::size_t size = 0;
+    for (;;) {
+      if (size == bytes.size()) bytes.resize(2 * size);
+      const auto count = source.read(std::span(bytes).subspan(size));
+      if (!count) return errno;
+      if (*count == 0) break;
+      size += *count;
+    }
+    bytes.resize(size);
+    return 0;
+  } catch (const std::exception&) {
+    return ENOMEM;
   }
-  bytes.resize(size);
-  return 0;
-} catch (const std::exception&) {
-  return ENOMEM;
 }
 
 std::string amountText(double bytes) {

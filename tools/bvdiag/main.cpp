@@ -56,14 +56,15 @@ int print(const Answer& answer, bool asJson) {
   return output.isBroken() ? kFailure : kSuccess;
 }
 
-int execute(const GlobalOptions& options, const Chosen& chosen, Output& output) try {
-  const auto session = Session::start(options, output);
-  return session == nullptr ? kFailure : chosen.run(*session);
-} catch (const std::bad_alloc&) {
-  output.complain("there is not enough memory; free some and try again");
-  return kFailure;
-} catch (const std::exception& error) {
-  output.complain(error.what());
+int execute(const GlobalOptions& options, const Chosen& chosen, Output& output) {
+  try {
+    const auto session = Session::start(options, output);
+    return session == nullptr ? kFailure : chosen.run(*session);
+  } catch (const std::bad_alloc&) {
+    output.complain("there is not enough memory; free some and try again");
+  } catch (const std::exception& error) {
+    output.complain(error.what());
+  }
   return kFailure;
 }
 
