@@ -22,7 +22,6 @@
 
 namespace {
 
-
 // What each sync does before the kernel does it, and whether it fails instead, by its number: 1 for the first.
 std::function<bool(int)> syncFails;
 int syncs = 0;
