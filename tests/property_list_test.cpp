@@ -141,7 +141,7 @@ std::string readByPython(const Object& value, const std::string& expression) {
   const std::string program = "import plistlib, math, datetime\nv = plistlib.load(open('" + (folder / "plist") +
                               "', 'rb'))\nprint(" + expression + ")";
   const auto output = runCommand(findProgram("python3").value(), {"-c", program}, "");
-  return output.ok() ? std::string(output.value().begin(), output.value().end()) : output.error().text();
+  return output.ok() ? output.value() : output.error().text();
 }
 
 TEST(BinaryPropertyList, IsReadByAReaderThatIsNotOurs) {

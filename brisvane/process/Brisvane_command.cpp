@@ -31,10 +31,9 @@ Result<std::optional<std::string>> outputOf(Text launchPath, const std::vector<s
                                             Text currentDir) {
   BVLog::Default::debug(join({"Executing command [", launchPath.orEmpty(), "] [", textOf(arguments), "]\n"}));
   if (currentDir.present() && currentDir.orEmpty().empty()) return Error(ENOENT, "an empty working directory");
-  const auto output = host::runCommand(launchPath.orEmpty(), arguments, currentDir.orEmpty());
+  auto output = host::runCommand(launchPath.orEmpty(), arguments, currentDir.orEmpty());
   if (!output.ok()) return output.error();
-  std::string text(output.value().begin(), output.value().end());
-  return isUtf8(text) ? std::optional(std::move(text)) : std::nullopt;
+  return isUtf8(output.value()) ? std::optional(std::move(output).value()) : std::nullopt;
 }
 
 }  // namespace

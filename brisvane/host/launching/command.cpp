@@ -56,18 +56,14 @@ Result<Pipe> openPipe() noexcept {
   return pipe;
 }
 
-// All until the end of the file.
-Result<Data> readToEnd(int descriptor) {
-  constexpr std::size_t kChunk = std::size_t{64} << 10U;
-  Data bytes;
-  for (;;) {
-    const std::size_t length = bytes.size();
-    bytes.resize(length + kChunk);
-    const ssize_t count = ::read(descriptor, bytes.data() + length, kChunk);
-    bytes.resize(length + static_cast<std::size_t>(count > 0 ? count : 0));
-    if (count == 0) return bytes;
-    if (count < 0 && errno != EINTR) return Error::last();
-  }
+// Appends what one read(2) gives, up to all that a pipe usually holds, and returns its result. The area
+// on the way keeps a buffer that grows from being cleared first, and from growing past what there is.
+template <typename Bytes>
+ssize_t appendFrom(int descriptor, Bytes& bytes) {
+  std::array<typename Bytes::value_type, std::size_t{64} << 10U> area;
+  const ssize_t count = ::read(descriptor, area.data(), area.size());
+  if (count > 0) bytes.insert(bytes.end(), area.begin(), area.begin() + count);
+  return count;
 }
 
 struct Started {
@@ -91,13 +87,17 @@ Result<Started> startProgram(std::string_view path, const std::vector<std::strin
 
 }  // namespace
 
-Result<Data> runCommand(std::string_view path, const std::vector<std::string>& arguments, std::string_view directory) {
+Result<std::string> runCommand(std::string_view path, const std::vector<std::string>& arguments,
+                               std::string_view directory) {
   auto started = startProgram(path, arguments, directory);
   if (!started.ok()) return started.error();
   const Reaper reaper(started.value().process, started.value().output);
-  auto bytes = readToEnd(started.value().output.get());
-  if (!bytes.ok()) return bytes.error().of(shownPath(path));
-  return bytes;
+  std::string text;
+  for (;;) {
+    const ssize_t count = appendFrom(started.value().output.get(), text);
+    if (count == 0) return text;
+    if (count < 0 && errno != EINTR) return Error::last(shownPath(path));
+  }
 }
 
 struct Command::State {
@@ -110,13 +110,9 @@ struct Command::State {
     ::poll(sources.data(), sources.size(), static_cast<int>((needsSteps ? std::min(time, kStep) : time).count()));
   }
 
-  // Takes what is there now, up to all that a pipe usually holds.
+  // Takes what is there now.
   void read() {
-    constexpr std::size_t kChunk = std::size_t{64} << 10U;
-    const std::size_t length = bytes.size();
-    bytes.resize(length + kChunk);
-    const ssize_t count = ::read(output.get(), bytes.data() + length, kChunk);
-    bytes.resize(length + static_cast<std::size_t>(count > 0 ? count : 0));
+    const ssize_t count = appendFrom(output.get(), bytes);
     if (count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR)) output.reset(-1);
   }
 
