@@ -57,7 +57,8 @@ std::optional<Object> BVNvram::dataFromVariable(Text name, bool requireDevFused,
     const OpenNode options(registry, registry.nodeAtPath(Registry::kOptionsPath));
     if (!options) return notFoundObject;
     auto value = registry.property(options.handle(), name.orEmpty());
-    return value ? std::move(value) : notFoundObject;
+    if (!value) return notFoundObject;
+    return value;
   });
 }
 

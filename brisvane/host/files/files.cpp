@@ -35,12 +35,12 @@ Result<> of(std::string_view path, Result<> result) {
 
 // Moves a complete file to `path`; EEXIST when something is there already.
 Result<> moveWithoutReplacing(const std::string& from, const std::string& path, std::string_view bytes, mode_t mode) {
-  const Result<> moved = renameWithoutReplacing(from, path);
+  Result<> moved = renameWithoutReplacing(from, path);
   if (!failedWith(moved, EXDEV)) return moved;
   // The file system has no way to do that: what is written can be seen before it is complete.
   const Descriptor file = openDescriptor(path.c_str(), O_WRONLY | O_APPEND | O_NOCTTY | O_CREAT | O_EXCL, mode);
   if (!file.valid()) return Error::last();
-  const Result<> written = writeAll(file.get(), bytes);
+  Result<> written = writeAll(file.get(), bytes);
   ::unlink(written.ok() ? from.c_str() : path.c_str());
   return written;
 }
@@ -76,7 +76,7 @@ enum class Content : std::uint8_t { kAny, kLine };
 // `beganAnew` when the bytes begin with the line feed that a cut line lacks.
 Result<> writeToEnd(int file, std::string_view bytes, bool beganAnew) noexcept {
   std::size_t count = 0;
-  const Result<> written = writeAll(file, bytes, &count);
+  Result<> written = writeAll(file, bytes, &count);
   if (!written.ok() && (count > 0 || beganAnew)) rememberCutLine(file);
   if (written.ok() && bytes.ends_with('\n') && isAnyLineCut()) forgetCutLine(file);
   return written;
@@ -103,7 +103,7 @@ Result<> append(std::string_view path, std::string_view bytes, Content content) 
       return writeToEnd(descriptor, bytes, content);
     }
     if (file.error().number() != ENOENT) return file.error();
-    const Result<> created = create(name, bytes);
+    Result<> created = create(name, bytes);
     if (!failedWith(created, EEXIST)) return created;
     if (round > 0 && isSymbolicLink(name)) break;
   }
@@ -118,7 +118,7 @@ Result<> overwrite(const std::string& path, std::string_view bytes) {
   if (::fcntl(file, F_SETFL, 0) != 0) return Error::last();  // a pipe that is read is waited for
   // A disk without room for it is found out while the file still holds what it did.
   if (size > 0 && ::fallocate(file, FALLOC_FL_KEEP_SIZE, 0, size) != 0 && isLackOfRoom(errno)) return Error::last();
-  if (const Result<> written = writeAll(file, bytes); !written.ok()) return written;
+  if (Result<> written = writeAll(file, bytes); !written.ok()) return written;
   // Only a regular file has a length. What else there is, as a pipe, has taken the bytes.
   if (::ftruncate(file, size) != 0 && errno != EINVAL) return Error::last();
   return {};

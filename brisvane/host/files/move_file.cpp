@@ -50,7 +50,7 @@ bool exists(const std::string& path) noexcept {
 
 // On a file system that cannot move without replacing, looking first has to do.
 Result<> move(const std::string& from, const std::string& to) noexcept {
-  const Result<> moved = renameWithoutReplacing(from, to);
+  Result<> moved = renameWithoutReplacing(from, to);
   if (!failedWith(moved, EXDEV)) return moved;
   if (exists(to)) return Error(EEXIST);
   if (::rename(from.c_str(), to.c_str()) != 0) return Error::last();
@@ -85,7 +85,7 @@ Result<std::string> moveAside(const std::string& path) {
 Result<> copyFile(int from, int to) noexcept {
   struct stat status {};
   if (::fstat(from, &status) != 0) return Error::last();
-  if (const Result<> copied = copyWithLastLines(from, to); !copied.ok()) return copied;
+  if (Result<> copied = copyWithLastLines(from, to); !copied.ok()) return copied;
   // The mode last, which a change of the owner cuts. Only the superuser can give a file away.
   static_cast<void>(::fchown(to, status.st_uid, status.st_gid));
   constexpr mode_t kPermissions = 0777;
@@ -104,9 +104,9 @@ class MoveAcross {
 
   Result<> run() {
     if (exists(to_)) return Error(EEXIST);
-    if (const Result<> mine = refuseOthersFile(from_); !mine.ok()) return mine;
+    if (Result<> mine = refuseOthersFile(from_); !mine.ok()) return mine;
     folder_ = openFolderOf(to_);
-    if (const Result<> made = makeCopyAndMoveAside(); !made.ok()) return made;
+    if (Result<> made = makeCopyAndMoveAside(); !made.ok()) return made;
     Result<> moved = copy();
     if (moved.ok()) moved = replaceByCopy();
     if (!moved.ok()) {
@@ -143,7 +143,7 @@ class MoveAcross {
 
   // Puts the complete copy in its place and removes the file; on failure nothing is at `to_`.
   Result<> replaceByCopy() noexcept {
-    if (const Result<> moved = move(copy_.path, to_); !moved.ok()) return moved;
+    if (Result<> moved = move(copy_.path, to_); !moved.ok()) return moved;
     Result<> result = syncFolder(folder_);
     if (result.ok() && ::unlink(aside().c_str()) != 0) result = Error::last();
     if (!result.ok()) ::unlink(to_.c_str());
@@ -155,12 +155,12 @@ class MoveAcross {
   void moveBack() noexcept {
     constexpr int kRounds = 100;  // of further lines, each with a file of its own
     for (int round = 0; round < kRounds; ++round) {
-      const Result<> moved = move(aside(), from_);
+      Result<> moved = move(aside(), from_);
       if (moved.ok()) return outcome_.remains.clear();
       if (!failedWith(moved, EEXIST)) return;
       Result<std::string> newer = memoryPermitting(Error(ENOMEM), [&] { return moveAside(from_); });
       if (!newer.ok()) continue;  // it has been moved by others
-      const Result<> added = memoryPermitting(Error(ENOMEM), [&] { return addToFile(newer.value()); });
+      Result<> added = memoryPermitting(Error(ENOMEM), [&] { return addToFile(newer.value()); });
       if (added.ok()) continue;
       if (!move(newer.value(), from_).ok()) outcome_.remains.push_back(std::move(newer).value());
       return;
@@ -176,7 +176,7 @@ class MoveAcross {
     if (!to.ok()) return to.error();
     const int source = from.value().get();
     const int target = to.value().get();
-    if (const Result<> copied = copyWithLastLines(source, target); !copied.ok()) return copied;
+    if (Result<> copied = copyWithLastLines(source, target); !copied.ok()) return copied;
     ::unlink(newer.c_str());
     if (!copyWithLastLines(source, target).ok()) outcome_.hasLostLines = true;
     return {};
@@ -236,8 +236,8 @@ MoveOutcome moveFile(std::string_view from, std::string_view to) {
     if (!real::canExist(from) || !real::canExist(to)) return Error(ENOENT);
     const std::string source(from);
     const std::string destination(to);
-    if (const Result<> isFile = refuseWhatIsNoFile(source); !isFile.ok()) return isFile;
-    const Result<> moved = renameWithoutReplacing(source, destination);
+    if (Result<> isFile = refuseWhatIsNoFile(source); !isFile.ok()) return isFile;
+    Result<> moved = renameWithoutReplacing(source, destination);
     return failedWith(moved, EXDEV) ? MoveAcross(source, destination, outcome).run() : moved;
   };
   outcome.result = memoryPermitting(Error(ENOMEM), move);  // what remains is reported, whatever failed

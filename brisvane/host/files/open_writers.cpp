@@ -20,7 +20,7 @@ Result<> copyToEnd(int from, int to) noexcept {
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return Error::last();
     if (count == 0) return {};
-    const Result<> written = writeAll(to, {chunk, static_cast<std::size_t>(count)});
+    Result<> written = writeAll(to, {chunk, static_cast<std::size_t>(count)});
     if (!written.ok()) return written;
   }
 }
@@ -47,7 +47,7 @@ Result<> copyWithLastLines(int from, int to) noexcept {
   const auto start = steady_clock::now();
   for (;;) {
     const Writers writers = writersOf(from);
-    if (const Result<> copied = copyToEnd(from, to); !copied.ok()) return copied;
+    if (Result<> copied = copyToEnd(from, to); !copied.ok()) return copied;
     if (writers == Writers::kNone) return {};
     const auto elapsed = steady_clock::now() - start;
     if (writers != Writers::kSome && elapsed > kUsualWrite) return {};
