@@ -100,10 +100,10 @@ class BRISVANE_EXPORT BVLog final {
   // last dot of the name, be that its first or its last character; without a dot the stamp comes last.
   //
   // Nothing is ever replaced: a destination that exists, as after two backups within one second, is
-  // a failure. A failure leaves the file in place, and is told as an error of the default logger:
+  // a failure. A failure leaves the file in place, and is reported as an error of the default logger:
   // "Failed to backup log: ", both paths and the reason, and where the file is should it not even
   // have been put back, or should its last lines alone not have reached another file system.
-  // Without a log file nothing is done or told.
+  // Without a log file nothing is done or reported.
   //
   // Blocks for a rename; to another file system, for a copy, which host::moveFile() describes.
   void backupLogFileTo(Text destination) noexcept;

@@ -11,7 +11,7 @@ namespace brisvane {
 
 // Appends the text's bytes, with nothing added, to a file, which is made when it is not there.
 // Appends of several threads and processes neither tear nor overwrite each other on a local file
-// system. A failure is told as an error of the default logger, "Failed to append string to file "
+// system. A failure is reported as an error of the default logger, "Failed to append string to file "
 // with the path, ": " and the reason; a file that exists and cannot be opened is never replaced.
 BRISVANE_EXPORT void appendTo(Text text, Text file) noexcept;
 

@@ -2,8 +2,8 @@
 //
 // Threads. shared() and the class-level operations may be called from any thread at any
 // time. Getters, profile() and the decoders may run at the same time on one object, as long
-// as no setter, setIsSeed() or setPlatformInfo() does; osVersion() and the four flags may be
-// read and set by any threads at any time.
+// as no setter, setIsSeed() or setPlatformInfo() runs. Any thread may read and set osVersion()
+// and the four flags at any time.
 #pragma once
 
 #include <atomic>
@@ -20,8 +20,8 @@
 namespace brisvane {
 
 // The machine's profile. Everything comes from the platform in force when it is gathered:
-// the device registry, the identity service and the system version file. What cannot be
-// found is absent; nothing is logged, and nothing fails visibly. docs/linux.md lists where
+// the device registry, the identity service and the system version file. A value that is not
+// found is absent. Nothing is logged, and gathering reports no failure. docs/linux.md lists where
 // each value comes from on Linux, and which ones only root can read.
 //
 //   namespace bv = brisvane;
@@ -155,7 +155,7 @@ class BRISVANE_EXPORT BVSystemInfo final {
   [[nodiscard]] const std::optional<std::string>& osBuildVersionStr() const noexcept { return osBuildVersionStr_; }
   void setOsBuildVersionStr(Text osBuildVersionStr) noexcept { set(osBuildVersionStr_, osBuildVersionStr); }
 
-  // The running OS version; three zeros when nothing tells it. Read and set as a whole.
+  // The running OS version; three zeros when it is unknown. Read and set as a whole.
   [[nodiscard]] host::OsVersion osVersion() const noexcept;
   void setOsVersion(host::OsVersion osVersion) noexcept;
 

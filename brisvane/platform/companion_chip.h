@@ -1,4 +1,4 @@
-// The companion chips of hosts whose own firmware does not tell of them: which board a
+// The companion chips of hosts whose own firmware does not report them: which board a
 // chip sits on, by the identifier of the host's board. Private to the library.
 #pragma once
 

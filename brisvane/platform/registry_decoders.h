@@ -10,7 +10,7 @@
 
 namespace brisvane {
 
-// The text that a property holds; BVSystemInfo::stringFromHwRegEntry tells the rules.
+// The text that a property holds; BVSystemInfo::stringFromHwRegEntry has the rules.
 std::optional<std::string> decodeText(const std::optional<Object>& property);
 
 // The first bytes of a byte buffer, as many as the number has, little-endian. nullopt for

@@ -10,7 +10,7 @@ namespace brisvane::host::real {
 // Remembers an open file whose end is such a write. When there are too many, the one remembered first is forgotten.
 void rememberCutLine(int file) noexcept;
 
-// Forgets it, and tells whether it was remembered by this process. One that is shorter than it was then has been
+// Forgets it. The result is whether this process remembered it. One that is shorter than it was then has been
 // emptied, or is another file with its number: the cut line is gone.
 bool forgetCutLine(int file) noexcept;
 

@@ -65,7 +65,7 @@ class BRISVANE_EXPORT Line {
 BRISVANE_EXPORT void release(int descriptor, Mark mark) noexcept;
 
 // Blocks until the descriptor is readable, for at most `time`. A line that has hung up is readable.
-// False on time-out, and when the wait fails. A read afterwards tells the two apart.
+// False on time-out, and when the wait fails. A read afterwards shows which of the two it was.
 [[nodiscard]] BRISVANE_EXPORT bool waitReadable(int descriptor, std::chrono::microseconds time) noexcept;
 
 // Reads once into `buffer`. The number of bytes; 0 for a quiet line.
