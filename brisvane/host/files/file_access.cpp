@@ -9,9 +9,8 @@ namespace {
 // Keeps SIGPIPE from this thread while it writes to what is no file. One that was pending before stays.
 class NoBrokenPipeSignal {
  public:
-  explicit NoBrokenPipeSignal(int descriptor) noexcept {
-    struct stat status {};
-    if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) return;
+  explicit NoBrokenPipeSignal(Target target) noexcept {
+    if (target == Target::kRegularFile) return;
     ::sigemptyset(&signal_);
     ::sigaddset(&signal_, SIGPIPE);
     sigset_t pending;
@@ -47,8 +46,16 @@ Result<Descriptor> openExisting(const std::string& path, int flags) {
   return file;
 }
 
-Result<> writeAll(int descriptor, std::string_view bytes, std::size_t* written) noexcept {
-  const NoBrokenPipeSignal guard(descriptor);
+// fstat() would ask for the times, too: a file whose change time was seen has its inode updated by the next write.
+FileTraits traitsOf(int descriptor) noexcept {
+  struct statx status {};
+  if (::statx(descriptor, "", AT_EMPTY_PATH, STATX_TYPE | STATX_NLINK, &status) != 0) return {};
+  const bool isRegular = S_ISREG(status.stx_mode);
+  return {isRegular, isRegular && status.stx_nlink == 0};
+}
+
+Result<> writeAll(int descriptor, Target target, std::string_view bytes, std::size_t* written) noexcept {
+  const NoBrokenPipeSignal guard(target);
   if (written != nullptr) *written = 0;
   while (!bytes.empty()) {
     const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());

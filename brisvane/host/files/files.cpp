@@ -19,6 +19,7 @@ using real::canExist;
 using real::createBeside;
 using real::Descriptor;
 using real::failedWith;
+using real::FileTraits;
 using real::forgetCutLine;
 using real::isAnyLineCut;
 using real::kNewFileMode;
@@ -27,6 +28,8 @@ using real::openDescriptor;
 using real::openExisting;
 using real::rememberCutLine;
 using real::renameWithoutReplacing;
+using real::Target;
+using real::traitsOf;
 using real::writeAll;
 
 Result<> of(std::string_view path, Result<> result) {
@@ -40,7 +43,7 @@ Result<> moveWithoutReplacing(const std::string& from, const std::string& path, 
   // The file system has no way to do that: what is written can be seen before it is complete.
   const Descriptor file = openDescriptor(path.c_str(), O_WRONLY | O_APPEND | O_NOCTTY | O_CREAT | O_EXCL, mode);
   if (!file.valid()) return Error::last();
-  Result<> written = writeAll(file.get(), bytes);
+  Result<> written = writeAll(file.get(), Target::kRegularFile, bytes);
   ::unlink(written.ok() ? from.c_str() : path.c_str());
   return written;
 }
@@ -50,7 +53,7 @@ Result<> create(const std::string& path, std::string_view bytes, mode_t mode = k
   Result<NewFile> beside = createBeside(path, mode);
   if (!beside.ok()) return beside.error();
   NewFile& made = beside.value();
-  Result<> result = writeAll(made.file.get(), bytes);
+  Result<> result = writeAll(made.file.get(), Target::kRegularFile, bytes);
   if (isAnyLineCut()) forgetCutLine(made.file.get());  // of a removed file that had the number of this one
   made.file.reset(-1);
   if (result.ok()) result = moveWithoutReplacing(made.path, path, bytes, mode);
@@ -60,12 +63,6 @@ Result<> create(const std::string& path, std::string_view bytes, mode_t mode = k
 
 bool isLackOfRoom(int error) noexcept { return error == ENOSPC || error == EDQUOT || error == EFBIG; }
 
-// Whether no path leads to the file any more: what is written to it is gone when it is closed.
-bool isRemoved(int file) noexcept {
-  struct stat status {};
-  return ::fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 0;
-}
-
 bool isSymbolicLink(const std::string& path) noexcept {
   struct stat status {};
   return ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
@@ -74,19 +71,19 @@ bool isSymbolicLink(const std::string& path) noexcept {
 enum class Content : std::uint8_t { kAny, kLine };
 
 // `beganAnew` when the bytes begin with the line feed that a cut line lacks.
-Result<> writeToEnd(int file, std::string_view bytes, bool beganAnew) noexcept {
+Result<> writeToEnd(int file, Target target, std::string_view bytes, bool beganAnew) noexcept {
   std::size_t count = 0;
-  Result<> written = writeAll(file, bytes, &count);
+  Result<> written = writeAll(file, target, bytes, &count);
   if (!written.ok() && (count > 0 || beganAnew)) rememberCutLine(file);
   if (written.ok() && bytes.ends_with('\n') && isAnyLineCut()) forgetCutLine(file);
   return written;
 }
 
-Result<> writeToEnd(int file, std::string_view bytes, Content content) {
-  if (content == Content::kAny || !isAnyLineCut()) return writeToEnd(file, bytes, false);
+Result<> writeToEnd(int file, Target target, std::string_view bytes, Content content) {
+  if (content == Content::kAny || !isAnyLineCut()) return writeToEnd(file, target, bytes, false);
   const std::string onItsOwn = join({"\n", bytes});
   const bool isAfterCutLine = forgetCutLine(file);
-  return writeToEnd(file, isAfterCutLine ? onItsOwn : bytes, isAfterCutLine);
+  return writeToEnd(file, target, isAfterCutLine ? onItsOwn : bytes, isAfterCutLine);
 }
 
 Result<> append(std::string_view path, std::string_view bytes, Content content) {
@@ -99,8 +96,9 @@ Result<> append(std::string_view path, std::string_view bytes, Content content) 
     const Result<Descriptor> file = openExisting(name, O_WRONLY | O_APPEND);
     if (file.ok()) {
       const int descriptor = file.value().get();
-      if (round < kRounds - 1 && isRemoved(descriptor)) continue;
-      return writeToEnd(descriptor, bytes, content);
+      const FileTraits traits = traitsOf(descriptor);
+      if (round < kRounds - 1 && traits.isRemoved) continue;
+      return writeToEnd(descriptor, traits.isRegular ? Target::kRegularFile : Target::kAny, bytes, content);
     }
     if (file.error().number() != ENOENT) return file.error();
     Result<> created = create(name, bytes);
@@ -118,7 +116,7 @@ Result<> overwrite(const std::string& path, std::string_view bytes) {
   if (::fcntl(file, F_SETFL, 0) != 0) return Error::last();  // a pipe that is read is waited for
   // A disk without room for it is found out while the file still holds what it did.
   if (size > 0 && ::fallocate(file, FALLOC_FL_KEEP_SIZE, 0, size) != 0 && isLackOfRoom(errno)) return Error::last();
-  if (Result<> written = writeAll(file, bytes); !written.ok()) return written;
+  if (Result<> written = writeAll(file, Target::kAny, bytes); !written.ok()) return written;
   // Only a regular file has a length. What else there is, as a pipe, has taken the bytes.
   if (::ftruncate(file, size) != 0 && errno != EINVAL) return Error::last();
   return {};

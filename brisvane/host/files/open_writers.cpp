@@ -20,7 +20,7 @@ Result<> copyToEnd(int from, int to) noexcept {
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return Error::last();
     if (count == 0) return {};
-    Result<> written = writeAll(to, {chunk, static_cast<std::size_t>(count)});
+    Result<> written = writeAll(to, Target::kAny, {chunk, static_cast<std::size_t>(count)});
     if (!written.ok()) return written;
   }
 }

@@ -66,7 +66,7 @@ Result<Descriptor> sealedMemory(std::string_view entry) noexcept {
   Descriptor memory =
       Descriptor::aboveStandardStreams(::memfd_create("brisvane-log-entry", MFD_CLOEXEC | MFD_ALLOW_SEALING));
   if (!memory.valid()) return Error::last();
-  if (const auto written = writeAll(memory.get(), entry); !written.ok()) return written.error();
+  if (const auto written = writeAll(memory.get(), Target::kRegularFile, entry); !written.ok()) return written.error();
   constexpr int kSeals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL;
   if (::fcntl(memory.get(), F_ADD_SEALS, kSeals) != 0) return Error::last();
   return memory;
