@@ -1,6 +1,9 @@
-// Everything a diagnostic tool calls. A tool that brings a platform of its own also
-// includes <brisvane/host/platform.h>; one that uses the simulated machine,
-// <brisvane/host/simulated/simulated_machine.h>.
+// The operations and values that most diagnostic tools need. Other headers are included one by one:
+//  - <brisvane/host/platform.h>: a platform of the tool's own;
+//  - <brisvane/host/launching/command.h>: commands under way;
+//  - <brisvane/host/formats/file_url.h>: the file URLs of paths;
+//  - <brisvane/host/crypto/digest.h>: digests of bytes in pieces;
+//  - <brisvane/host/simulated/simulated_machine.h>: the simulated machine.
 #pragma once
 
 #include "brisvane/logging/BVLog.h"

@@ -1,7 +1,7 @@
 // Platform, the services through which the library uses a machine, and the choice of the platform
 // in force.
-// platform() and ScopedPlatform may be used from any thread. A Platform is a plain value: fill it
-// first, then share it as const.
+// platform() and ScopedPlatform may be used from any thread. A Platform belongs to one thread while
+// it is filled. After that, any number of threads may share it as const.
 //
 //   auto platform = std::make_shared<host::Platform>();
 //   platform->setPreferences(std::make_shared<MyPreferences>());
@@ -23,13 +23,13 @@
 
 namespace brisvane::host {
 
-// A copyable set of services. A service that was not set, or was set to null, is the interface
-// with its default operations, which answer "nothing":
-//  - no log entry is recorded;
-//  - no preference, registry node, identity answer or system version exists;
-//  - devices and network interfaces cannot be listed;
-//  - a launch fails.
-// The clock is the exception: without one of its own, a platform has the machine's clock.
+// A copyable set of services. Each setter replaces one service; null removes it.
+// A platform without a service uses the default operations of that interface:
+//  - system log: records no entry;
+//  - preferences, registry, identity service, system version: have no values;
+//  - device nodes, network interfaces: listing fails, and a device's path is used unchanged;
+//  - launch service: a launch fails;
+//  - clock: the machine's clock.
 class BRISVANE_EXPORT Platform {
  public:
   Platform() noexcept;
@@ -67,15 +67,15 @@ class BRISVANE_EXPORT Platform {
 };
 
 // The platform in force: that of the innermost ScopedPlatform, else the machine that the program
-// runs on. Never null. When memory runs out on first use, its services answer "nothing".
-// An operation calls this once and uses the result to its end.
+// runs on. Never null. When memory runs out on first use, the result is a platform without
+// services. Call it once in each operation and keep the result until the operation ends.
 [[nodiscard]] BRISVANE_EXPORT std::shared_ptr<const Platform> platform() noexcept;
 
 // Puts a platform in force for the whole process. Its destructor puts the previous one back.
-// ScopedPlatforms nest. REQUIRES: they are destroyed in the reverse order.
+// ScopedPlatforms nest. REQUIRES: they are destroyed in the reverse order of their making.
 class BRISVANE_EXPORT ScopedPlatform {
  public:
-  // A null platform changes nothing. It allocates no memory, so it cannot fail.
+  // A null platform changes nothing. The constructor allocates no memory and cannot fail.
   [[nodiscard]] explicit ScopedPlatform(std::shared_ptr<const Platform> platform) noexcept;
   ScopedPlatform(const ScopedPlatform&) = delete;
   ScopedPlatform& operator=(const ScopedPlatform&) = delete;

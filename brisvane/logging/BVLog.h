@@ -1,8 +1,7 @@
 // BVLog, the logger: the system log, a log file, and a text that collects the errors.
-// Every operation may be called from any thread at the same time, and from the
-// destructor of a static object. All work is done, and the file system and the system log
-// waited for, before an operation returns. What gives a value or makes an object may throw
-// std::bad_alloc, as the containers do; nothing else throws.
+// Any number of threads may call every operation at the same time, also from the destructor of a
+// static object. An operation returns when its work is done: it blocks for the file system and the
+// system log. An operation that is not noexcept may throw std::bad_alloc. Nothing else is thrown.
 #pragma once
 
 #include <cstdint>
@@ -19,9 +18,9 @@
 
 namespace brisvane {
 
-// Sends each message to the system log. info, error and fault messages also become a
-// line of the log file, when there is one; error messages are also collected in the
-// aggregated error text of the process. An absent message counts as the empty text.
+// Sends each message to the system log. An info, error or fault message also becomes a line of the
+// log file, when there is one. An error message is also collected in the aggregated error text of
+// the process. An absent message is taken as the empty text.
 //
 // A line is the timestamp in local time, a space, the level ("ERROR " or "FAULT ", nothing
 // for info), the message unchanged, a space and a line feed:
@@ -29,52 +28,56 @@ namespace brisvane {
 //   2024-03-05 9:7:3 port opened
 //   2024-03-05 9:7:4 ERROR Error writing to serial port:5
 //
-// The message's bytes are written as they are: nothing is escaped, and what is not UTF-8 stays so.
+// The message is written byte for byte: nothing is escaped, and bytes that are not UTF-8 stay.
 //
-// The time zone is the one in force when the line is written. A change of TZ is followed at once, one
-// of /etc/localtime from the first line of the next second on. REQUIRES: no other thread changes the
-// environment meanwhile (setenv, putenv), because a line reads TZ.
+// The time zone is the one in force when the line is written. A change of TZ takes effect at once.
+// A change of /etc/localtime takes effect with the first line of the next second.
+// REQUIRES: no other thread changes the environment (setenv, putenv), because a line reads TZ.
 //
-// Each line opens the file, appends in one write and closes it: lines of several threads
-// and processes neither tear nor get lost on a local file system, even while the file is moved away, which a new
-// one at the same path follows. No operation reports a failure to its caller. A line that
-// cannot be written is reported to the system log as an error entry, "ERROR: Failed to write
-// string to file " with the path, ": " and the reason; an existing file that cannot be
-// opened is never replaced.
+// Each line opens the file, appends in one write and closes it. On a local file system, lines of
+// several threads and processes neither tear nor get lost. The file may be moved away at any time:
+// the next line makes a new one at the same path. A file that exists and cannot be opened is never
+// replaced.
+//
+// A logging operation has no result. When a line cannot be written, logFileFailure() has the
+// reason, and the system log gets an error entry: "ERROR: Failed to write string to file ", the
+// path, ": " and the reason.
 //
 // What can damage a line:
-// - A full disk, or a limit of the process, can cut it short. Its beginning stays in the file, and the failure
-//   is reported as above. The next line of this process to that file begins with a line feed, so that only
-//   one line is damaged. Lines of other processes follow directly.
-// - A process that is killed while it writes (kill -9) leaves the whole line, its beginning, or nothing. No line
-//   feed follows a beginning then. Killed while it makes a new log file, it can leave a file beside it
-//   whose name is ".bv" and 16 hexadecimal digits, and which nobody removes.
-// - A machine that crashes or loses its power can also lose lines whose operations have returned: no
-//   line is synced to the disk. kill -9 loses none of these.
+// - A full disk, or a limit of the process, can cut it short. Its beginning stays in the file. The
+//   failure is reported as above. The next line of this process to that file begins with a line
+//   feed, so that only one line is damaged. Lines of other processes follow directly.
+// - A process that is killed while it writes (kill -9) leaves the whole line, its beginning, or
+//   nothing. No line feed follows a beginning then. A process that is killed while it makes a new
+//   log file can leave a file beside it, named ".bv" and 16 hexadecimal digits. Nobody removes that
+//   file.
+// - A crash of the machine or a power failure can also lose lines whose operations have returned,
+//   because no line is synced to the disk. kill -9 loses none of these.
 //
-// A system log that hangs is waited for once, for at most 2 seconds; its entries are then dropped until it takes one
-// again, and an entry reports how many. The file gets every line.
+// When the system log hangs, the library waits for it once, for at most 2 seconds. It then drops
+// entries until the system log takes one again. The entry after that says how many were dropped.
+// The file gets every line.
 //
 //   namespace bv = brisvane;
 //   bv::BVLog::configureDefault(bv::SystemLogHandle::waylineLog(), "/var/tmp/run.log", std::nullopt);
 //   bv::BVLog::Default::info("port opened");
 class BRISVANE_EXPORT BVLog final {
  public:
-  // A logger on a channel of the system log, with an optional log file. Without a
-  // verbosity level, the preference "BrisvaneVerbosityLevel" of the process's standard
-  // store decides, now and for good: 0 when it is missing or no number.
+  // A logger on a channel of the system log, with an optional log file. Without a verbosity level,
+  // reads the preference "BrisvaneVerbosityLevel" of the process's standard store once, now: 0 when
+  // it is missing or no number.
   BVLog(const SystemLogHandle& osLog, Text logFilePath, std::optional<std::int64_t> verbosityLevel);
   BVLog(const BVLog&) = delete;
   BVLog& operator=(const BVLog&) = delete;
   ~BVLog();
 
-  // The path of the log file; nullopt or empty for none. Setting it touches no file
-  // and records the change as a debug entry.
+  // The path of the log file; nullopt or empty for none. Setting it touches no file, and records
+  // the change as a debug entry. When memory runs out, the path may be unchanged.
   [[nodiscard]] std::optional<std::string> logFilePath() const;
   void setLogFilePath(Text path) noexcept;
 
-  // Why a line of this logger did not reach the log file, the last of them; nullopt when all did.
-  // What the error concerns is the path; nothing when memory ran out.
+  // The last failure to write a line of this logger to the log file; nullopt when there was none.
+  // The error's what() is the path; it is empty when memory ran out.
   [[nodiscard]] std::optional<Error> logFileFailure() const noexcept;
 
   // The threshold of debugl. Setting it records the change as a debug entry.
@@ -94,37 +97,37 @@ class BRISVANE_EXPORT BVLog final {
   // A fault entry and a line of the log file.
   void fault(Text message) noexcept;
 
-  // Moves the log file aside; the next line begins a new one at its path. Without a destination
-  // it stays in its folder, under its name with the local date and time ahead of the extension:
-  // /var/log/run.log becomes /var/log/run_2024-03-05_9:7:3.log. The extension is what follows the
-  // last dot of the name, be that its first or its last character; without a dot the stamp comes last.
+  // Moves the log file to `destination`. The next line begins a new file at the log's path. An
+  // absent destination stands for backupPath() of now. Does nothing without a log file.
   //
-  // Nothing is ever replaced: a destination that exists, as after two backups within one second, is
-  // a failure. A failure leaves the file in place, and is reported as an error of the default logger:
-  // "Failed to backup log: ", both paths and the reason, and where the file is should it not even
-  // have been put back, or should its last lines alone not have reached another file system.
-  // Without a log file nothing is done or reported.
+  // Fails when something is at the destination, as after two backups within one second: nothing is
+  // ever replaced. A failure leaves the file in place, except in the cases that host::moveFile()
+  // lists. The default logger logs it as an error: "Failed to backup log: ", both paths and the
+  // reason, then the places where the file is left if it could not be moved back.
   //
-  // Blocks for a rename; to another file system, for a copy, which host::moveFile() describes.
+  // Blocks for a rename, or for a copy to another file system.
   void backupLogFileTo(Text destination) noexcept;
 
-  // The path that a backup of the log file at `logPath` has without a destination, at a moment.
+  // The path to which a backup without a destination moves the log file at `logPath`: the date and
+  // the time, in local time, stand ahead of the extension. /var/log/run.log becomes
+  // /var/log/run_2024-03-05_9:7:3.log. The extension begins with the last dot of the file's name,
+  // wherever that stands. Without a dot, date and time come last.
   [[nodiscard]] static std::string backupPath(Text logPath, Date moment);
 
-  // The process-wide default logger, which the whole library reports through. The
-  // first use of it (reading, setting, configuring, logging) builds one on waylineLog()
-  // without a log file; it is never null.
+  // The default logger of the process, to which the whole library logs. Never null. The first use
+  // (reading, setting, configuring or logging) makes one on waylineLog() without a log file.
   [[nodiscard]] static std::shared_ptr<BVLog> defaultLog();
-  // Replaces the default logger; null is ignored. The previous one is left as it is.
+  // Replaces the default logger. Null is ignored. The previous logger is not changed.
   static void setDefault(std::shared_ptr<BVLog> log) noexcept;
   // Makes a new logger from these arguments the default one.
   static void configureDefault(const SystemLogHandle& osLog, Text logFilePath,
                                std::optional<std::int64_t> verbosityLevel) noexcept;
 
-  // A copy of the text that collects every error of every logger, each followed by a
-  // line feed. It takes no more once it is longer than 4,000 user-perceived characters.
+  // A copy of the aggregated error text. It collects every error of every logger, each followed by
+  // a line feed. Once it is longer than 4,000 user-perceived characters, further errors are left
+  // out.
   [[nodiscard]] static std::string aggregatedErrorDescription();
-  // Replaces that text; an empty one clears it.
+  // Replaces that text. An empty or absent `text` clears it.
   static void initAggregatedError(Text text) noexcept;
 
   // The operations of the logger that is the default at the moment of the call.

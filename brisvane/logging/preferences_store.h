@@ -1,5 +1,5 @@
 // PreferencesStore, a named store of settings, and the library's own one.
-// A store is read-only here; any number of threads may read one at the same time.
+// A store is read-only. Any number of threads may read one at the same time.
 #pragma once
 
 #include <cstdint>
@@ -11,8 +11,8 @@
 
 namespace brisvane {
 
-// Holds the store's name only: each read asks the preferences of the platform in
-// force at that moment, and sees what is set then.
+// A store by its name. Each read asks the preferences of the platform in force again, so that it
+// sees what is set at that moment.
 class BRISVANE_EXPORT PreferencesStore {
   struct Standard {};
 
@@ -20,19 +20,19 @@ class BRISVANE_EXPORT PreferencesStore {
   // The process's standard store, named after the program.
   [[nodiscard]] static const PreferencesStore& standard();
 
-  // The store of a suite. One without a name holds nothing.
+  // The store of a suite. A store with an empty or absent name has no values.
   explicit PreferencesStore(Text suite);
   explicit PreferencesStore(Standard /*tag*/) : isStandard_(true) {}
 
   // The suite's name; empty for the standard store.
   [[nodiscard]] const std::string& suite() const noexcept { return suite_; }
 
-  // The text under `key`; nullopt when there is none. May read files, and the environment
-  // for where they are: REQUIRES that no other thread sets a variable meanwhile.
+  // The text under `key`. nullopt when there is none, and when memory runs out. Blocks while files
+  // are read. REQUIRES: no other thread changes the environment, which says where the files are.
   [[nodiscard]] std::optional<std::string> text(Text key) const noexcept;
 
-  // The text under `key` read as a decimal integer, a sign allowed; 0 when it is
-  // missing, no number, or beyond 64 bits.
+  // The text under `key` as a decimal integer, with or without a sign. 0 when it is missing, is no
+  // number or does not fit into 64 bits. REQUIRES: as for text().
   [[nodiscard]] std::int64_t integer(Text key) const noexcept;
 
  private:
@@ -42,8 +42,8 @@ class BRISVANE_EXPORT PreferencesStore {
 
 namespace Diagnostics {
 
-// The library's own preferences suite, the same object at every call. The library
-// itself reads nothing from it. The first call may throw std::bad_alloc.
+// The library's own suite, the same object at each call. The library itself reads nothing from it.
+// The first call may throw std::bad_alloc.
 [[nodiscard]] BRISVANE_EXPORT const PreferencesStore& diagDefaults();
 
 }  // namespace Diagnostics

@@ -1,5 +1,5 @@
-// SystemLogHandle, what a logger writes its system-log entries to.
-// A handle is a value; any number of threads may use one, or copies of it.
+// SystemLogHandle, the channel of the system log to which a logger writes.
+// A value type: any number of threads may use one, or copies of it.
 #pragma once
 
 #include <memory>
@@ -12,14 +12,15 @@
 
 namespace brisvane {
 
-// A shared reference to a channel of the system log. It holds the channel's names
-// only: each entry goes to the system log of the platform in force at that moment.
+// A shared reference to a channel of the system log. It holds only the channel's names. Each entry
+// goes to the system log of the platform in force when it is written.
 class BRISVANE_EXPORT SystemLogHandle {
  public:
-  // A channel named by a subsystem (a reverse-DNS identifier) and a category.
+  // A channel named by a subsystem (a reverse-DNS identifier) and a category. May throw
+  // std::bad_alloc.
   SystemLogHandle(Text subsystem, Text category);
 
-  // Copied only, never moved from: no handle is ever without a channel.
+  // There is no move, so that every handle has a channel.
   SystemLogHandle(const SystemLogHandle&) = default;
   SystemLogHandle& operator=(const SystemLogHandle&) = default;
 
@@ -33,8 +34,8 @@ class BRISVANE_EXPORT SystemLogHandle {
   // Whether both refer to one channel object.
   [[nodiscard]] bool same(const SystemLogHandle& other) const noexcept { return names_ == other.names_; }
 
-  // Records one entry: `format` with its placeholder "%{public}@" standing for `message`.
-  // The second form is for an operation that has taken the platform already.
+  // Records one entry: `format`, with `message` in place of its placeholder "%{public}@". Does not
+  // fail: see host::SystemLog::write(). The second form takes the platform from the caller.
   void write(host::LogType type, std::string_view format, std::string_view message) const noexcept;
   void write(const host::Platform& platform, host::LogType type, std::string_view format,
              std::string_view message) const noexcept;

@@ -1,6 +1,6 @@
-// BVNvram, the machine's firmware variables: read in three views, written, deleted.
-// The class keeps no state and takes no lock: any thread may call anything at any time, and
-// concurrent calls meet only in the store, which orders them.
+// BVNvram, which reads, writes and deletes the machine's firmware variables.
+// The class keeps no state. Any thread may call any operation at any time. The store orders
+// concurrent calls.
 #pragma once
 
 #include <cstdint>
@@ -14,31 +14,40 @@
 
 namespace brisvane {
 
-// A variable has a full name: the text of a namespace GUID, letters upper-case, a colon and
-// a short name. The operations without a namespace take the full name as it is; those of the
-// system and the larder namespace take the short name and do the same otherwise.
+// Names. The full name of a variable is "GUID:name": the GUID of its namespace, a colon and a short
+// name. Some operations take the full name. Those of the system and the larder namespace take the
+// short name.
 //
-// Reads. The raw view is the value as the store gives it, as a rule a byte buffer; the
-// dictionary view is a byte buffer that holds a JSON object; the text view is a text as it
-// is, or a byte buffer as UTF-8, zero bytes at its end included. Without a value (no store, no
-// such variable, a refused guard, no JSON object, no text, no memory) the result is
-// `notFoundObject`: the very handle that was passed, or nullopt when that is nullopt. One case
-// differs: the text view of bytes that are not UTF-8 is nullopt, whatever was passed.
+// Reads. There are three views of a value:
+//  - data: the value as the store has it, usually a byte buffer;
+//  - dictionary: the JSON object that a byte buffer holds;
+//  - string: a text unchanged, or the UTF-8 text of a byte buffer. Zero bytes at its end stay.
+// The result is `notFoundObject`, that very handle, in these cases; an operation without that
+// parameter gives nullopt:
+//  - there is no store or no such variable;
+//  - a guard refuses the read;
+//  - the value has no such view;
+//  - memory runs out.
+// The string view of bytes that are not UTF-8 is nullopt even when `notFoundObject` is not.
 //
-// Guards. With `requireDevFused`, a production-fused machine is refused; with
-// `requireInternalOS`, a machine that runs no internal OS. BVSystemInfo::shared() answers
-// both; it is used only when one is asked for. A refused read does not reach the store.
+// Guards. `requireDevFused` refuses the read on a production-fused machine. `requireInternalOS`
+// refuses it on a machine that runs no internal OS. Both use BVSystemInfo::shared(), whose first
+// use gathers the profile. A read without guards does not use it. A refused read does not reach the
+// store.
 //
-// Writes. The result is 0, or -1 when the machine has no variable store, or the store's errno
+// Writes and deletions. The result is 0, or -1 when the machine has no variable store, or an errno
 // value:
-//  - EACCES, EPERM: this user may not write it.
+//  - EACCES, EPERM: this user may not change the variable.
 //  - EROFS: the store is mounted read-only.
 //  - ENOSPC: the store is full.
-//  - EINVAL: a name without a GUID, an empty value, or a value that the firmware refuses.
-//  - ENOMEM: memory has run out.
-// Nothing is read back. A new variable is non-volatile.
+//  - EINVAL: the name has no GUID, the value is empty, or the firmware refuses the value.
+//  - ENAMETOOLONG: the name has more than 218 bytes.
+//  - ENOENT: the variable to delete does not exist.
+//  - ENOMEM: memory runs out.
+//  - EIO: the store reports no errno value.
+// A write is not read back. A new variable is non-volatile.
 //
-// Nothing logs. Each call blocks for as long as the firmware does.
+// No operation logs. Each blocks for as long as the firmware does.
 //
 //   auto mode = bv::BVNvram::systemGUID_stringFromVariable("bench-mode");
 //   std::int32_t status = bv::BVNvram::writeSystemGUID_StringVariable("bench-mode", "burn-in");
@@ -46,7 +55,7 @@ class BRISVANE_EXPORT BVNvram final {
  public:
   BVNvram() = delete;
 
-  // The two namespaces, GUIDs of this project's own.
+  // The GUIDs of the two namespaces. They belong to this library.
   static constexpr Guid kSystemGuid{0xED, 0xA7, 0x69, 0x7C, 0xEB, 0x6C, 0x45, 0x53,
                                     0xA9, 0x21, 0xC1, 0x31, 0x03, 0x6F, 0xC9, 0x39};
   static constexpr Guid kLarderGuid{0xA5, 0xD4, 0x20, 0x23, 0x9B, 0xB9, 0x43, 0x66,
@@ -64,8 +73,8 @@ class BRISVANE_EXPORT BVNvram final {
                                                                 const std::optional<Object>& notFoundObject) noexcept;
   [[nodiscard]] static std::optional<std::string> stringFromVariable(Text name) noexcept;
   static std::int32_t writeStringVariable(Text name, Text withValue) noexcept;
-  // Deletes the variable. When that succeeds, the store is asked to commit at once; a failure of
-  // the commit is ignored. The status for a missing variable is ENOENT.
+  // Deletes the variable. When that succeeds, the store commits at once. A failure to commit is
+  // ignored.
   static std::int32_t deleteVariable(Text name) noexcept;
 
   // --- Short names in the system namespace ---

@@ -1,9 +1,10 @@
-// BVSystemInfo, who the machine is and what it runs, gathered once.
+// BVSystemInfo, the machine's profile: who the machine is and what it runs.
 //
-// Threads. shared() and the class-level operations may be called from any thread at any
-// time. Getters, profile() and the decoders may run at the same time on one object, as long
-// as no setter, setIsSeed() or setPlatformInfo() runs. Any thread may read and set osVersion()
-// and the four flags at any time.
+// Threads:
+//  - The static operations may be called from any thread at any time.
+//  - Any thread may read and set osVersion() and the four flags at any time.
+//  - The other getters, profile() and the decoders may run at the same time on one object, as long
+//    as no setter, setIsSeed() or setPlatformInfo() runs on it.
 #pragma once
 
 #include <atomic>
@@ -19,10 +20,10 @@
 
 namespace brisvane {
 
-// The machine's profile. Everything comes from the platform in force when it is gathered:
-// the device registry, the identity service and the system version file. A value that is not
-// found is absent. Nothing is logged, and gathering reports no failure. docs/linux.md lists where
-// each value comes from on Linux, and which ones only root can read.
+// The machine's profile. Its values come from the registry, the identity service and the system
+// version file of the platform that is in force when they are gathered. A value that is unavailable
+// is absent. Gathering reports no failure and logs nothing. docs/linux.md lists the source of each
+// value on Linux, and the values that only root can read.
 //
 //   namespace bv = brisvane;
 //   const bv::BVSystemInfo& machine = bv::BVSystemInfo::shared();
@@ -30,48 +31,60 @@ namespace brisvane {
 //   const bv::Dictionary profile = machine.profile();
 class BRISVANE_EXPORT BVSystemInfo final {
  public:
-  // The one instance of the process, gathered on first use and again only by setPlatformInfo().
-  // It is never destroyed. The first use may throw std::bad_alloc. It blocks while the files of
-  // the machine are read; other threads wait for it. REQUIRES: no service of the platform in force
-  // calls it or forks, see host::IdentityService. A debug build stops there.
+  // The one instance of the process. The first call gathers it; after that only setPlatformInfo()
+  // does. It is never destroyed. The first call may throw std::bad_alloc. It blocks while it reads
+  // the machine's files, and other threads that call shared() wait for it.
+  // REQUIRES: no service of the platform in force calls shared() or forks while the first call
+  // gathers (see host::IdentityService). A debug build aborts if one does.
   [[nodiscard]] static BVSystemInfo& shared();
 
-  // An instance of the caller's own, gathered now.
+  // An instance of the caller's own. Gathers as setPlatformInfo() does.
   BVSystemInfo();
   BVSystemInfo(const BVSystemInfo&) = delete;
   BVSystemInfo& operator=(const BVSystemInfo&) = delete;
   ~BVSystemInfo();
 
-  // Gathers every value afresh. The values of a registry node that no longer exists stay as they
-  // are, except chipID. A value for which memory runs out stays as it is.
+  // Gathers every value again, from the platform in force. Blocks while it reads the machine's
+  // files.
+  //  - A value that its source no longer has becomes absent.
+  //  - A value that is read only with a registry node stays as it is when that node no longer
+  //    exists. chipID() and isPrePelorusHost() are not kept.
+  //  - A value for which memory runs out stays as it is.
   void setPlatformInfo() noexcept;
 
-  // Sets isSeedBuild from osBuildVersionStr: true when its third and its last character are
-  // letters and the fourth is "5". A letter is A to Z in either case, or a character above
-  // U+007F that the current locale takes for one. A shorter text gives false.
+  // Sets isSeedBuild() from osBuildVersionStr(): true when the third and the last character are
+  // letters and the fourth is "5". A letter is A to Z in either case, or a character above U+007F
+  // that is a letter in the current locale. False for an absent text, for one of fewer than four
+  // characters, and when memory runs out.
   void setIsSeed() noexcept;
 
-  // The current values, under exactly these keys: "chipId", "modelID", "serialNumber",
-  // "vireoVersion", "firmwareVersion", "uuid", "ecid", "buildVersion",
-  // "strRookeryBuildVersion" (the null marker when absent), "boardId" ("Orvel" when
-  // absent), "keelModelName" ("notKeel" when absent), and the booleans "isSeedBuild",
-  // "isPrePelorusHost", "isProductionFused" and "isInternaOS". May throw std::bad_alloc.
+  // The current values, always under these 15 keys. May throw std::bad_alloc.
+  //  - "chipId", "modelID", "serialNumber", "vireoVersion", "firmwareVersion", "uuid", "ecid",
+  //    "buildVersion" and "strRookeryBuildVersion": the null marker when the value is absent;
+  //  - "boardId": "Orvel" when boardIDStr() is absent;
+  //  - "keelModelName": "notKeel" when it is absent;
+  //  - "isSeedBuild", "isPrePelorusHost", "isProductionFused" and "isInternaOS": booleans.
   [[nodiscard]] Dictionary profile() const;
 
   // --- Registry decoders ---
   //
-  // Each reads one property of a node that the caller holds open in the registry of the
-  // platform in force (host::OpenNode). A property that is missing gives nullopt.
+  // Each reads the property named `value` of the node `entry`. nullopt when there is no such
+  // property, and when memory runs out. Blocks for as long as the registry does.
+  // REQUIRES: the caller has opened the node in the registry of the platform in force, and holds it
+  // open (host::OpenNode).
 
-  // The property as a text. A text is given as it is. A byte buffer is decoded: as UTF-8,
-  // without the zero bytes at its end; else as its ASCII characters ahead of the first zero
-  // byte; else, and when it begins with a byte below 0x0A, as two lower-case hexadecimal
-  // digits a byte. nullopt for an empty buffer and for any other kind.
+  // The property as a text. A text is returned unchanged. A byte buffer takes the first of these
+  // forms that fits:
+  //  1. It begins with a byte below 0x0A: two lower-case hexadecimal digits for each byte.
+  //  2. It is UTF-8: that text, without the zero bytes at its end.
+  //  3. It has only ASCII characters ahead of its first zero byte: those characters.
+  //  4. Any other: two lower-case hexadecimal digits for each byte.
+  // nullopt for an empty buffer and for a property of another kind.
   [[nodiscard]] std::optional<std::string> stringFromHwRegEntry(host::NodeHandle entry, Text value) const noexcept;
 
-  // The first eight, two or one bytes of a byte buffer as a little-endian number. nullopt
-  // for any other kind, and for a buffer that is too short; only the first takes a shorter
-  // one, whose missing bytes count as 0.
+  // The first eight, two or one bytes of a byte buffer, as a little-endian number. nullopt for a
+  // property of another kind. For a buffer that is too short, the first operation takes 0 for each
+  // missing byte; the other two give nullopt.
   [[nodiscard]] std::optional<std::uint64_t> numFromHwRegEntryData8Byte(host::NodeHandle entry,
                                                                         Text value) const noexcept;
   [[nodiscard]] std::optional<std::uint16_t> numFromHwRegEntryDataFlipWord(host::NodeHandle entry,
@@ -81,26 +94,26 @@ class BRISVANE_EXPORT BVSystemInfo final {
 
   // --- Folders ---
 
-  // Whether there is a folder at the path. Symbolic links are followed. When nothing is there and
-  // `createFolder` is true, the folder and every missing one above it are made, mode 0777 under the
-  // umask; the result is whether that succeeded. What exists is never changed. False when memory
-  // runs out. Blocks as long as the file system does.
+  // True when a folder is at the path. Symbolic links are followed. When nothing is there and
+  // `createFolder` is true, makes the folder and every missing one above it, mode 0777 under the
+  // umask. True when that succeeds. What exists is never changed. False also when memory runs out.
+  // Blocks for as long as the file system does.
   static bool folderExists(Text path, bool createFolder) noexcept;
 
   // --- Values ---
   //
-  // Setting one replaces it in this object only; no other value is derived from it anew. A text
-  // for which memory runs out is not set.
+  // An absent value is nullopt. A setter changes one value of this object and derives no other
+  // value from it. When memory runs out, a setter of a text changes nothing.
 
   // Whether the OS build is a pre-release: see setIsSeed().
   [[nodiscard]] bool isSeedBuild() const noexcept { return isSeedBuild_; }
   void setIsSeedBuild(bool isSeedBuild) noexcept { isSeedBuild_ = isSeedBuild; }
 
-  // Whether the host is of the generation before Pelorus hosts. Always false on arm64.
+  // Whether the host is of the generation before Pelorus hosts. Gathering never sets it on arm64.
   [[nodiscard]] bool isPrePelorusHost() const noexcept { return isPrePelorusHost_; }
   void setIsPrePelorusHost(bool isPrePelorusHost) noexcept { isPrePelorusHost_ = isPrePelorusHost; }
 
-  // Whether the machine takes production-signed software only.
+  // Whether the machine runs production-signed software only.
   [[nodiscard]] bool isProductionFused() const noexcept { return isProductionFused_; }
   void setIsProductionFused(bool isProductionFused) noexcept { isProductionFused_ = isProductionFused; }
 
@@ -155,7 +168,7 @@ class BRISVANE_EXPORT BVSystemInfo final {
   [[nodiscard]] const std::optional<std::string>& osBuildVersionStr() const noexcept { return osBuildVersionStr_; }
   void setOsBuildVersionStr(Text osBuildVersionStr) noexcept { set(osBuildVersionStr_, osBuildVersionStr); }
 
-  // The running OS version; three zeros when it is unknown. Read and set as a whole.
+  // The running OS version; three zeros when it is unknown. Reading and setting are atomic.
   [[nodiscard]] host::OsVersion osVersion() const noexcept;
   void setOsVersion(host::OsVersion osVersion) noexcept;
 

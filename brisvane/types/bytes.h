@@ -1,5 +1,5 @@
-// Bytes, the view that an operation takes a key by: a text or a byte buffer.
-// A Bytes is a value without state of its own: any number of threads may use one.
+// Bytes, the type of arguments that are a text or a byte buffer.
+// A value type: any number of threads may read one.
 #pragma once
 
 #include <concepts>
@@ -14,11 +14,11 @@
 
 namespace brisvane {
 
-// A view of bytes that may be absent: those of a buffer, or the UTF-8 bytes of a text.
-// Whatever makes an absent Text makes absent Bytes, and so does an empty optional buffer;
-// an empty text or buffer is present and has no bytes.
+// A view of the bytes of a buffer or a text. It may be absent: what makes an absent Text makes
+// absent Bytes, and so does an empty optional buffer. An empty text or buffer is present and has no
+// bytes.
 //
-// Bytes do not own what they view: use them as an argument, never as a member.
+// Bytes do not own what they view. Use them as an argument, never as a member.
 class Bytes {
  public:
   // NOLINTBEGIN(google-explicit-constructor): becoming Bytes unasked is what it is for.

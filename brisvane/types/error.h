@@ -1,5 +1,6 @@
-// Error, what went wrong, and its wording.
-// A value type: any number of threads may read one. Copying and building one never throws.
+// Error, the reason of a failure and its text.
+// A value type: any number of threads may read one. Making and copying one never throws. A function
+// that gives a std::string may throw std::bad_alloc.
 #pragma once
 
 #include <cerrno>
@@ -11,11 +12,11 @@
 
 namespace brisvane {
 
-// The system's words for an errno value, as in "No such file or directory". The
-// wording does not depend on the locale.
+// The system's text for an errno value, such as "No such file or directory". It does not depend on
+// the locale.
 [[nodiscard]] BRISVANE_EXPORT std::string errorText(int number);
 
-// How messages name a path: an empty one is named as that.
+// The path as messages show it: "an empty path" when it is empty.
 [[nodiscard]] inline std::string_view shownPath(std::string_view path) noexcept {
   return path.empty() ? "an empty path" : path;
 }
@@ -24,36 +25,37 @@ namespace brisvane {
 // `what` is an empty path.
 [[nodiscard]] BRISVANE_EXPORT std::string errorText(std::string_view what, int number);
 
-// An errno value with what it concerns, or a reason of its own where there is no errno.
-// Building one never throws. Without memory its words are lost and its number stays.
+// An errno value or a reason of its own, and what() it concerns. When memory runs out, an Error
+// keeps its number and loses its texts.
 class BRISVANE_EXPORT Error {
  public:
-  // A failed call. REQUIRES: `number` is an errno value, not 0. `what` is a path, as a rule; it may be empty.
+  // A failed call. `what` is usually a path; it may be empty. REQUIRES: `number` is an errno value,
+  // not 0.
   explicit Error(int number, std::string_view what = {}) noexcept : Error(number, what, {}) {}
 
-  // A failed call that has more to say than the system's words for `number`.
+  // A failed call with a reason that says more than the system's text for `number`.
   Error(int number, std::string_view what, std::string_view reason) noexcept;
 
   // A failure without an errno value, as of a text that is no JSON. Its number is 0; ENOMEM when
   // memory for the reason runs out.
   [[nodiscard]] static Error because(std::string_view reason, std::string_view what = {}) noexcept;
 
-  // errno, as a failed call has left it.
+  // An Error of the calling thread's errno. Call it directly after the call that failed.
   static Error last(std::string_view what = {}) noexcept { return Error(errno, what); }
 
-  // The same failure, of `what`.
+  // A copy of this Error that concerns `what`.
   Error of(std::string_view what) const noexcept;
 
   // The errno value; 0 where there is none.
   [[nodiscard]] int number() const noexcept { return number_; }
 
-  // What the failure concerns; empty when nothing was said.
+  // What the failure concerns; empty when that was not given.
   [[nodiscard]] std::string_view what() const noexcept;
 
-  // The reason alone: its own, else the system's words for the number.
+  // The reason alone: its own, else the system's text for the number.
   [[nodiscard]] std::string reason() const;
 
-  // "what: reason"; the reason alone when nothing was said of what it concerns.
+  // "what: reason"; the reason alone when what() is empty.
   [[nodiscard]] std::string text() const;
 
  private:

@@ -1,5 +1,5 @@
-// Marks what the shared libraries export, and refuses builds whose standard
-// library would not agree with theirs about the layout of a string or a vector.
+// Marks what the shared libraries export. Refuses a build whose standard library has another layout
+// of strings and vectors than theirs.
 #pragma once
 
 #include <string>  // defines the standard library's own configuration macros

@@ -1,4 +1,4 @@
-// Result, a value or the Error that came instead of it.
+// Result, the value of an operation or the Error of its failure.
 // A value type: a Result belongs to one thread at a time.
 #pragma once
 
@@ -12,14 +12,14 @@
 
 namespace brisvane {
 
-// The result of an operation that can fail. It does not convert to bool, so that no condition is
-// inverted in silence:
+// The result of an operation that can fail. It does not convert to bool: call ok().
 //
 //     auto content = host::readFile(path, limit);
 //     if (!content.ok()) return content.error();
 //     use(content.value());
 //
-// There is no Result of int or of bool: `return errno;` would be a value. Give a type with a name.
+// There is no Result of int or bool, because `return errno;` would then be a value. Use a named
+// type.
 template <typename T = void>
 class [[nodiscard]] Result {
   static_assert(!std::same_as<T, int> && !std::same_as<T, bool> && !std::same_as<T, Error>);
@@ -52,7 +52,7 @@ class [[nodiscard]] Result {
     return *std::get_if<1>(&content_);
   }
 
-  // The value, or nullopt; what failed is dropped.
+  // The value, or nullopt for a failure. The Error is lost.
   [[nodiscard]] std::optional<T> optional() && {
     return ok() ? std::optional<T>(std::move(*std::get_if<0>(&content_))) : std::nullopt;
   }
@@ -64,7 +64,7 @@ class [[nodiscard]] Result {
   std::variant<T, Error> content_;
 };
 
-// Success, or the Error that came instead. Success is `return {};`.
+// Success, or the Error of a failure. `return {};` returns success.
 template <>
 class [[nodiscard]] Result<void> {
  public:

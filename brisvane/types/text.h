@@ -1,5 +1,5 @@
-// Text, the view that every operation takes a text argument by.
-// A Text is a value without state of its own: any number of threads may use one.
+// Text, the type of text arguments.
+// A value type: any number of threads may read one.
 #pragma once
 
 #include <concepts>
@@ -12,11 +12,10 @@
 
 namespace brisvane {
 
-// A view of UTF-8 text that may be absent. nullptr, nullopt, an empty optional and
-// a null `const char*` are absent; "" is present and empty.
+// A view of UTF-8 text that may be absent. nullptr, nullopt, an empty optional and a null
+// `const char*` make an absent Text. "" makes one that is present and empty.
 //
-// A Text does not own its characters: use it as an argument, never as a member.
-// A std::string_view made from a null pointer is undefined before it gets here.
+// A Text does not own its characters. Use it as an argument, never as a member.
 class Text {
  public:
   // NOLINTBEGIN(google-explicit-constructor): becoming a Text unasked is what it is for.

@@ -13,7 +13,7 @@
 
 namespace brisvane::host {
 
-// The algorithms that there are. Any other number is refused.
+// The algorithms. Any other number is refused.
 struct CipherAlgorithm {
   static constexpr std::uint32_t kAes = 0;        // FIPS 197; keys of 16, 24 or 32 bytes
   static constexpr std::uint32_t kDes = 1;        // FIPS 46-3; keys of 8 bytes
@@ -29,7 +29,7 @@ struct CipherOption {
   static constexpr std::uint32_t kEcbMode = 0x0002;
 };
 
-// How an operation on a cipher ends, as a number: 0, or the cause of its failure.
+// The outcome of an operation on a cipher: 0, or the cause of its failure.
 struct CipherStatus {
   static constexpr std::int32_t kSuccess = 0;
   static constexpr std::int32_t kUnknownAlgorithm = -1;
@@ -41,7 +41,7 @@ struct CipherStatus {
   // OpenSSL's "legacy" provider for DES, CAST-128 and RC4; OpenSSL itself for the others.
   static constexpr std::int32_t kLibraryMissing = -7;
 
-  // The number of an error of Cipher's.
+  // The status of an Error that Cipher returned.
   [[nodiscard]] BRISVANE_EXPORT static std::int32_t of(const Error& error) noexcept;
 };
 
@@ -55,14 +55,16 @@ class BRISVANE_EXPORT Cipher final {
   // Makes a context. CBC chains from the first block of `vector`, or from zero bytes when `vector`
   // is empty. RC4, a stream, ignores vector and options. It may throw std::bad_alloc.
   //
-  // ENOTSUP: an unknown algorithm. EKEYREJECTED: a key of a length that the algorithm does not
-  // take.
-  // EINVAL: unknown options. ELIBACC: OpenSSL has no such algorithm. ENOMEM: it is out of memory.
+  //  - ENOTSUP: the algorithm is unknown.
+  //  - EKEYREJECTED: the algorithm takes no key of this length.
+  //  - EINVAL: an option is unknown.
+  //  - ELIBACC: OpenSSL has no such algorithm.
+  //  - ENOMEM: OpenSSL is out of memory.
   // REQUIRES: `vector` is empty or has at least a block.
   [[nodiscard]] static Result<std::unique_ptr<Cipher>> create(Direction direction, std::uint32_t algorithm,
                                                               std::uint32_t options, ByteView key, ByteView vector);
 
-  // The whole output for the whole input. Fails as create(), update() and finish() do, and may throw
+  // Encrypts or decrypts the whole input. Fails as create(), update() and finish() do. May throw
   // std::bad_alloc. REQUIRES: as for create().
   [[nodiscard]] static Result<Data> run(Direction direction, std::uint32_t algorithm, std::uint32_t options,
                                         ByteView key, ByteView vector, ByteView input);
@@ -70,7 +72,7 @@ class BRISVANE_EXPORT Cipher final {
   Cipher& operator=(const Cipher&) = delete;
   ~Cipher();
 
-  // The most bytes that update() and finish() together write for so many bytes of input.
+  // The most bytes that update() and finish() together write for `inputSize` bytes.
   [[nodiscard]] std::size_t outputSize(std::size_t inputSize) const noexcept;
 
   // Takes all of the input, and writes what is complete to the beginning of `space`. The result is

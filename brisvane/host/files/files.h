@@ -1,6 +1,7 @@
-// Files and folders, as the logger, the file writers and the descriptions of machines need them.
+// Reading, writing and making files and folders.
 // The functions keep no state and may be called from any thread. They block for as long as the file
-// system does. A path that holds U+0000 does not exist. What a failure concerns is the path.
+// system does, and may throw std::bad_alloc. Nothing exists at a path that holds U+0000. An error's
+// what() is the path.
 #pragma once
 
 #include <cstddef>
@@ -23,32 +24,34 @@ namespace brisvane::host {
 // - On failure the file holds what it held before, and the part of `bytes` that a full disk took.
 BRISVANE_EXPORT Result<> appendToFile(std::string_view path, std::string_view bytes);
 
-// The same for a line, which ends with a line feed. A line feed is written ahead of it when the last
-// write of this process to the file was one of these two and was cut short.
+// The same for a line. When the last append of this process to the file was cut short, writes a
+// line feed ahead of the line. REQUIRES: `line` ends with a line feed.
 BRISVANE_EXPORT Result<> appendLineToFile(std::string_view path, std::string_view line);
 
-// Who may read a new file: those whom the umask lets, or its owner alone, as befits a key.
+// Who may read a new file: those whom the umask permits, or only its owner.
 enum class Readers : std::uint8_t { kUsual, kOwner };
 
-// Makes a file that holds `bytes`, with mode 0666 under the umask, or 0600. It is made beside `path`
-// and moved into place complete. What is there already stays, be it a dangling symbolic link: EEXIST.
+// Makes a file that holds `bytes`, with mode 0666 under the umask, or 0600. It is made beside
+// `path` and moved into place complete. EEXIST: something is at `path` already, which may be a
+// dangling symbolic link. It stays.
 BRISVANE_EXPORT Result<> createFile(std::string_view path, std::string_view bytes, Readers readers = Readers::kUsual);
 
-// Writes `bytes` over the content of the file at `path`, which must exist: ENOENT. Symbolic links are
-// followed.
+// Replaces the content of the file at `path` by `bytes`, in place. Symbolic links are followed.
 //
-// - A pipe without a reader is ENXIO. One with a reader is waited for until it has taken all. One
-//   whose reader goes away is EPIPE, and no signal.
-// - On failure the file may hold a part of `bytes` ahead of its old content. A disk without room for
-//   them leaves it as it was, where the file system knows beforehand.
+// - ENOENT: there is no such file.
+// - ENXIO: the file is a pipe without a reader.
+// - EPIPE: the reader of a pipe goes away. No signal is raised.
+// - On failure the file may hold a part of `bytes` ahead of its old content. A full disk leaves it
+//   unchanged where the file system knows beforehand that there is no room.
+// - Blocks until the reader of a pipe has taken all.
 BRISVANE_EXPORT Result<> overwriteFile(std::string_view path, std::string_view bytes);
 
-// The content of a file of at most `limit` bytes. A larger file is EFBIG.
+// The content of a file. EFBIG: it has more than `limit` bytes.
 BRISVANE_EXPORT Result<std::string> readFile(std::string_view path, std::size_t limit);
 
 enum class FileKind : std::uint8_t { kNone, kFolder, kOther };
 
-// What is at `path`, symbolic links followed. It is kNone also when that cannot be found out.
+// What is at `path`. Symbolic links are followed. kNone also when that cannot be determined.
 [[nodiscard]] BRISVANE_EXPORT FileKind fileKind(std::string_view path);
 
 // Makes the folder at `path` and every missing one above it, mode 0777 under the umask.

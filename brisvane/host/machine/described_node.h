@@ -1,5 +1,5 @@
-// DescribedNode, a registry node that has the properties it was given.
-// Safe from any thread: nothing of it changes.
+// DescribedNode, a registry node with fixed properties.
+// Any number of threads may use one at the same time.
 #pragma once
 
 #include <optional>
@@ -15,8 +15,7 @@ namespace brisvane::host {
 
 class BRISVANE_EXPORT DescribedNode final : public RegistryNode {
  public:
-  // Without properties, a node that the machine does not have. `place` is what gave the
-  // properties, for their origin.
+  // nullopt makes a node that does not exist. `place` is the origin of every property.
   DescribedNode(std::optional<Dictionary> properties, std::string place) noexcept
       : properties_(std::move(properties)), place_(std::move(place)) {}
   ~DescribedNode() override;

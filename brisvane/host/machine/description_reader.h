@@ -1,5 +1,6 @@
-// DescriptionReader, which takes a description of a machine apart, strictly, and reports where it
-// is wrong. A reader belongs to one thread; the functions may be called from any.
+// DescriptionReader, which reads the description of a machine strictly and reports the place of an
+// error. A reader belongs to one thread. The functions may be called from any thread. All may throw
+// std::bad_alloc.
 #pragma once
 
 #include <cstddef>
@@ -18,27 +19,33 @@
 
 namespace brisvane::host {
 
-// Thrown within the reading of a description, and caught where the reading began.
+// An error in a description. readDescription() and readDescriptionFile() catch it.
 struct BRISVANE_EXPORT DescriptionError {
   std::string place;  // as in "devices[0].name"; empty for the description as a whole
   std::string what;   // as in "must be a text"
 
-  // "place: what", of a long place at most 200 bytes, those that are not printable as escapes.
+  // "place: what". A long place is cut to 200 bytes, and bytes that are not printable are escaped.
   [[nodiscard]] std::string text() const;
 };
 
-// One object of a description. Each getter gives the field's value, or `fallback` when the field
-// is missing. It throws DescriptionError when the field is of the wrong kind.
+// One object of a description. Each getter gives the value of a field.
+//  - For a missing field, boolean(), seconds() and count() give `fallback`. text(), shortText() and
+//    hex() throw DescriptionError.
+//  - For a field of the wrong kind or out of range, every getter but value() throws
+//    DescriptionError.
 class BRISVANE_EXPORT DescriptionReader {
  public:
+  // A reader of the object that stands at `place`. Throws DescriptionError when it is no object.
   DescriptionReader(const Object& value, std::string place);
 
   [[nodiscard]] bool has(std::string_view key) const;
   [[nodiscard]] std::string text(std::string_view key);
-  // One of at most 255 bytes, which may be kept by each of many elements.
+  // A text of at most 255 bytes, for a field that many elements may have.
   [[nodiscard]] std::string shortText(std::string_view key);
   [[nodiscard]] bool boolean(std::string_view key, bool fallback);
+  // From 0 to 86,400.
   [[nodiscard]] double seconds(std::string_view key, double fallback);
+  // A whole number from `smallest` to `largest`.
   [[nodiscard]] std::size_t count(std::string_view key, std::size_t fallback, std::size_t smallest,
                                   std::size_t largest = SIZE_MAX);
   // The bytes that pairs of hexadecimal digits spell.
@@ -53,10 +60,11 @@ class BRISVANE_EXPORT DescriptionReader {
   [[nodiscard]] Object value(std::string_view key);
 
   [[nodiscard]] std::string placeOf(std::string_view key) const;
+  // Throws DescriptionError with the field's place.
   [[noreturn]] void fail(std::string_view key, std::string_view what) const;
 
-  // Throws for a field that no getter has asked for, so that a misspelled field does not pass for
-  // a missing one.
+  // Throws DescriptionError for a field that no getter has read. So a misspelled field is not taken
+  // for a missing one.
   void finish() const;
 
  private:
@@ -65,7 +73,8 @@ class BRISVANE_EXPORT DescriptionReader {
   std::unordered_set<std::string> known_;
 };
 
-// A count that an element of an array must be.
+// An element of an array as a whole number of at least `smallest`. Throws DescriptionError for any
+// other value.
 [[nodiscard]] BRISVANE_EXPORT std::size_t countFrom(const Object& value, const std::string& place,
                                                     std::size_t smallest);
 

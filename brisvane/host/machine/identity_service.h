@@ -1,5 +1,5 @@
-// The device-identity query service: who this very machine is.
-// Any number of threads may ask at the same time.
+// IdentityService, which identifies this one machine.
+// Any number of threads may use one at the same time.
 #pragma once
 
 #include <optional>
@@ -12,7 +12,7 @@
 
 namespace brisvane::host {
 
-// An operation that is not overridden answers "nothing".
+// By default there are no answers: answer() gives nullopt, and origin() fails.
 //
 // REQUIRES of an implementation, as of every service that a profile is gathered from (registry,
 // identity service and system version):
@@ -21,12 +21,12 @@ namespace brisvane::host {
 //  - It does not fork.
 //  - It does not wait for a thread that does either.
 // The shared profile is gathered under a lock, so that such a call would wait for itself for ever.
-// A debug build stops there.
+// A debug build aborts there.
 class BRISVANE_EXPORT IdentityService {
  public:
   static constexpr std::string_view kSigningFuse = "SigningFuse";                    // a boolean
   static constexpr std::string_view kFirmwareVersion = "FirmwareVersion";            // a text
-  static constexpr std::string_view kUniqueChipID = "UniqueChipID";                  // unsigned, of 64 bits
+  static constexpr std::string_view kUniqueChipID = "UniqueChipID";                  // unsigned, 64 bits
   static constexpr std::string_view kUniqueDeviceID = "ProvisioningUniqueDeviceID";  // a text
 
   IdentityService() = default;

@@ -1,6 +1,7 @@
 // MachineDescription, who a machine is, as a JSON text describes it. The administrator's file and
-// the simulated machine share this form; docs/machine.md defines it.
-// A value type; the functions may be called from any thread.
+// the simulated machine share this form. docs/machine.md defines it.
+// A value type. The functions may be called from any thread. All but parseVersion() may throw
+// std::bad_alloc.
 #pragma once
 
 #include <optional>
@@ -15,7 +16,7 @@
 
 namespace brisvane::host {
 
-// The file in which an administrator describes the machine. It replaces what the machine says.
+// The file in which an administrator describes the machine. Its values replace the machine's own.
 inline constexpr std::string_view kAdministratorFile = "/etc/brisvane/machine.json";
 
 struct BRISVANE_EXPORT MachineDescription {
@@ -31,24 +32,26 @@ struct BRISVANE_EXPORT MachineDescription {
   std::optional<Dictionary> versionEntries;  // of the system version file
   std::optional<OsVersion> running;
 
-  // Takes the fields "registry", "identity" and "systemVersion" out of a description; a
-  // field that is missing leaves its part empty. Throws DescriptionError.
+  // Reads the fields "registry", "identity" and "systemVersion" of a description. A missing field
+  // leaves its part empty. Throws DescriptionError when a field is malformed.
   [[nodiscard]] static MachineDescription read(DescriptionReader& reader);
 
-  // The description in an administrator's file, which has those fields and no others. The error
-  // names the file and, for a malformed one, the line.
+  // Reads an administrator's file, which has only those fields. Fails when the file cannot be read
+  // or is malformed. The error names the file and, when it is malformed, the line.
   static Result<MachineDescription> fromFile(std::string_view path);
 };
 
-// A property as a description spells it: a text, number or boolean as it is, a byte buffer
-// as {"hex": "34 12"}. Throws DescriptionError for anything else.
+// The property that a value of a description stands for. A text, a number or a boolean stands for
+// itself, {"hex": "34 12"} for a byte buffer. Throws DescriptionError for any other value.
 [[nodiscard]] BRISVANE_EXPORT Object describedValue(const Object& value, const std::string& place);
 
-// The same the other way round; anything but the kinds above becomes null.
+// The value that stands for a property in a description: the reverse of describedValue(). A
+// property of any other kind gives the null marker.
 [[nodiscard]] BRISVANE_EXPORT Object describeValue(const Object& value);
 
-// "12", "12.5" or "12.5.1". What follows a further dot is ignored; missing numbers are 0.
-// nullopt for any other text, and for a number beyond 64 bits.
+// Parses a version such as "12", "12.5" or "12.5.1". Missing numbers are 0. Whatever follows a
+// third dot is ignored. nullopt for any other text, and for a number that does not fit into 64
+// bits.
 [[nodiscard]] BRISVANE_EXPORT std::optional<OsVersion> parseVersion(std::string_view text) noexcept;
 
 }  // namespace brisvane::host

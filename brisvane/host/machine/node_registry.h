@@ -1,5 +1,5 @@
-// NodeRegistry, a registry made of nodes that its creator brings.
-// Any number of threads may use one at the same time, if its nodes allow it.
+// NodeRegistry, a registry of nodes that its creator gives it.
+// Any number of threads may use one at the same time.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,7 @@
 
 namespace brisvane::host {
 
-// One node: what stands behind a handle. Any number of threads may use one.
+// One node of a registry. Any number of threads may use one at the same time.
 // REQUIRES of an implementation: it throws nothing but std::bad_alloc.
 class BRISVANE_EXPORT RegistryNode {
  public:
@@ -22,10 +22,10 @@ class BRISVANE_EXPORT RegistryNode {
   RegistryNode& operator=(const RegistryNode&) = delete;
   virtual ~RegistryNode();
 
-  // Whether the machine has it, at this moment.
+  // Whether the machine has the node at this moment.
   [[nodiscard]] virtual bool exists() const = 0;
 
-  // As the registry's operations of these names.
+  // The operations of Registry with these names. By default setProperty() fails with ENOTSUP.
   [[nodiscard]] virtual std::optional<Object> property(std::string_view name) const = 0;
   virtual Result<> setProperty(std::string_view name, std::string_view value) const;
   [[nodiscard]] virtual std::vector<std::string> propertyNames() const = 0;
@@ -34,7 +34,7 @@ class BRISVANE_EXPORT RegistryNode {
 
 class BRISVANE_EXPORT NodeRegistry final : public Registry {
  public:
-  // The nodes that the library knows; a null one is not there.
+  // The nodes that the library reads. Null for a node that the machine never has.
   struct Nodes {
     std::shared_ptr<const RegistryNode> root;
     std::shared_ptr<const RegistryNode> chosen;
@@ -52,8 +52,7 @@ class BRISVANE_EXPORT NodeRegistry final : public Registry {
   Result<> setProperty(NodeHandle node, std::string_view name, std::string_view value) const override;
   [[nodiscard]] std::vector<std::string> propertyNames(NodeHandle node) const override;
   Result<std::string> origin(NodeHandle node, std::string_view name) const override;
-  // Releasing a handle a second time does nothing, also when another node has been opened since:
-  // a handle is not used again.
+  // Releasing a handle a second time does nothing, because no handle is used again.
   void release(NodeHandle node) const noexcept override;
 
   // How many handles are open.

@@ -1,5 +1,5 @@
-// ReadOnce, by which several answers come from one reading of a file.
-// An object belongs to the thread that makes it and concerns that thread alone.
+// ReadOnce, which makes several answers come from one reading of a file.
+// A ReadOnce belongs to the thread that makes it, and affects that thread only.
 #pragma once
 
 #include <functional>
@@ -11,9 +11,9 @@
 
 namespace brisvane::host {
 
-// While one lives, this thread reads the administrator's file and os-release once each, at the
-// first question. So a file that is replaced meanwhile never gives a mixture of its old and its
-// new content. They nest: the outermost one decides.
+// While a ReadOnce exists, its thread reads the administrator's file and os-release at most once
+// each. So a file that is replaced meanwhile never gives a mixture of its old and its new content.
+// ReadOnces nest: what is read is kept until the outermost one is destroyed.
 class BRISVANE_EXPORT ReadOnce {
  public:
   ReadOnce() noexcept;

@@ -1,5 +1,6 @@
-// The device registry as a service: nodes that stand for parts of the machine, with typed
-// properties. Any number of threads may use one at the same time.
+// Registry, the device registry as a service. Its nodes stand for parts of the machine, and have
+// typed properties.
+// Any number of threads may use one at the same time.
 #pragma once
 
 #include <cstdint>
@@ -17,17 +18,17 @@ namespace brisvane::host {
 // Names an open node; 0 names none. Who opens a node releases it.
 using NodeHandle = std::uint32_t;
 
-// The nodes that the library reads are the root and those named here. An operation on a handle
-// that is 0, released or of another registry answers "nothing", and so does an operation that is
-// not overridden.
+// The library reads the root and the nodes named here. By default there are no nodes: a handle is
+// 0, a property is nullopt, a list is empty, and a Result is an error. The same holds for an
+// operation on a handle that is 0, released or of another registry.
 //
-// REQUIRES of an implementation: it throws nothing but std::bad_alloc; and what
-// host::IdentityService requires, because a profile is gathered from it.
+// REQUIRES of an implementation: what host::IdentityService requires of services from which a
+// profile is gathered.
 class BRISVANE_EXPORT Registry {
  public:
   static constexpr std::string_view kChosenPath = "HwDeviceTree:/chosen";
   static constexpr std::string_view kRomPath = "HwDeviceTree:/rom";
-  // The firmware variables: one property each.
+  // Each property of this node is a firmware variable.
   static constexpr std::string_view kOptionsPath = "HwDeviceTree:/options";
   static constexpr std::string_view kPlatformClass = "HwPlatformExpertDevice";
 
@@ -42,26 +43,28 @@ class BRISVANE_EXPORT Registry {
   [[nodiscard]] virtual NodeHandle nodeAtPath(std::string_view path) const;
   [[nodiscard]] virtual NodeHandle firstNodeOfClass(std::string_view name) const;
 
-  // The value of a property: a byte buffer, a text, a number or anything else. nullopt when
-  // there is none or it cannot be read; origin() says why. Each call makes a new Object.
+  // The value of a property, of any kind. Each call makes a new Object. nullopt when there is none,
+  // or when it cannot be read: origin() has the reason.
   [[nodiscard]] virtual std::optional<Object> property(NodeHandle node, std::string_view name) const;
 
-  // Sets a property to a text. ENOTSUP for a node that takes none, ENOENT for a handle that
-  // names no node. On the options node this writes a variable, see VariableStore.
+  // Sets a property to a text. On the options node this writes a variable: see VariableStore.
+  // ENOTSUP: the node takes no properties. ENOENT: the handle names no node.
   virtual Result<> setProperty(NodeHandle node, std::string_view name, std::string_view value) const;
 
   // The names of a node's properties, sorted.
   [[nodiscard]] virtual std::vector<std::string> propertyNames(NodeHandle node) const;
 
-  // The place that a property comes from: a file, as a rule.
-  // When there is no such property, the error's what() is the place where it would be; it is
-  // empty when the machine has no place for such a value. The numbers:
+  // The place that a property comes from, usually a file.
+  // Fails when there is no such property. The error's what() is the place where it would be; empty
+  // when the machine has no such place. The usual errors:
   //  - ENOENT: there is no such file or node.
   //  - EACCES, EPERM: this user may not read it.
-  //  - ENODATA: the place exists, and has no such value.
+  //  - ENODATA: the place exists and has no such value.
   //  - EFBIG: the value is too large.
+  //  - EINVAL: on the options node, the name is not "GUID:name".
   virtual Result<std::string> origin(NodeHandle node, std::string_view name) const;
 
+  // Closes a handle. Does nothing for one that is 0 or released.
   virtual void release(NodeHandle node) const noexcept;
 };
 

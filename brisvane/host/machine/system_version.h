@@ -1,5 +1,6 @@
-// The operating system's versions as a service: the entries of the system version file, and the
-// version that runs. Any number of threads may ask at the same time.
+// SystemVersion, the operating system's versions as a service: the entries of the system version
+// file, and the running version.
+// Any number of threads may use one at the same time.
 #pragma once
 
 #include <cstdint>
@@ -21,10 +22,10 @@ struct OsVersion {
   bool operator==(const OsVersion&) const = default;
 };
 
-// An operation that is not overridden answers "nothing".
+// By default there are no versions: entries() and running() give nullopt, and origin() fails.
 //
-// REQUIRES of an implementation: it throws nothing but std::bad_alloc; and what
-// host::IdentityService requires, because a profile is gathered from it.
+// REQUIRES of an implementation: what host::IdentityService requires of services from which a
+// profile is gathered.
 class BRISVANE_EXPORT SystemVersion {
  public:
   // The entries of the system version file that the library reads, both texts.
@@ -36,10 +37,11 @@ class BRISVANE_EXPORT SystemVersion {
   SystemVersion& operator=(const SystemVersion&) = delete;
   virtual ~SystemVersion();
 
-  // The entries of the system version file, read afresh; nullopt when there is no such file.
+  // The entries of the system version file. Each call reads it again, except while the thread
+  // has a ReadOnce. nullopt when there is no such file.
   [[nodiscard]] virtual std::optional<Dictionary> entries() const;
 
-  // The version that runs; nullopt when it is unknown.
+  // The running version. nullopt when it is unknown.
   [[nodiscard]] virtual std::optional<OsVersion> running() const;
 
   // The place that an entry comes from. When there is no such entry, the error is that of

@@ -1,5 +1,5 @@
 // VariableStore, the registry's options node: the machine's firmware variables.
-// Any number of threads may use one at the same time; the store orders what they do.
+// Any number of threads may use one at the same time. The store orders their operations.
 #pragma once
 
 #include <optional>
@@ -18,22 +18,23 @@ struct VariableName {
   Guid space;        // the namespace
   std::string name;  // within it
 
-  // Takes "GUID:name" apart: the text of a GUID, in letters of either case, a colon and a
-  // name, which may hold colons. nullopt for any other text, for an empty name, and for a
-  // name with '/' or U+0000, which a store cannot keep.
+  // Parses "GUID:name". The GUID's letters may have either case. The name may hold colons. nullopt
+  // for any other text, for an empty name, and for a name with '/' or U+0000, which a store cannot
+  // keep. May throw std::bad_alloc.
   [[nodiscard]] BRISVANE_EXPORT static std::optional<VariableName> parse(std::string_view fullName);
-  // "GUID:name", letters of the GUID upper-case.
+  // "GUID:name", with the GUID in upper case. May throw std::bad_alloc.
   [[nodiscard]] BRISVANE_EXPORT std::string text() const;
 };
 
-// Each variable is a property, named in full. A write of a property is a write of the variable.
-// Two properties cannot be read: a write of kDelete deletes the variable that its value names, a
-// write of kCommit, with any value, commits at once.
+// Each variable is a property under its full name. Setting the property writes the variable. Two
+// further properties can only be set: kDelete deletes the variable that its value names, and
+// kCommit, with any value, commits at once.
 //
-// The errors that every store reports for a write:
-//  - EINVAL for a malformed name, and for an empty value, which firmware takes for a deletion;
-//  - ENOENT for the deletion of a missing variable;
-//  - ENAMETOOLONG for a name of more than 218 bytes.
+// The errors that every store reports for setProperty():
+//  - EINVAL: the name is malformed, or the value is empty. Firmware takes an empty value for a
+//    deletion.
+//  - ENOENT: the variable to delete does not exist.
+//  - ENAMETOOLONG: the name has more than 218 bytes.
 class BRISVANE_EXPORT VariableStore : public RegistryNode {
  public:
   static constexpr std::string_view kDelete = "HwNVRAM-DELETE-PROPERTY";
@@ -49,7 +50,7 @@ class BRISVANE_EXPORT VariableStore : public RegistryNode {
   virtual Result<> write(const VariableName& name, ByteView value) const = 0;
   virtual Result<> remove(const VariableName& name) const = 0;
   virtual Result<> commit() const = 0;
-  // What keeps a variable: a file.
+  // The place of a variable: a file.
   [[nodiscard]] virtual std::string place(const VariableName& name) const = 0;
 };
 
