@@ -25,8 +25,8 @@ Data someBytes(std::size_t count) {
 }
 
 // Every byte read once, in vectors.
-__attribute__((target_clones("default", "avx2"), optimize("O3"))) std::uint64_t readOnce(const std::uint8_t* bytes,
-                                                                                         std::size_t count) {
+__attribute__((target_clones("default", "avx2"), optimize("O3"))) std::uint64_t readOnce(
+    const std::uint8_t* bytes, std::size_t count) {
   std::uint64_t all = 0;
   for (; count >= 8; count -= 8, bytes += 8) {
     std::uint64_t word;
@@ -52,19 +52,21 @@ Case copy(std::size_t size) {
 Row crcRow(std::string size, std::size_t count, double goal) {
   const Data bytes = someBytes(count);
   const auto expected = SecurityAdditions::crc32(bytes);
-  return {std::move(size),
-          goal,
-          {measured(
-               "every byte read once", [bytes] { return readOnce(bytes.data(), bytes.size()); },
-               [](std::uint64_t) { return true; }),
-           giving(
-               "crc32", [bytes] { return SecurityAdditions::crc32(bytes); }, expected),
-           giving(
-               "libdeflate", [bytes] { return libdeflate_crc32(0, bytes.data(), bytes.size()); }, expected),
-           giving(
-               "ISA-L", [bytes] { return crc32_gzip_refl(0, bytes.data(), bytes.size()); }, expected),
-           giving(
-               "zlib", [bytes] { return ::crc32_z(0, bytes.data(), bytes.size()); }, expected)}};
+  return {
+      std::move(size),
+      goal,
+      {measured(
+           "every byte read once", [bytes] { return readOnce(bytes.data(), bytes.size()); },
+           [](std::uint64_t) { return true; }),
+       giving(
+           "crc32", [bytes] { return SecurityAdditions::crc32(bytes); }, expected),
+       giving(
+           "libdeflate", [bytes] { return libdeflate_crc32(0, bytes.data(), bytes.size()); },
+           expected),
+       giving(
+           "ISA-L", [bytes] { return crc32_gzip_refl(0, bytes.data(), bytes.size()); }, expected),
+       giving(
+           "zlib", [bytes] { return ::crc32_z(0, bytes.data(), bytes.size()); }, expected)}};
 }
 
 std::string byTable(ByteView bytes, const char* digits) {
@@ -80,24 +82,27 @@ Row hexRow(std::string size, std::size_t count, double goal) {
   const Data bytes = someBytes(count);
   const std::string expected = byTable(bytes, "0123456789abcdef");
   std::string upper = byTable(bytes, "0123456789ABCDEF");
-  return {std::move(size),
-          goal,
-          {copy(2 * count),
-           giving(
-               "bin2hex", [bytes] { return bin2hex(bytes); }, expected),
-           giving(
-               "a string made", [expected] { return std::string(expected.data(), expected.size()); }, expected),
-           giving(
-               "a loop over a table", [bytes] { return byTable(bytes, "0123456789abcdef"); }, expected),
-           giving(
-               "OpenSSL",
-               [bytes] {
-                 std::string text(bytes.size() * 2 + 1, '\0');
-                 OPENSSL_buf2hexstr_ex(text.data(), text.size(), nullptr, bytes.data(), bytes.size(), '\0');
-                 text.pop_back();
-                 return text;
-               },
-               std::move(upper))}};
+  return {
+      std::move(size),
+      goal,
+      {copy(2 * count),
+       giving(
+           "bin2hex", [bytes] { return bin2hex(bytes); }, expected),
+       giving(
+           "a string made", [expected] { return std::string(expected.data(), expected.size()); },
+           expected),
+       giving(
+           "a loop over a table", [bytes] { return byTable(bytes, "0123456789abcdef"); }, expected),
+       giving(
+           "OpenSSL",
+           [bytes] {
+             std::string text(bytes.size() * 2 + 1, '\0');
+             OPENSSL_buf2hexstr_ex(text.data(), text.size(), nullptr, bytes.data(), bytes.size(),
+                                   '\0');
+             text.pop_back();
+             return text;
+           },
+           std::move(upper))}};
 }
 
 Row percentRow(std::string size, std::size_t count, double goal) {
@@ -113,7 +118,8 @@ Row percentRow(std::string size, std::size_t count, double goal) {
            giving(
                "bin2percentHex", [bytes] { return bin2percentHex(bytes); }, expected),
            giving(
-               "a string made", [expected] { return std::string(expected.data(), expected.size()); }, expected)}};
+               "a string made",
+               [expected] { return std::string(expected.data(), expected.size()); }, expected)}};
 }
 
 Row spacedRow(std::string size, std::size_t count) {
@@ -123,11 +129,12 @@ Row spacedRow(std::string size, std::size_t count) {
     appendHex(expected, byte);
     expected += ' ';
   }
-  return {std::move(size),
-          0,
-          {copy(3 * count),
-           giving(
-               "hexStringFromData", [bytes] { return BVSerialPort::hexStringFromData(bytes); }, expected)}};
+  return {
+      std::move(size),
+      0,
+      {copy(3 * count), giving(
+                            "hexStringFromData",
+                            [bytes] { return BVSerialPort::hexStringFromData(bytes); }, expected)}};
 }
 
 Row readHexRow(std::string size, std::size_t count) {
@@ -154,18 +161,20 @@ Row readHexRow(std::string size, std::size_t count) {
 
 Data decodedBlock(const std::string& text) {
   Data bytes(text.size() / 4 * 3);
-  EVP_DecodeBlock(bytes.data(), reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+  EVP_DecodeBlock(bytes.data(), reinterpret_cast<const unsigned char*>(text.data()),
+                  static_cast<int>(text.size()));
   return bytes;
 }
 
 Data decodedLines(const std::string& text) {
-  const std::unique_ptr<EVP_ENCODE_CTX, decltype(&EVP_ENCODE_CTX_free)> context(EVP_ENCODE_CTX_new(),
-                                                                                &EVP_ENCODE_CTX_free);
+  const std::unique_ptr<EVP_ENCODE_CTX, decltype(&EVP_ENCODE_CTX_free)> context(
+      EVP_ENCODE_CTX_new(), &EVP_ENCODE_CTX_free);
   EVP_DecodeInit(context.get());
   Data bytes(text.size() / 4 * 3 + 3);
   int count = 0;
   int last = 0;
-  EVP_DecodeUpdate(context.get(), bytes.data(), &count, reinterpret_cast<const unsigned char*>(text.data()),
+  EVP_DecodeUpdate(context.get(), bytes.data(), &count,
+                   reinterpret_cast<const unsigned char*>(text.data()),
                    static_cast<int>(text.size()));
   EVP_DecodeFinal(context.get(), bytes.data() + count, &last);
   bytes.resize(static_cast<std::size_t>(count + last));
@@ -180,7 +189,8 @@ Row base64Row(std::string size, std::size_t characters, double goal) {
           {giving(
                "EVP_DecodeBlock", [text] { return decodedBlock(text); }, bytes),
            giving(
-               "base64DataFromString", [text] { return base64DataFromString(text, false).value(); }, bytes)}};
+               "base64DataFromString", [text] { return base64DataFromString(text, false).value(); },
+               bytes)}};
 }
 
 Row base64LinesRow(std::string size, std::size_t characters, double goal) {
@@ -193,7 +203,8 @@ Row base64LinesRow(std::string size, std::size_t characters, double goal) {
           {giving(
                "EVP_DecodeUpdate", [lines] { return decodedLines(lines); }, bytes),
            giving(
-               "base64DataFromString", [lines] { return base64DataFromString(lines, true).value(); }, bytes)}};
+               "base64DataFromString",
+               [lines] { return base64DataFromString(lines, true).value(); }, bytes)}};
 }
 
 constexpr std::size_t kKi = 1024;
@@ -202,14 +213,17 @@ constexpr std::size_t kMi = 1024 * kKi;
 }  // namespace
 
 std::vector<Table> bytesTables() {
-  return {{"crc32", {crcRow("16 B", 16, 4), crcRow("1 KiB", kKi, 1.6), crcRow("1 MiB", kMi, 1.15)}},
-          {"bin2hex", {hexRow("20 B", 20, 6), hexRow("1 KiB", kKi, 10), hexRow("1 MiB", kMi, 2.4)}},
-          {"bin2percentHex", {percentRow("20 B", 20, 8), percentRow("1 KiB", kKi, 10), percentRow("1 MiB", kMi, 4)}},
-          {"hexStringFromData", {spacedRow("20 B", 20), spacedRow("1 KiB", kKi), spacedRow("1 MiB", kMi)}},
-          {"parseHex", {readHexRow("20 B", 20), readHexRow("1 KiB", kKi), readHexRow("1 MiB", kMi)}},
-          {"base64DataFromString",
-           {base64Row("64", 64, 0.7), base64Row("1 Ki", kKi, 0.6), base64Row("1 Mi", kMi, 0.6),
-            base64LinesRow("1 Ki, in lines", kKi, 0.25), base64LinesRow("1 Mi, in lines", kMi, 0.25)}}};
+  return {
+      {"crc32", {crcRow("16 B", 16, 4), crcRow("1 KiB", kKi, 1.6), crcRow("1 MiB", kMi, 1.15)}},
+      {"bin2hex", {hexRow("20 B", 20, 6), hexRow("1 KiB", kKi, 10), hexRow("1 MiB", kMi, 2.4)}},
+      {"bin2percentHex",
+       {percentRow("20 B", 20, 8), percentRow("1 KiB", kKi, 10), percentRow("1 MiB", kMi, 4)}},
+      {"hexStringFromData",
+       {spacedRow("20 B", 20), spacedRow("1 KiB", kKi), spacedRow("1 MiB", kMi)}},
+      {"parseHex", {readHexRow("20 B", 20), readHexRow("1 KiB", kKi), readHexRow("1 MiB", kMi)}},
+      {"base64DataFromString",
+       {base64Row("64", 64, 0.7), base64Row("1 Ki", kKi, 0.6), base64Row("1 Mi", kMi, 0.6),
+        base64LinesRow("1 Ki, in lines", kKi, 0.25), base64LinesRow("1 Mi, in lines", kMi, 0.25)}}};
 }
 
 }  // namespace brisvane::bench

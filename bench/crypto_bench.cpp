@@ -18,7 +18,8 @@ Data someBytes(std::size_t count) {
 }
 
 #pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"  // the compression, with nothing around it
+#pragma GCC diagnostic ignored \
+    "-Wdeprecated-declarations"  // the compression, with nothing around it
 
 Data bareSha1(ByteView bytes) {
   Data digest(SHA_DIGEST_LENGTH);
@@ -89,13 +90,15 @@ Row hmacRow(std::string size, std::size_t count, double goal) {
                "HMACSHA1", [bytes, key] { return HMACSHA1(bytes, key).value(); }, expected)}};
 }
 
-Data evpCipher(const EVP_CIPHER* cipher, ByteView bytes, ByteView key, ByteView vector, int encrypts) {
+Data evpCipher(const EVP_CIPHER* cipher, ByteView bytes, ByteView key, ByteView vector,
+               int encrypts) {
   const CipherContext context(EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
   Data output(bytes.size() + 16);
   int count = 0;
   int last = 0;
   EVP_CipherInit_ex2(context.get(), cipher, key.data(), vector.data(), encrypts, nullptr);
-  EVP_CipherUpdate(context.get(), output.data(), &count, bytes.data(), static_cast<int>(bytes.size()));
+  EVP_CipherUpdate(context.get(), output.data(), &count, bytes.data(),
+                   static_cast<int>(bytes.size()));
   EVP_CipherFinal_ex(context.get(), output.data() + count, &last);
   output.resize(static_cast<std::size_t>(count + last));
   return output;
@@ -110,16 +113,18 @@ Row aesRow(std::string size, std::size_t count, bool encrypts, double goal) {
   Data bytes = someBytes(count);
   if (!encrypts) bytes = evpCipher(aes.get(), bytes, key, vector, 1);
   const Data expected = evpCipher(aes.get(), bytes, key, vector, encrypts ? 1 : 0);
-  const auto ours =
-      encrypts ? &SecurityAdditions::dataEncryptedUsingAlgorithm : &SecurityAdditions::dataDecryptedUsingAlgorithm;
+  const auto ours = encrypts ? &SecurityAdditions::dataEncryptedUsingAlgorithm
+                             : &SecurityAdditions::dataDecryptedUsingAlgorithm;
   return {
       std::move(size),
       goal,
       {giving(
-           "EVP, a new context", [=] { return evpCipher(aes.get(), bytes, key, vector, encrypts ? 1 : 0); }, expected),
+           "EVP, a new context",
+           [=] { return evpCipher(aes.get(), bytes, key, vector, encrypts ? 1 : 0); }, expected),
        giving(
            encrypts ? "dataEncryptedUsingAlgorithm" : "dataDecryptedUsingAlgorithm",
-           [=] { return ours(bytes, kAes, key, vector, kPkcs7Padding, nullptr).value(); }, expected)}};
+           [=] { return ours(bytes, kAes, key, vector, kPkcs7Padding, nullptr).value(); },
+           expected)}};
 }
 
 constexpr std::size_t kMi = std::size_t{1} << 20U;
@@ -130,8 +135,8 @@ std::vector<Table> cryptoTables() {
   return {{"sha1Hash", {sha1Row("64 B", 64, 2.7), sha1Row("1 MiB", kMi, 1.02)}},
           {"HMACSHA1", {hmacRow("64 B", 64, 2.1), hmacRow("1 MiB", kMi, 1.02)}},
           {"AES-128-CBC",
-           {aesRow("64 B", 64, true, 1.25), aesRow("64 B", 64, false, 1.25), aesRow("1 MiB", kMi, true, 1.02),
-            aesRow("1 MiB", kMi, false, 1.02)}}};
+           {aesRow("64 B", 64, true, 1.25), aesRow("64 B", 64, false, 1.25),
+            aesRow("1 MiB", kMi, true, 1.02), aesRow("1 MiB", kMi, false, 1.02)}}};
 }
 
 }  // namespace brisvane::bench

@@ -1,5 +1,5 @@
-// Measures the cases of a row round after round, in turn, and takes the least of each: what else the machine does
-// meets all of them alike.
+// Measures the cases of a row round after round, in turn, and takes the least of each: what else
+// the machine does meets all of them alike.
 #include "bench/harness.h"
 
 #include <algorithm>
@@ -43,7 +43,8 @@ std::vector<Measured> measure(const Row& row) {
   for (std::size_t left = std::clamp(rounds, kFewestRounds, kMostRounds); left != 0; --left) {
     for (std::size_t i = 0; i < results.size(); ++i) {
       Measured& result = results[i];
-      result.least = std::min(result.least, secondsOf(row.cases[i], result.times) / static_cast<double>(result.times));
+      result.least = std::min(
+          result.least, secondsOf(row.cases[i], result.times) / static_cast<double>(result.times));
     }
   }
   return results;
@@ -79,18 +80,21 @@ void printRow(const Table& table, const Row& row, Verdict& verdict) {
   }
   const std::vector<Measured> results = measure(row);
   const double limit = results.front().least;
-  std::printf("  %-24s %-28s %s\n", row.size.c_str(), row.cases.front().name.c_str(), timeText(limit).c_str());
+  std::printf("  %-24s %-28s %s\n", row.size.c_str(), row.cases.front().name.c_str(),
+              timeText(limit).c_str());
   for (std::size_t i = 1; i < results.size(); ++i) {
     const double ratio = results[i].least / limit;
     std::string remark;
     if (i == 1 && row.goal != 0) {
       char text[48];
-      std::snprintf(text, sizeof text, "  goal %.3g%s", row.goal, ratio > row.goal * kTolerance ? "  MISSED" : "");
+      std::snprintf(text, sizeof text, "  goal %.3g%s", row.goal,
+                    ratio > row.goal * kTolerance ? "  MISSED" : "");
       remark = text;
-      if (ratio > row.goal * kTolerance) verdict.missed.push_back(table.operation + ", " + row.size);
+      if (ratio > row.goal * kTolerance)
+        verdict.missed.push_back(table.operation + ", " + row.size);
     }
-    std::printf("  %-24s %-28s %-10s %8.2f%s\n", "", row.cases[i].name.c_str(), timeText(results[i].least).c_str(),
-                ratio, remark.c_str());
+    std::printf("  %-24s %-28s %-10s %8.2f%s\n", "", row.cases[i].name.c_str(),
+                timeText(results[i].least).c_str(), ratio, remark.c_str());
   }
   std::fflush(stdout);
 }
@@ -107,15 +111,16 @@ bool isWanted(const Table& table, const std::vector<std::string_view>& words) {
 }
 
 int run(bool mustReachGoals, const std::vector<std::string_view>& words) {
-  constexpr std::vector<Table> (*kFamilies[])() = {bytesTables,  cryptoTables,  textTables,  logTables,
-                                                   serialTables, processTables, valuesTables};
+  constexpr std::vector<Table> (*kFamilies[])() = {
+      bytesTables, cryptoTables, textTables, logTables, serialTables, processTables, valuesTables};
   Verdict verdict;
   for (const auto family : kFamilies) {
     for (const Table& table : family()) {
       if (isWanted(table, words)) printTable(table, verdict);
     }
   }
-  for (const std::string& row : verdict.missed) std::printf("\nmissed by more than a quarter: %s", row.c_str());
+  for (const std::string& row : verdict.missed)
+    std::printf("\nmissed by more than a quarter: %s", row.c_str());
   std::printf("\n");
   if (verdict.wrong != 0) return 1;
   return mustReachGoals && !verdict.missed.empty() ? 1 : 0;

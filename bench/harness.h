@@ -1,4 +1,5 @@
-// The benchmarks' own harness: tables of ratios, each case beside its peers and the machine's limit.
+// The benchmarks' own harness: tables of ratios, each case beside its peers and the machine's
+// limit.
 #pragma once
 
 #include <cstddef>
@@ -47,11 +48,12 @@ Case measured(std::string name, Operation operation, Check isRight) {
 // A case that is right when it gives `expected`.
 template <typename Operation, typename Value>
 Case giving(std::string name, Operation operation, Value expected) {
-  return measured(std::move(name), operation, [expected](const auto& value) { return value == expected; });
+  return measured(std::move(name), operation,
+                  [expected](const auto& value) { return value == expected; });
 }
 
-// The families, each a source file of its own. Made one after the other, so that the data of one is gone
-// when the next is measured.
+// The families, each a source file of its own. Made one after the other, so that the data of one is
+// gone when the next is measured.
 std::vector<Table> bytesTables();
 std::vector<Table> cryptoTables();
 std::vector<Table> textTables();

@@ -73,16 +73,21 @@ Row toFile() {
           1.3,
           {appending("open, write, close", newFile(), bareCalls), quietInfo(newFile()),
            appending("ofstream", newFile(),
-                     [](const std::string& to) { std::ofstream(to, std::ios::app | std::ios::binary) << kLine; }),
+                     [](const std::string& to) {
+                       std::ofstream(to, std::ios::app | std::ios::binary) << kLine;
+                     }),
            appending("fopen", newFile(), standardIo),
            appending("spdlog, opened per line", newFile(), [](const std::string& to) {
-             spdlog::logger("bench", std::make_shared<spdlog::sinks::basic_file_sink_st>(to)).info(kMessage);
+             spdlog::logger("bench", std::make_shared<spdlog::sinks::basic_file_sink_st>(to))
+                 .info(kMessage);
            })}};
 }
 
 // The line that makes a file of some size longer.
 Row ontoFile(std::string size, std::uintmax_t bytes) {
-  return {std::move(size), 0, {appending("open, write, close", newFile(bytes), bareCalls), quietInfo(newFile(bytes))}};
+  return {std::move(size),
+          0,
+          {appending("open, write, close", newFile(bytes), bareCalls), quietInfo(newFile(bytes))}};
 }
 
 // So many errors, each of which makes the aggregated text of the process longer.
@@ -106,8 +111,9 @@ Row toJournal() {
           {giving(
                "sd_journal_send",
                [] {
-                 return sd_journal_send("MESSAGE=%s", kMessage, "PRIORITY=6", "SYSLOG_IDENTIFIER=bench",
-                                        "SUBSYSTEM=bench", "CATEGORY=bench", nullptr);
+                 return sd_journal_send("MESSAGE=%s", kMessage, "PRIORITY=6",
+                                        "SYSLOG_IDENTIFIER=bench", "SUBSYSTEM=bench",
+                                        "CATEGORY=bench", nullptr);
                },
                0),
            giving(
@@ -121,9 +127,11 @@ std::vector<Table> logTables() {
   if (::access("/run/systemd/journal/socket", W_OK) == 0) tables[0].rows.push_back(toJournal());
   tables[0].rows.push_back(toFile());
   for (const unsigned bits : {10U, 20U, 30U}) {
-    tables[1].rows.push_back(ontoFile("2^" + std::to_string(bits) + " B", std::uintmax_t{1} << bits));
+    tables[1].rows.push_back(
+        ontoFile("2^" + std::to_string(bits) + " B", std::uintmax_t{1} << bits));
   }
-  tables.push_back({"Growth: errors logged", {{"errors", 0, {errors(1000), errors(10'000), errors(100'000)}}}});
+  tables.push_back(
+      {"Growth: errors logged", {{"errors", 0, {errors(1000), errors(10'000), errors(100'000)}}}});
   return tables;
 }
 

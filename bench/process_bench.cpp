@@ -22,7 +22,8 @@ constexpr const char* kTrue = "/usr/bin/true";
 int spawned() {
   const char* const arguments[] = {kTrue, nullptr};
   pid_t child = 0;
-  if (::posix_spawn(&child, kTrue, nullptr, nullptr, const_cast<char**>(arguments), environ) != 0) return -1;
+  if (::posix_spawn(&child, kTrue, nullptr, nullptr, const_cast<char**>(arguments), environ) != 0)
+    return -1;
   int status = -1;
   ::waitpid(child, &status, 0);
   return status;
@@ -31,8 +32,8 @@ int spawned() {
 int spawnedByGlib() {
   const char* const arguments[] = {kTrue, nullptr};
   int status = -1;
-  g_spawn_sync(nullptr, const_cast<char**>(arguments), nullptr, G_SPAWN_LEAVE_DESCRIPTORS_OPEN, nullptr, nullptr,
-               nullptr, nullptr, &status, nullptr);
+  g_spawn_sync(nullptr, const_cast<char**>(arguments), nullptr, G_SPAWN_LEAVE_DESCRIPTORS_OPEN,
+               nullptr, nullptr, nullptr, nullptr, &status, nullptr);
   return status;
 }
 
@@ -56,13 +57,16 @@ Row commandRow(std::string size, std::size_t resident) {
 
 constexpr std::size_t kMi = std::size_t{1} << 20U;
 
-std::string zeros(std::size_t mebibytes) { return "head -c " + std::to_string(mebibytes) + "M /dev/zero"; }
+std::string zeros(std::size_t mebibytes) {
+  return "head -c " + std::to_string(mebibytes) + "M /dev/zero";
+}
 
 // The output of a child read into memory that is there already.
 std::size_t readThrough(std::vector<char>& space, const std::string& command) {
   std::FILE* const pipe = ::popen(command.c_str(), "re");  // NOLINT(cert-env33-c)
   std::size_t count = 0;
-  for (ssize_t got = 0; (got = ::read(::fileno(pipe), space.data() + count, space.size() - count)) > 0;) {
+  for (ssize_t got = 0;
+       (got = ::read(::fileno(pipe), space.data() + count, space.size() - count)) > 0;) {
     count += static_cast<std::size_t>(got);
   }
   ::pclose(pipe);
@@ -75,12 +79,14 @@ Row outputRow(std::size_t mebibytes, double goal) {
   return {std::to_string(mebibytes) + " MiB of output",
           goal,
           {giving(
-               "read into touched memory", [=] { return readThrough(*space, command); }, mebibytes * kMi),
+               "read into touched memory", [=] { return readThrough(*space, command); },
+               mebibytes * kMi),
            giving(
                "runCommandWithLaunchPath",
                [=] {
                  std::optional<std::string> output;
-                 const bool ran = Brisvane::runCommandWithLaunchPath("/bin/sh", {"-c", command}, std::nullopt, output);
+                 const bool ran = Brisvane::runCommandWithLaunchPath("/bin/sh", {"-c", command},
+                                                                     std::nullopt, output);
                  return ran && output ? output->size() : 0;
                },
                mebibytes * kMi)}};
@@ -103,7 +109,8 @@ std::size_t netlinkAnswers() {
     for (bool isDone = false; !isDone;) {
       auto left = static_cast<unsigned>(::recv(socket, answer.data(), answer.size(), 0));
       bytes += left;
-      for (auto* one = reinterpret_cast<nlmsghdr*>(answer.data()); NLMSG_OK(one, left); one = NLMSG_NEXT(one, left)) {
+      for (auto* one = reinterpret_cast<nlmsghdr*>(answer.data()); NLMSG_OK(one, left);
+           one = NLMSG_NEXT(one, left)) {
         isDone = isDone || one->nlmsg_type == NLMSG_DONE || one->nlmsg_type == NLMSG_ERROR;
       }
     }
@@ -115,16 +122,18 @@ std::size_t netlinkAnswers() {
 }  // namespace
 
 std::vector<Table> processTables() {
-  return {{"runCommandWithLaunchPath",
-           {commandRow("true", 0), commandRow("true, 1 GiB resident", 1024 * kMi), outputRow(64, 4.5)}},
-          {"Growth: command output", {outputRow(1, 0), outputRow(4, 0), outputRow(16, 0)}},
-          {"findEthernetInterfaces",
-           {{"",
-             1.4,
-             {measured("one rtnetlink socket", netlinkAnswers, [](std::size_t bytes) { return bytes != 0; }),
-              measured(
-                  "findEthernetInterfaces", [] { return Brisvane::findEthernetInterfaces(); },
-                  [](const std::optional<Array>& found) { return found.has_value(); })}}}}};
+  return {
+      {"runCommandWithLaunchPath",
+       {commandRow("true", 0), commandRow("true, 1 GiB resident", 1024 * kMi), outputRow(64, 4.5)}},
+      {"Growth: command output", {outputRow(1, 0), outputRow(4, 0), outputRow(16, 0)}},
+      {"findEthernetInterfaces",
+       {{"",
+         1.4,
+         {measured("one rtnetlink socket", netlinkAnswers,
+                   [](std::size_t bytes) { return bytes != 0; }),
+          measured(
+              "findEthernetInterfaces", [] { return Brisvane::findEthernetInterfaces(); },
+              [](const std::optional<Array>& found) { return found.has_value(); })}}}}};
 }
 
 }  // namespace brisvane::bench

@@ -40,7 +40,8 @@ class Device {
   void answer() {
     std::array<char, 65536> space;
     for (ssize_t count = 0; (count = ::read(end_, space.data(), space.size())) > 0;) {
-      if (space[static_cast<std::size_t>(count) - 1] == '\n') keep(::write(end_, kReply.data(), kReply.size()));
+      if (space[static_cast<std::size_t>(count) - 1] == '\n')
+        keep(::write(end_, kReply.data(), kReply.size()));
     }
   }
 

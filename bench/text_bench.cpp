@@ -20,26 +20,28 @@ std::string letters(std::size_t count, std::mt19937& random) {
 }
 
 int edlibDistance(const std::string& first, const std::string& second) {
-  const EdlibAlignResult result =
-      edlibAlign(first.data(), static_cast<int>(first.size()), second.data(), static_cast<int>(second.size()),
-                 edlibNewAlignConfig(-1, EDLIB_MODE_NW, EDLIB_TASK_DISTANCE, nullptr, 0));
+  const EdlibAlignResult result = edlibAlign(
+      first.data(), static_cast<int>(first.size()), second.data(), static_cast<int>(second.size()),
+      edlibNewAlignConfig(-1, EDLIB_MODE_NW, EDLIB_TASK_DISTANCE, nullptr, 0));
   const int distance = result.editDistance;
   edlibFreeAlignResult(result);
   return distance;
 }
 
-Row distanceRow(std::string size, double goal, const std::string& first, const std::string& second) {
+Row distanceRow(std::string size, double goal, const std::string& first,
+                const std::string& second) {
   const auto expected = edlibDistance(first, second);
   Row row{std::move(size),
           goal,
           {giving(
                "edlib", [=] { return edlibDistance(first, second); }, expected),
            giving(
-               "levenshteinDistanceBetween", [=] { return Brisvane::levenshteinDistanceBetween(first, second); },
-               expected)}};
+               "levenshteinDistanceBetween",
+               [=] { return Brisvane::levenshteinDistanceBetween(first, second); }, expected)}};
 #ifdef BRISVANE_BENCH_RAPIDFUZZ
   row.cases.push_back(giving(
-      "rapidfuzz-cpp", [=] { return static_cast<int>(rapidfuzz::levenshtein_distance(first, second)); }, expected));
+      "rapidfuzz-cpp",
+      [=] { return static_cast<int>(rapidfuzz::levenshtein_distance(first, second)); }, expected));
 #endif
   return row;
 }
@@ -65,8 +67,9 @@ Row similarRow(std::size_t units, double goal) {
 
 std::vector<Table> textTables() {
   return {{"levenshteinDistanceBetween",
-           {unrelatedRow(8, 0.13), unrelatedRow(64, 0.15), unrelatedRow(1000, 0.3), unrelatedRow(10'000, 0.3),
-            similarRow(64, 1.1), similarRow(1000, 1.1), similarRow(10'000, 1.1)}}};
+           {unrelatedRow(8, 0.13), unrelatedRow(64, 0.15), unrelatedRow(1000, 0.3),
+            unrelatedRow(10'000, 0.3), similarRow(64, 1.1), similarRow(1000, 1.1),
+            similarRow(10'000, 1.1)}}};
 }
 
 }  // namespace brisvane::bench

@@ -64,8 +64,8 @@ std::string jsonOf(std::size_t size) {
   std::string text = "[";
   for (int i = 0; text.size() < size; ++i) {
     if (i != 0) text += ',';
-    text += R"({"name":"sensor )" + std::to_string(i) + R"(","value":)" + std::to_string(i * 37 % 1000) +
-            R"(,"valid":true,"path":["fan","inlet"],"scale":0.5})";
+    text += R"({"name":"sensor )" + std::to_string(i) + R"(","value":)" +
+            std::to_string(i * 37 % 1000) + R"(,"valid":true,"path":["fan","inlet"],"scale":0.5})";
   }
   return text + "]";
 }
@@ -82,7 +82,8 @@ Row jsonReadRow(std::string size, std::size_t bytes, double goal) {
                },
                false),
            giving(
-               "parseJson", [text] { return host::parseJson(text).value().ifArray() != nullptr; }, true),
+               "parseJson", [text] { return host::parseJson(text).value().ifArray() != nullptr; },
+               true),
            giving(
                "nlohmann", [text] { return nlohmann::json::parse(text).is_array(); }, true)}};
 }
@@ -93,7 +94,9 @@ Row jsonWriteRow(std::string size, std::size_t bytes, double goal) {
   document->Parse(text.data(), text.size());
   const Object object = host::parseJson(text).value();
   const auto theirs = std::make_shared<nlohmann::json>(nlohmann::json::parse(text));
-  const auto isWhole = [size = text.size()](const std::string& written) { return written.size() == size; };
+  const auto isWhole = [size = text.size()](const std::string& written) {
+    return written.size() == size;
+  };
   return {std::move(size),
           goal,
           {measured(
@@ -141,9 +144,8 @@ Table growthTable() {
   return {"Growth: each ratio beside how many times the size is the first one's",
           {growth("==, shared depth", {10, 20, 40},
                   [](std::size_t depth) {
-                    return [left = shared(static_cast<int>(depth)), right = shared(static_cast<int>(depth))] {
-                      return left == right;
-                    };
+                    return [left = shared(static_cast<int>(depth)),
+                            right = shared(static_cast<int>(depth))] { return left == right; };
                   }),
            growth("nulls stripped, depth", {10, 20, 40},
                   [](std::size_t depth) {
@@ -158,9 +160,13 @@ Table growthTable() {
                     };
                   }),
            growth("JSON read, bytes", {10'000, 100'000, 1'000'000},
-                  [](std::size_t size) { return [text = jsonOf(size)] { return host::parseJson(text).value(); }; }),
+                  [](std::size_t size) {
+                    return [text = jsonOf(size)] { return host::parseJson(text).value(); };
+                  }),
            growth("JSON written, bytes", {10'000, 100'000, 1'000'000}, [](std::size_t size) {
-             return [object = host::parseJson(jsonOf(size)).value()] { return host::jsonText(object).value(); };
+             return [object = host::parseJson(jsonOf(size)).value()] {
+               return host::jsonText(object).value();
+             };
            })}};
 }
 
@@ -170,7 +176,8 @@ std::string reply() {
   return text;
 }
 
-// Calls `search` with the reply as far as it has come, a chunk of 16 bytes more each time; counts what it finds.
+// Calls `search` with the reply as far as it has come, a chunk of 16 bytes more each time; counts
+// what it finds.
 template <typename Search>
 std::size_t growing(const std::string& text, Search search) {
   std::size_t found = 0;
@@ -186,15 +193,15 @@ class Jit {
   explicit Jit(const std::string& pattern) {
     int error = 0;
     std::size_t place = 0;
-    code_.reset(pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(), PCRE2_CASELESS, &error,
-                              &place, nullptr),
+    code_.reset(pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(),
+                              PCRE2_CASELESS, &error, &place, nullptr),
                 &pcre2_code_free);
     pcre2_jit_compile(code_.get(), PCRE2_JIT_COMPLETE);
     data_.reset(pcre2_match_data_create_from_pattern(code_.get(), nullptr), &pcre2_match_data_free);
   }
   [[nodiscard]] bool matches(std::string_view text) const {
-    return pcre2_match(code_.get(), reinterpret_cast<PCRE2_SPTR>(text.data()), text.size(), 0, 0, data_.get(),
-                       nullptr) > 0;
+    return pcre2_match(code_.get(), reinterpret_cast<PCRE2_SPTR>(text.data()), text.size(), 0, 0,
+                       data_.get(), nullptr) > 0;
   }
 
  private:
@@ -213,16 +220,22 @@ Row patternRow(std::string size, const std::string& pattern) {
           1,
           {giving(
                "PCRE2 JIT, the whole reply",
-               [=] { return growing(*text, [&](std::string_view so) { return jit.matches(so); }); }, std::size_t{0}),
+               [=] { return growing(*text, [&](std::string_view so) { return jit.matches(so); }); },
+               std::size_t{0}),
            giving(
                "Pattern, the whole reply",
                [=] {
-                 return growing(*text, [&](std::string_view so) { return ours->firstMatch(so).value().has_value(); });
+                 return growing(*text, [&](std::string_view so) {
+                   return ours->firstMatch(so).value().has_value();
+                 });
                },
                std::size_t{0}),
            giving(
                "RE2, the whole reply",
-               [=] { return growing(*text, [&](std::string_view so) { return RE2::PartialMatch(so, *re2); }); },
+               [=] {
+                 return growing(*text,
+                                [&](std::string_view so) { return RE2::PartialMatch(so, *re2); });
+               },
                std::size_t{0})}};
 }
 
@@ -230,7 +243,8 @@ Row patternRow(std::string size, const std::string& pattern) {
 
 std::vector<Table> valuesTables() {
   return {arrays(),
-          {"JSON", {jsonReadRow("1 MB read", 1'000'000, 6), jsonWriteRow("1 MB written", 1'000'000, 2)}},
+          {"JSON",
+           {jsonReadRow("1 MB read", 1'000'000, 6), jsonWriteRow("1 MB written", 1'000'000, 2)}},
           {"Pattern over 64 KiB in chunks of 16 B",
            {patternRow("words", "login successful"), patternRow("a class", "fan at \\d+ rpm, done"),
             patternRow("a choice", "(passed|failed): \\d+")}},

@@ -31,13 +31,15 @@ std::shared_ptr<const Platform> nothing() noexcept {
 std::shared_ptr<const Platform> platform() noexcept {
   auto inForce = memoryPermitting(nullptr, [] {
     const std::scoped_lock lock(processLock(ProcessLock::kPlatform));
-    if (*current == nullptr) *current = std::make_shared<const Platform>(real::makePlatform(real::Roots{}));
+    if (*current == nullptr)
+      *current = std::make_shared<const Platform>(real::makePlatform(real::Roots{}));
     return *current;
   });
   return inForce != nullptr ? inForce : nothing();
 }
 
-ScopedPlatform::ScopedPlatform(std::shared_ptr<const Platform> platform) noexcept : isInForce_(platform != nullptr) {
+ScopedPlatform::ScopedPlatform(std::shared_ptr<const Platform> platform) noexcept
+    : isInForce_(platform != nullptr) {
   if (isInForce_) previous_ = exchange(std::move(platform));
 }
 

@@ -20,6 +20,7 @@ int main() {
   const bool answered = port->sendStringCommand("status", reply, "OK\\r\\n", 2.0);
   port->closePort();
   std::printf("%s\n", answered ? "status: OK" : "status: no answer");
-  for (const auto& entry : machine.value()->systemLog()) std::printf("  %s\n", entry.argument.c_str());
+  for (const auto& entry : machine.value()->systemLog())
+    std::printf("  %s\n", entry.argument.c_str());
   return answered ? 0 : 1;
 }

@@ -54,8 +54,9 @@ TEST_F(BVLogTest, EachLevelReachesTheSystemLogTheFileAndTheErrorTextAsItShould) 
   log.fault("two\nlines\xFF\x1B");
   log.info(nullptr);
   EXPECT_THAT(logged(),
-              ElementsAre("debug %{public}@|d", "info %{public}@|port opened", "error ERROR %{public}@|a",
-                          "error ERROR %{public}@|b", "fault FAULT %{public}@|two\nlines\xFF\x1B", "info %{public}@|"));
+              ElementsAre("debug %{public}@|d", "info %{public}@|port opened",
+                          "error ERROR %{public}@|a", "error ERROR %{public}@|b",
+                          "fault FAULT %{public}@|two\nlines\xFF\x1B", "info %{public}@|"));
   EXPECT_EQ(contentOf(path),
             "2024-03-05 9:7:3 port opened \n2024-03-05 9:7:3 ERROR a \n2024-03-05 9:7:3 ERROR b \n"
             "2024-03-05 9:7:3 FAULT two\nlines\xFF\x1B \n2024-03-05 9:7:3  \n");
@@ -70,8 +71,9 @@ TEST_F(BVLogTest, LineIsStampedInTheTimeZoneOfItsMomentAndInTheSecondThatHasBegu
   log.info("c");
   clock->stopAt(host::Clock::Wall::min());
   log.info("d");
-  EXPECT_EQ(contentOf(path),
-            "2024-03-05 9:7:3 a \n2024-03-05 4:7:3 b \n1969-12-31 20:59:59 c \n1677-09-20 21:12:43 d \n");
+  EXPECT_EQ(
+      contentOf(path),
+      "2024-03-05 9:7:3 a \n2024-03-05 4:7:3 b \n1969-12-31 20:59:59 c \n1677-09-20 21:12:43 d \n");
 }
 
 // The file of a time zone that has always been these hours, less than 24, east of UTC.
@@ -98,7 +100,8 @@ TEST_F(BVLogTest, ChangeOfTheMachinesTimeZoneIsFollowed) {
     if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0 || !put("east")) ::_exit(1);
     log.info("a");
     if (!put("farther")) ::_exit(1);
-    clock->stopAt(host::Clock::Wall(std::chrono::seconds(1709622424)));  // it is looked at once a second
+    clock->stopAt(
+        host::Clock::Wall(std::chrono::seconds(1709622424)));  // it is looked at once a second
     log.info("b");
     ::_exit(0);
   }
@@ -121,8 +124,10 @@ TEST_F(BVLogTest, VerbosityGatesDebuglAloneAndComesFromThePreferenceWhenNotGiven
   log.debug("always");
   EXPECT_THAT(logged(), ElementsAre("debug %{public}@|zero", "debug %{public}@|below",
                                     "debug %{public}@|Changed verbosityLevel from 0 to 3",
-                                    "debug %{public}@|Changed verbosityLevel from 3 to 3", "debug %{public}@|three",
-                                    "debug %{public}@|Changed verbosityLevel from 3 to -5", "debug %{public}@|always"));
+                                    "debug %{public}@|Changed verbosityLevel from 3 to 3",
+                                    "debug %{public}@|three",
+                                    "debug %{public}@|Changed verbosityLevel from 3 to -5",
+                                    "debug %{public}@|always"));
   EXPECT_EQ(contentOf(path), "");
   EXPECT_EQ(BVLog(SystemLogHandle::waylineLog(), nullptr, std::nullopt).verbosityLevel(), 2);
   BVLog::configureDefault(SystemLogHandle::waylineLog(), nullptr, std::nullopt);
@@ -193,8 +198,10 @@ TEST_F(BVLogTest, ErrorTextIsMeasuredAsAWholeWhereAMessageJoinsItsLastLine) {
     for (const std::string line : {"", "a line\n"}) {
       const std::string whole = line + std::string(3998 - line.size(), 'x') + last;
       BVLog::initAggregatedError(whole);
-      for (const std::string& error : {message, std::string("y"), std::string("z")}) log.error(error);
-      EXPECT_TRUE(BVLog::aggregatedErrorDescription() == whole + message + "\ny\n") << ::testing::PrintToString(last);
+      for (const std::string& error : {message, std::string("y"), std::string("z")})
+        log.error(error);
+      EXPECT_TRUE(BVLog::aggregatedErrorDescription() == whole + message + "\ny\n")
+          << ::testing::PrintToString(last);
     }
   }
 }
@@ -226,7 +233,8 @@ TEST_F(BVLogTest, UnwritableFileIsReportedToTheSystemLogAlone) {
     ::execl((folder / "busy").c_str(), "busy", "60", nullptr);
     ::_exit(127);
   }
-  while (!std::filesystem::equivalent("/proc/" + std::to_string(sleeper) + "/exe", folder / "busy")) ::usleep(1000);
+  while (!std::filesystem::equivalent("/proc/" + std::to_string(sleeper) + "/exe", folder / "busy"))
+    ::usleep(1000);
   report(folder / "busy", "Text file busy");
   EXPECT_TRUE(contentOf(folder / "busy") == before);
   ::kill(sleeper, SIGKILL);
@@ -289,7 +297,8 @@ TEST_F(BVLogTest, LineBeginsWithNoLineFeedWhereThisProcessHasCutNone) {
   log.info("line");
   EXPECT_EQ(contentOf(path), "of others" + line);
 
-  // A file that was emptied, one that was completed, and a new one that may have the number of one that was removed.
+  // A file that was emptied, one that was completed, and a new one that may have the number of one
+  // that was removed.
   const auto cutAt = [&](const std::string& name) {
     log.setLogFilePath(folder / name);
     writeFile(folder / name, "of others\n");
@@ -347,7 +356,8 @@ TEST_F(BVLogTest, ProcessWideObjectsAreTheSameAtEveryCall) {
 class ActingPreferences final : public host::Preferences {
  public:
   explicit ActingPreferences(std::function<void()> act) : act_(std::move(act)) {}
-  std::optional<std::string> value(std::string_view /*suite*/, std::string_view /*key*/) const noexcept override {
+  std::optional<std::string> value(std::string_view /*suite*/,
+                                   std::string_view /*key*/) const noexcept override {
     act_();
     return "5";
   }
@@ -398,7 +408,8 @@ void inProcesses(int processes, const Body& body, const Meanwhile& meanwhile) {
     children.push_back(::fork());
     if (children.back() != 0) continue;
     std::vector<std::jthread> threads;
-    for (int thread = 0; thread < 8; ++thread) threads.emplace_back([&, thread] { body(process * 8 + thread); });
+    for (int thread = 0; thread < 8; ++thread)
+      threads.emplace_back([&, thread] { body(process * 8 + thread); });
     threads.clear();
     ::_exit(0);
   }
@@ -421,7 +432,8 @@ TEST_F(BVLogTest, WritersOfTwoProcessesLoseAndTearNothingWhileTheFileIsMovedAway
   const auto moveAway = [&](const std::stop_token& stop) {
     for (int moved = 0; !stop.stop_requested();) {
       ::usleep(100'000);
-      if (::rename(path.c_str(), (folder / ("moved" + std::to_string(moved))).c_str()) == 0) ++moved;
+      if (::rename(path.c_str(), (folder / ("moved" + std::to_string(moved))).c_str()) == 0)
+        ++moved;
     }
   };
   inProcesses(2, write, moveAway);
@@ -433,7 +445,8 @@ TEST_F(BVLogTest, WritersOfTwoProcessesLoseAndTearNothingWhileTheFileIsMovedAway
       int writer = -1;
       int line = -1;
       ASSERT_EQ(std::sscanf(text.c_str(), "2024-03-05 9:7:3 %d %d", &writer, &line), 2) << text;
-      ASSERT_TRUE(text.ends_with(std::string(static_cast<std::size_t>(line % 90), '.') + " ")) << text;
+      ASSERT_TRUE(text.ends_with(std::string(static_cast<std::size_t>(line % 90), '.') + " "))
+          << text;
       seen[writer].resize(kLines);
       ASSERT_FALSE(seen[writer].at(static_cast<std::size_t>(line))) << text;
       seen[writer][static_cast<std::size_t>(line)] = true;

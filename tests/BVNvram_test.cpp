@@ -66,12 +66,16 @@ using N = BVNvram;
 const Form kForms[] = {
     {"", N::dataFromVariable, N::dictionaryFromVariable, N::stringFromVariable, N::dataFromVariable,
      N::dictionaryFromVariable, N::stringFromVariable, N::writeStringVariable, N::deleteVariable},
-    {"EDA7697C-EB6C-4553-A921-C131036FC939:", N::systemGUID_dataFromVariable, N::systemGUID_dictionaryFromVariable,
-     N::systemGUID_stringFromVariable, N::systemGUID_dataFromVariable, N::systemGUID_dictionaryFromVariable,
-     N::systemGUID_stringFromVariable, N::writeSystemGUID_StringVariable, N::deleteSystemGUIDVariable},
-    {"A5D42023-9BB9-4366-8741-A4A0161FDEDE:", N::larderGUID_dataFromVariable, N::larderGUID_dictionaryFromVariable,
-     N::larderGUID_stringFromVariable, N::larderGUID_dataFromVariable, N::larderGUID_dictionaryFromVariable,
-     N::larderGUID_stringFromVariable, N::writeLarderGUID_StringVariable, N::deleteLarderGUIDVariable}};
+    {"EDA7697C-EB6C-4553-A921-C131036FC939:", N::systemGUID_dataFromVariable,
+     N::systemGUID_dictionaryFromVariable, N::systemGUID_stringFromVariable,
+     N::systemGUID_dataFromVariable, N::systemGUID_dictionaryFromVariable,
+     N::systemGUID_stringFromVariable, N::writeSystemGUID_StringVariable,
+     N::deleteSystemGUIDVariable},
+    {"A5D42023-9BB9-4366-8741-A4A0161FDEDE:", N::larderGUID_dataFromVariable,
+     N::larderGUID_dictionaryFromVariable, N::larderGUID_stringFromVariable,
+     N::larderGUID_dataFromVariable, N::larderGUID_dictionaryFromVariable,
+     N::larderGUID_stringFromVariable, N::writeLarderGUID_StringVariable,
+     N::deleteLarderGUIDVariable}};
 
 Object bytes(std::string_view text) { return Data(text.begin(), text.end()); }
 
@@ -120,8 +124,9 @@ TEST_F(BVNvramTest, EveryOperationOpensTheNodeForOneFullNameAndReleasesIt) {
     EXPECT_EQ(form.write(name, "a=b"), 0);
     EXPECT_THAT(calls(), ElementsAre("open", "write " + form.prefix + name + "=a=b"));
     EXPECT_EQ(form.remove(name), 0);
-    EXPECT_THAT(calls(), ElementsAre("open", "write HwNVRAM-DELETE-PROPERTY=" + form.prefix + name, "open",
-                                     "write HwNVRAM-FORCESYNCNOW-PROPERTY=HwNVRAM-FORCESYNCNOW-PROPERTY"));
+    EXPECT_THAT(calls(),
+                ElementsAre("open", "write HwNVRAM-DELETE-PROPERTY=" + form.prefix + name, "open",
+                            "write HwNVRAM-FORCESYNCNOW-PROPERTY=HwNVRAM-FORCESYNCNOW-PROPERTY"));
   }
 }
 
@@ -196,7 +201,8 @@ TEST_F(BVNvramTest, EachViewTakesItsOwnKindsOfValues) {
     const Value text = N::stringFromVariable("x", false, false, notFound);
     EXPECT_EQ(text, string);
     EXPECT_EQ(same(text, value), value.ifText() != nullptr) << "a text is given as it is";
-    EXPECT_EQ(N::stringFromVariable("x"), string == notFound ? std::nullopt : string.value_or(Object()).text());
+    EXPECT_EQ(N::stringFromVariable("x"),
+              string == notFound ? std::nullopt : string.value_or(Object()).text());
   }
 }
 
@@ -206,10 +212,12 @@ TEST_F(BVNvramTest, DictionaryIsAJsonObjectAndNothingLess) {
     return "{\"a\":" + std::string(depth - 1, '[') + std::string(depth - 1, ']') + "}";
   };
   for (const std::string& other :
-       {"[{}]"s, "5"s, "\"a\""s, "null"s, " "s, "{}\0"s, "\uFEFF{}"s, "{\"a\": 1e999}"s, "{\"a\": 1,}"s, "{a: 1}"s,
-        "{} {}"s, nested(host::kJsonDepthLimit + 1), "{\"a\":" + std::string(100'000, '[')}) {
+       {"[{}]"s, "5"s, "\"a\""s, "null"s, " "s, "{}\0"s, "\uFEFF{}"s, "{\"a\": 1e999}"s,
+        "{\"a\": 1,}"s, "{a: 1}"s, "{} {}"s, nested(host::kJsonDepthLimit + 1),
+        "{\"a\":" + std::string(100'000, '[')}) {
     store->value = bytes(other);
-    EXPECT_TRUE(same(N::dictionaryFromVariable("x", false, false, notFound), notFound)) << other.substr(0, 20);
+    EXPECT_TRUE(same(N::dictionaryFromVariable("x", false, false, notFound), notFound))
+        << other.substr(0, 20);
     EXPECT_EQ(N::dictionaryFromVariable("x"), std::nullopt) << other.substr(0, 20);
   }
   store->value = bytes(R"({"a": 1, "b": 18446744073709551615, "a": 2})");
@@ -227,10 +235,12 @@ TEST_F(BVNvramTest, GuardsRefuseOnlyWhatTheyAreAskedToAndTheStoreIsThenNotReache
     const bool requireInternal = bits & 2U;
     info.setIsProductionFused(bits & 4U);
     info.setIsInternaOS(bits & 8U);
-    const bool isRefused = (requireFused && info.isProductionFused()) || (requireInternal && !info.isInternaOS());
+    const bool isRefused =
+        (requireFused && info.isProductionFused()) || (requireInternal && !info.isInternaOS());
     for (const Form& form : kForms) {
       for (const auto read : form.reads()) {
-        EXPECT_EQ(same(read("x", requireFused, requireInternal, notFound), notFound), isRefused) << bits;
+        EXPECT_EQ(same(read("x", requireFused, requireInternal, notFound), notFound), isRefused)
+            << bits;
         EXPECT_EQ(calls().size(), isRefused ? 0U : 2U) << bits;
       }
       EXPECT_TRUE(form.data("x") && form.dictionary("x") && form.string("x")) << bits;
@@ -276,7 +286,8 @@ TEST(BVNvram, VariablesOfASimulatedMachineComeBackAsManyThreadsWriteThem) {
     });
   }
   threads.clear();
-  EXPECT_EQ(dynamic_cast<const host::NodeRegistry&>(machine->platform()->registry()).openHandles(), 0U);
+  EXPECT_EQ(dynamic_cast<const host::NodeRegistry&>(machine->platform()->registry()).openHandles(),
+            0U);
 }
 
 }  // namespace

@@ -34,8 +34,9 @@ std::string notified(const std::string& text) { return debugLine("launchNotifica
 class Bench : public testing::SimulatedTest {
  public:
   explicit Bench(const std::string& launch, const std::string& more = "")
-      : SimulatedTest(R"({"applications": [{"path": "/opt/app", "identifier": "org.example.app", "launch": [)" +
-                      launch + "]}]" + more + "}") {}
+      : SimulatedTest(
+            R"({"applications": [{"path": "/opt/app", "identifier": "org.example.app", "launch": [)" +
+            launch + "]}]" + more + "}") {}
   using SimulatedTest::logged;
   void TestBody() override {}
 
@@ -57,21 +58,25 @@ constexpr char kUp[] = R"({"code": 258})";
 // A launch service that keeps what it is asked for, and does within open() what the test says.
 class OwnService final : public host::LaunchService {
  public:
-  using Opened = std::function<void(const host::NotificationCallback& notify, const host::OpenCompletion& complete)>;
+  using Opened = std::function<void(const host::NotificationCallback& notify,
+                                    const host::OpenCompletion& complete)>;
   explicit OwnService(Opened opened) : opened_(std::move(opened)) {}
 
-  Result<host::SubscriptionHandle> subscribe(std::int32_t session, std::int32_t flags, const host::SerialQueue& queue,
+  Result<host::SubscriptionHandle> subscribe(std::int32_t session, std::int32_t flags,
+                                             const host::SerialQueue& queue,
                                              host::NotificationCallback callback) const override {
     EXPECT_NE(queue.label(), "");
     asked.push_back("subscribe " + std::to_string(session) + " " + std::to_string(flags));
     callback_ = std::move(callback);
     return host::SubscriptionHandle{7};
   }
-  Result<> selectCodes(host::SubscriptionHandle subscription, std::span<const std::int32_t> codes, std::int32_t first,
-                       std::int32_t second, std::int32_t third, std::int32_t fourth) const override {
+  Result<> selectCodes(host::SubscriptionHandle subscription, std::span<const std::int32_t> codes,
+                       std::int32_t first, std::int32_t second, std::int32_t third,
+                       std::int32_t fourth) const override {
     asked.push_back("select " + std::to_string(subscription));
     for (const std::int32_t code : codes) asked.back() += " " + std::to_string(code);
-    for (const std::int32_t more : {first, second, third, fourth}) asked.back() += "," + std::to_string(more);
+    for (const std::int32_t more : {first, second, third, fourth})
+      asked.back() += "," + std::to_string(more);
     return {};
   }
   void unsubscribe(host::SubscriptionHandle subscription) const noexcept override {
@@ -95,7 +100,8 @@ class OwnService final : public host::LaunchService {
   mutable host::NotificationCallback callback_;
 };
 
-// A machine with such a launch service. An answer that comes within open() is there before the wait for it begins.
+// A machine with such a launch service. An answer that comes within open() is there before the wait
+// for it begins.
 class OwnBench : public Bench {
  public:
   explicit OwnBench(OwnService::Opened opened)
@@ -118,31 +124,36 @@ OwnService::Opened upWith(Dictionary data) {
     complete(&data, {});
   };
 }
-void neverAnswer(const host::NotificationCallback& /*notify*/, const host::OpenCompletion& /*complete*/) {}
+void neverAnswer(const host::NotificationCallback& /*notify*/,
+                 const host::OpenCompletion& /*complete*/) {}
 
 TEST(BVProcess, AsksTheServiceForEachStepWithAllItsArguments) {
   const OwnBench bench(upWith({{"BkBundleIdentifier", kID}}));
   EXPECT_EQ(Bench::run(), 0);
-  EXPECT_THAT(bench.service->asked, ElementsAre("subscribe -2 0", "select 7 256 272 280 262 259 258,0,0,0,0",
-                                                "register file:///opt/app", "open file:///opt/app a", "unsubscribe 7"));
+  EXPECT_THAT(bench.service->asked,
+              ElementsAre("subscribe -2 0", "select 7 256 272 280 262 259 258,0,0,0,0",
+                          "register file:///opt/app", "open file:///opt/app a", "unsubscribe 7"));
 }
 
 TEST(BVProcess, TellsEachStepOfALaunchThatSucceeds) {
   OwnBench bench([](const auto& notify, const auto& complete) {
     const Dictionary data{{"BkBundleIdentifier", kID}};
-    for (const std::int32_t code : {0x100, 0x110, 0x101}) notify(code, 0, &data, nullptr, 0, nullptr);
+    for (const std::int32_t code : {0x100, 0x110, 0x101})
+      notify(code, 0, &data, nullptr, 0, nullptr);
     complete(nullptr, {});
     notify(0x102, 0, &data, nullptr, 0, nullptr);
   });
   EXPECT_EQ(Bench::run(), 0);
   const std::string named = notified("BkBundleIdentifier: org.example.app");
   const std::string waits = notified("doneWithApplicaion : 0");
-  EXPECT_THAT(
-      bench.logged(),
-      ElementsAre(debugLine("using openItemWithURL"), notified("-- RQNotificationID: 100 --"), named, waits,
-                  notified("-- RQNotificationID: 110 --"), named, waits, notified("-- RQNotificationID: 101 --"), named,
-                  notified("Ignore RQNotificationID: 257"), waits, debugLine("openCompletion completionHandler called"),
-                  notified("-- RQNotificationID: 102 --"), named, notified("doneWithApplicaion : 1")));
+  EXPECT_THAT(bench.logged(), ElementsAre(debugLine("using openItemWithURL"),
+                                          notified("-- RQNotificationID: 100 --"), named, waits,
+                                          notified("-- RQNotificationID: 110 --"), named, waits,
+                                          notified("-- RQNotificationID: 101 --"), named,
+                                          notified("Ignore RQNotificationID: 257"), waits,
+                                          debugLine("openCompletion completionHandler called"),
+                                          notified("-- RQNotificationID: 102 --"), named,
+                                          notified("doneWithApplicaion : 1")));
 }
 
 TEST(BVProcess, EndsTheWaitForAFinishingCodeOfThisApplicationAlone) {
@@ -153,7 +164,8 @@ TEST(BVProcess, EndsTheWaitForAFinishingCodeOfThisApplicationAlone) {
   {
     OwnBench bench(upWith({{"BkBundleIdentifier", "org.example.App"}}));
     EXPECT_EQ(Bench::run(0), 2);
-    EXPECT_THAT(bench.logged(), ElementsAre(debugLine("using openItemWithURL"), notified("-- RQNotificationID: 102 --"),
+    EXPECT_THAT(bench.logged(), ElementsAre(debugLine("using openItemWithURL"),
+                                            notified("-- RQNotificationID: 102 --"),
                                             notified("BkBundleIdentifier: org.example.App"),
                                             debugLine("openCompletion completionHandler called"),
                                             errorLine("runApp: Process timed out")));
@@ -167,9 +179,12 @@ TEST(BVProcess, EndsTheWaitForAFinishingCodeOfThisApplicationAlone) {
 
 TEST(BVProcess, TellsWhateverStandsForTheIdentifier) {
   const std::pair<Dictionary, const char*> cases[] = {
-      {{{"BkBundleIdentifier", 42}}, "42"},   {{{"BkBundleIdentifier", true}}, "true"},
-      {{{"BkBundleIdentifier", 0.5}}, "0.5"}, {{{"BkBundleIdentifier", Array{kID, 1}}}, R"(["org.example.app",1])"},
-      {{{"BkBundleIdentifier", ""}}, ""},     {{{"BkBundleIdentifier", nullptr}}, "null"},
+      {{{"BkBundleIdentifier", 42}}, "42"},
+      {{{"BkBundleIdentifier", true}}, "true"},
+      {{{"BkBundleIdentifier", 0.5}}, "0.5"},
+      {{{"BkBundleIdentifier", Array{kID, 1}}}, R"(["org.example.app",1])"},
+      {{{"BkBundleIdentifier", ""}}, ""},
+      {{{"BkBundleIdentifier", nullptr}}, "null"},
       {{{"another key", kID}}, "(null)"}};
   for (const auto& [data, shown] : cases) {
     OwnBench bench(upWith(data));
@@ -255,14 +270,16 @@ TEST(BVProcess, LaunchesSeveralAtOnceEachOnItsOwn) {
                     {"answer": true)" +
                     (i % 2 == 0 ? "" : R"(, "error": "refused")") + "}]}";
   }
-  const auto machine = host::simulated::Machine::fromJson("{\"applications\": [" + applications + "]}");
+  const auto machine =
+      host::simulated::Machine::fromJson("{\"applications\": [" + applications + "]}");
   ASSERT_TRUE(machine.ok()) << machine.error().text();
   const host::ScopedPlatform installed(machine.value()->platform());
   std::vector<std::thread> threads;
   for (int i = 0; i < 8; ++i) {
     threads.emplace_back([i] {
       const std::string number = std::to_string(i);
-      EXPECT_EQ(BVProcess::runApp("/opt/" + number, {}, "id" + number, 20), i % 2 == 0 ? 0 : 3) << i;
+      EXPECT_EQ(BVProcess::runApp("/opt/" + number, {}, "id" + number, 20), i % 2 == 0 ? 0 : 3)
+          << i;
     });
   }
   for (std::thread& thread : threads) thread.join();

@@ -38,7 +38,8 @@ class PortSearchTest : public SimulatedTest {
  protected:
   PortSearchTest()
       : SimulatedTest(R"({"devices": [{"name": "tty.usbserial-A1"}, {"name": "cu.usbserial-B7"},
-                                      {"name": "cu.usbserial-A1B2"}, {"name": "cu.usbserial-A1"}]})") {}
+                                      {"name": "cu.usbserial-A1B2"}, {"name": "cu.usbserial-A1"}]})") {
+  }
 };
 
 TEST_F(PortSearchTest, TakesTheFirstCallUpNodeThatBeginsWithTheSerial) {
@@ -94,8 +95,9 @@ TEST_F(PortSearchTest, OpeningThatFailsGivesMinusOneAndLeavesNothingOpen) {
   const std::size_t before = openDescriptors();
   const std::string regular = folder / "regular";
   testing::writeFile(regular, "kept");
-  for (const std::string& path : {folder / "missing", std::string("/dev/null"), std::string("/dev/nöde"), regular,
-                                  std::string("/dev/cu.usbserial-A1"), std::string("/dev/nul\0l", 9)}) {
+  for (const std::string& path :
+       {folder / "missing", std::string("/dev/null"), std::string("/dev/nöde"), regular,
+        std::string("/dev/cu.usbserial-A1"), std::string("/dev/nul\0l", 9)}) {
     BVSerialPort port{Text(path)};
     EXPECT_EQ(port.openPort(115200), -1) << path;
     EXPECT_EQ(port.spHandle(), -1);
@@ -144,12 +146,16 @@ TEST_F(BVSerialPortTest, OpenPortIsRawExclusiveBlockingAndAtItsSpeed) {
 
 TEST_F(BVSerialPortTest, OpeningThatFailsGivesItsReasonToWhoAsks) {
   BVSerialPort other(port.path());
-  EXPECT_EQ(other.openPortOrError(115200).error().text(), errorText(port.path(), ::geteuid() == 0 ? EAGAIN : EBUSY));
+  EXPECT_EQ(other.openPortOrError(115200).error().text(),
+            errorText(port.path(), ::geteuid() == 0 ? EAGAIN : EBUSY));
   EXPECT_FALSE(other.isPortOpen());
   port.closePort();
-  EXPECT_EQ(other.openPortOrError(0).error().text(), port.path() + ": does not run at 0 bits per second");
-  EXPECT_EQ(BVSerialPort("/dev/nöde").openPortOrError(9600).error().text(), "/dev/nöde: a device path is ASCII");
-  EXPECT_EQ(BVSerialPort("").openPortOrError(9600).error().text(), "an empty path: No such file or directory");
+  EXPECT_EQ(other.openPortOrError(0).error().text(),
+            port.path() + ": does not run at 0 bits per second");
+  EXPECT_EQ(BVSerialPort("/dev/nöde").openPortOrError(9600).error().text(),
+            "/dev/nöde: a device path is ASCII");
+  EXPECT_EQ(BVSerialPort("").openPortOrError(9600).error().text(),
+            "an empty path: No such file or directory");
   EXPECT_TRUE(other.openPortOrError(115200).ok());
   EXPECT_TRUE(other.isPortOpen());
 }
@@ -206,9 +212,9 @@ TEST_F(BVSerialPortTest, PolledReadEndsSoonAfterTheLastByteAndTellsWhatCame) {
   EXPECT_FALSE(port.readSerialWithTimeout(0));
   EXPECT_FALSE(port.readSerialWithTimeout(-1));
   EXPECT_FALSE(port.readSerialWithTimeout(3));
-  EXPECT_THAT(logged(),
-              ElementsAre("debug %{public}@|data return length 0 bytes", "debug %{public}@|data return length 0 bytes",
-                          "debug %{public}@|data return length 0 bytes"));
+  EXPECT_THAT(logged(), ElementsAre("debug %{public}@|data return length 0 bytes",
+                                    "debug %{public}@|data return length 0 bytes",
+                                    "debug %{public}@|data return length 0 bytes"));
   ASSERT_TRUE(port.sendLargeData(bytes("five\n")));
   EXPECT_EQ(textOf(readSomething()), "hello");
   EXPECT_THAT(logged(), ElementsAre("debug %{public}@|read data from port...got new data 5 bytes",
@@ -249,10 +255,12 @@ TEST_F(BVSerialPortTest, BytesAreHandedOutOneByOneAndOutliveTheConnection) {
   EXPECT_EQ(byte, 'h');
   EXPECT_THAT(
       logged(),
-      ElementsAre("debug %{public}@|read data from port...got new data 5 bytes",
-                  "debug %{public}@|data return:5 bytes: 68656C6C 6F",
-                  "debug %{public}@|-[BVSerialPort receiveByte:timeout:] Receive_Byte: 5 bytes: 68656C6C 6F len=5",
-                  "debug %{public}@|-[BVSerialPort receiveByte:timeout:] Receive_Byte:68 65 6C 6C 6F "));
+      ElementsAre(
+          "debug %{public}@|read data from port...got new data 5 bytes",
+          "debug %{public}@|data return:5 bytes: 68656C6C 6F",
+          "debug %{public}@|-[BVSerialPort receiveByte:timeout:] Receive_Byte: 5 bytes: 68656C6C "
+          "6F len=5",
+          "debug %{public}@|-[BVSerialPort receiveByte:timeout:] Receive_Byte:68 65 6C 6C 6F "));
   port.closePort();
   for (const char next : std::string("ell")) {
     EXPECT_EQ(port.receiveByte(byte, 1), 0);
@@ -326,7 +334,8 @@ TEST_F(BVSerialPortTest, WriterThatWaitsForASlowDeviceIsEndedByThePulledPlug) {
 TEST_F(BVSerialPortTest, BlockIsWrittenWhollyToADeviceThatTakesItInPieces) {
   const BarePair pair;
   Data block(200'000);
-  for (std::size_t i = 0; i < block.size(); ++i) block[i] = static_cast<std::uint8_t>(i * 7 + i / 251);
+  for (std::size_t i = 0; i < block.size(); ++i)
+    block[i] = static_cast<std::uint8_t>(i * 7 + i / 251);
   Data received;
   std::thread reader([&] {
     Data chunk(777);
@@ -419,7 +428,8 @@ TEST_F(BVSerialPortTest, ReopensAtOnceWhileAChildOfAnotherThreadIsNotYetAProgram
   const std::string departure = folder / "departure";
   ASSERT_EQ(::mkfifo(arrival.c_str(), 0600) + ::mkfifo(departure.c_str(), 0600), 0);
   std::thread command([&] {
-    posix_spawn_file_actions_t actions;  // the child waits at each for the test to open the other end
+    posix_spawn_file_actions_t
+        actions;  // the child waits at each for the test to open the other end
     ::posix_spawn_file_actions_init(&actions);
     ::posix_spawn_file_actions_addopen(&actions, 0, arrival.c_str(), O_WRONLY, 0);
     ::posix_spawn_file_actions_addopen(&actions, 0, departure.c_str(), O_RDONLY, 0);
@@ -475,7 +485,8 @@ TEST_F(BVSerialPortTest, HandleSetFromOutsideIsNotClosedByTheDestructorThoughThe
 TEST_F(BVSerialPortTest, BytesNeverReachTheFileThatHasTheNumberOfAPortClosedMeanwhile) {
   const BarePair pair;
   BVSerialPort& line = *pair.port;
-  const int otherEnd = ::open(line.path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);  // or the device reads EIO
+  const int otherEnd =
+      ::open(line.path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);  // or the device reads EIO
   std::vector<std::jthread> threads;
   const auto repeat = [&threads](auto operation) {
     threads.emplace_back([operation](const std::stop_token& stop) {
@@ -489,13 +500,15 @@ TEST_F(BVSerialPortTest, BytesNeverReachTheFileThatHasTheNumberOfAPortClosedMean
   repeat([&] {
     Data chunk(4096);
     pollfd device{pair.device, POLLIN, 0};
-    if (::poll(&device, 1, 10) == 1) static_cast<void>(::read(pair.device, chunk.data(), chunk.size()));
+    if (::poll(&device, 1, 10) == 1)
+      static_cast<void>(::read(pair.device, chunk.data(), chunk.size()));
   });
   for (int round = 0; round < 1000; ++round) {
     std::jthread rival([&] { line.closePort(); });
     line.closePort();
     std::array<int, 4> files;
-    for (int& file : files) file = ::open((folder / "file").c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600);
+    for (int& file : files)
+      file = ::open((folder / "file").c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600);
     rival.join();
     std::this_thread::yield();
     struct stat status {};

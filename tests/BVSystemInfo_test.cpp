@@ -31,7 +31,8 @@ namespace {
 using host::OsVersion;
 using host::simulated::Machine;
 
-static_assert(host::Registry::kChosenPath == "HwDeviceTree:/chosen" && host::Registry::kRomPath == "HwDeviceTree:/rom");
+static_assert(host::Registry::kChosenPath == "HwDeviceTree:/chosen" &&
+              host::Registry::kRomPath == "HwDeviceTree:/rom");
 static_assert(host::Registry::kPlatformClass == "HwPlatformExpertDevice");
 
 #if defined(__x86_64__)
@@ -47,14 +48,16 @@ void onMachine(std::string description, const std::function<void()>& work) {
   const auto machine = Machine::fromJson(description).value();
   const host::ScopedPlatform installed(machine->platform());
   work();
-  EXPECT_EQ(dynamic_cast<const host::NodeRegistry&>(machine->platform()->registry()).openHandles(), 0U);
+  EXPECT_EQ(dynamic_cast<const host::NodeRegistry&>(machine->platform()->registry()).openHandles(),
+            0U);
 }
 
 std::string described(const std::string& registry, const std::string& identity = "") {
   return "{'registry': {" + registry + "}, 'identity': {" + identity + "}, 'systemVersion': {}}";
 }
 
-std::unique_ptr<const BVSystemInfo> gathered(const std::string& registry, const std::string& identity = "") {
+std::unique_ptr<const BVSystemInfo> gathered(const std::string& registry,
+                                             const std::string& identity = "") {
   std::unique_ptr<const BVSystemInfo> info;
   onMachine(described(registry, identity), [&] { info = std::make_unique<const BVSystemInfo>(); });
   return info;
@@ -62,10 +65,21 @@ std::unique_ptr<const BVSystemInfo> gathered(const std::string& registry, const 
 
 // The values in the order of the keys.
 Object profileWith(const Array& values) {
-  constexpr const char* kKeys[] = {
-      "chipId",        "modelID",     "serialNumber",     "vireoVersion",           "firmwareVersion",
-      "uuid",          "ecid",        "buildVersion",     "strRookeryBuildVersion", "boardId",
-      "keelModelName", "isSeedBuild", "isPrePelorusHost", "isProductionFused",      "isInternaOS"};
+  constexpr const char* kKeys[] = {"chipId",
+                                   "modelID",
+                                   "serialNumber",
+                                   "vireoVersion",
+                                   "firmwareVersion",
+                                   "uuid",
+                                   "ecid",
+                                   "buildVersion",
+                                   "strRookeryBuildVersion",
+                                   "boardId",
+                                   "keelModelName",
+                                   "isSeedBuild",
+                                   "isPrePelorusHost",
+                                   "isProductionFused",
+                                   "isInternaOS"};
   Dictionary profile;
   for (std::size_t i = 0; i < std::size(kKeys); ++i) profile.emplace(kKeys[i], values.at(i));
   return profile;
@@ -85,8 +99,8 @@ const Object kNone;
 
 TEST_F(BVSystemInfoTest, ProfileHasItsFifteenKeysAndEverySetterShowsInTheNext) {
   const Object first = info.profile();
-  const Object before = profileWith(
-      {kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, "Orvel", "notKeel", false, kIsX86, false, false});
+  const Object before = profileWith({kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone,
+                                     "Orvel", "notKeel", false, kIsX86, false, false});
   EXPECT_EQ(first, before);
   EXPECT_TRUE(!info.targetType() && !info.boardID() && info.osVersion() == OsVersion());
 
@@ -107,8 +121,9 @@ TEST_F(BVSystemInfoTest, ProfileHasItsFifteenKeysAndEverySetterShowsInTheNext) {
     info.setIsProductionFused(flag == 2);
     info.setIsInternaOS(flag == 3);
     EXPECT_EQ(Object(info.profile()),
-              profileWith({0xFFFF, "model", "serial", "version", "firmware", "uuid", UINT64_MAX, "12B5003a",
-                           "DEVELOPMENT", "", "Q9AP", flag == 0, flag == 1, flag == 2, flag == 3}));
+              profileWith({0xFFFF, "model", "serial", "version", "firmware", "uuid", UINT64_MAX,
+                           "12B5003a", "DEVELOPMENT", "", "Q9AP", flag == 0, flag == 1, flag == 2,
+                           flag == 3}));
   }
   info.setUUID(nullptr);
   info.setECID(std::nullopt);
@@ -117,30 +132,35 @@ TEST_F(BVSystemInfoTest, ProfileHasItsFifteenKeysAndEverySetterShowsInTheNext) {
   info.setTargetType("target");
   info.setBoardID(0xFF);
   info.setOsVersion({-1, 2, 3});
-  EXPECT_TRUE(info.targetType() == "target" && info.boardID() == 0xFF && info.osVersion() == (OsVersion{-1, 2, 3}));
+  EXPECT_TRUE(info.targetType() == "target" && info.boardID() == 0xFF &&
+              info.osVersion() == (OsVersion{-1, 2, 3}));
 }
 
 TEST_F(BVSystemInfoTest, GatheringAgainReplacesWhatIsToldAndKeepsWhatCameFromNodesThatAreGone) {
   gather(Machine::exampleDescription());
   const Object uuid = "7D0B5A16-42C5-4B0C-9D3C-5E1D1C3A9F01";
   EXPECT_EQ(Object(info.profile()),
-            profileWith({0x4B17, "BVSim1,1", "BV00SIM0001", "12.5", "BVSim 1.4.2", uuid, 81985529216486895, "12B5003a",
-                         "BV-7 DEVELOPMENT", "BVB-SIM1", "S1", true, false, false, true}));
+            profileWith({0x4B17, "BVSim1,1", "BV00SIM0001", "12.5", "BVSim 1.4.2", uuid,
+                         81985529216486895, "12B5003a", "BV-7 DEVELOPMENT", "BVB-SIM1", "S1", true,
+                         false, false, true}));
   EXPECT_EQ(info.targetType(), kIsX86 ? "S1AP" : "sim1");
   EXPECT_EQ(info.boardID(), 0x0B);
   EXPECT_EQ(info.osVersion(), (OsVersion{12, 5, 0}));
 
   gather(described(""));
-  EXPECT_EQ(Object(info.profile()),
-            profileWith({kNone, "BVSim1,1", "BV00SIM0001", kNone, "BVSim 1.4.2", uuid, 81985529216486895, kNone, kNone,
-                         "BVB-SIM1", "S1", false, kIsX86, false, false}));
+  EXPECT_EQ(
+      Object(info.profile()),
+      profileWith({kNone, "BVSim1,1", "BV00SIM0001", kNone, "BVSim 1.4.2", uuid, 81985529216486895,
+                   kNone, kNone, "BVB-SIM1", "S1", false, kIsX86, false, false}));
   EXPECT_TRUE(info.targetType() && info.boardID() == 0x0B && info.osVersion() == OsVersion());
 
   // What is still held is not asked for elsewhere.
-  gather(described("'platform': {'model': 'new', 'HwPlatformSerialNumber': 'new'}, 'rom': {'version': 'new'}"));
-  EXPECT_EQ(Object(info.profile()),
-            profileWith({kNone, "BVSim1,1", "BV00SIM0001", kNone, "BVSim 1.4.2", kNone, 81985529216486895, kNone, kNone,
-                         "Orvel", "notKeel", false, kIsX86, false, false}));
+  gather(described(
+      "'platform': {'model': 'new', 'HwPlatformSerialNumber': 'new'}, 'rom': {'version': 'new'}"));
+  EXPECT_EQ(
+      Object(info.profile()),
+      profileWith({kNone, "BVSim1,1", "BV00SIM0001", kNone, "BVSim 1.4.2", kNone, 81985529216486895,
+                   kNone, kNone, "Orvel", "notKeel", false, kIsX86, false, false}));
   EXPECT_EQ(info.targetType(), std::nullopt);
   gather(described("'chosen': {}"));
   EXPECT_EQ(Object(info.profile()), Object(BVSystemInfo().profile()));
@@ -152,15 +172,17 @@ TEST(BVSystemInfo, EachValueComesFromTheFirstSourceThatHasIt) {
   const std::string chosen = "'chosen': {'model': 'C', 'HwPlatformSerialNumber': 'C'}";
   const std::string platform = ", 'platform': {'model': 'P', 'HwPlatformSerialNumber': 'P'}";
   const std::string answers =
-      "'FirmwareVersion': 'I', 'ProvisioningUniqueDeviceID': 'I', 'UniqueChipID': 18446744073709551615";
-  const std::string all = "'chosen': {'firmware-version': {'hex': '43 00'}}, 'platform': {'HwPlatformUUID': 'P'}";
+      "'FirmwareVersion': 'I', 'ProvisioningUniqueDeviceID': 'I', 'UniqueChipID': "
+      "18446744073709551615";
+  const std::string all =
+      "'chosen': {'firmware-version': {'hex': '43 00'}}, 'platform': {'HwPlatformUUID': 'P'}";
   const std::string rom = ", 'rom': {'version': 'R'}";
   std::vector<Case> cases{
       {"firmwareVersion", all + rom, answers, "I"},
       {"firmwareVersion", all + rom, "", "C"},
       {"firmwareVersion", "'chosen': {}, 'platform': {}" + rom, "", "R"},
       {"firmwareVersion", "'chosen': {}" + rom, answers, "I"},
-      {"firmwareVersion", "'chosen': {}" + rom, "", kNone},       // the ROM goes with the platform node,
+      {"firmwareVersion", "'chosen': {}" + rom, "", kNone},  // the ROM goes with the platform node,
       {"firmwareVersion", "'platform': {}" + rom, answers, "R"},  // the answer with the chosen one
       {"uuid", all, answers, "I"},
       {"uuid", all, "", "P"},
@@ -168,7 +190,8 @@ TEST(BVSystemInfo, EachValueComesFromTheFirstSourceThatHasIt) {
       {"ecid", "'chosen': {}", answers, UINT64_MAX},
       {"ecid", "'platform': {}", answers, kNone},
       {"isInternaOS", "'root': {'RookeryBuildVersion': 'xDEVELOPMENTALx'}", "", true},
-      {"isInternaOS", "'root': {'RookeryBuildVersion': {'hex': '44 45 56 45 4C 4F 50 4D 45 4E 54 00'}}", "", true},
+      {"isInternaOS",
+       "'root': {'RookeryBuildVersion': {'hex': '44 45 56 45 4C 4F 50 4D 45 4E 54 00'}}", "", true},
       {"isInternaOS", "'root': {'RookeryBuildVersion': 'Development DEVELOP MENT'}", "", false},
       {"isInternaOS", "'chosen': {'RookeryBuildVersion': 'DEVELOPMENT'}", "", false},
       {"keelModelName", "'platform': {'bridge-model': 'Q9'}", "", "Q9"},
@@ -177,21 +200,27 @@ TEST(BVSystemInfo, EachValueComesFromTheFirstSourceThatHasIt) {
       {"keelModelName", "'platform': {'bridge-model': 'AP'}", "", ""},
       {"isProductionFused", "", "'SigningFuse': true", true},
       {"isProductionFused", "", "'SigningFuse': false", false},
-      {"isPrePelorusHost", "'chosen': {'chip-id': {'hex': '17 4B'}, 'board-id': {'hex': '00'}}", "", false},
+      {"isPrePelorusHost", "'chosen': {'chip-id': {'hex': '17 4B'}, 'board-id': {'hex': '00'}}", "",
+       false},
       {"isPrePelorusHost", "'platform': {'bridge-model': ''}", "", false},
-      {"isPrePelorusHost", "'chosen': {'chip-id': {'hex': '17 4B'}}, 'platform': {'board-id': 'BVB-1'}", "", kIsX86},
-      {"isPrePelorusHost", "'chosen': {'board-id': {'hex': '0B'}}, 'platform': {'target-type': 't'}", "", kIsX86},
-      {"isPrePelorusHost", "'chosen': {'chip-id': {'hex': '17'}, 'board-id': {'hex': '0B'}}", "", kIsX86},
+      {"isPrePelorusHost",
+       "'chosen': {'chip-id': {'hex': '17 4B'}}, 'platform': {'board-id': 'BVB-1'}", "", kIsX86},
+      {"isPrePelorusHost",
+       "'chosen': {'board-id': {'hex': '0B'}}, 'platform': {'target-type': 't'}", "", kIsX86},
+      {"isPrePelorusHost", "'chosen': {'chip-id': {'hex': '17'}, 'board-id': {'hex': '0B'}}", "",
+       kIsX86},
       {"isPrePelorusHost", "'chosen': {'chip-id': {'hex': '17 4B'}, 'board-id': 11}", "", kIsX86}};
   for (const char* const key : {"modelID", "serialNumber"}) {
-    cases.insert(cases.end(), {{key, chosen, "", "C"},
-                               {key, chosen + platform, "", "C"},
-                               {key, "'chosen': {}" + platform, "", "P"},
-                               {key, "'chosen': {'model': 7, 'HwPlatformSerialNumber': 7}" + platform, "", "P"},
-                               {key, "'rom': {}" + platform, "", "P"}});
+    cases.insert(cases.end(),
+                 {{key, chosen, "", "C"},
+                  {key, chosen + platform, "", "C"},
+                  {key, "'chosen': {}" + platform, "", "P"},
+                  {key, "'chosen': {'model': 7, 'HwPlatformSerialNumber': 7}" + platform, "", "P"},
+                  {key, "'rom': {}" + platform, "", "P"}});
   }
   for (const auto& [key, registry, identity, expected] : cases) {
-    EXPECT_EQ(gathered(registry, identity)->profile().at(key), expected) << key << ", " << registry << ", " << identity;
+    EXPECT_EQ(gathered(registry, identity)->profile().at(key), expected)
+        << key << ", " << registry << ", " << identity;
   }
 }
 
@@ -227,7 +256,8 @@ TEST(BVSystemInfo, SourcesAreThoseThatTheDocumentationLists) {
 
 TEST(BVSystemInfo, OneGatheringReadsEachSharedFileOnce) {
   const testing::LinuxMachine machine;
-  machine.write("machine.json", R"({"registry": {"chosen": {"model": "A"}, "platform": {}}, "identity": {}})");
+  machine.write("machine.json",
+                R"({"registry": {"chosen": {"model": "A"}, "platform": {}}, "identity": {}})");
   machine.write("os-release", "VERSION_ID=12\nBUILD_ID=1\n");
   const auto opensOf = [&machine](const char* name) {
     const int events = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
@@ -252,26 +282,30 @@ TEST(BVSystemInfo, OneGatheringReadsEachSharedFileOnce) {
 
 TEST(BVSystemInfo, CompanionBoardIsLookedUpByTheNumberThatTheHostBoardEndsWith) {
   const std::optional<std::uint8_t> companion = companionChipBoard(0xAB8D777C03381CE4);
-  ASSERT_TRUE(companion && *companion < 64 && *companion != 0x0B && !companionChipBoard(0xAB8D777C03381CE5));
+  ASSERT_TRUE(companion && *companion < 64 && *companion != 0x0B &&
+              !companionChipBoard(0xAB8D777C03381CE5));
   const std::string chosen = "'chosen': {'chip-id': {'hex': '34 12'}, 'board-id': {'hex': '0B'}}, ";
   const auto check = [&](const std::string& board, bool isKnown) {
     SCOPED_TRACE(board);
-    const std::string platform = "'platform': {'bridge-model': 'Q9AP', 'board-id': '" + board + "'}";
+    const std::string platform =
+        "'platform': {'bridge-model': 'Q9AP', 'board-id': '" + board + "'}";
     const auto info = gathered(chosen + platform);
     EXPECT_EQ(info->boardID(), kIsX86 && isKnown ? companion : 0x0B);
     EXPECT_EQ(info->chipID(), kIsX86 ? kCompanionChipID : 0x1234);
     EXPECT_EQ(gathered(platform)->boardID(), kIsX86 && isKnown ? companion : std::nullopt);
   };
   for (const char* const known :
-       {"BVB-AB8D777C03381CE4", "BVB-ab8d777c03381ce4", "BVB-0xAB8D777c03381CE4", "BVB- 00AB8D777C03381CE4",
-        "xxxxAB8D777C03381CE4g5", "\u00E4\u00E4AB8D777C03381CE4", "BVB-AB8D777C03381CE4\\u0000FF"}) {
+       {"BVB-AB8D777C03381CE4", "BVB-ab8d777c03381ce4", "BVB-0xAB8D777c03381CE4",
+        "BVB- 00AB8D777C03381CE4", "xxxxAB8D777C03381CE4g5", "\u00E4\u00E4AB8D777C03381CE4",
+        "BVB-AB8D777C03381CE4\\u0000FF"}) {
     check(known, true);
   }
-  for (const char* const unknown : {"BVB-AB8D777C03381CE5", "BVB-AB8D777C03381CE4AB8D777C03381CE4", "AB8D777C03381CE4",
-                                    "BVB-none", "BVB-", "BVB", ""}) {
+  for (const char* const unknown : {"BVB-AB8D777C03381CE5", "BVB-AB8D777C03381CE4AB8D777C03381CE4",
+                                    "AB8D777C03381CE4", "BVB-none", "BVB-", "BVB", ""}) {
     check(unknown, false);
   }
-  for (const char* const half : {"'board-id': 'BVB-AB8D777C03381CE4', 'target-type': 't'", "'bridge-model': 'Q9AP'"}) {
+  for (const char* const half :
+       {"'board-id': 'BVB-AB8D777C03381CE4', 'target-type': 't'", "'bridge-model': 'Q9AP'"}) {
     const auto info = gathered(chosen + "'platform': {" + half + "}");
     EXPECT_EQ(info->boardID(), 0x0B);
     EXPECT_EQ(info->chipID(), 0x1234);
@@ -280,7 +314,8 @@ TEST(BVSystemInfo, CompanionBoardIsLookedUpByTheNumberThatTheHostBoardEndsWith) 
 
 // What a decoder makes of one property, described in JSON.
 template <typename Result>
-Result decoded(const std::string& property, Result (BVSystemInfo::*decode)(host::NodeHandle, Text) const noexcept) {
+Result decoded(const std::string& property,
+               Result (BVSystemInfo::*decode)(host::NodeHandle, Text) const noexcept) {
   Result result;
   onMachine(described("'root': {'p': " + property + "}"), [&] {
     const host::Registry& registry = host::platform()->registry();
@@ -299,20 +334,25 @@ std::string hex(const std::string& bytes) { return "{'hex': '" + bytes + "'}"; }
 
 TEST(BVSystemInfo, TextIsDecodedFromBytesAndATextGivenAsItIs) {
   using namespace std::string_literals;
-  const auto text = [](const std::string& property) { return decoded(property, &BVSystemInfo::stringFromHwRegEntry); };
+  const auto text = [](const std::string& property) {
+    return decoded(property, &BVSystemInfo::stringFromHwRegEntry);
+  };
   for (const std::string& each :
-       {"61 62 63 00 00=abc"s, "61 62 63 00 64 65 66 00=abc\0def"s, "0A 00 00 00=\n"s, "C3 A4 00=\u00E4"s,
-        "EF BB BF 41=\uFEFFA"s, "41 42 00 FF=AB"s, "41 00 42 FF=A"s, "41 FF=41ff"s, "C3 A4 00 FF=c3a400ff"s,
-        "ED A0 80=eda080"s, "FF=ff"s, "01 02 FF=0102ff"s, "09 41=0941"s, "00=00"s}) {
+       {"61 62 63 00 00=abc"s, "61 62 63 00 64 65 66 00=abc\0def"s, "0A 00 00 00=\n"s,
+        "C3 A4 00=\u00E4"s, "EF BB BF 41=\uFEFFA"s, "41 42 00 FF=AB"s, "41 00 42 FF=A"s,
+        "41 FF=41ff"s, "C3 A4 00 FF=c3a400ff"s, "ED A0 80=eda080"s, "FF=ff"s, "01 02 FF=0102ff"s,
+        "09 41=0941"s, "00=00"s}) {
     EXPECT_EQ(text(hex(each.substr(0, each.find('=')))), each.substr(each.find('=') + 1));
   }
   EXPECT_EQ(text("'\\u0001abc\\u0000'"), "\u0001abc\0"s);
   EXPECT_EQ(text("''"), "");
-  for (const std::string& none : {hex(""), "97"s, "true"s}) EXPECT_EQ(text(none), std::nullopt) << none;
+  for (const std::string& none : {hex(""), "97"s, "true"s})
+    EXPECT_EQ(text(none), std::nullopt) << none;
 }
 
 TEST(BVSystemInfo, NumbersAreDecodedFromBytesAloneTheLowestFirst) {
-  using Numbers = std::tuple<std::optional<std::uint64_t>, std::optional<std::uint16_t>, std::optional<std::uint8_t>>;
+  using Numbers = std::tuple<std::optional<std::uint64_t>, std::optional<std::uint16_t>,
+                             std::optional<std::uint8_t>>;
   const auto numbers = [](const std::string& property) {
     return Numbers(decoded(property, &BVSystemInfo::numFromHwRegEntryData8Byte),
                    decoded(property, &BVSystemInfo::numFromHwRegEntryDataFlipWord),
@@ -324,7 +364,8 @@ TEST(BVSystemInfo, NumbersAreDecodedFromBytesAloneTheLowestFirst) {
   EXPECT_EQ(numbers(hex("")), Numbers(0, std::nullopt, std::nullopt));
   EXPECT_EQ(numbers(hex("08 07 06 05 04 03 02 81")), Numbers(0x8102030405060708, 0x0708, 8));
   EXPECT_EQ(numbers(hex("08 07 06 05 04 03 02 01 FF")), Numbers(0x0102030405060708, 0x0708, 8));
-  for (const char* const none : {"4660", "'34'", "true"}) EXPECT_EQ(numbers(none), Numbers()) << none;
+  for (const char* const none : {"4660", "'34'", "true"})
+    EXPECT_EQ(numbers(none), Numbers()) << none;
 }
 
 TEST_F(BVSystemInfoTest, SeedBuildHasALetterThirdAndLastAndAFiveBetween) {
@@ -336,8 +377,9 @@ TEST_F(BVSystemInfoTest, SeedBuildHasALetterThirdAndLastAndAFiveBetween) {
   for (const char* const seed : {"12B5003a", "12b5z", "12Z5A", "12a5Z", "\U0001F600B5a"}) {
     EXPECT_TRUE(isSeed(seed)) << seed;
   }
-  for (const char* const other : {"12B3003a", "12B50036", "1B5003a", "", "a", "12B", "12B5", "12@5a", "12[5a", "12`5a",
-                                  "12{5a", "12B5a ", "12B5[", "12\u20AC5a", "1\U0001F6005a", "12\xFF\x35\x61"}) {
+  for (const char* const other :
+       {"12B3003a", "12B50036", "1B5003a", "", "a", "12B", "12B5", "12@5a", "12[5a", "12`5a",
+        "12{5a", "12B5a ", "12B5[", "12\u20AC5a", "1\U0001F6005a", "12\xFF\x35\x61"}) {
     EXPECT_FALSE(isSeed(other)) << other;
   }
   EXPECT_FALSE(isSeed(nullptr));
@@ -402,10 +444,11 @@ class ReturningIdentity final : public host::IdentityService {
 
 TEST(BVSystemInfoDeathTest, ServiceThatComesBackToTheFirstGatheringStopsADebugBuild) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  const std::function<void()> acts[] = {[] { static_cast<void>(BVNvram::dataFromVariable("x", true, false, nullptr)); },
-                                        [] {
-                                          if (::fork() == 0) ::_exit(0);
-                                        }};
+  const std::function<void()> acts[] = {
+      [] { static_cast<void>(BVNvram::dataFromVariable("x", true, false, nullptr)); },
+      [] {
+        if (::fork() == 0) ::_exit(0);
+      }};
   for (const auto& act : acts) {
     const auto platform = std::make_shared<host::Platform>();
     platform->setIdentityService(std::make_shared<ReturningIdentity>(act));
@@ -422,7 +465,8 @@ TEST_F(BVSystemInfoTest, OsVersionIsReadAndSetWhole) {
   OsVersion last;
   for (int changes = 0; changes < 300;) {
     const OsVersion version = info.osVersion();
-    ASSERT_TRUE(version.majorVersion == version.minorVersion && version.minorVersion == version.patchVersion);
+    ASSERT_TRUE(version.majorVersion == version.minorVersion &&
+                version.minorVersion == version.patchVersion);
     changes += version != last;
     last = version;
   }
@@ -438,14 +482,16 @@ TEST(BVSystemInfo, FolderIsFoundOrMadeAndNothingElseIsTouched) {
     for (const std::string& there : {folder.path(), folder / "link", folder / "link/.."}) {
       EXPECT_TRUE(BVSystemInfo::folderExists(there, create)) << there;
     }
-    for (const std::string& other : {folder / "file", folder / "file/below", folder / "link/file", folder / "dangling",
-                                     folder / std::string("cut\0off", 7), std::string()}) {
+    for (const std::string& other :
+         {folder / "file", folder / "file/below", folder / "link/file", folder / "dangling",
+          folder / std::string("cut\0off", 7), std::string()}) {
       EXPECT_FALSE(BVSystemInfo::folderExists(other, create)) << other;
     }
     EXPECT_FALSE(BVSystemInfo::folderExists(nullptr, create));
     EXPECT_EQ(BVSystemInfo::folderExists(folder / "one/two/three", create), create);
     EXPECT_EQ(BVSystemInfo::folderExists(folder / "link/four/", create), create);
-    EXPECT_EQ(fs::is_directory(folder / "one/two/three") && fs::is_directory(folder / "four"), create);
+    EXPECT_EQ(fs::is_directory(folder / "one/two/three") && fs::is_directory(folder / "four"),
+              create);
     EXPECT_EQ(fs::exists(folder / "one") || fs::exists(folder / "four"), create);
   }
   EXPECT_EQ(testing::contentOf(folder / "file"), "content");

@@ -1,4 +1,5 @@
-// Every operation on values, texts, bytes, files and the log, with each of its allocations failing in turn.
+// Every operation on values, texts, bytes, files and the log, with each of its allocations failing
+// in turn.
 #include <gmock/gmock.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -40,7 +41,8 @@ using ::testing::Pair;
 using Files = std::vector<std::pair<std::string, std::string>>;  // names and contents
 
 Object nested() {
-  return Dictionary{{kLong, Array{Object(kLong), kBytes, 1, 2.5, true, Dictionary{{"a", kLong}}}}, {"b", Date()}};
+  return Dictionary{{kLong, Array{Object(kLong), kBytes, 1, 2.5, true, Dictionary{{"a", kLong}}}},
+                    {"b", Date()}};
 }
 
 TEST_F(AllocationFailures, OfValues) {
@@ -52,7 +54,8 @@ TEST_F(AllocationFailures, OfValues) {
   SWEEP(value.dictionary(), kThrows);
   SWEEP(value == equal, kThrows);
   SWEEP(Brisvane::objectOrNull(value), kNever);
-  SWEEP(Map::mapObjectsUsingBlock(keys, [](auto& element, auto, auto&) { return element; }), kThrows);
+  SWEEP(Map::mapObjectsUsingBlock(keys, [](auto& element, auto, auto&) { return element; }),
+        kThrows);
   SWEEP(BV::removeNullFromDictionary(nulls), kThrows);
   SWEEP(BV::valueForAnyKeys(*value.ifDictionary(), keys), kThrows);
   SWEEP(host::parseJson(R"({"a": [1, "text", {"b": null}]})").ok(), kThrows);
@@ -66,7 +69,8 @@ TEST_F(AllocationFailures, OfTextsAndPatterns) {
   const std::string spelled = base64Text(kBytes);
   const std::string hex = lowerHexText(kBytes);
   const auto pattern = host::Pattern::compile("(\\w+)=([0-9a-f]+)\\r\\n");
-  const auto slow = host::Pattern::compile("(a+)+!|ok");  // beyond what is searched without callouts
+  const auto slow =
+      host::Pattern::compile("(a+)+!|ok");  // beyond what is searched without callouts
   const std::string manyWays = std::string(22, 'a') + " ok";
   const std::string reply = kLong + "crc=12ab\r\n";
   SWEEP(guidText(BVNvram::kSystemGuid), kThrows);
@@ -107,7 +111,8 @@ TEST_F(AllocationFailures, OfBytes) {
   for (const std::uint32_t algorithm : {0U, 1U, 2U, 3U, 4U}) {
     const auto encrypted = dataEncryptedUsingAlgorithm(kBytes, algorithm, "a key", nullptr, 1);
     SWEEP(status(dataEncryptedUsingAlgorithm(kBytes, algorithm, "a key", "vector", 1, &error)), -6);
-    SWEEP(status(dataDecryptedUsingAlgorithm(*encrypted, algorithm, "a key", nullptr, 1, &error)), -6);
+    SWEEP(status(dataDecryptedUsingAlgorithm(*encrypted, algorithm, "a key", nullptr, 1, &error)),
+          -6);
   }
 }
 

@@ -22,7 +22,8 @@
 
 namespace {
 
-// What each sync does before the kernel does it, and whether it fails instead, by its number: 1 for the first.
+// What each sync does before the kernel does it, and whether it fails instead, by its number: 1 for
+// the first.
 std::function<bool(int)> syncFails;
 int syncs = 0;
 
@@ -56,12 +57,14 @@ using testing::writeFile;
 // A folder on another file system than that for temporary files.
 class OtherFileSystem : public TemporaryFolder {
  public:
-  OtherFileSystem() : TemporaryFolder(fs::exists("/dev/shm") ? "/dev/shm" : fs::temp_directory_path()) {}
+  OtherFileSystem()
+      : TemporaryFolder(fs::exists("/dev/shm") ? "/dev/shm" : fs::temp_directory_path()) {}
 
   [[nodiscard]] bool isAnother(const std::string& than) const {
     struct stat here {};
     struct stat there {};
-    return ::stat(path().c_str(), &here) == 0 && ::stat(than.c_str(), &there) == 0 && here.st_dev != there.st_dev;
+    return ::stat(path().c_str(), &here) == 0 && ::stat(than.c_str(), &there) == 0 &&
+           here.st_dev != there.st_dev;
   }
 };
 
@@ -101,7 +104,8 @@ TEST_F(BackupTest, NextLineBeginsANewFileAndASecondBackupInTheSameSecondFails) {
   log.backupLogFileTo(nullptr);
   EXPECT_EQ(contentOf(backup), "2024-03-05 9:7:3 one \n");
   EXPECT_EQ(contentOf(path), "2024-03-05 9:7:3 two \n");
-  EXPECT_EQ(BVLog::aggregatedErrorDescription(), "Failed to backup log: " + path + " to " + backup + ": File exists\n");
+  EXPECT_EQ(BVLog::aggregatedErrorDescription(),
+            "Failed to backup log: " + path + " to " + backup + ": File exists\n");
 }
 
 TEST_F(BackupTest, GoesToAnExplicitDestinationAndReportsToTheDefaultLogger) {
@@ -117,14 +121,15 @@ TEST_F(BackupTest, GoesToAnExplicitDestinationAndReportsToTheDefaultLogger) {
   // No file yet, by a logger that is the default one: its report makes the file.
   BVLog::configureDefault(SystemLogHandle::waylineLog(), path, 0);
   BVLog::Default::backupLogFileTo(folder / "elsewhere");
-  EXPECT_EQ(contentOf(path), "2024-03-05 9:7:3 ERROR Failed to backup log: " + path + " to " + (folder / "elsewhere") +
-                                 ": No such file or directory \n");
+  EXPECT_EQ(contentOf(path), "2024-03-05 9:7:3 ERROR Failed to backup log: " + path + " to " +
+                                 (folder / "elsewhere") + ": No such file or directory \n");
   BVLog::Default::backupLogFileTo(folder / "again");
   EXPECT_FALSE(fs::exists(path));
 }
 
 TEST_F(BackupTest, WithoutALogPathDoesNothing) {
-  for (const Text none : {Text(), Text("")}) BVLog(SystemLogHandle::waylineLog(), none, 0).backupLogFileTo("x");
+  for (const Text none : {Text(), Text("")})
+    BVLog(SystemLogHandle::waylineLog(), none, 0).backupLogFileTo("x");
   BVLog::Default::backupLogFileTo(nullptr);
   EXPECT_THAT(logged(), IsEmpty());
 }
@@ -139,7 +144,8 @@ TEST(MoveFile, NeverReplacesAndMovesRegularFilesAlone) {
   const auto move = [&](const std::string& from, const std::string& to) {
     return errorOfMove(folder / from, folder / to);
   };
-  for (const char* const taken : {"to", "sub", "dangling", "from"}) EXPECT_EQ(move("from", taken), EEXIST) << taken;
+  for (const char* const taken : {"to", "sub", "dangling", "from"})
+    EXPECT_EQ(move("from", taken), EEXIST) << taken;
   EXPECT_EQ(move("from", "missing/to"), ENOENT);
   EXPECT_EQ(move("missing", "new"), ENOENT);
   EXPECT_EQ(move("sub", "new"), EISDIR);
@@ -195,7 +201,8 @@ TEST(MoveFile, AFailureAcrossFileSystemsPutsTheFileItselfBackWithTheLinesThatCam
       EXPECT_TRUE(host::appendToFile(log, "meanwhile\n").ok());
     });
     const host::MoveOutcome outcome = host::moveFile(log, other / "to");
-    EXPECT_EQ(outcome.result.ok() ? "" : outcome.result.error().text(), errorText(log + " to " + other / "to", EBUSY));
+    EXPECT_EQ(outcome.result.ok() ? "" : outcome.result.error().text(),
+              errorText(log + " to " + other / "to", EBUSY));
     EXPECT_THAT(outcome.remains, IsEmpty());
     EXPECT_FALSE(outcome.hasLostLines);
   }
@@ -240,7 +247,8 @@ TEST_F(BackupTest, WhatCannotBePutBackStaysWholeWhereTheReportSays) {
   EXPECT_THAT(namesIn(other.path()), IsEmpty());
 }
 
-// A line of a program that opened the log when its lines had been copied and it had not yet been removed.
+// A line of a program that opened the log when its lines had been copied and it had not yet been
+// removed.
 TEST_F(BackupTest, FailureAfterTheMoveToAnotherFileSystemIsReportedWithWhatStandsWhere) {
   constexpr int kOfCopy = 1;  // the syncs
   constexpr int kOfFolder = 2;
@@ -277,20 +285,22 @@ TEST_F(BackupTest, FailureAfterTheMoveToAnotherFileSystemIsReportedWithWhatStand
   }
   {
     const OtherFileSystem other;
-    EXPECT_EQ(backUp(other, 9, 0), "File too large; it is left at " + (other / "to") + " and " + path + "\n");
+    EXPECT_EQ(backUp(other, 9, 0),
+              "File too large; it is left at " + (other / "to") + " and " + path + "\n");
     EXPECT_EQ(contentOf(other / "to"), "before\n");
     EXPECT_EQ(contentOf(path), "late\n");
   }
   {
     const OtherFileSystem other;
-    EXPECT_EQ(backUp(other, 3, 0),
-              "File too large; it is left at " + (other / "to") + "; lines that were written meanwhile are lost\n");
+    EXPECT_EQ(backUp(other, 3, 0), "File too large; it is left at " + (other / "to") +
+                                       "; lines that were written meanwhile are lost\n");
     EXPECT_EQ(contentOf(other / "to"), "before\n");
     EXPECT_THAT(namesIn(folder.path()), IsEmpty());
   }
   {
     const OtherFileSystem other;
-    EXPECT_EQ(backUp(other, usual.rlim_cur, kLast), "Input/output error; it is left at " + (other / "to") + "\n");
+    EXPECT_EQ(backUp(other, usual.rlim_cur, kLast),
+              "Input/output error; it is left at " + (other / "to") + "\n");
     EXPECT_EQ(contentOf(other / "to"), "before\nlate\n");
   }
   for (const int failing : {kOfCopy, kOfFolder}) {
@@ -321,7 +331,8 @@ TEST(MoveFile, AcrossFileSystemsLosesNoLineThatIsWrittenMeanwhile) {
     std::vector<std::jthread> writers;
     for (int thread = 0; thread < kThreads; ++thread) {
       writers.emplace_back([&, thread] {
-        for (int line = 0; moves < kMoves && std::chrono::steady_clock::now() - start < kLongest; ++line) {
+        for (int line = 0; moves < kMoves && std::chrono::steady_clock::now() - start < kLongest;
+             ++line) {
           const std::string text = std::to_string(thread) + " " + std::to_string(line) + "\n";
           ++(host::appendToFile(folder / "log", text).ok() ? written : unwritten);
         }

@@ -30,8 +30,8 @@ TEST(Boundary, SimulatedMachineServesTheOneLibraryInTheProcess) {
 // interface must be one across the boundary.
 class OwnLog final : public bv::host::SystemLog {
  public:
-  void write(const bv::host::LogChannel& /*channel*/, bv::host::LogType /*type*/, std::string_view /*format*/,
-             std::string_view argument) const noexcept override {
+  void write(const bv::host::LogChannel& /*channel*/, bv::host::LogType /*type*/,
+             std::string_view /*format*/, std::string_view argument) const noexcept override {
     last = argument;
   }
   mutable std::string last;

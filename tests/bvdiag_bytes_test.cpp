@@ -35,12 +35,14 @@ class BvdiagBytes : public ::testing::Test {
 TEST_F(BvdiagBytes, ChecksumsGoOnAfterAFileThatCannotBeRead) {
   Program program({"--json", "digest", folder / "missing", file, folder.path()});
   EXPECT_EQ(program.status(), 1);
-  EXPECT_THAT(program.output, AllOf(StartsWith(R"({"error":")" + (folder / "missing") + ": No such"),
-                                    HasSubstr(R"("file":")" + file +
-                                              R"(","ok":true,"sha1":"8f820394f95335182045da24f34de52bf8bc3432"})")));
+  EXPECT_THAT(
+      program.output,
+      AllOf(StartsWith(R"({"error":")" + (folder / "missing") + ": No such"),
+            HasSubstr(R"("file":")" + file +
+                      R"(","ok":true,"sha1":"8f820394f95335182045da24f34de52bf8bc3432"})")));
   EXPECT_EQ(countOf(program.output, "\"ok\":false"), 2U);
-  EXPECT_THAT(program.errors,
-              AllOf(HasSubstr("missing: No such file or directory; "), HasSubstr(": Is a directory; ")));
+  EXPECT_THAT(program.errors, AllOf(HasSubstr("missing: No such file or directory; "),
+                                    HasSubstr(": Is a directory; ")));
 }
 
 TEST_F(BvdiagBytes, ASignalEndsAReadingThatNeverPauses) {
@@ -55,8 +57,8 @@ TEST_F(BvdiagBytes, ChecksumsOfALargeFileTakeLittleMemoryAndTellHowFarTheyAre) {
   constexpr std::uintmax_t kSize = std::uintmax_t{256} << 20U;
   fs::resize_file(file, kSize);
   writeFile(folder / "key", "key");
-  for (std::vector<std::string> arguments :
-       std::vector<std::vector<std::string>>{{"crc32"}, {"digest"}, {"hmac", "--key-file", folder / "key"}}) {
+  for (std::vector<std::string> arguments : std::vector<std::vector<std::string>>{
+           {"crc32"}, {"digest"}, {"hmac", "--key-file", folder / "key"}}) {
     arguments.push_back(file);
     Program program(arguments);
     EXPECT_EQ(program.status(), 0);
@@ -79,7 +81,8 @@ TEST_F(BvdiagBytes, AFileThatMemoryDoesNotHoldIsNotCalledMissing) {
   const testing::Setting setting{.memory = rlim_t{512} << 20U};
   Program program({"base64", file}, setting);
   EXPECT_EQ(program.status(), 1);
-  EXPECT_EQ(program.errors, "bvdiag: " + file + ": Cannot allocate memory; the file is too large for the memory\n");
+  EXPECT_EQ(program.errors,
+            "bvdiag: " + file + ": Cannot allocate memory; the file is too large for the memory\n");
 }
 
 TEST_F(BvdiagBytes, ANameWithEscapesIsMarked) {
@@ -94,26 +97,34 @@ TEST_F(BvdiagBytes, KeysComeFromAFileOrTheEnvironmentAlone) {
   EXPECT_EQ(fromEnvironment.output, code);
   writeFile(folder / "key", "4a 65 66 65\n");
   EXPECT_EQ(outputOf({"hmac", "--key-file", folder / "key", "--hex-key", file}), code);
-  EXPECT_THAT(errorsOf({"hmac", "--key-env", "BENCH_KEY", file}, 1), HasSubstr("the environment has no BENCH_KEY"));
-  EXPECT_THAT(errorsOf({"hmac", "--key-file", file, "--hex-key", file}, 1), HasSubstr("is not hexadecimal"));
+  EXPECT_THAT(errorsOf({"hmac", "--key-env", "BENCH_KEY", file}, 1),
+              HasSubstr("the environment has no BENCH_KEY"));
+  EXPECT_THAT(errorsOf({"hmac", "--key-file", file, "--hex-key", file}, 1),
+              HasSubstr("is not hexadecimal"));
   EXPECT_THAT(errorsOf({"hmac", file}, 2), HasSubstr("--key-file,--key-env"));
   EXPECT_THAT(errorsOf({"hmac", "--key-file", "-"}, 2), HasSubstr("must be a name"));
   EXPECT_THAT(errorsOf({"hmac", "--key-env", "", file}, 2), HasSubstr("must be a name"));
-  EXPECT_THAT(errorsOf({"hmac", "--key-file", file, "--key-env", "HOME", file}, 2), HasSubstr("--key-file,--key-env"));
+  EXPECT_THAT(errorsOf({"hmac", "--key-file", file, "--key-env", "HOME", file}, 2),
+              HasSubstr("--key-file,--key-env"));
 }
 
 TEST_F(BvdiagBytes, CiphersTellTheCauseAndItsNumberAndReplaceNoFile) {
-  const std::vector<std::string> decrypt = {"decrypt", "--key-file", file, file, "--output", output};
-  EXPECT_THAT(errorsOf(decrypt, 1), AllOf(HasSubstr(file + ": it is not a whole number of blocks"), HasSubstr("(-4)")));
+  const std::vector<std::string> decrypt = {"decrypt", "--key-file", file,
+                                            file,      "--output",   output};
+  EXPECT_THAT(errorsOf(decrypt, 1),
+              AllOf(HasSubstr(file + ": it is not a whole number of blocks"), HasSubstr("(-4)")));
   EXPECT_FALSE(fs::exists(output));
   writeFile(folder / "empty", "");
   EXPECT_THAT(errorsOf({"encrypt", "--algorithm", "rc4", "--key-file", folder / "empty", file}, 1),
               HasSubstr("key: is empty"));
-  EXPECT_THAT(errorsOf({"encrypt", "--vector", "0", "--key-file", file, file}, 1), HasSubstr("--vector: is not hexa"));
-  EXPECT_THAT(errorsOf({"encrypt", "--algorithm", "rot13", "--key-file", file, file}, 2), HasSubstr("rot13"));
+  EXPECT_THAT(errorsOf({"encrypt", "--vector", "0", "--key-file", file, file}, 1),
+              HasSubstr("--vector: is not hexa"));
+  EXPECT_THAT(errorsOf({"encrypt", "--algorithm", "rot13", "--key-file", file, file}, 2),
+              HasSubstr("rot13"));
   outputOf({"encrypt", "--key-file", file, file, "--output", output});
   const std::string encrypted = contentOf(output);
-  EXPECT_THAT(errorsOf({"random", "5", "--output", output}, 1), HasSubstr("File exists; name a new file"));
+  EXPECT_THAT(errorsOf({"random", "5", "--output", output}, 1),
+              HasSubstr("File exists; name a new file"));
   EXPECT_EQ(contentOf(output), encrypted);
   EXPECT_EQ(outputOf({"decrypt", "--key-file", file, output}), contentOf(file));
 }
@@ -145,11 +156,14 @@ TEST_F(BvdiagBytes, PropertyListsAreMadeOfJsonObjectsWithoutNulls) {
   EXPECT_THAT(contentOf(output), StartsWith("bplist00"));
   errorsOf({"plist", file, "-"}, 2);
   const std::pair<const char*, const char*> wrongs[] = {
-      {"[1]", "is no JSON object"}, {"{", "is not JSON"}, {R"({"a": null})", "a property list holds no null"}};
+      {"[1]", "is no JSON object"},
+      {"{", "is not JSON"},
+      {R"({"a": null})", "a property list holds no null"}};
   for (const auto& [wrong, why] : wrongs) {
     writeFile(file, wrong);
     const std::string before = contentOf(output);
-    EXPECT_THAT(errorsOf({"plist", file, output}, 1), AllOf(StartsWith("bvdiag: " + file), HasSubstr(why)));
+    EXPECT_THAT(errorsOf({"plist", file, output}, 1),
+                AllOf(StartsWith("bvdiag: " + file), HasSubstr(why)));
     EXPECT_EQ(contentOf(output), before);
   }
 }

@@ -60,10 +60,12 @@ TEST(BvdiagUsage, IsToldFromFailureWhenWrong) {
     EXPECT_THAT(program.errors, StartsWith("bvdiag: ")) << ::testing::PrintToString(arguments);
     EXPECT_EQ(program.output, "");
     arguments.insert(arguments.begin(), "--json");
-    EXPECT_THAT(outputOf(arguments, 2), AllOf(StartsWith(R"({"error":")"), EndsWith("\",\"ok\":false}\n")));
+    EXPECT_THAT(outputOf(arguments, 2),
+                AllOf(StartsWith(R"({"error":")"), EndsWith("\",\"ok\":false}\n")));
   }
   EXPECT_THAT(errorsOf({"-V"}, 2), StartsWith("bvdiag: there is no option \"-V\"; "));
-  EXPECT_THAT(errorsOf({"nonsense", "-V"}, 2), StartsWith("bvdiag: there is no command \"nonsense\"; "));
+  EXPECT_THAT(errorsOf({"nonsense", "-V"}, 2),
+              StartsWith("bvdiag: there is no command \"nonsense\"; "));
   EXPECT_EQ(outputOf({"--version"}), "bvdiag 1.0 (Brisvane-1)\n");
   EXPECT_THAT(outputOf({"--help"}), HasSubstr("Exit status: 0"));
   for (const char* const command : {"demo", "ports", "send", "monitor", "fixture", "log"}) {
@@ -94,7 +96,9 @@ TEST(BvdiagJson, OfAFailureIsALineInEveryCommand) {
   const TemporaryFolder folder;
   const std::string machine = folder / "machine.json";
   const std::string nowhere = folder / "no/where";
-  writeFile(machine, R"({"interfaceFailure": "enumeration", "launchService": {"refusesSubscriptions": true}})");
+  writeFile(
+      machine,
+      R"({"interfaceFailure": "enumeration", "launchService": {"refusesSubscriptions": true}})");
   for (Arguments arguments : std::vector<Arguments>{{"demo"},
                                                     {"demo", "--log", nowhere},
                                                     {"send", "x"},
@@ -128,14 +132,16 @@ TEST(BvdiagJson, OfAFailureIsALineInEveryCommand) {
     EXPECT_NE(program.status(), 0) << ::testing::PrintToString(arguments);
     const std::string& output = program.output;
     const std::string last = output.substr(output.rfind('\n', output.size() - 2) + 1);
-    EXPECT_THAT(last, AllOf(StartsWith("{"), HasSubstr("\"error\":\""), HasSubstr("\"ok\":false"), EndsWith("}\n")))
+    EXPECT_THAT(last, AllOf(StartsWith("{"), HasSubstr("\"error\":\""), HasSubstr("\"ok\":false"),
+                            EndsWith("}\n")))
         << ::testing::PrintToString(arguments) << output;
     const bool isFixture = arguments[3] == "fixture" || arguments[3] == "demo";
     EXPECT_TRUE(isFixture || countOf(output, "\n") == 1) << output;
   }
   // Ahead of the command itself.
   EXPECT_THAT(outputOf({"profile", "--json", "--machine", nowhere}, 1),
-              AllOf(StartsWith(R"({"error":"the simulated machine cannot be made: )"), EndsWith("\"ok\":false}\n")));
+              AllOf(StartsWith(R"({"error":"the simulated machine cannot be made: )"),
+                    EndsWith("\"ok\":false}\n")));
 }
 
 TEST(BvdiagJson, OfAResultIsOneLine) {
@@ -146,20 +152,23 @@ TEST(BvdiagJson, OfAResultIsOneLine) {
     arguments.insert(arguments.begin(), {"--json", "--simulated"});
     return outputOf(arguments);
   };
-  EXPECT_EQ(resultOf({"digest", file}), R"({"file":")" + file +
-                                            R"(","ok":true,"sha1":"bf21a9e8fbc5a3846fb05b4fa0859e0917b2202f"})"
-                                            "\n");
+  EXPECT_EQ(resultOf({"digest", file}),
+            R"({"file":")" + file +
+                R"(","ok":true,"sha1":"bf21a9e8fbc5a3846fb05b4fa0859e0917b2202f"})"
+                "\n");
   EXPECT_EQ(resultOf({"hex", file}), R"({"file":")" + file + "\",\"hex\":\"7b7d\",\"ok\":true}\n");
   EXPECT_EQ(resultOf({"random", "0", "--hex"}), "{\"data\":\"\",\"ok\":true,\"size\":0}\n");
-  EXPECT_EQ(resultOf({"nvram", "get", "bench-mode", "--namespace", "system"}),
-            R"({"name":"EDA7697C-EB6C-4553-A921-C131036FC939:bench-mode","ok":true,"value":"burn-in","view":"text"})"
-            "\n");
+  EXPECT_EQ(
+      resultOf({"nvram", "get", "bench-mode", "--namespace", "system"}),
+      R"({"name":"EDA7697C-EB6C-4553-A921-C131036FC939:bench-mode","ok":true,"value":"burn-in","view":"text"})"
+      "\n");
   EXPECT_THAT(resultOf({"demo", "--log", folder / "log"}), HasSubstr(R"("ok":true})"));
   // A description stays one, for --machine.
   const std::string description = resultOf({"machine", "record", "-"});
   EXPECT_EQ(countOf(description, "\n"), 1U);
   writeFile(folder / "machine.json", description);
-  EXPECT_EQ(outputOf({"--json", "--machine", folder / "machine.json", "machine", "record", "-"}), description);
+  EXPECT_EQ(outputOf({"--json", "--machine", folder / "machine.json", "machine", "record", "-"}),
+            description);
   EXPECT_THAT(outputOf({"--simulated", "machine", "record", "-"}), StartsWith("{\n  \""));
 }
 
@@ -173,27 +182,32 @@ TEST(BvdiagOutput, EscapesWhatATerminalWouldObeyWhereverItComesFrom) {
   const TemporaryFolder folder;
   const std::string machine = folder / "machine.json";
   const std::string name = "EDA7697C-EB6C-4553-A921-C131036FC939:v";
-  writeFile(machine, R"({"registry": {"root": {"k": ")" + text + R"("}}, "firmware": {"variables": {")" + name +
-                         R"(": "{\"k\": \")" + text + R"(\"}"}}})");
+  writeFile(machine, R"({"registry": {"root": {"k": ")" + text +
+                         R"("}}, "firmware": {"variables": {")" + name + R"(": "{\"k\": \")" +
+                         text + R"(\"}"}}})");
   EXPECT_EQ(outputOf({"--machine", machine, "nvram", "get", name, "--view", "dictionary"}),
             R"({"k":")" + inJson + "\"}\n");
-  EXPECT_THAT(outputOf({"--machine", machine, "machine", "record", "-", "--everything"}), HasSubstr(inJson));
+  EXPECT_THAT(outputOf({"--machine", machine, "machine", "record", "-", "--everything"}),
+              HasSubstr(inJson));
   EXPECT_THAT(outputOf({"--machine", machine, "registry", "show"}), HasSubstr(inText));
   EXPECT_THAT(outputOf({"log", "--level", "error", text, "--json"}), HasSubstr(inJson + "\\n"));
-  EXPECT_EQ(outputOf({"log", "--level", "error", text + "\r\nx\ry"}), "aggregated errors:\n" + inText + "\r\nx\\ry\n");
+  EXPECT_EQ(outputOf({"log", "--level", "error", text + "\r\nx\ry"}),
+            "aggregated errors:\n" + inText + "\r\nx\\ry\n");
   EXPECT_THAT(errorsOf({"exec", text}, 127), HasSubstr(inText));
   writeFile(folder / text, "#!/bin/sh\nsleep 5\n");
   std::filesystem::permissions(folder / text, std::filesystem::perms::owner_all);
-  Program waiting({"exec", folder / text}, {.terminal = true, .environment = {"PATH=/usr/bin:/bin"}});
+  Program waiting({"exec", folder / text},
+                  {.terminal = true, .environment = {"PATH=/usr/bin:/bin"}});
   EXPECT_TRUE(waiting.prints(inText + ": 0.")) << waiting.output;
 }
 
 TEST(BvdiagTerminal, HasColorsAndACountdownUnlessItIsNotToHave) {
-  const std::vector<std::string> silent{"send", "silence", "--simulated", "--accept", "x", "--timeout", "0.8"};
+  const std::vector<std::string> silent{"send", "silence",   "--simulated", "--accept",
+                                        "x",    "--timeout", "0.8"};
   Program onTerminal(silent, {true, {}});
   EXPECT_EQ(onTerminal.status(), 1);
-  EXPECT_THAT(onTerminal.output,
-              AllOf(HasSubstr("\rwaiting for the reply: 0."), HasSubstr(" \r\x1b[31mbvdiag:\x1b[0m")));
+  EXPECT_THAT(onTerminal.output, AllOf(HasSubstr("\rwaiting for the reply: 0."),
+                                       HasSubstr(" \r\x1b[31mbvdiag:\x1b[0m")));
   Program onPipe(silent);
   EXPECT_EQ(onPipe.status(), 1);
   EXPECT_EQ(onPipe.output, "");
@@ -210,7 +224,8 @@ TEST(BvdiagTerminal, HasColorsAndACountdownUnlessItIsNotToHave) {
   Program dumb(silent, {.terminal = true, .environment = {"TERM=dumb"}});
   EXPECT_EQ(dumb.status(), 1);
   EXPECT_THAT(dumb.output, StartsWith("bvdiag: "));
-  EXPECT_THAT(errorsOf({"send", "x", "--port", "/nonexistent", "--color", "always"}, 1), StartsWith("\x1b[31m"));
+  EXPECT_THAT(errorsOf({"send", "x", "--port", "/nonexistent", "--color", "always"}, 1),
+              StartsWith("\x1b[31m"));
 }
 
 TEST(BvdiagTerminal, IsNeverNarrowerThanTheLineThatCountsDown) {
@@ -228,7 +243,8 @@ TEST(BvdiagTerminal, IsNeverNarrowerThanTheLineThatCountsDown) {
   widths.pop_back();
   EXPECT_LE(*std::max_element(widths.begin(), widths.end()), 39U) << send.output;
   const std::size_t narrow = send.output.find("\rwait: 35", resized);
-  std::istringstream later(send.output.substr(narrow, send.output.find("\rwaiting", narrow) - narrow));
+  std::istringstream later(
+      send.output.substr(narrow, send.output.find("\rwaiting", narrow) - narrow));
   for (std::string line; std::getline(later, line, '\r');) EXPECT_LE(line.size(), 19U) << line;
 }
 

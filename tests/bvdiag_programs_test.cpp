@@ -49,17 +49,21 @@ pid_t processIn(const std::string& file) {
 }
 
 TEST(BvdiagLaunch, TellsEachResultAndItsReason) {
-  EXPECT_THAT(outputOf({"--simulated", "launch", "--id", "org.brisvane.helper", "/opt/brisvane/helper"}),
-              StartsWith("org.brisvane.helper is up after "));
+  EXPECT_THAT(
+      outputOf({"--simulated", "launch", "--id", "org.brisvane.helper", "/opt/brisvane/helper"}),
+      StartsWith("org.brisvane.helper is up after "));
   EXPECT_THAT(outputOf({"launch", "--json", "/bin/true"}),
               HasSubstr(R"("identifier":"true","ok":true,"path":"/bin/true","result":0)"));
   EXPECT_THAT(outputOf({"launch", "--open-only", "/bin/true"}), StartsWith("true is launched"));
   EXPECT_THAT(errorsOf({"launch", "/nowhere/tool"}, 1),
-              AllOf(HasSubstr("(result 3)"), HasSubstr("openAppURL Error: /nowhere/tool: No such file or directory")));
-  EXPECT_THAT(errorsOf({"launch", "--id", "other", "--timeout", "1", "/bin/true"}, 1), HasSubstr("(result 2)"));
+              AllOf(HasSubstr("(result 3)"),
+                    HasSubstr("openAppURL Error: /nowhere/tool: No such file or directory")));
+  EXPECT_THAT(errorsOf({"launch", "--id", "other", "--timeout", "1", "/bin/true"}, 1),
+              HasSubstr("(result 2)"));
   const TemporaryFolder folder;
   writeFile(folder / "machine.json", R"({"launchService": {"refusesSubscriptions": true}})");
-  EXPECT_THAT(errorsOf({"--machine", folder / "machine.json", "launch", "/x"}, 1), HasSubstr("(result 1)"));
+  EXPECT_THAT(errorsOf({"--machine", folder / "machine.json", "launch", "/x"}, 1),
+              HasSubstr("(result 1)"));
 }
 
 TEST(BvdiagLaunch, GivesAllAfterThePathToTheApplication) {
@@ -71,7 +75,8 @@ TEST(BvdiagLaunch, GivesAllAfterThePathToTheApplication) {
 
 TEST(BvdiagExec, GivesAllAfterTheNameToTheProgram) {
   EXPECT_THAT(outputOf({"exec", "ls", "--help"}), HasSubstr("--almost-all"));
-  EXPECT_EQ(outputOf({"exec", "/usr/bin/printf", "<%s>", "--json", "--dir", "--", "[a,b]", "", "-V", "exec", "a b"}),
+  EXPECT_EQ(outputOf({"exec", "/usr/bin/printf", "<%s>", "--json", "--dir", "--", "[a,b]", "", "-V",
+                      "exec", "a b"}),
             "<--json><--dir><--><[a,b]><><-V><exec><a b>");
   EXPECT_EQ(outputOf({"--color", "never", "exec", "--dir", "/tmp", "--", "pwd", "--"}), "/tmp\n");
   EXPECT_EQ(outputOf({"--machine=/nonexistent.json", "exec", "true"}, 1), "");
@@ -81,7 +86,9 @@ TEST(BvdiagExec, GivesAllAfterTheNameToTheProgram) {
 }
 
 TEST(BvdiagExec, ShowsWhatTheProgramPrintedAndEndsAsItDid) {
-  const auto script = [](const std::string& text) { return std::vector<std::string>{"exec", "/bin/sh", "-c", text}; };
+  const auto script = [](const std::string& text) {
+    return std::vector<std::string>{"exec", "/bin/sh", "-c", text};
+  };
   Program failing(script("echo out; echo err >&2; exit 7"));
   EXPECT_EQ(failing.status(), 7);
   EXPECT_EQ(failing.output, "out\nerr\n");
@@ -95,13 +102,16 @@ TEST(BvdiagExec, ShowsWhatTheProgramPrintedAndEndsAsItDid) {
     arguments.insert(arguments.begin(), "--json");
     return outputOf(arguments, status);
   };
-  EXPECT_EQ(inJson("echo a", 0), R"({"ok":true,"output":"a\n","program":"/bin/sh","ran":true,"status":0})"
-                                 "\n");
-  EXPECT_EQ(inJson("echo a; exit 7", 7),
-            R"({"error":"/bin/sh: exit status 7","ok":false,"output":"a\n","program":"/bin/sh","ran":true,"status":7})"
+  EXPECT_EQ(inJson("echo a", 0),
+            R"({"ok":true,"output":"a\n","program":"/bin/sh","ran":true,"status":0})"
             "\n");
+  EXPECT_EQ(
+      inJson("echo a; exit 7", 7),
+      R"({"error":"/bin/sh: exit status 7","ok":false,"output":"a\n","program":"/bin/sh","ran":true,"status":7})"
+      "\n");
   EXPECT_THAT(inJson("printf '\\377'; kill $$", 143),
-              AllOf(HasSubstr(R"("error":"/bin/sh: ended by signal 15")"), HasSubstr(R"("outputHex":"FF")")));
+              AllOf(HasSubstr(R"("error":"/bin/sh: ended by signal 15")"),
+                    HasSubstr(R"("outputHex":"FF")")));
 }
 
 TEST(BvdiagExec, WaitsVisibly) {
@@ -110,7 +120,9 @@ TEST(BvdiagExec, WaitsVisibly) {
   for (int i = 0; i < 10; ++i) name += "\u00e9";
   writeProgram(folder / (name + name), "exec sleep 100");
   Program waiting({"exec", name + name},
-                  {.terminal = true, .environment = {"PATH=" + folder.path() + ":/usr/bin:/bin"}, .columns = 40});
+                  {.terminal = true,
+                   .environment = {"PATH=" + folder.path() + ":/usr/bin:/bin"},
+                   .columns = 40});
   EXPECT_TRUE(waiting.prints("\rwaiting for " + name + ": ")) << waiting.output;
   waiting.type("\x03");
   EXPECT_EQ(waiting.status(), 130) << waiting.output;
@@ -118,17 +130,22 @@ TEST(BvdiagExec, WaitsVisibly) {
 
 TEST(BvdiagExec, SaysThatThereIsNoSuchProgram) {
   const TemporaryFolder folder;
-  EXPECT_THAT(errorsOf({"exec", "no-such-program"}, 127), HasSubstr("no-such-program: No such file or directory"));
-  EXPECT_THAT(errorsOf({"exec", "/nowhere/program"}, 127), HasSubstr("/nowhere/program: No such file or directory"));
+  EXPECT_THAT(errorsOf({"exec", "no-such-program"}, 127),
+              HasSubstr("no-such-program: No such file or directory"));
+  EXPECT_THAT(errorsOf({"exec", "/nowhere/program"}, 127),
+              HasSubstr("/nowhere/program: No such file or directory"));
   EXPECT_THAT(outputOf({"--json", "exec", "/nowhere/program"}, 127),
               AllOf(HasSubstr(R"("ok":false)"), HasSubstr(R"("ran":false,"status":127)")));
   writeProgram(folder / "here", "echo x");
   EXPECT_EQ(outputOf({"exec", "--dir", folder.path(), "./here"}), "x\n");
   errorsOf({"exec", "--dir", folder.path(), "here"}, 127);  // that is no path
   writeFile(folder / "data", "echo x\n");
-  EXPECT_THAT(errorsOf({"exec", "--dir", folder.path(), "./data"}, 126), HasSubstr("./data: Permission denied"));
-  EXPECT_THAT(errorsOf({"exec", "--dir", "/nowhere", "true"}, 126), HasSubstr("/nowhere: No such file or directory"));
-  EXPECT_THAT(errorsOf({"exec", "--log", "/nowhere/log", "true"}, 126), HasSubstr("log file /nowhere/log"));
+  EXPECT_THAT(errorsOf({"exec", "--dir", folder.path(), "./data"}, 126),
+              HasSubstr("./data: Permission denied"));
+  EXPECT_THAT(errorsOf({"exec", "--dir", "/nowhere", "true"}, 126),
+              HasSubstr("/nowhere: No such file or directory"));
+  EXPECT_THAT(errorsOf({"exec", "--log", "/nowhere/log", "true"}, 126),
+              HasSubstr("log file /nowhere/log"));
 }
 
 TEST(BvdiagExec, IsFollowedByItsLog) {
@@ -189,7 +206,8 @@ TEST_F(BvdiagExecSignal, EndsBvdiagThoughTheProgramIgnoresIt) {
 }
 
 TEST_F(BvdiagExecSignal, OfATerminalReachesTheProgramOnce) {
-  Program program({"exec", script("trap 'echo caught' INT; trap 'exit 6' USR1")}, {.terminal = true});
+  Program program({"exec", script("trap 'echo caught' INT; trap 'exit 6' USR1")},
+                  {.terminal = true});
   const pid_t process = processIn(pid);
   program.type("\x03");
   EXPECT_TRUE(program.prints("^C")) << program.output;

@@ -41,21 +41,24 @@ TEST(BvdiagDemo, TakesEveryStepAndShowsTheLog) {
   writeFile(log, "an earlier run\n");
   const std::string output = outputOf({"demo", "--log", log});
   EXPECT_EQ(countOf(output, "✓"), 14U) << output;
-  EXPECT_THAT(output, AllOf(HasSubstr("FW 1.2.3 OK\\r\\n"), HasSubstr("02 90 01 F4 03"), HasSubstr("one by one"),
+  EXPECT_THAT(output, AllOf(HasSubstr("FW 1.2.3 OK\\r\\n"), HasSubstr("02 90 01 F4 03"),
+                            HasSubstr("one by one"),
                             HasSubstr("aggregated errors:\nError writing to serial port:5\n"),
                             Not(HasSubstr("an earlier run"))));
   // Its last step has moved the log aside.
   EXPECT_FALSE(std::filesystem::exists(log));
   const std::string moved = std::filesystem::directory_iterator(folder.path())->path();
   EXPECT_THAT(output, HasSubstr(moved));
-  EXPECT_THAT(contentOf(moved), AllOf(StartsWith("an earlier run\n"), HasSubstr("version → FW 1.2.3 OK")));
+  EXPECT_THAT(contentOf(moved),
+              AllOf(StartsWith("an earlier run\n"), HasSubstr("version → FW 1.2.3 OK")));
   EXPECT_THAT(output, HasSubstr(contentOf(moved).substr(contentOf(moved).find('\n') + 1)));
 }
 
 TEST(BvdiagDemo, FailsWithAStepAndUsesAFreshLog) {
   const TemporaryFolder folder;
   writeFile(folder / "machine.json", R"({"devices": [{"name": "cu.usbserial-BV0001"}]})");
-  Program demo({"demo", "--json", "--machine", folder / "machine.json"}, {false, {"TMPDIR=" + folder.path()}});
+  Program demo({"demo", "--json", "--machine", folder / "machine.json"},
+               {false, {"TMPDIR=" + folder.path()}});
   EXPECT_EQ(demo.status(), 1);
   EXPECT_THAT(demo.output, AllOf(HasSubstr(R"("error":"cannot be opened","ok":false)"),
                                  HasSubstr(R"("log":")" + folder.path() + "/bvdiag-demo-")));
@@ -64,12 +67,14 @@ TEST(BvdiagDemo, FailsWithAStepAndUsesAFreshLog) {
 TEST(BvdiagPorts, ListsTheAdaptersAlone) {
   const TemporaryFolder folder;
   const std::string machine = folder / "machine.json";
-  writeFile(machine,
-            R"({"devices": [{"name": "cu.usbserial-B"}, {"name": "ttyS0"}, {"name": "cu.usbserial-A\u001b[2J"}]})");
+  writeFile(
+      machine,
+      R"({"devices": [{"name": "cu.usbserial-B"}, {"name": "ttyS0"}, {"name": "cu.usbserial-A\u001b[2J"}]})");
   EXPECT_EQ(outputOf({"ports", "--machine", machine}),
             "/dev/cu.usbserial-B  B\n/dev/cu.usbserial-A\\x1b[2J  A\\x1b[2J\n");
-  EXPECT_EQ(outputOf({"--json", "--simulated", "ports"}), R"([{"path":"/dev/cu.usbserial-BV0001","serial":"BV0001"}])"
-                                                          "\n");
+  EXPECT_EQ(outputOf({"--json", "--simulated", "ports"}),
+            R"([{"path":"/dev/cu.usbserial-BV0001","serial":"BV0001"}])"
+            "\n");
   writeFile(machine, "{}");
   Program none({"ports", "--machine", machine});
   EXPECT_EQ(none.status(), 0);
@@ -79,19 +84,24 @@ TEST(BvdiagPorts, ListsTheAdaptersAlone) {
 }
 
 TEST(BvdiagSend, HoldsEachKindOfExchange) {
-  EXPECT_EQ(outputOf({"send", "version", "--simulated", "--accept", "\\d+\\.\\d+\\.\\d+ OK"}), "1.2.3 OK\n");
+  EXPECT_EQ(outputOf({"send", "version", "--simulated", "--accept", "\\d+\\.\\d+\\.\\d+ OK"}),
+            "1.2.3 OK\n");
   EXPECT_EQ(outputOf({"send", "status", "--simulated", "--newline", "--timeout", "0.5"}),
             "temp=23.5 volt=5.01 OK\\r\\n\n");
-  EXPECT_EQ(outputOf({"send", "02 10 03", "--hex", "--bytes", "5", "--simulated", "--serial", "BV"}),
-            "00000000  02 90 01 F4 03                                    |.....|\n");
-  EXPECT_THAT(outputOf({"send", "021003", "--hex", "--bytes", "5", "--simulated", "--json"}),
-              AllOf(StartsWith(R"({"command":"021003","ok":true,"port":"/dev/cu.usbserial-BV0001",)"),
-                    HasSubstr(R"("replyHex":"029001F403")"), HasSubstr(R"("seconds":)")));
-  EXPECT_THAT(outputOf({"send", "echo 0123456789", "--accept", "^.*\\r\\n", "--simulated", "--hex-output"}),
-              AllOf(HasSubstr("|0123456789..|"), HasSubstr("30 31 32 33 34 35 36 37  38 39 0D 0A")));
+  EXPECT_EQ(
+      outputOf({"send", "02 10 03", "--hex", "--bytes", "5", "--simulated", "--serial", "BV"}),
+      "00000000  02 90 01 F4 03                                    |.....|\n");
+  EXPECT_THAT(
+      outputOf({"send", "021003", "--hex", "--bytes", "5", "--simulated", "--json"}),
+      AllOf(StartsWith(R"({"command":"021003","ok":true,"port":"/dev/cu.usbserial-BV0001",)"),
+            HasSubstr(R"("replyHex":"029001F403")"), HasSubstr(R"("seconds":)")));
+  EXPECT_THAT(
+      outputOf({"send", "echo 0123456789", "--accept", "^.*\\r\\n", "--simulated", "--hex-output"}),
+      AllOf(HasSubstr("|0123456789..|"), HasSubstr("30 31 32 33 34 35 36 37  38 39 0D 0A")));
   // The greeting stands ahead of the reply, unless it is drained.
-  EXPECT_THAT(outputOf({"send", "version", "--simulated", "--no-drain", "--newline", "--timeout", "0.5"}),
-              StartsWith("Fixture BV0001 ready\\r\\nFW"));
+  EXPECT_THAT(
+      outputOf({"send", "version", "--simulated", "--no-drain", "--newline", "--timeout", "0.5"}),
+      StartsWith("Fixture BV0001 ready\\r\\nFW"));
 }
 
 TEST(BvdiagSend, EscapesWhatATerminalWouldObey) {
@@ -104,18 +114,23 @@ TEST(BvdiagSend, EscapesWhatATerminalWouldObey) {
 
 TEST(BvdiagSend, SaysWhyThereIsNoReply) {
   const std::string port = "/dev/cu.usbserial-BV0001: ";
-  EXPECT_THAT(errorsOf({"send", "version", "--simulated", "--accept", "no such", "--timeout", "0.3"}, 1),
-              StartsWith("bvdiag: " + port + "no reply matched \"no such\" within 0.3 s; try "));
+  EXPECT_THAT(
+      errorsOf({"send", "version", "--simulated", "--accept", "no such", "--timeout", "0.3"}, 1),
+      StartsWith("bvdiag: " + port + "no reply matched \"no such\" within 0.3 s; try "));
   EXPECT_THAT(errorsOf({"send", "version", "--simulated", "--bytes", "99", "--timeout", "0.3"}, 1),
               StartsWith("bvdiag: " + port + "fewer than 99 bytes"));
-  EXPECT_THAT(errorsOf({"send", "unplug", "--simulated", "--newline", "--timeout", "60"}, 1), HasSubstr("hung up"));
+  EXPECT_THAT(errorsOf({"send", "unplug", "--simulated", "--newline", "--timeout", "60"}, 1),
+              HasSubstr("hung up"));
   EXPECT_THAT(errorsOf({"send", "x", "--port", "/nonexistent/tty"}, 1),
               StartsWith("bvdiag: /nonexistent/tty: No such file or directory; check the name"));
-  EXPECT_THAT(errorsOf({"send", "x", "--port", "/dev/null"}, 1), StartsWith("bvdiag: /dev/null: Inappropriate ioctl"));
-  EXPECT_THAT(errorsOf({"send", "x", "--simulated", "--serial", "XY"}, 1), HasSubstr("cu.usbserial-XY*"));
+  EXPECT_THAT(errorsOf({"send", "x", "--port", "/dev/null"}, 1),
+              StartsWith("bvdiag: /dev/null: Inappropriate ioctl"));
+  EXPECT_THAT(errorsOf({"send", "x", "--simulated", "--serial", "XY"}, 1),
+              HasSubstr("cu.usbserial-XY*"));
   EXPECT_THAT(outputOf({"send", "x", "--simulated", "--serial", "XY", "--json"}, 1),
               AllOf(HasSubstr(R"("ok":false)"), HasSubstr(R"("error":"/dev/)")));
-  EXPECT_THAT(errorsOf({"send", "x", "--machine", "/nonexistent.json"}, 1), HasSubstr("/nonexistent.json: No such"));
+  EXPECT_THAT(errorsOf({"send", "x", "--machine", "/nonexistent.json"}, 1),
+              HasSubstr("/nonexistent.json: No such"));
   EXPECT_THAT(errorsOf({"send", "x", "--simulated", "--log", "/nonexistent/log"}, 1),
               StartsWith("bvdiag: log file /nonexistent/log: No such"));
 }
@@ -126,12 +141,19 @@ TEST(BvdiagFixture, AnswersOneProgramAfterTheOther) {
   ASSERT_TRUE(fixture.prints("\n"));
   const std::string node = firstLine(fixture.output);
   EXPECT_EQ(std::filesystem::read_symlink(folder / "tty"), node);
-  EXPECT_EQ(outputOf({"send", "version", "--port", node, "--accept", "FW .*\\r\\n"}), "FW 1.2.3 OK\\r\\n\n");
-  EXPECT_EQ(outputOf({"send", "echo é?", "--port", folder / "tty", "--bytes", "3", "--timeout", "0.1"}, 1), "");
-  EXPECT_EQ(outputOf({"send", "echo again", "--port", folder / "tty", "--accept", "^.*\\r\\n"}), "again\\r\\n\n");
-  EXPECT_TRUE(fixture.prints("opened\nreceived  version\\n\nsent      FW 1.2.3 OK\\r\\n\nclosed\n"));
+  EXPECT_EQ(outputOf({"send", "version", "--port", node, "--accept", "FW .*\\r\\n"}),
+            "FW 1.2.3 OK\\r\\n\n");
+  EXPECT_EQ(
+      outputOf({"send", "echo é?", "--port", folder / "tty", "--bytes", "3", "--timeout", "0.1"},
+               1),
+      "");
+  EXPECT_EQ(outputOf({"send", "echo again", "--port", folder / "tty", "--accept", "^.*\\r\\n"}),
+            "again\\r\\n\n");
+  EXPECT_TRUE(
+      fixture.prints("opened\nreceived  version\\n\nsent      FW 1.2.3 OK\\r\\n\nclosed\n"));
   EXPECT_TRUE(fixture.prints("received  echo é?\n"));
-  EXPECT_THAT(errorsOf({"fixture", "--link", folder / "tty"}, 1), HasSubstr(folder / "tty: File exists"));
+  EXPECT_THAT(errorsOf({"fixture", "--link", folder / "tty"}, 1),
+              HasSubstr(folder / "tty: File exists"));
   fixture.signal(SIGINT);
   EXPECT_EQ(fixture.status(), 130);
   EXPECT_FALSE(std::filesystem::is_symlink(folder / "tty"));
@@ -153,26 +175,30 @@ TEST(Bvdiag, AgreesWithATerminalProgramOfOthersAtEitherEnd) {
   {
     Program fixture({"fixture", "--link", node});
     ASSERT_TRUE(fixture.prints("\n"));
-    EXPECT_EQ(printedBy("printf 'version\\n' | socat -t2 - " + node + ",raw,echo=0"), "FW 1.2.3 OK\r\n");
+    EXPECT_EQ(printedBy("printf 'version\\n' | socat -t2 - " + node + ",raw,echo=0"),
+              "FW 1.2.3 OK\r\n");
   }
   writeFile(folder / "device", "read -r line; printf '%s by socat\\r\\n' \"$line\"; sleep 1");
   const std::string device =
       "socat PTY,link=" + (folder / "made") + ",raw,echo=0 EXEC:'sh " + (folder / "device") + "'";
   const std::jthread other([&] { printedBy(device); });
   for (int i = 0; i < 20'000 && !std::filesystem::exists(folder / "made"); ++i) ::usleep(1000);
-  EXPECT_EQ(outputOf({"send", "--port", folder / "made", "version", "--accept", "version by socat\\r\\n"}),
+  EXPECT_EQ(outputOf({"send", "--port", folder / "made", "version", "--accept",
+                      "version by socat\\r\\n"}),
             "version by socat\\r\\n\n");
 }
 
 TEST(BvdiagFixture, FollowsItsScriptToTheHangUp) {
   const TemporaryFolder folder;
-  writeFile(folder / "script.json", R"({"greeting": [{"text": "on and off", "delay": 0.1}], "hangUpAfter": 2})");
+  writeFile(folder / "script.json",
+            R"({"greeting": [{"text": "on and off", "delay": 0.1}], "hangUpAfter": 2})");
   Program fixture({"fixture", folder / "script.json", "--json", "--hex", "--link", folder / "tty"});
   ASSERT_TRUE(fixture.prints("\n"));
   EXPECT_THAT(fixture.output, StartsWith(R"({"node":"/dev/pts/)"));
   Program monitor({"monitor", "--port", folder / "tty"});
   EXPECT_EQ(fixture.status(), 0);
-  EXPECT_THAT(fixture.output, AllOf(HasSubstr(R"({"event":"sent","hex":"6F6E",)"), HasSubstr(R"("hung up")")));
+  EXPECT_THAT(fixture.output,
+              AllOf(HasSubstr(R"({"event":"sent","hex":"6F6E",)"), HasSubstr(R"("hung up")")));
   EXPECT_EQ(monitor.status(), 1);
   EXPECT_EQ(monitor.output, "on\n");
   EXPECT_THAT(monitor.errors, HasSubstr("hung up"));
@@ -216,34 +242,42 @@ TEST(Bvdiag, AnInterruptEndsEveryExchangeAsItsTimeLimitWould) {
   const std::vector<std::vector<std::string>> modes{
       {"first", "--newline"}, {"second", "--accept", "no such"}, {"third", "--bytes", "99"}};
   for (const std::vector<std::string>& mode : modes) {
-    std::vector<std::string> arguments{"send", "--timeout", "3600", "--port", folder / "tty", "--log", folder / "log"};
+    std::vector<std::string> arguments{"send",         "--timeout", "3600",        "--port",
+                                       folder / "tty", "--log",     folder / "log"};
     arguments.insert(arguments.end(), mode.begin(), mode.end());
     Program send(arguments);
     ASSERT_TRUE(fixture.prints("received  " + mode.front())) << fixture.output;
-    EXPECT_THAT(errorsOf({"send", "x", "--port", folder / "tty"}, 1), HasSubstr("another program holds it"));
+    EXPECT_THAT(errorsOf({"send", "x", "--port", folder / "tty"}, 1),
+                HasSubstr("another program holds it"));
     const int signal = mode.front() == "second" ? SIGTERM : SIGINT;
     send.signal(signal);
     EXPECT_EQ(send.status(), 128 + signal);
     EXPECT_THAT(send.errors, HasSubstr("interrupted"));
   }
-  EXPECT_THAT(contentOf(folder / "log"), AllOf(HasSubstr("second ≠ "), HasSubstr("ERROR Error: Reading serial port")));
+  EXPECT_THAT(contentOf(folder / "log"),
+              AllOf(HasSubstr("second ≠ "), HasSubstr("ERROR Error: Reading serial port")));
 }
 
 TEST(BvdiagProfile, TellsWhereEachValueComesFromOrWhyThereIsNone) {
   const TemporaryFolder folder;
   const std::string machine = folder / "machine.json";
-  writeFile(machine, R"({"registry": {"platform": {"model": "M\u001b1"}, "rom": {"version": {"hex": "0102"}}},
+  writeFile(
+      machine,
+      R"({"registry": {"platform": {"model": "M\u001b1"}, "rom": {"version": {"hex": "0102"}}},
                          "identity": {"UniqueChipID": 18446744073709551615}})");
   EXPECT_THAT(outputOf({"profile", "--machine", machine}),
-              AllOf(HasSubstr("modelID                 M\\x1b1\n"), HasSubstr("serialNumber            absent\n"),
-                    HasSubstr("firmwareVersion         0102\n"), HasSubstr("boardId                 Orvel\n")));
+              AllOf(HasSubstr("modelID                 M\\x1b1\n"),
+                    HasSubstr("serialNumber            absent\n"),
+                    HasSubstr("firmwareVersion         0102\n"),
+                    HasSubstr("boardId                 Orvel\n")));
   EXPECT_THAT(outputOf({"profile", "--machine", machine, "--explain"}),
               AllOf(HasSubstr("no such node: chosen model\n"),
                     HasSubstr("not asked without a node chosen: identity UniqueChipID"),
                     HasSubstr("answered: platform model (" + machine),
                     HasSubstr("not answered: platform HwPlatformSerialNumber (" + machine)));
   EXPECT_THAT(outputOf({"profile", "--machine", machine, "--json"}),
-              AllOf(HasSubstr(R"("chipId":null)"), HasSubstr(R"("modelID":"M\u001b1")"), HasSubstr(R"("ecid":null)")));
+              AllOf(HasSubstr(R"("chipId":null)"), HasSubstr(R"("modelID":"M\u001b1")"),
+                    HasSubstr(R"("ecid":null)")));
 }
 
 TEST(BvdiagNvram, ReadsEachViewAndSaysWhyItCannot) {
@@ -255,40 +289,51 @@ TEST(BvdiagNvram, ReadsEachViewAndSaysWhyItCannot) {
     arguments.insert(arguments.begin(), "get");
     return nvram(arguments);
   };
-  EXPECT_EQ(outputOf(get({"bench-mode", "--namespace", "system", "--require-dev-fused", "--require-internal-os"})),
+  EXPECT_EQ(outputOf(get({"bench-mode", "--namespace", "system", "--require-dev-fused",
+                          "--require-internal-os"})),
             "burn-in\n");
   EXPECT_EQ(outputOf(get({"EDA7697C-EB6C-4553-A921-C131036FC939:bench", "--view", "dictionary"})),
             "{\"operator\":\"BV\",\"station\":4}\n");
-  EXPECT_THAT(outputOf(get({"calibration", "--namespace", "larder", "--view", "data"})), HasSubstr("01 02 FF"));
-  EXPECT_THAT(errorsOf(get({"calibration", "--namespace", "larder"}), 1), HasSubstr("holds no text"));
+  EXPECT_THAT(outputOf(get({"calibration", "--namespace", "larder", "--view", "data"})),
+              HasSubstr("01 02 FF"));
+  EXPECT_THAT(errorsOf(get({"calibration", "--namespace", "larder"}), 1),
+              HasSubstr("holds no text"));
   EXPECT_THAT(errorsOf(get({"bench-mode"}), 1), HasSubstr("check the name"));
   EXPECT_THAT(errorsOf(get({"none", "--namespace", "system"}), 1), HasSubstr("No such file"));
-  EXPECT_EQ(outputOf(nvram({"list", "--namespace", "larder"})), "A5D42023-9BB9-4366-8741-A4A0161FDEDE:calibration\n");
-  EXPECT_THAT(errorsOf(nvram({"set", "a", "value", "--namespace", "system"}), 0), HasSubstr("forgets"));
+  EXPECT_EQ(outputOf(nvram({"list", "--namespace", "larder"})),
+            "A5D42023-9BB9-4366-8741-A4A0161FDEDE:calibration\n");
+  EXPECT_THAT(errorsOf(nvram({"set", "a", "value", "--namespace", "system"}), 0),
+              HasSubstr("forgets"));
   EXPECT_THAT(errorsOf(nvram({"delete", "a", "--namespace", "system"}), 1), HasSubstr("(2)"));
   const TemporaryFolder folder;
-  writeFile(folder / "machine.json", R"({"identity": {"SigningFuse": true}, "firmware": {"readOnly": true}})");
+  writeFile(folder / "machine.json",
+            R"({"identity": {"SigningFuse": true}, "firmware": {"readOnly": true}})");
   const auto refused = [&](const std::string& guard) {
-    return errorsOf({"nvram", "--machine", folder / "machine.json", "get", "a", "--namespace", "system", guard}, 1);
+    return errorsOf(
+        {"nvram", "--machine", folder / "machine.json", "get", "a", "--namespace", "system", guard},
+        1);
   };
   EXPECT_THAT(refused("--require-dev-fused"), HasSubstr("production-fused"));
   EXPECT_THAT(refused("--require-internal-os"), HasSubstr("no internal OS"));
-  EXPECT_THAT(errorsOf({"nvram", "set", "a", "b", "--namespace", "system", "--machine", folder / "machine.json"}, 1),
+  EXPECT_THAT(errorsOf({"nvram", "set", "a", "b", "--namespace", "system", "--machine",
+                        folder / "machine.json"},
+                       1),
               HasSubstr("Read-only file system (30)"));
   // Without a terminal nobody can agree to a change of a real machine.
-  EXPECT_THAT(errorsOf({"nvram", "delete", "a", "--namespace", "system"}, 1), HasSubstr("give --yes"));
+  EXPECT_THAT(errorsOf({"nvram", "delete", "a", "--namespace", "system"}, 1),
+              HasSubstr("give --yes"));
 }
 
 TEST(BvdiagMachine, RecordsAMachineThatReplaysAsTheSameOne) {
   const TemporaryFolder folder;
   const std::string copy = folder / "copy.json";
   outputOf({"--simulated", "machine", "record", copy, "--unmasked", "--variables", "--everything"});
-  for (const std::vector<std::string>& command :
-       std::vector<std::vector<std::string>>{{"profile"},
-                                             {"registry", "show", "--variables"},
-                                             {"nvram", "list"},
-                                             {"interfaces", "--json"},
-                                             {"machine", "record", "-", "--unmasked", "--everything"}}) {
+  for (const std::vector<std::string>& command : std::vector<std::vector<std::string>>{
+           {"profile"},
+           {"registry", "show", "--variables"},
+           {"nvram", "list"},
+           {"interfaces", "--json"},
+           {"machine", "record", "-", "--unmasked", "--everything"}}) {
     std::vector<std::string> original{"--simulated"};
     std::vector<std::string> replayed{"--machine", copy};
     original.insert(original.end(), command.begin(), command.end());
@@ -296,9 +341,11 @@ TEST(BvdiagMachine, RecordsAMachineThatReplaysAsTheSameOne) {
     EXPECT_EQ(outputOf(replayed), outputOf(original));
   }
   outputOf({"--simulated", "machine", "record", folder / "usual.json", "--unmasked"});
-  EXPECT_EQ(outputOf({"--machine", folder / "usual.json", "profile"}), outputOf({"--simulated", "profile"}));
+  EXPECT_EQ(outputOf({"--machine", folder / "usual.json", "profile"}),
+            outputOf({"--simulated", "profile"}));
   const std::string before = contentOf(copy);
-  EXPECT_THAT(errorsOf({"--simulated", "machine", "record", copy}, 1), HasSubstr("there is something already"));
+  EXPECT_THAT(errorsOf({"--simulated", "machine", "record", copy}, 1),
+              HasSubstr("there is something already"));
   EXPECT_EQ(contentOf(copy), before);
 
   writeFile(folder / "secret.json", R"({"identity": {"UniqueChipID": 123456},
@@ -308,17 +355,22 @@ TEST(BvdiagMachine, RecordsAMachineThatReplaysAsTheSameOne) {
       "interfaces": [{"name": "enx00e04c680001", "type": "Ethernet", "mac": "00:E0:4C:68:00:01"}, {"name": "eth0", "type": "Ethernet", "mac": "AB:cd:01-23:ef:45", "addresses": ["192.0.2.1"]}],
       "firmware": {"variables": {"EDA7697C-EB6C-4553-A921-C131036FC939:a": "b"}}})");
   // What the profile does not read stays away.
-  const std::string usual = outputOf({"--machine", folder / "secret.json", "machine", "record", "-"});
-  EXPECT_THAT(usual, AllOf(HasSubstr(R"("HwPlatformSerialNumber": "XX-00X")"), HasSubstr(R"("model": "M1")"),
-                           HasSubstr(R"("chosen": {})"), Not(HasSubstr("bootargs")), Not(HasSubstr("rng-seed"))));
-  const std::string masked = outputOf({"--machine", folder / "secret.json", "machine", "record", "-", "--everything"});
+  const std::string usual =
+      outputOf({"--machine", folder / "secret.json", "machine", "record", "-"});
+  EXPECT_THAT(usual, AllOf(HasSubstr(R"("HwPlatformSerialNumber": "XX-00X")"),
+                           HasSubstr(R"("model": "M1")"), HasSubstr(R"("chosen": {})"),
+                           Not(HasSubstr("bootargs")), Not(HasSubstr("rng-seed"))));
+  const std::string masked =
+      outputOf({"--machine", folder / "secret.json", "machine", "record", "-", "--everything"});
   EXPECT_THAT(
       masked,
       AllOf(HasSubstr(R"("HwPlatformSerialNumber": "XX-00X")"), HasSubstr(R"("model": "M1")"),
             HasSubstr("serial=XX-00X quiet root=PARTUUID=000X-00 net.addr=00:e0:4C:00:00:00 x=y1"),
-            HasSubstr(R"("id": "0X0X0X00-00X0-0X0X-0X0X-0X0X0X0X0X00")"), HasSubstr(R"("name": "enx00X00X000000")"),
-            HasSubstr(R"("hex": "0000")"), HasSubstr(R"("hex": "58300000")"), HasSubstr(R"("UniqueChipID": 0)"),
-            HasSubstr(R"("mac": "AB:cd:01-00:00:00")"), HasSubstr(R"("192.0.2.1")"), HasSubstr(R"("variables": {})")));
+            HasSubstr(R"("id": "0X0X0X00-00X0-0X0X-0X0X-0X0X0X0X0X00")"),
+            HasSubstr(R"("name": "enx00X00X000000")"), HasSubstr(R"("hex": "0000")"),
+            HasSubstr(R"("hex": "58300000")"), HasSubstr(R"("UniqueChipID": 0)"),
+            HasSubstr(R"("mac": "AB:cd:01-00:00:00")"), HasSubstr(R"("192.0.2.1")"),
+            HasSubstr(R"("variables": {})")));
 }
 
 TEST(BvdiagInterfaces, ListsAndRecordsWhatTheMachineHas) {
@@ -341,16 +393,19 @@ TEST(BvdiagInterfaces, ListsAndRecordsWhatTheMachineHas) {
     const std::string machine = folder / (failure + ".json");
     writeFile(machine, R"({"interfaceFailure": ")" + failure + R"("})");
     outputOf({"--machine", machine, "machine", "record", folder / ("copy of " + failure)});
-    EXPECT_THAT(contentOf(folder / ("copy of " + failure)), HasSubstr(R"("interfaceFailure": ")" + failure + '"'));
+    EXPECT_THAT(contentOf(folder / ("copy of " + failure)),
+                HasSubstr(R"("interfaceFailure": ")" + failure + '"'));
   }
-  EXPECT_THAT(errorsOf({"--machine", folder / "enumeration.json", "interfaces"}, 1), HasSubstr("cannot be listed"));
+  EXPECT_THAT(errorsOf({"--machine", folder / "enumeration.json", "interfaces"}, 1),
+              HasSubstr("cannot be listed"));
   EXPECT_EQ(outputOf({"--machine", folder / "addresses.json", "interfaces", "--json"}), "[]\n");
 }
 
 TEST(BvdiagLog, WritesEachMessageAndNoticesWhenItCannot) {
   const TemporaryFolder folder;
   const std::string log = folder / "run.log";
-  EXPECT_EQ(outputOf({"log", "--file", log, "plain", "[a,b]", "demo"}), "aggregated errors: none\n");
+  EXPECT_EQ(outputOf({"log", "--file", log, "plain", "[a,b]", "demo"}),
+            "aggregated errors: none\n");
   EXPECT_EQ(outputOf({"log", "--file", log, "--level", "error", "first", "--", "-second"}),
             "aggregated errors:\nfirst\n-second\n");
   EXPECT_EQ(outputOf({"log", "--level", "fault", "--json", "bad"}),
@@ -359,10 +414,13 @@ TEST(BvdiagLog, WritesEachMessageAndNoticesWhenItCannot) {
   outputOf({"log", "--file", log, "--level", "debug", "unseen"});
   const std::string content = contentOf(log);
   EXPECT_EQ(countOf(content, "\n"), 5U) << content;
-  EXPECT_THAT(content, AllOf(HasSubstr(" plain \n"), HasSubstr(" [a,b] \n"), HasSubstr(" ERROR -second \n")));
-  EXPECT_THAT(errorsOf({"log", "--file", folder / "no/run.log", "x"}, 1),
-              StartsWith("bvdiag: log file " + folder / "no/run.log" + ": No such file or directory"));
-  EXPECT_THAT(errorsOf({"log", "--file", "/dev/full", "x"}, 1), HasSubstr("/dev/full: No space left on device"));
+  EXPECT_THAT(content, AllOf(HasSubstr(" plain \n"), HasSubstr(" [a,b] \n"),
+                             HasSubstr(" ERROR -second \n")));
+  EXPECT_THAT(
+      errorsOf({"log", "--file", folder / "no/run.log", "x"}, 1),
+      StartsWith("bvdiag: log file " + folder / "no/run.log" + ": No such file or directory"));
+  EXPECT_THAT(errorsOf({"log", "--file", "/dev/full", "x"}, 1),
+              HasSubstr("/dev/full: No space left on device"));
 }
 
 }  // namespace

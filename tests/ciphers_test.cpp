@@ -64,32 +64,38 @@ constexpr const char* kBlocks =
 constexpr Vector kVectors[] = {
     {"FIPS 197 C.1", CipherAlgorithm::kAes, kEcb, "000102030405060708090a0b0c0d0e0f", "",
      "00112233445566778899aabbccddeeff", "69c4e0d86a7b0430d8cdb78070b4c55a"},
-    {"FIPS 197 C.2", CipherAlgorithm::kAes, kEcb, "000102030405060708090a0b0c0d0e0f1011121314151617", "",
-     "00112233445566778899aabbccddeeff", "dda97ca4864cdfe06eaf70a0ec0d7191"},
-    {"FIPS 197 C.3", CipherAlgorithm::kAes, kEcb, "000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f",
-     "", "00112233445566778899aabbccddeeff", "8ea2b7ca516745bfeafc49904b496089"},
-    {"SP 800-38A F.2.1", CipherAlgorithm::kAes, kCbc, "2b7e151628aed2a6abf7158809cf4f3c", kCounting, kBlocks,
+    {"FIPS 197 C.2", CipherAlgorithm::kAes, kEcb,
+     "000102030405060708090a0b0c0d0e0f1011121314151617", "", "00112233445566778899aabbccddeeff",
+     "dda97ca4864cdfe06eaf70a0ec0d7191"},
+    {"FIPS 197 C.3", CipherAlgorithm::kAes, kEcb,
+     "000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f", "",
+     "00112233445566778899aabbccddeeff", "8ea2b7ca516745bfeafc49904b496089"},
+    {"SP 800-38A F.2.1", CipherAlgorithm::kAes, kCbc, "2b7e151628aed2a6abf7158809cf4f3c", kCounting,
+     kBlocks,
      "7649abac8119b246cee98e9b12e9197d5086cb9b507219ee95db113a917678b2"
      "73bed6b8e3c1743b7116e69e222295163ff1caa1681fac09120eca307586e1a7"},
     {"SP 800-38A F.2.5", CipherAlgorithm::kAes, kCbc,
      "603deb1015ca71be2b73aef0857d77811f352c073b6108d72d9810a30914dff4", kCounting, kBlocks,
      "f58c4c04d6e5f1ba779eabfb5f7bfbd69cfc4e967edb808d679f777bc6702c7d"
      "39f23369a9d9bacfa530e26304231461b2eb05e2c39be9fcda6c19078c6a9d1b"},
-    {"DES", CipherAlgorithm::kDes, kEcb, "133457799bbcdff1", "", "0123456789abcdef", "85e813540f0ab405"},
-    {"SP 800-67 B.1", CipherAlgorithm::kTripleDes, kEcb, "0123456789abcdef23456789abcdef01456789abcdef0123", "",
+    {"DES", CipherAlgorithm::kDes, kEcb, "133457799bbcdff1", "", "0123456789abcdef",
+     "85e813540f0ab405"},
+    {"SP 800-67 B.1", CipherAlgorithm::kTripleDes, kEcb,
+     "0123456789abcdef23456789abcdef01456789abcdef0123", "",
      "5468652071756663"
      "6b2062726f776e20"
      "666f78206a756d70",
      "a826fd8ce53b855f"
      "cce21c8112256fe6"
      "68d5c05dd9b6b900"},
-    {"RFC 2144 B.1, 128 bits", CipherAlgorithm::kCast128, kEcb, "0123456712345678234567893456789a", "",
-     "0123456789abcdef", "238b4fe5847e44b2"},
-    {"RFC 2144 B.1, 80 bits", CipherAlgorithm::kCast128, kEcb, "01234567123456782345", "", "0123456789abcdef",
-     "eb6a711a2c02271b"},
+    {"RFC 2144 B.1, 128 bits", CipherAlgorithm::kCast128, kEcb, "0123456712345678234567893456789a",
+     "", "0123456789abcdef", "238b4fe5847e44b2"},
+    {"RFC 2144 B.1, 80 bits", CipherAlgorithm::kCast128, kEcb, "01234567123456782345", "",
+     "0123456789abcdef", "eb6a711a2c02271b"},
     {"RFC 2144 B.1, 40 bits", CipherAlgorithm::kCast128, kEcb, "0123456712", "", "0123456789abcdef",
      "7ac816d16e9b302e"},
-    {"RFC 6229, 40 bits", CipherAlgorithm::kRc4, kCbc, "0102030405", "", kZeros16, "b2396305f03dc027ccc3524a0a1118a8"},
+    {"RFC 6229, 40 bits", CipherAlgorithm::kRc4, kCbc, "0102030405", "", kZeros16,
+     "b2396305f03dc027ccc3524a0a1118a8"},
     {"RFC 6229, 256 bits", CipherAlgorithm::kRc4, kPadded | kEcb,  // which do not matter
      "0102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f20", "", kZeros16,
      "eaa6bd25880bf93d3f5d1e4ca2611d91"}};
@@ -101,12 +107,12 @@ TEST(Ciphers, GiveThePublishedAnswers) {
     const Data key = hex(vector.key);
     const Data initVector = hex(vector.initVector);
     const Bytes chainedFrom = initVector.empty() ? Bytes() : Bytes(initVector);
-    EXPECT_EQ(
-        dataEncryptedUsingAlgorithm(hex(vector.plain), vector.algorithm, key, chainedFrom, vector.options, &status),
-        hex(vector.encrypted));
-    EXPECT_EQ(
-        dataDecryptedUsingAlgorithm(hex(vector.encrypted), vector.algorithm, key, chainedFrom, vector.options, &status),
-        hex(vector.plain));
+    EXPECT_EQ(dataEncryptedUsingAlgorithm(hex(vector.plain), vector.algorithm, key, chainedFrom,
+                                          vector.options, &status),
+              hex(vector.encrypted));
+    EXPECT_EQ(dataDecryptedUsingAlgorithm(hex(vector.encrypted), vector.algorithm, key, chainedFrom,
+                                          vector.options, &status),
+              hex(vector.plain));
     EXPECT_EQ(status, kUntouched);
   }
 }
@@ -119,10 +125,12 @@ struct KeyRule {
 
 TEST(Ciphers, CutOrRaiseTheKeyByTheAlgorithm) {
   constexpr KeyRule kRules[] = {
-      {CipherAlgorithm::kAes, 0, 16},        {CipherAlgorithm::kAes, 10, 16},   {CipherAlgorithm::kAes, 17, 24},
-      {CipherAlgorithm::kAes, 20, 24},       {CipherAlgorithm::kAes, 25, 32},   {CipherAlgorithm::kAes, 40, 32},
-      {CipherAlgorithm::kDes, 3, 8},         {CipherAlgorithm::kDes, 9, 8},     {CipherAlgorithm::kTripleDes, 16, 24},
-      {CipherAlgorithm::kTripleDes, 30, 24}, {CipherAlgorithm::kCast128, 0, 5}, {CipherAlgorithm::kCast128, 4, 5},
+      {CipherAlgorithm::kAes, 0, 16},        {CipherAlgorithm::kAes, 10, 16},
+      {CipherAlgorithm::kAes, 17, 24},       {CipherAlgorithm::kAes, 20, 24},
+      {CipherAlgorithm::kAes, 25, 32},       {CipherAlgorithm::kAes, 40, 32},
+      {CipherAlgorithm::kDes, 3, 8},         {CipherAlgorithm::kDes, 9, 8},
+      {CipherAlgorithm::kTripleDes, 16, 24}, {CipherAlgorithm::kTripleDes, 30, 24},
+      {CipherAlgorithm::kCast128, 0, 5},     {CipherAlgorithm::kCast128, 4, 5},
       {CipherAlgorithm::kCast128, 20, 16},   {CipherAlgorithm::kRc4, 600, 512}};
   Data key(600);
   std::iota(key.begin(), key.end(), std::uint8_t{1});
@@ -130,17 +138,22 @@ TEST(Ciphers, CutOrRaiseTheKeyByTheAlgorithm) {
   for (const KeyRule& rule : kRules) {
     const Data given = first(key, rule.given);
     const Data used = first(given, rule.used);
-    const auto encrypted = dataEncryptedUsingAlgorithm(plain, rule.algorithm, given, nullptr, kPadded);
+    const auto encrypted =
+        dataEncryptedUsingAlgorithm(plain, rule.algorithm, given, nullptr, kPadded);
     ASSERT_TRUE(encrypted) << rule.algorithm << ' ' << rule.given;
-    EXPECT_EQ(dataDecryptedUsingAlgorithm(*encrypted, rule.algorithm, used, nullptr, kPadded), plain)
+    EXPECT_EQ(dataDecryptedUsingAlgorithm(*encrypted, rule.algorithm, used, nullptr, kPadded),
+              plain)
         << rule.algorithm << ' ' << rule.given;
   }
   // Its length counts for CAST-128: fewer rounds up to 10 bytes.
-  EXPECT_NE(dataEncryptedUsingAlgorithm(plain, CipherAlgorithm::kCast128, first(key, 10), nullptr, kCbc),
-            dataEncryptedUsingAlgorithm(plain, CipherAlgorithm::kCast128, first(first(key, 10), 16), nullptr, kCbc));
+  EXPECT_NE(
+      dataEncryptedUsingAlgorithm(plain, CipherAlgorithm::kCast128, first(key, 10), nullptr, kCbc),
+      dataEncryptedUsingAlgorithm(plain, CipherAlgorithm::kCast128, first(first(key, 10), 16),
+                                  nullptr, kCbc));
   // A text stands for its bytes.
   EXPECT_EQ(dataEncryptedUsingAlgorithm(plain, CipherAlgorithm::kAes, "schlüssel", "ü", kCbc),
-            dataEncryptedUsingAlgorithm(plain, CipherAlgorithm::kAes, hex("7363686cc3bc7373656c"), hex("c3bc"), kCbc));
+            dataEncryptedUsingAlgorithm(plain, CipherAlgorithm::kAes, hex("7363686cc3bc7373656c"),
+                                        hex("c3bc"), kCbc));
 }
 
 TEST(Ciphers, ChainFromAVectorOfWhateverLength) {
@@ -174,7 +187,8 @@ TEST(Ciphers, CutTheVectorToAShortKeyAndRaiseItToABlock) {
   for (const std::size_t length : {0U, 3U, 5U, 6U, 7U, 8U, 9U}) {
     const Data key(length, 0x3C);
     const auto from = [&](const Data& vector) {
-      return dataEncryptedUsingAlgorithm(plain, CipherAlgorithm::kCast128, key, vector, kCbc).value_or(Data());
+      return dataEncryptedUsingAlgorithm(plain, CipherAlgorithm::kCast128, key, vector, kCbc)
+          .value_or(Data());
     };
     const std::size_t used = std::clamp<std::size_t>(length, 5, 8);
     const Data cut = first(first(whole, used), 8);
@@ -188,13 +202,16 @@ TEST(Ciphers, CutTheVectorToAShortKeyAndRaiseItToABlock) {
 TEST(Ciphers, GiveBackWhatTheyTookAtEveryLength) {
   const Data plain = SecurityAdditions::randomDataOfLength(70).value();
   const Data key = SecurityAdditions::randomDataOfLength(24).value();
-  for (std::uint32_t algorithm = CipherAlgorithm::kAes; algorithm <= CipherAlgorithm::kRc4; ++algorithm) {
+  for (std::uint32_t algorithm = CipherAlgorithm::kAes; algorithm <= CipherAlgorithm::kRc4;
+       ++algorithm) {
     for (const std::uint32_t options : {kPadded, kPadded | kEcb}) {
       for (std::size_t length = 0; length <= plain.size(); ++length) {
         const Data some = first(plain, length);
-        const auto encrypted = dataEncryptedUsingAlgorithm(some, algorithm, key, "vector", options).value_or(Data());
+        const auto encrypted =
+            dataEncryptedUsingAlgorithm(some, algorithm, key, "vector", options).value_or(Data());
         const std::size_t block = algorithm == CipherAlgorithm::kAes ? 16 : 8;
-        ASSERT_EQ(encrypted.size(), algorithm == CipherAlgorithm::kRc4 ? length : (length / block + 1) * block);
+        ASSERT_EQ(encrypted.size(),
+                  algorithm == CipherAlgorithm::kRc4 ? length : (length / block + 1) * block);
         ASSERT_EQ(dataDecryptedUsingAlgorithm(encrypted, algorithm, key, "vector", options), some);
       }
     }
@@ -224,14 +241,15 @@ TEST(Ciphers, Rc4TakesKeysOfEveryLength) {
   const Data zeros(40);
   for (const int length : {1, 2, 16, 64, 65, 255, 256, 257, 512}) {
     const Data key = SecurityAdditions::randomDataOfLength(length).value();
-    EXPECT_EQ(dataEncryptedUsingAlgorithm(zeros, CipherAlgorithm::kRc4, key, nullptr, kCbc), rc4Stream(key, 40))
+    EXPECT_EQ(dataEncryptedUsingAlgorithm(zeros, CipherAlgorithm::kRc4, key, nullptr, kCbc),
+              rc4Stream(key, 40))
         << length;
   }
 }
 
 // The status of a failure either way; 0 where one succeeds.
-std::int32_t failureOf(const Data& data, std::uint32_t algorithm, const Bytes& key, std::uint32_t options,
-                       decltype(&dataDecryptedUsingAlgorithm) operation) {
+std::int32_t failureOf(const Data& data, std::uint32_t algorithm, const Bytes& key,
+                       std::uint32_t options, decltype(&dataDecryptedUsingAlgorithm) operation) {
   std::int32_t status = kUntouched;
   const auto result = operation(data, algorithm, key, nullptr, options, &status);
   EXPECT_EQ(operation(data, algorithm, key, nullptr, options, nullptr), result);  // nobody asks
@@ -244,15 +262,22 @@ TEST(Ciphers, TellEachCauseByItsNumber) {
   const Data partial(15, 1);
   for (const auto operation : {&dataEncryptedUsingAlgorithm, &dataDecryptedUsingAlgorithm}) {
     EXPECT_EQ(failureOf(block, 5, "key", kCbc, operation), CipherStatus::kUnknownAlgorithm);
-    EXPECT_EQ(failureOf(block, 0xFFFFFFFF, nullptr, kCbc, operation), CipherStatus::kUnknownAlgorithm);
-    EXPECT_EQ(failureOf(block, CipherAlgorithm::kRc4, "", kCbc, operation), CipherStatus::kUnsuitableKey);
-    EXPECT_EQ(failureOf(block, CipherAlgorithm::kRc4, nullptr, kCbc, operation), CipherStatus::kUnsuitableKey);
-    EXPECT_EQ(failureOf(block, CipherAlgorithm::kAes, "key", 4, operation), CipherStatus::kUnsuitableOptions);
+    EXPECT_EQ(failureOf(block, 0xFFFFFFFF, nullptr, kCbc, operation),
+              CipherStatus::kUnknownAlgorithm);
+    EXPECT_EQ(failureOf(block, CipherAlgorithm::kRc4, "", kCbc, operation),
+              CipherStatus::kUnsuitableKey);
+    EXPECT_EQ(failureOf(block, CipherAlgorithm::kRc4, nullptr, kCbc, operation),
+              CipherStatus::kUnsuitableKey);
+    EXPECT_EQ(failureOf(block, CipherAlgorithm::kAes, "key", 4, operation),
+              CipherStatus::kUnsuitableOptions);
     for (const std::uint32_t ignored : {0x10U, 0x80000001U}) {
-      EXPECT_EQ(failureOf(block, CipherAlgorithm::kRc4, "key", ignored, operation), CipherStatus::kSuccess);
+      EXPECT_EQ(failureOf(block, CipherAlgorithm::kRc4, "key", ignored, operation),
+                CipherStatus::kSuccess);
     }
-    EXPECT_EQ(failureOf(partial, CipherAlgorithm::kAes, "key", kCbc, operation), CipherStatus::kPartialBlock);
-    EXPECT_EQ(failureOf(partial, CipherAlgorithm::kDes, "key", kEcb, operation), CipherStatus::kPartialBlock);
+    EXPECT_EQ(failureOf(partial, CipherAlgorithm::kAes, "key", kCbc, operation),
+              CipherStatus::kPartialBlock);
+    EXPECT_EQ(failureOf(partial, CipherAlgorithm::kDes, "key", kEcb, operation),
+              CipherStatus::kPartialBlock);
     EXPECT_EQ(failureOf({}, CipherAlgorithm::kAes, "key", kCbc, operation), CipherStatus::kSuccess);
   }
   EXPECT_EQ(failureOf(partial, CipherAlgorithm::kAes, "key", kPadded, dataDecryptedUsingAlgorithm),
@@ -260,9 +285,11 @@ TEST(Ciphers, TellEachCauseByItsNumber) {
   EXPECT_EQ(failureOf({}, CipherAlgorithm::kAes, "key", kPadded, dataDecryptedUsingAlgorithm),
             CipherStatus::kBadPadding);
   // Decrypted, the last byte is 0x11: no padding of a block of 16.
-  const auto unpadded = dataEncryptedUsingAlgorithm(Data(16, 0x11), CipherAlgorithm::kAes, "key", nullptr, kCbc);
-  EXPECT_EQ(failureOf(*unpadded, CipherAlgorithm::kAes, "key", kPadded, dataDecryptedUsingAlgorithm),
-            CipherStatus::kBadPadding);
+  const auto unpadded =
+      dataEncryptedUsingAlgorithm(Data(16, 0x11), CipherAlgorithm::kAes, "key", nullptr, kCbc);
+  EXPECT_EQ(
+      failureOf(*unpadded, CipherAlgorithm::kAes, "key", kPadded, dataDecryptedUsingAlgorithm),
+      CipherStatus::kBadPadding);
 }
 
 TEST(Ciphers, WithoutTheLegacyProviderItsAlgorithmsAloneAreMissing) {
@@ -281,7 +308,8 @@ TEST(Ciphers, WithoutTheLegacyProviderItsAlgorithmsAloneAreMissing) {
   });
 }
 
-// OpenSSL's own memory: as many requests as `granted` says are met; then one is not, or none is any more.
+// OpenSSL's own memory: as many requests as `granted` says are met; then one is not, or none is any
+// more.
 struct Memory {
   static inline std::atomic<int> granted{-1};  // -1: all
   static inline std::atomic<bool> comesBack{false};
@@ -311,10 +339,12 @@ int firstUse(std::uint32_t algorithm, int granted) {
     std::int32_t status = CipherStatus::kSuccess;
     Memory::granted = granted;
     const Data block(16, 1);
-    const auto encrypted = dataEncryptedUsingAlgorithm(block, algorithm, "key", nullptr, kCbc, &status);
+    const auto encrypted =
+        dataEncryptedUsingAlgorithm(block, algorithm, "key", nullptr, kCbc, &status);
     const bool metAll = Memory::granted.exchange(-1) > 0;
     const bool isRight = status == (encrypted ? CipherStatus::kSuccess : CipherStatus::kNoMemory);
-    const bool isThereLater = dataEncryptedUsingAlgorithm(block, algorithm, "key", nullptr, kCbc).has_value();
+    const bool isThereLater =
+        dataEncryptedUsingAlgorithm(block, algorithm, "key", nullptr, kCbc).has_value();
     ::_exit(!isRight || !isThereLater ? kWrong : metAll ? kMetAll : 0);
   }
   int status = 0;
@@ -341,8 +371,11 @@ TEST(Ciphers, MayAllBeginAtOnce) {
     std::vector<std::jthread> threads;
     for (std::uint32_t i = 0; i < 8; ++i) {
       threads.emplace_back([&plain, algorithm = i % 5] {
-        const auto encrypted = dataEncryptedUsingAlgorithm(plain, algorithm, "key", "vector", kPadded);
-        EXPECT_EQ(dataDecryptedUsingAlgorithm(encrypted.value(), algorithm, "key", "vector", kPadded), plain);
+        const auto encrypted =
+            dataEncryptedUsingAlgorithm(plain, algorithm, "key", "vector", kPadded);
+        EXPECT_EQ(
+            dataDecryptedUsingAlgorithm(encrypted.value(), algorithm, "key", "vector", kPadded),
+            plain);
         EXPECT_TRUE(SecurityAdditions::HMACSHA1(plain, "key"));
       });
     }

@@ -12,14 +12,17 @@ namespace {
 
 TEST(Collections, MappingGivesOneResultForEachElementVisited) {
   const Array letters{"a", "b", "c"};
-  const Array numbered = Map::mapObjectsUsingBlock(letters, [](const Object& element, std::size_t index, bool&) {
-    return index == 1 ? std::nullopt : std::optional<Object>(*element.ifText() + std::to_string(index));
-  });
+  const Array numbered =
+      Map::mapObjectsUsingBlock(letters, [](const Object& element, std::size_t index, bool&) {
+        return index == 1 ? std::nullopt
+                          : std::optional<Object>(*element.ifText() + std::to_string(index));
+      });
   EXPECT_EQ(Object(numbered), Object(Array{"a0", nullptr, "c2"}));
-  const Array stopped = Map::mapObjectsUsingBlock(letters, [](const Object& element, std::size_t index, bool& stop) {
-    stop = index == 1;
-    return std::optional(element);
-  });
+  const Array stopped =
+      Map::mapObjectsUsingBlock(letters, [](const Object& element, std::size_t index, bool& stop) {
+        stop = index == 1;
+        return std::optional(element);
+      });
   ASSERT_EQ(stopped.size(), 2U);
   EXPECT_TRUE(stopped[1].same(letters[1]));
   const auto throwing = [](const Object&, std::size_t, bool&) -> std::optional<Object> {
@@ -34,17 +37,20 @@ TEST(Collections, MappingGivesOneResultForEachElementVisited) {
 
 TEST(Collections, NullMarkersGoFromEveryDictionaryAndFromNothingElse) {
   const Object list(Array{nullptr, Dictionary{{"inside", nullptr}}});
-  const Dictionary before{{"null", nullptr},
-                          {"list", list},
-                          {"nested", Dictionary{{"null", nullptr}, {"kept", Dictionary{{"null", nullptr}}}}}};
+  const Dictionary before{
+      {"null", nullptr},
+      {"list", list},
+      {"nested", Dictionary{{"null", nullptr}, {"kept", Dictionary{{"null", nullptr}}}}}};
   const Dictionary after = BV::removeNullFromDictionary(before);
-  EXPECT_EQ(Object(after), Object(Dictionary{{"list", list}, {"nested", Dictionary{{"kept", Dictionary{}}}}}));
+  EXPECT_EQ(Object(after),
+            Object(Dictionary{{"list", list}, {"nested", Dictionary{{"kept", Dictionary{}}}}}));
   EXPECT_TRUE(after.at("list").same(list));
   EXPECT_EQ(before.size(), 3U);
 
   // 2^200 dictionaries to whoever follows every way through it.
   Object shared(Dictionary{{"null", nullptr}, {"list", list}});
-  for (int i = 0; i < 200; ++i) shared = Dictionary{{"a", shared}, {"null", nullptr}, {"b", shared}};
+  for (int i = 0; i < 200; ++i)
+    shared = Dictionary{{"a", shared}, {"null", nullptr}, {"b", shared}};
   Object below(BV::removeNullFromDictionary(*shared.ifDictionary()));
   for (int i = 0; i < 200; ++i) {
     ASSERT_EQ(below.ifDictionary()->size(), 2U);
@@ -57,7 +63,8 @@ TEST(Collections, NullMarkersGoFromEveryDictionaryAndFromNothingElse) {
   for (int i = 0; i < kDepth; ++i) deep = Dictionary{{"null", nullptr}, {"below", std::move(deep)}};
   const Object stripped(BV::removeNullFromDictionary(deep));
   int depth = 0;
-  for (auto* level = stripped.ifDictionary(); !level->empty(); level = level->at("below").ifDictionary()) {
+  for (auto* level = stripped.ifDictionary(); !level->empty();
+       level = level->at("below").ifDictionary()) {
     ASSERT_EQ(level->size(), 1U);
     ++depth;
   }
@@ -80,7 +87,8 @@ TEST(Collections, TheFirstKeyThatIsHeldDecides) {
   const std::map<int, std::string> names{{1, "one"}, {2, "two"}};
   EXPECT_EQ(valueForAnyKeys(names, {3, 2, 1}), "two");
   EXPECT_EQ(valueForAnyKeys(names, std::vector<int>{4, 3}), std::nullopt);
-  EXPECT_EQ(valueForAnyKeys(std::unordered_map<std::string, bool>{{"off", false}}, {"on", "off"}), false);
+  EXPECT_EQ(valueForAnyKeys(std::unordered_map<std::string, bool>{{"off", false}}, {"on", "off"}),
+            false);
 }
 
 }  // namespace

@@ -26,12 +26,15 @@ class CommandRunner : public testing::SimulatedTest {
   // What a shell prints; nullopt for no text.
   static std::optional<std::string> shell(const std::string& script, Text directory = nullptr) {
     std::optional<std::string> output = "before";
-    EXPECT_TRUE(Brisvane::runCommandWithLaunchPath("/bin/sh", {"-c", script}, directory, output)) << script;
+    EXPECT_TRUE(Brisvane::runCommandWithLaunchPath("/bin/sh", {"-c", script}, directory, output))
+        << script;
     return output;
   }
-  static std::string failure(Text path, const std::vector<std::string>& arguments = {}, Text directory = nullptr) {
+  static std::string failure(Text path, const std::vector<std::string>& arguments = {},
+                             Text directory = nullptr) {
     std::optional<std::string> output;
-    EXPECT_FALSE(Brisvane::runCommandWithLaunchPath(path, arguments, directory, output)) << path.orEmpty();
+    EXPECT_FALSE(Brisvane::runCommandWithLaunchPath(path, arguments, directory, output))
+        << path.orEmpty();
     return output.value_or("");
   }
   [[nodiscard]] std::string program(const std::string& name, const std::string& content) const {
@@ -44,14 +47,16 @@ class CommandRunner : public testing::SimulatedTest {
 
 TEST_F(CommandRunner, GivesBothStreamsInTheirOrderHoweverTheProgramEnds) {
   EXPECT_EQ(shell("echo out; echo err >&2; echo 'out 2'; exit 3"), "out\nerr\nout 2\n");
-  EXPECT_THAT(logged(), ElementsAre("debug %{public}@|Executing command [/bin/sh] "
-                                    "[\"-c\", \"echo out; echo err >&2; echo 'out 2'; exit 3\"]\n"));
+  EXPECT_THAT(logged(),
+              ElementsAre("debug %{public}@|Executing command [/bin/sh] "
+                          "[\"-c\", \"echo out; echo err >&2; echo 'out 2'; exit 3\"]\n"));
   EXPECT_EQ(shell("printf ' a\\0b \\n\\n'"), std::string(" a\0b \n\n", 7));
   EXPECT_EQ(shell(""), "");
   EXPECT_EQ(shell("kill -9 $$"), "");
   EXPECT_EQ(shell("printf 'a\\377'"), std::nullopt);
   std::optional<std::string> output;
-  EXPECT_TRUE(Brisvane::runCommandWithLaunchPath("/bin/echo", {"a b", "", "\u00E4", "$x"}, nullptr, output));
+  EXPECT_TRUE(Brisvane::runCommandWithLaunchPath("/bin/echo", {"a b", "", "\u00E4", "$x"}, nullptr,
+                                                 output));
   EXPECT_EQ(output, "a b  \u00E4 $x\n");
 }
 
@@ -87,7 +92,8 @@ TEST_F(CommandRunner, SaysWhatCannotBeStartedAndWhy) {
   EXPECT_EQ(failure("/bin/sh", {}, folder / "data"), (folder / "data") + ": Not a directory");
   EXPECT_EQ(failure("/bin/sh", {std::string("a\0b", 3)}), "/bin/sh: Invalid argument");
   EXPECT_EQ(failure("/bin/sh", {}, ""), "an empty working directory: No such file or directory");
-  EXPECT_THAT(failure(std::string("/bin/sh\0", 8)), ::testing::EndsWith("No such file or directory"));
+  EXPECT_THAT(failure(std::string("/bin/sh\0", 8)),
+              ::testing::EndsWith("No such file or directory"));
   for (const Text none : {Text(nullptr), Text("")}) {
     EXPECT_EQ(failure(none), "an empty path: No such file or directory");
   }
@@ -97,21 +103,25 @@ TEST_F(CommandRunner, BlamesTheInterpreterThatIsMissing) {
   const std::string none = ": No such file or directory";
   const std::string script = program("script", "#! \t/nowhere/sh -x\necho x\n");
   EXPECT_EQ(failure(script), script + ": its interpreter \"/nowhere/sh\"" + none);
-  EXPECT_EQ(failure("./script", {}, folder.path()), "./script: its interpreter \"/nowhere/sh\"" + none);
+  EXPECT_EQ(failure("./script", {}, folder.path()),
+            "./script: its interpreter \"/nowhere/sh\"" + none);
   // Lines that end as on another system; the carriage return belongs to the name.
   EXPECT_EQ(failure(program("foreign", "#!/bin/sh\r\n")),
             (folder / "foreign") + ": its interpreter \"/bin/sh\\r\"" + none);
   EXPECT_EQ(failure(program("outer", "#!" + script)),
-            (folder / "outer") + ": its interpreter \"" + script + "\": its interpreter \"/nowhere/sh\"" + none);
+            (folder / "outer") + ": its interpreter \"" + script +
+                "\": its interpreter \"/nowhere/sh\"" + none);
   testing::writeFile(folder / "data", "");
-  EXPECT_EQ(failure(program("unfit", "#!" + (folder / "data"))),
-            (folder / "unfit") + ": its interpreter \"" + (folder / "data") + "\": Permission denied");
+  EXPECT_EQ(
+      failure(program("unfit", "#!" + (folder / "data"))),
+      (folder / "unfit") + ": its interpreter \"" + (folder / "data") + "\": Permission denied");
   std::string compiled = testing::contentOf("/proc/self/exe");  // /bin/sleep may have no loader
   compiled.replace(compiled.find("/ld-linux"), 9, "/no-linux");
   EXPECT_EQ(failure(program("compiled", compiled)), (folder / "compiled") + ": its loader" + none);
   // It is there and has a program for its interpreter: something else is wrong.
   const std::string large(std::size_t{1} << 20U, 'x');
-  EXPECT_EQ(failure(program("fine", "#!/bin/sh\n"), {large}), (folder / "fine") + ": Argument list too long");
+  EXPECT_EQ(failure(program("fine", "#!/bin/sh\n"), {large}),
+            (folder / "fine") + ": Argument list too long");
 }
 
 TEST_F(CommandRunner, BlamesTheWorkingDirectoryThatMayNotBeEntered) {
@@ -142,11 +152,13 @@ TEST_F(CommandRunner, RunsManyAtOnceWithoutOneHoldingUpAnother) {
   std::vector<std::thread> slow;
   std::vector<std::thread> quick;
   for (int i = 0; i < 4; ++i) {
-    slow.emplace_back([&barrier] { EXPECT_EQ(shell("while [ -e " + barrier + " ]; do sleep 0.1; done"), ""); });
+    slow.emplace_back(
+        [&barrier] { EXPECT_EQ(shell("while [ -e " + barrier + " ]; do sleep 0.1; done"), ""); });
   }
   for (int i = 0; i < 8; ++i) {
     quick.emplace_back([i] {
-      for (int round = 0; round < 10; ++round) EXPECT_EQ(shell("echo " + std::to_string(i)), std::to_string(i) + "\n");
+      for (int round = 0; round < 10; ++round)
+        EXPECT_EQ(shell("echo " + std::to_string(i)), std::to_string(i) + "\n");
     });
   }
   // A pipe that had leaked into a slow one would be waited for without end.
@@ -178,7 +190,8 @@ class CommandUnderWay : public testing::SimulatedTest {
   }
   // Whether the program prints the text.
   static bool prints(host::Command& command, std::string_view text) {
-    for (int i = 0; i < 2000 && asCharacters(command.output()).find(text) == std::string_view::npos; ++i) {
+    for (int i = 0; i < 2000 && asCharacters(command.output()).find(text) == std::string_view::npos;
+         ++i) {
       if (command.collect(milliseconds(10))) break;
     }
     return asCharacters(command.output()).find(text) != std::string_view::npos;
@@ -208,7 +221,8 @@ TEST_F(CommandUnderWay, IsSignalledItselfAndOutlivedByWhatHoldsItsOutput) {
   ASSERT_TRUE(prints(*command, "ready\n"));
   EXPECT_FALSE(command->hasEnded());
   command->send(SIGTERM);
-  for (int i = 0; i < 2000 && !command->hasEnded(); ++i) EXPECT_FALSE(command->collect(milliseconds(10)));
+  for (int i = 0; i < 2000 && !command->hasEnded(); ++i)
+    EXPECT_FALSE(command->collect(milliseconds(10)));
   EXPECT_EQ(command->status(), std::nullopt);
   EXPECT_EQ(command->endingSignal(), SIGTERM);
   command->send(SIGTERM);  // reaches nobody
@@ -232,7 +246,8 @@ TEST_F(CommandRunner, WorksInAProgramWithoutStandardStreams) {
   testing::inProcessOfItsOwn([] {
     for (const int stream : {0, 1, 2}) ::close(stream);
     std::optional<std::string> output;
-    const bool ran = Brisvane::runCommandWithLaunchPath("/bin/sh", {"-c", "echo out; echo err >&2"}, nullptr, output);
+    const bool ran = Brisvane::runCommandWithLaunchPath("/bin/sh", {"-c", "echo out; echo err >&2"},
+                                                        nullptr, output);
     std::_Exit(ran && output == "out\nerr\n" ? 0 : 1);
   });
 }

@@ -1,5 +1,6 @@
-// What every platform keeps of the services' contracts: one suite over the real machine and the simulated one.
-// The terminals, preferences and device nodes of both are in platform_test, their variables in variable_store_test.
+// What every platform keeps of the services' contracts: one suite over the real machine and the
+// simulated one. The terminals, preferences and device nodes of both are in platform_test, their
+// variables in variable_store_test.
 #include <gmock/gmock.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -35,7 +36,8 @@ class SimulatedBench {
     for (const auto& entry : machine_->systemLog()) {
       std::string message = entry.format;
       const auto at = message.find(SystemLog::kPlaceholder);
-      if (at != std::string::npos) message.replace(at, SystemLog::kPlaceholder.size(), entry.argument);
+      if (at != std::string::npos)
+        message.replace(at, SystemLog::kPlaceholder.size(), entry.argument);
       messages.push_back(std::to_string(static_cast<int>(entry.type)) + " " + message);
     }
     machine_->clearSystemLog();
@@ -84,10 +86,13 @@ class RealBench {
       const auto valueOf = [&text](const std::string& field) {
         const std::size_t at = text.find(field + "=");
         const std::size_t begin = at + field.size() + 1;
-        return at == std::string::npos ? std::string() : text.substr(begin, text.find('\n', begin) - begin);
+        return at == std::string::npos ? std::string()
+                                       : text.substr(begin, text.find('\n', begin) - begin);
       };
-      const auto* const priority = std::find(std::begin(kPriorities), std::end(kPriorities), valueOf("PRIORITY"));
-      messages.push_back(std::to_string(priority - std::begin(kPriorities)) + " " + valueOf("MESSAGE"));
+      const auto* const priority =
+          std::find(std::begin(kPriorities), std::end(kPriorities), valueOf("PRIORITY"));
+      messages.push_back(std::to_string(priority - std::begin(kPriorities)) + " " +
+                         valueOf("MESSAGE"));
     }
     return messages;
   }
@@ -111,7 +116,8 @@ TYPED_TEST(Conformance, RegistryGivesTypedPropertiesOfOpenNodesAndNothingOfOther
   const Registry& registry = this->platform().registry();
   const NodeHandle chosen = registry.nodeAtPath(Registry::kChosenPath);
   const NodeHandle hardware = registry.firstNodeOfClass(Registry::kPlatformClass);
-  EXPECT_THAT((std::set<NodeHandle>{0, registry.root(), chosen, hardware, registry.nodeAtPath(Registry::kRomPath)}),
+  EXPECT_THAT((std::set<NodeHandle>{0, registry.root(), chosen, hardware,
+                                    registry.nodeAtPath(Registry::kRomPath)}),
               ::testing::SizeIs(5));
   EXPECT_EQ(registry.nodeAtPath("HwDeviceTree:/other"), 0U);
   EXPECT_EQ(registry.nodeAtPath(""), 0U);
@@ -147,7 +153,8 @@ TYPED_TEST(Conformance, IdentityAnswersItsKeysInTheirTypesAndNoOthers) {
   EXPECT_EQ(identity.answer(IdentityService::kUniqueChipID), Object(UINT64_MAX));
   EXPECT_NE(identity.origin(IdentityService::kSigningFuse).value(), "");
   EXPECT_NE(identity.origin(IdentityService::kUniqueChipID).value(), "");
-  for (const auto absent : {IdentityService::kFirmwareVersion, std::string_view("signingfuse"), std::string_view()}) {
+  for (const auto absent :
+       {IdentityService::kFirmwareVersion, std::string_view("signingfuse"), std::string_view()}) {
     EXPECT_EQ(identity.answer(absent), std::nullopt) << absent;
     EXPECT_FALSE(identity.origin(absent).ok()) << absent;
   }
@@ -155,8 +162,8 @@ TYPED_TEST(Conformance, IdentityAnswersItsKeysInTheirTypesAndNoOthers) {
 
 TYPED_TEST(Conformance, SystemVersionHasItsTwoEntriesAsTextsAndTheVersionThatRuns) {
   const SystemVersion& version = this->platform().systemVersion();
-  EXPECT_THAT(version.entries(),
-              Optional(Dictionary{{"ProductBuildVersion", "12B5"}, {"ProductUserVisibleVersion", "12.5"}}));
+  EXPECT_THAT(version.entries(), Optional(Dictionary{{"ProductBuildVersion", "12B5"},
+                                                     {"ProductUserVisibleVersion", "12.5"}}));
   EXPECT_EQ(version.running(), (OsVersion{12, 5, 0}));
   EXPECT_NE(version.origin(SystemVersion::kBuildVersion).value(), "");
   EXPECT_EQ(testing::errorNumber(version.origin("ProductName")), ENODATA);
@@ -186,7 +193,8 @@ TYPED_TEST(Conformance, LaunchServiceTellsEachSubscriberTheCodesThatItSelected) 
   EXPECT_EQ(all.launch("file:///bin/true"), std::nullopt);
   EXPECT_THAT(all.heard(6), ::testing::SizeIs(6));
   EXPECT_THAT(up.heard(1), ::testing::SizeIs(1));
-  EXPECT_THAT(all.launch("file:///bin/none-of-this-name"), Optional(HasSubstr("/bin/none-of-this-name")));
+  EXPECT_THAT(all.launch("file:///bin/none-of-this-name"),
+              Optional(HasSubstr("/bin/none-of-this-name")));
   EXPECT_THAT(all.launch("no URL"), Optional(HasSubstr("no URL")));
 }
 
@@ -197,7 +205,8 @@ TYPED_TEST(Conformance, NetworkInterfacesOfTheAddressListAreEnumerated) {
   std::set<std::string> names;
   for (const NetworkInterface& interface : interfaces.value()) {
     EXPECT_NE(interface.type, "");
-    EXPECT_TRUE(interface.name && names.insert(*interface.name).second) << "twice or without a name";
+    EXPECT_TRUE(interface.name && names.insert(*interface.name).second)
+        << "twice or without a name";
     if (interface.hardwareAddress) {
       EXPECT_THAT(*interface.hardwareAddress, ::testing::MatchesRegex("[0-9a-f:]+"));
     }

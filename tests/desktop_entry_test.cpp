@@ -11,12 +11,14 @@ using Words = std::vector<std::string>;
 
 TEST(DesktopEntry, IsItsOwnGroupWithEscapesReplaced) {
   const DesktopEntry entry(
-      "Exec=outside\n# comment\n[Desktop Entry]\r\nName = A\\sb\\tc\\\\d\\n \r\nName[de]=Anders\nTerminal=true\n"
+      "Exec=outside\n# comment\n[Desktop Entry]\r\nName = A\\sb\\tc\\\\d\\n "
+      "\r\nName[de]=Anders\nTerminal=true\n"
       "Hidden=1\n#Path=/comment\nno value\n[Desktop Action new]\nExec=other\n");
   EXPECT_EQ(entry.text("Name"), "A b\tc\\d\n");
   EXPECT_TRUE(entry.flag("Terminal"));
   EXPECT_FALSE(entry.flag("Hidden"));
-  for (const char* const absent : {"Exec", "Path", "#Path", "no value"}) EXPECT_EQ(entry.text(absent), std::nullopt);
+  for (const char* const absent : {"Exec", "Path", "#Path", "no value"})
+    EXPECT_EQ(entry.text(absent), std::nullopt);
   EXPECT_TRUE(DesktopEntry("[Other]\nName=x\n").empty());
 }
 
@@ -29,13 +31,15 @@ TEST(DesktopEntry, CommandIsTakenApartWithItsFieldCodes) {
       {"run %f end", {"run", "one", "end", "t w o", "%f"}},
       {"run --open=%u", {"run", "--open=one", "t w o", "%f"}},
       {"run %f %f %f %f", {"run", "one", "t w o", "%f"}},
-      {"run %i %c %k %F", {"run", "--icon", "icon", "The Name", "/a/b.desktop", "one", "t w o", "%f"}},
+      {"run %i %c %k %F",
+       {"run", "--icon", "icon", "The Name", "/a/b.desktop", "one", "t w o", "%f"}},
       {"run 100%% a%%b \"c%%\" %F", {"run", "100%", "a%b", "c%", "one", "t w o", "%f"}},
       {"run %d %N -%v- %F", {"run", "--", "one", "t w o", "%f"}},
       {R"("/a b/run" "" "q \" \` \$ \\ 'x' ; & C:\dir" %F)",
        {"/a b/run", "", "q \" ` $ \\ 'x' ; & C:\\dir", "one", "t w o", "%f"}},
       {"  run   a=b  %F ", {"run", "a=b", "one", "t w o", "%f"}}};
-  for (const auto& [exec, words] : cases) EXPECT_THAT(commandWords(exec, values).optional(), Optional(words)) << exec;
+  for (const auto& [exec, words] : cases)
+    EXPECT_THAT(commandWords(exec, values).optional(), Optional(words)) << exec;
   EXPECT_THAT(commandWords("run %i %f %F", {}).optional(), Optional(Words{"run"}));
 }
 

@@ -37,7 +37,9 @@ TEST(LevenshteinDistance, CountsTheCodeUnitsToInsertDeleteAndReplace) {
       {"a\xE2\x82", "a\uFFFD", 1},
   };
   for (const Case& one : cases) {
-    const auto hint = [&one] { return std::string(one.first.orEmpty()) + ", " + std::string(one.second.orEmpty()); };
+    const auto hint = [&one] {
+      return std::string(one.first.orEmpty()) + ", " + std::string(one.second.orEmpty());
+    };
     EXPECT_EQ(Brisvane::levenshteinDistanceBetween(one.first, one.second), one.distance) << hint();
     EXPECT_EQ(Brisvane::levenshteinDistanceBetween(one.second, one.first), one.distance) << hint();
   }
@@ -64,8 +66,8 @@ std::int64_t plainDistance(std::string_view first, std::string_view second) {
   return row.back();
 }
 
-// Texts of few and of many different characters, unrelated, with a few edits, and with a part moved to the other end,
-// which no narrow band holds.
+// Texts of few and of many different characters, unrelated, with a few edits, and with a part moved
+// to the other end, which no narrow band holds.
 TEST(LevenshteinDistance, IsTheDefinitionsForTextsOfEveryKind) {
   std::mt19937 random(1);
   const auto below = [&random](std::size_t limit) { return random() % limit; };
@@ -91,10 +93,12 @@ TEST(LevenshteinDistance, IsTheDefinitionsForTextsOfEveryKind) {
         second.replace(below(second.size() + 1), below(3), textOf(alphabet, below(3)));
       }
     } else if (!second.empty()) {
-      std::rotate(second.begin(), second.begin() + static_cast<std::ptrdiff_t>(below(second.size())), second.end());
+      std::rotate(second.begin(),
+                  second.begin() + static_cast<std::ptrdiff_t>(below(second.size())), second.end());
     }
-    ASSERT_EQ(Brisvane::levenshteinDistanceBetween(first, second), plainDistance(first, second)) << first << '\n'
-                                                                                                 << second;
+    ASSERT_EQ(Brisvane::levenshteinDistanceBetween(first, second), plainDistance(first, second))
+        << first << '\n'
+        << second;
   }
 }
 

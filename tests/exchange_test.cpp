@@ -44,7 +44,8 @@ class ExchangeTest : public OpenPortTest {
   // More than 64 KiB of lines, as they stand in JSON.
   static std::string report() {
     std::string lines;
-    for (int line = 0; line < 1600; ++line) lines += R"(sensor 12: 23.5 degrees, fan at 1200 rpm\r\n)";
+    for (int line = 0; line < 1600; ++line)
+      lines += R"(sensor 12: 23.5 degrees, fan at 1200 rpm\r\n)";
     return lines;
   }
 
@@ -71,10 +72,12 @@ TEST_F(ExchangeTest, QuietPollsBeforeTheFirstByteCountForTheByteReply) {
 TEST_F(ExchangeTest, ByteExchangeFailsWhenTheLineStaysQuietForLongerThanItsLimit) {
   clock->stepBy(100ms);
   EXPECT_FALSE(port.sendDataCommand(Data{0xAA, 0x0A, 0x02}, data, 4, 0.3));
-  EXPECT_FALSE(port.sendDataCommand(bytes("silence"), data, 0, 0.25)) << "at the third poll the time-out wins";
+  EXPECT_FALSE(port.sendDataCommand(bytes("silence"), data, 0, 0.25))
+      << "at the third poll the time-out wins";
   EXPECT_EQ(data, Data{9});
-  EXPECT_THAT(logged(), ElementsAre("error ERROR %{public}@|Error: Reading serial port timed out.",
-                                    "error ERROR %{public}@|Error: Reading serial port timed out."));
+  EXPECT_THAT(logged(),
+              ElementsAre("error ERROR %{public}@|Error: Reading serial port timed out.",
+                          "error ERROR %{public}@|Error: Reading serial port timed out."));
   EXPECT_TRUE(isAtRest());
 }
 
@@ -112,8 +115,9 @@ TEST_F(ExchangeTest, AcceptPatternIsSearchedCaselessInEverythingReceivedSoFar) {
   EXPECT_EQ(text, " OK");
   EXPECT_TRUE(port.sendStringCommand("drip", text, "VERSION [\\d.]+ ok$", 5.0));
   EXPECT_EQ(text, "version 1.2.3 ok");
-  EXPECT_THAT(logged(), ElementsAre("info %{public}@|unheard of → ERR\n", "info %{public}@|status → OK\n",
-                                    "info %{public}@|drip → version 1.2.3 ok\n"));
+  EXPECT_THAT(logged(),
+              ElementsAre("info %{public}@|unheard of → ERR\n", "info %{public}@|status → OK\n",
+                          "info %{public}@|drip → version 1.2.3 ok\n"));
 }
 
 TEST_F(ExchangeTest, WithoutAPatternTheCommandIsSentAndLoggedAndNothingIsRead) {
@@ -209,7 +213,8 @@ TEST_F(ExchangeTest, PlugPulledAfterTheWriteLeavesEnoughBytesAReply) {
 TEST_F(ExchangeTest, PlugPulledAfterTheWriteTimesAShortByteReplyOut) {
   clock->stepBy(20ms);
   EXPECT_FALSE(port.sendDataCommand(bytes("part\n"), data, 100, 0.4));
-  EXPECT_THAT(logged(), ElementsAre("error ERROR %{public}@|Error: Reading serial port timed out."));
+  EXPECT_THAT(logged(),
+              ElementsAre("error ERROR %{public}@|Error: Reading serial port timed out."));
   EXPECT_TRUE(isAtRest());
 }
 
@@ -222,7 +227,8 @@ TEST_F(ExchangeTest, PlugPulledDoesNotPassForSilence) {
 
 TEST_F(ExchangeTest, PlugPulledDuringThePatternExchangeIsTold) {
   EXPECT_FALSE(port.sendStringCommand("part", text, "whole", 30.0));
-  EXPECT_THAT(logged(), ElementsAre("info %{public}@|Serial port read error!", "info %{public}@|part ≠ half a re\n"));
+  EXPECT_THAT(logged(), ElementsAre("info %{public}@|Serial port read error!",
+                                    "info %{public}@|part ≠ half a re\n"));
   EXPECT_EQ(text, "kept");
   EXPECT_TRUE(isAtRest());
 }
@@ -256,7 +262,8 @@ TEST_F(ExchangeTest, LockIsHeldThroughoutTheFirstTwoAndBetweenNoPollsOfTheThird)
   silent.join();
 
   // The command that brings the reply can only be sent while the exchange waits for it.
-  std::thread accepting([&] { EXPECT_TRUE(port.sendStringCommand("silence", text, "status: OK", 20.0)); });
+  std::thread accepting(
+      [&] { EXPECT_TRUE(port.sendStringCommand("silence", text, "status: OK", 20.0)); });
   clock->awaitReadings(2);
   EXPECT_TRUE(port.sendLargeData(bytes("status\n")));
   accepting.join();

@@ -39,9 +39,10 @@ TEST_F(FileWritersTest, AppendToAddsExactlyTheTextAndReportsWhatItCannotWrite) {
   appendTo("x", folder.path());
   appendTo("x", nullptr);
   const std::string report = "Failed to append string to file ";
-  EXPECT_THAT(logged(), ElementsAre(error(report + (folder / "missing/file: No such file or directory")),
-                                    error(report + folder.path() + ": Is a directory"),
-                                    error(report + ": No such file or directory")));
+  EXPECT_THAT(logged(),
+              ElementsAre(error(report + (folder / "missing/file: No such file or directory")),
+                          error(report + folder.path() + ": Is a directory"),
+                          error(report + ": No such file or directory")));
 }
 
 TEST_F(FileWritersTest, AppendStringTellsByItsResultAloneAndWritesAsciiAlone) {
@@ -88,7 +89,8 @@ TEST_F(FileWritersTest, WriteToPlistWaitsForTheReaderOfAPipe) {
   {
     std::jthread slow([&] {
       const int capacity = ::fcntl(reader, F_GETPIPE_SZ);
-      for (int written = 0; written < capacity; std::this_thread::yield()) ::ioctl(reader, FIONREAD, &written);
+      for (int written = 0; written < capacity; std::this_thread::yield())
+        ::ioctl(reader, FIONREAD, &written);
       content = contentOf(pipe);
     });
     EXPECT_TRUE(writeToPlist(large, pipe));
@@ -119,12 +121,13 @@ TEST_F(FileWritersTest, WriteToPlistReportsEachFailureInItsOwnWords) {
   EXPECT_FALSE(writeToPlist({}, folder.path()));
   EXPECT_FALSE(writeToPlist({}, "/dev/full"));
   EXPECT_FALSE(writeToPlist({}, nullptr));
-  EXPECT_THAT(logged(), ElementsAre(error("Failed to encode data for " + (folder / "old")),
-                                    error("Failed to encode data for " + (folder / "new")),
-                                    error("Failed to create " + (folder / "missing/new") + " file"),
-                                    error("Failed to write " + folder.path() + " file: Is a directory"),
-                                    error("Failed to write /dev/full file: No space left on device"),
-                                    error("Failed to create  file")));
+  EXPECT_THAT(logged(),
+              ElementsAre(error("Failed to encode data for " + (folder / "old")),
+                          error("Failed to encode data for " + (folder / "new")),
+                          error("Failed to create " + (folder / "missing/new") + " file"),
+                          error("Failed to write " + folder.path() + " file: Is a directory"),
+                          error("Failed to write /dev/full file: No space left on device"),
+                          error("Failed to create  file")));
   EXPECT_EQ(contentOf(folder / "old"), "old");
   EXPECT_FALSE(fs::exists(folder / "new"));
 }

@@ -100,7 +100,8 @@ pid_t writeLines(const std::string& path, int process, bool moves) {
       threads.emplace_back([&, thread] {
         for (std::size_t line = 0; line < kLines; ++line) {
           std::ostringstream text;
-          text << process << ' ' << thread << ' ' << line << ' ' << std::string(60 * thread, 'x') << ".\n";
+          text << process << ' ' << thread << ' ' << line << ' ' << std::string(60 * thread, 'x')
+               << ".\n";
           if (!appendToFile(path, text.str()).ok()) failed = 1;
         }
       });
@@ -130,7 +131,8 @@ TEST(AppendToFile, LinesOfManyThreadsAndProcessesAreNeitherLostNorTornEvenAsTheF
       for (std::string line; std::getline(content, line);) ++lines[line];
     }
     EXPECT_EQ(lines.size(), kProcesses * kThreads * kLines);
-    for (const auto& [line, count] : lines) EXPECT_TRUE(count == 1 && line.find('.') == line.size() - 1) << line;
+    for (const auto& [line, count] : lines)
+      EXPECT_TRUE(count == 1 && line.find('.') == line.size() - 1) << line;
   }
 }
 
@@ -144,7 +146,8 @@ TEST(AppendToFile, WaitsForALeaseThatAnotherHasOnTheFile) {
   if (::fcntl(holder, F_SETLEASE, F_RDLCK) != 0) GTEST_SKIP() << "no leases here";
   {
     const std::jthread server([holder] {
-      while (::fcntl(holder, F_GETLEASE) == F_RDLCK) std::this_thread::yield();  // until another waits for it
+      while (::fcntl(holder, F_GETLEASE) == F_RDLCK)
+        std::this_thread::yield();  // until another waits for it
       ::fcntl(holder, F_SETLEASE, F_UNLCK);
     });
     EXPECT_TRUE(appendToFile(path, "two\n").ok());
@@ -154,7 +157,8 @@ TEST(AppendToFile, WaitsForALeaseThatAnotherHasOnTheFile) {
 }
 
 TEST(OverwriteFile, WithoutRoomLeavesTheFileAsItWas) {
-  if (!std::filesystem::exists("/dev/shm")) GTEST_SKIP() << "no file system that surely tells beforehand";
+  if (!std::filesystem::exists("/dev/shm"))
+    GTEST_SKIP() << "no file system that surely tells beforehand";
   const TemporaryFolder folder("/dev/shm");
   const std::string path = folder / "file";
   writeFile(path, "before");

@@ -53,11 +53,14 @@ bool replaceLogger() {
 bool useSystemInfo() { return &BVSystemInfo::shared() == &BVSystemInfo::shared(); }
 bool useGuard() { return BVNvram::dataFromVariable("no name", true, false, Object()).has_value(); }
 bool useStores() {
-  return !Diagnostics::diagDefaults().suite().empty() && PreferencesStore::standard().suite().empty();
+  return !Diagnostics::diagDefaults().suite().empty() &&
+         PreferencesStore::standard().suite().empty();
 }
 bool useTimeZone() { return !BVLog::backupPath("a", Date()).empty(); }
 bool useDigest() { return SecurityAdditions::sha1Hash({}).has_value(); }
-bool useCipher() { return SecurityAdditions::dataEncryptedUsingAlgorithm({}, 1, "key", nullptr, 1).has_value(); }
+bool useCipher() {
+  return SecurityAdditions::dataEncryptedUsingAlgorithm({}, 1, "key", nullptr, 1).has_value();
+}
 
 constexpr FirstUse kFirstUses[] = {
     {"platform", false, 1, usePlatform},
@@ -100,7 +103,8 @@ void expectOfFirstUse(const FirstUse& first) {
       ::waitpid(child, &status, 0);
     }
     if (WIFEXITED(status) && WEXITSTATUS(status) == kNoFailureLeft) continue;
-    std::fprintf(stderr, "%s, at its allocation %zu: %x\n", first.name, position.allocation, status);
+    std::fprintf(stderr, "%s, at its allocation %zu: %x\n", first.name, position.allocation,
+                 status);
     ADD_FAILURE();
   }
 }

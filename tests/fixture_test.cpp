@@ -35,7 +35,8 @@ class Line {
   std::string hear(std::string_view end, std::chrono::milliseconds time = 20s) {
     std::string text;
     Data chunk(4096);
-    for (const auto deadline = steady_clock::now() + time; !hungUp_ && steady_clock::now() < deadline;) {
+    for (const auto deadline = steady_clock::now() + time;
+         !hungUp_ && steady_clock::now() < deadline;) {
       const auto count = terminal::read(line_.descriptor(), chunk);
       hungUp_ = !count.ok();
       text.append(asCharacters(chunk).substr(0, count.optional().value_or(0)));
@@ -43,7 +44,9 @@ class Line {
     }
     return text;
   }
-  std::string ask(std::string_view command, std::string_view end) { return say(command), hear(end); }
+  std::string ask(std::string_view command, std::string_view end) {
+    return say(command), hear(end);
+  }
 
   // Whether the line hangs up without another byte.
   bool hangsUp() { return hear("").empty() && hungUp_; }
@@ -84,13 +87,15 @@ TEST(Fixture, GreetsAndAnswersCommandsHoweverTheyEnd) {
     "unknown": ["ERR\r\n"]})");
   Line line(simulated->node());
   EXPECT_EQ(line.hear("\n"), "ready\r\n");
-  for (const char* const command : {"version\r", "version\n", "version\r\n", "version", "silence\rversion\r"}) {
+  for (const char* const command :
+       {"version\r", "version\n", "version\r\n", "version", "silence\rversion\r"}) {
     EXPECT_EQ(line.ask(command, "\n"), "FW 1.20\r\n");
   }
   EXPECT_EQ(line.ask("twice\rnonsense\r", "ERR\r\n"), "one\r\ntwo\nERR\r\n");
   EXPECT_EQ(line.ask("SET level=42\r", "\n"), "level is 42 at $5\r\n");
   EXPECT_EQ(line.ask("\x02\n\r\x03version\r", "\n"), "\x06\rFW 1.20\r\n");
-  EXPECT_EQ(line.ask("\x02\nversion\r", "FW 1.20\r\n"), "ERR\r\nFW 1.20\r\n");  // only began as bytes
+  EXPECT_EQ(line.ask("\x02\nversion\r", "FW 1.20\r\n"),
+            "ERR\r\nFW 1.20\r\n");  // only began as bytes
   EXPECT_EQ(line.ask("version\r", "\n"), "FW 1.20\r\n") << "nothing came in between";
 }
 
@@ -104,7 +109,9 @@ TEST(Conversation, SendsEachChunkAtItsTimeAndEchoesAheadOfDelayedReplies) {
   const auto receive = [&](std::string_view bytes, Conversation::Time now) {
     conversation.receive(Data(bytes.begin(), bytes.end()), now);
   };
-  const auto due = [&](Conversation::Time now) { return std::string(asCharacters(conversation.takeDue(now))); };
+  const auto due = [&](Conversation::Time now) {
+    return std::string(asCharacters(conversation.takeDue(now)));
+  };
   receive("uneven\r", start);
   EXPECT_EQ(due(start), "uneven\ra");
   EXPECT_EQ(conversation.nextDue(start), start + 5ms);
@@ -151,7 +158,8 @@ TEST(Fixture, ServesProgramsOneAfterTheOtherAndTellsNoneWhatWasMeantForAnother) 
   const auto awaitMoreThan = [](auto& count, auto past) {
     for (auto now = count.load(); now <= past; now = count) count.wait(now);
   };
-  for (const std::string command : {"", "", "", "later\r", "", "later\r", "unread\r", "", "unread\r"}) {
+  for (const std::string command :
+       {"", "", "", "later\r", "", "later\r", "unread\r", "", "unread\r"}) {
     int closedBefore = 0;
     {
       Line first(simulated->node());
@@ -209,8 +217,10 @@ TEST(Machine, ThatIsMalformedIsRefusedWithThePlaceAndTheReason) {
   const std::pair<std::string, std::string> fixtures[] = {
       {R"({"comands": []})", "comands: unknown field"},
       {R"({"echo": 1})", "echo: must be true or false"},
-      {R"({"commands": [{"replies": []}]})", "commands[0].command: one of command, pattern, hex is needed"},
-      {R"({"commands": [{"command": "a", "hex": "00"}]})", "commands[0].hex: cannot stand beside \"command\""},
+      {R"({"commands": [{"replies": []}]})",
+       "commands[0].command: one of command, pattern, hex is needed"},
+      {R"({"commands": [{"command": "a", "hex": "00"}]})",
+       "commands[0].hex: cannot stand beside \"command\""},
       {R"({"commands": [{"pattern": "("}]})",
        "commands[0].pattern: is not a regular expression: missing closing parenthesis"},
       {R"({"commands": [{"command": "a"}, {"command": "b", "replies": [{"text": "c", "delay": "d"}]}]})",
@@ -229,14 +239,16 @@ TEST(Machine, ThatIsMalformedIsRefusedWithThePlaceAndTheReason) {
             "line 1: devices[1].name: must be a file name");
   EXPECT_EQ(errorOf(R"({"preferences": {"suites": {"s": {"k": [1]}}}})"),
             "line 1: preferences.suites.s.k: must be a text, a number, true or false");
-  EXPECT_EQ(Machine::fromFile("/nowhere/bench.json").error().text(), "/nowhere/bench.json: No such file or directory");
+  EXPECT_EQ(Machine::fromFile("/nowhere/bench.json").error().text(),
+            "/nowhere/bench.json: No such file or directory");
   EXPECT_EQ(errorOf(std::string(Machine::exampleDescription())), "none");
 }
 
 TEST(Fixture, KeepsOffTheStandardStreamsOfAProgramThatClosedThem) {
   testing::inProcessOfItsOwn([] {
     for (const int stream : {0, 1, 2}) ::close(stream);
-    const auto simulated = fixture(R"({"greeting": ["ready\n"], "commands": [{"command": "a", "replies": ["b\n"]}]})");
+    const auto simulated =
+        fixture(R"({"greeting": ["ready\n"], "commands": [{"command": "a", "replies": ["b\n"]}]})");
     Line line(simulated->node());
     bool isRight = line.hear("ready\n") == "ready\n" && line.ask("a\n", "b\n") == "b\n";
     for (const int stream : {0, 1, 2}) isRight &= ::fcntl(stream, F_GETFD) == -1;

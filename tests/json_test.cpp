@@ -46,35 +46,41 @@ TEST(Json, IsReadStrictlyAndSaysWhereItIsWrong) {
   EXPECT_EQ(parseJson("-9223372036854775808").optional(), Object(kLeast));
   EXPECT_EQ(parseJson("18446744073709551616").optional(), Object(18446744073709551616.0));
   EXPECT_EQ(parseJson("1.0").optional(), Object(1.0));
-  EXPECT_EQ(parseJson("\"\\u00e4\\ud83d\\ude00\\u0000\\/\"").optional(), Object(std::string("\u00E4\U0001F600\0/", 8)));
+  EXPECT_EQ(parseJson("\"\\u00e4\\ud83d\\ude00\\u0000\\/\"").optional(),
+            Object(std::string("\u00E4\U0001F600\0/", 8)));
   EXPECT_EQ(parseJson(" {\"k\": 1, \"\": [true, null, {}], \"k\": [2]} ").optional(),
             Object(Dictionary{{"k", Array{2}}, {"", Array{true, nullptr, Dictionary{}}}}));
 }
 
 TEST(Json, AnErrorShowsLittleOfTheInputAndOnlyWhatIsPrintable) {
   const std::string much(1 << 20, 'a');
-  const std::string wrong[] = {"\"begin" + much + "\xC3\xFF\u009b\u202e\x7f\"", "1e9" + std::string(1 << 20, '9'),
-                               "[tru\u009b" + much + "]", "\"begin" + std::string(1 << 20, '\xFF')};
+  const std::string wrong[] = {"\"begin" + much + "\xC3\xFF\u009b\u202e\x7f\"",
+                               "1e9" + std::string(1 << 20, '9'), "[tru\u009b" + much + "]",
+                               "\"begin" + std::string(1 << 20, '\xFF')};
   for (const std::string& text : wrong) {
     const std::string error = errorOf(text);
     EXPECT_LT(error.size(), 400U);
     EXPECT_TRUE(isUtf8(error));
-    for (std::string_view rest = error; !rest.empty(); rest.remove_prefix(firstCodePoint(rest).length)) {
+    for (std::string_view rest = error; !rest.empty();
+         rest.remove_prefix(firstCodePoint(rest).length)) {
       const char32_t shown = firstCodePoint(rest).value;
       EXPECT_FALSE(isControl(shown) || isBidirectionalControl(shown)) << error;
     }
   }
-  EXPECT_THAT(errorOf(wrong[0]), ::testing::AllOf(HasSubstr("'\"begina"), HasSubstr("aaa<0xC3><0xFF>'")));
+  EXPECT_THAT(errorOf(wrong[0]),
+              ::testing::AllOf(HasSubstr("'\"begina"), HasSubstr("aaa<0xC3><0xFF>'")));
   EXPECT_THAT(errorOf("\"\u00e9\u009b\u202e\x7f"), HasSubstr("'\"\u00e9<U+009B><U+202E><U+007F>'"));
 }
 
 TEST(Json, TellsTheLineOfAValueByItsPlace) {
   constexpr char kText[] =
-      "{\"a\":\n1,\n\"b\": [10\n, \"t\\n\",\n[true\n]\n, {\"c\":\nnull}],\"d.e\":\n\n{\"f\":0}, \"bb\": {\"c\": 1}}";
+      "{\"a\":\n1,\n\"b\": [10\n, \"t\\n\",\n[true\n]\n, {\"c\":\nnull}],\"d.e\":\n\n{\"f\":0}, "
+      "\"bb\": {\"c\": 1}}";
   const std::pair<const char*, std::size_t> lines[] = {
-      {"", 1},        {"a", 1},       {"b", 3},      {"b[0]", 3}, {"b[1]", 4},   {"b[2]", 5},
-      {"b[2][0]", 5}, {"b[3]", 7},    {"b[3].c", 7}, {"d.e", 8},  {"d.e.f", 10}, {"b[3].missing", 7},
-      {"b[9]", 3},    {"missing", 1}, {"bb.c", 10}};
+      {"", 1},       {"a", 1},       {"b", 3},       {"b[0]", 3},
+      {"b[1]", 4},   {"b[2]", 5},    {"b[2][0]", 5}, {"b[3]", 7},
+      {"b[3].c", 7}, {"d.e", 8},     {"d.e.f", 10},  {"b[3].missing", 7},
+      {"b[9]", 3},   {"missing", 1}, {"bb.c", 10}};
   for (const auto& [place, line] : lines) EXPECT_EQ(jsonLine(kText, place), line) << place;
 
   // A name and a number of members whose product would take minutes.
@@ -96,7 +102,8 @@ nlohmann::json reference(const Object& value) {
     for (const std::uint8_t byte : *data) appendHex(digits, byte);
     return digits;
   }
-  if (const auto date = value.date()) return std::chrono::duration<double>(date->time_since_epoch()).count();
+  if (const auto date = value.date())
+    return std::chrono::duration<double>(date->time_since_epoch()).count();
   nlohmann::json container;
   if (const Array* const array = value.ifArray()) {
     container = nlohmann::json::array();
@@ -111,30 +118,34 @@ nlohmann::json reference(const Object& value) {
 TEST(Json, IsWrittenAsAnotherWriterWritesIt) {
   std::string every;
   for (char32_t character = 0; character < 0x3000; ++character) appendUtf8(every, character);
-  Array values{
-      nullptr,
-      true,
-      false,
-      0,
-      -1,
-      kMost,
-      kLeast,
-      every,
-      "\xFF\xC3(\xED\xA0\x80\xF0\x9F",
-      "\U0001F600",
-      "",
-      Data{},
-      Data{0, 0xAF},
-      Date{std::chrono::milliseconds(-1500)},
-      Array{},
-      Dictionary{},
-      Array{Array{}, Array{1, 2}},
-      Dictionary{{"b", Array{Dictionary{{"", 1}}}}, {"a\n\"", Dictionary{}}, {"\xFF", 1}, {"\u00e9", 2}, {"B", 3}}};
+  Array values{nullptr,
+               true,
+               false,
+               0,
+               -1,
+               kMost,
+               kLeast,
+               every,
+               "\xFF\xC3(\xED\xA0\x80\xF0\x9F",
+               "\U0001F600",
+               "",
+               Data{},
+               Data{0, 0xAF},
+               Date{std::chrono::milliseconds(-1500)},
+               Array{},
+               Dictionary{},
+               Array{Array{}, Array{1, 2}},
+               Dictionary{{"b", Array{Dictionary{{"", 1}}}},
+                          {"a\n\"", Dictionary{}},
+                          {"\xFF", 1},
+                          {"\u00e9", 2},
+                          {"B", 3}}};
   for (const double number :
        {0.0, -0.0, 1.0, 0.1, 1e15, 1e16, 123456789012345678.0, 1e-4, 1e-5, 1.5e-7, 1e300, 5e-324}) {
     values.emplace_back(number);
   }
-  for (const double number : {std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()}) {
+  for (const double number :
+       {std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()}) {
     values.emplace_back(number);
   }
   std::mt19937_64 random(1);  // NOLINT(bugprone-random-generator-seed): the same each time
@@ -158,9 +169,12 @@ TEST(Json, IsRefusedBeyondItsLimitHoweverLittleItIsMadeOf) {
 
 TEST(Json, IsWrittenTheSameEachTimeAndReadsBackAsItWas) {
   const Date date{std::chrono::milliseconds(1500)};
-  const Dictionary value{{"b", Data{0x0A, 0xFF}}, {"a\n", "x\xFFy\"\u00E4"}, {"B", date}, {"\xFF", nullptr}};
-  EXPECT_EQ(jsonText(value), "{\"B\":1.5,\"a\\n\":\"x\uFFFDy\\\"\u00E4\",\"b\":\"0AFF\",\"\uFFFD\":null}");
-  const Object round(Array{kMost, kLeast, 1, 1.0, 0.1, 1e300, std::string("\0\x1F", 2), true, nullptr, Dictionary{}});
+  const Dictionary value{
+      {"b", Data{0x0A, 0xFF}}, {"a\n", "x\xFFy\"\u00E4"}, {"B", date}, {"\xFF", nullptr}};
+  EXPECT_EQ(jsonText(value),
+            "{\"B\":1.5,\"a\\n\":\"x\uFFFDy\\\"\u00E4\",\"b\":\"0AFF\",\"\uFFFD\":null}");
+  const Object round(Array{kMost, kLeast, 1, 1.0, 0.1, 1e300, std::string("\0\x1F", 2), true,
+                           nullptr, Dictionary{}});
   EXPECT_EQ(parseJson(jsonText(round).value_or("")).optional(), round);
   EXPECT_EQ(jsonText(std::numeric_limits<double>::infinity()), "null");
   Object deep;

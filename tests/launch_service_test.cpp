@@ -69,7 +69,8 @@ class LaunchService : public ::testing::Test {
     return path;
   }
   std::string entry(const std::string& name, const std::string& keys) const {
-    testing::writeFile(folder / (name + ".desktop"), "[Desktop Entry]\nType=Application\nName=x\n" + keys);
+    testing::writeFile(folder / (name + ".desktop"),
+                       "[Desktop Entry]\nType=Application\nName=x\n" + keys);
     return folder / (name + ".desktop");
   }
   [[nodiscard]] std::string recorded() const {
@@ -97,7 +98,9 @@ class LaunchService : public ::testing::Test {
 TEST_F(LaunchService, StartsAProgramThatHasNothingOfOurs) {
   ::setenv("NOTIFY_SOCKET", "/of/ours", 1);
   const auto before = ::signal(SIGPIPE, SIG_IGN);
-  EXPECT_EQ(BVProcess::runApp(application_, {"record", record_, "a b", "", "\u00E4"}, "test_application", 5), 0);
+  EXPECT_EQ(BVProcess::runApp(application_, {"record", record_, "a b", "", "\u00E4"},
+                              "test_application", 5),
+            0);
   ::signal(SIGPIPE, before);
   ::unsetenv("NOTIFY_SOCKET");
   const std::string text = recorded();
@@ -108,44 +111,57 @@ TEST_F(LaunchService, StartsAProgramThatHasNothingOfOurs) {
 
 TEST_F(LaunchService, StartsAnAppDirAndADesktopEntry) {
   const std::string appDir = folder / "Tool.AppDir";
-  script("Tool.AppDir/AppRun", "#!/bin/sh\nexec '" + application_ + "' record '" + record_ + "' AppRun \"$@\"\n");
+  script("Tool.AppDir/AppRun",
+         "#!/bin/sh\nexec '" + application_ + "' record '" + record_ + "' AppRun \"$@\"\n");
   testing::writeFile(appDir + "/org.example.Tool.desktop", "[Desktop Entry]\nExec=never\n");
   EXPECT_EQ(BVProcess::runApp(appDir + "/", {"x y"}, "org.example.Tool", 5), 0);
   EXPECT_THAT(recorded(), HasSubstr("argument AppRun\nargument x y\n"));
 
   std::filesystem::create_directory(folder / "work dir");
-  const std::string awkward = entry(
-      "org.example.Awkward", "TryExec=sh\nPath=" + (folder / "work\\sdir") + "\nExec=\"" + application_ +
-                                 "\" record \"" + record_ + R"(" "a \\"b\\" \\$c \\\\ 100%%" %c --file=%f %F)" + "\n");
+  const std::string awkward =
+      entry("org.example.Awkward", "TryExec=sh\nPath=" + (folder / "work\\sdir") + "\nExec=\"" +
+                                       application_ + "\" record \"" + record_ +
+                                       R"(" "a \\"b\\" \\$c \\\\ 100%%" %c --file=%f %F)" + "\n");
   EXPECT_EQ(BVProcess::runApp(awkward, {"1", "2 3"}, "org.example.Awkward", 5), 0);
-  EXPECT_THAT(recorded(), ::testing::AllOf(StartsWith("directory " + (folder / "work dir") + "\n"),
-                                           HasSubstr("argument a \"b\" $c \\ 100%\nargument x\nargument --file=1\n"
-                                                     "argument 2 3\n")));
+  EXPECT_THAT(
+      recorded(),
+      ::testing::AllOf(StartsWith("directory " + (folder / "work dir") + "\n"),
+                       HasSubstr("argument a \"b\" $c \\ 100%\nargument x\nargument --file=1\n"
+                                 "argument 2 3\n")));
   EXPECT_EQ(BVProcess::runApp(entry("path", "Exec=sh -c \": %F\"\n"), {}, "path", 5), 3);
-  EXPECT_EQ(BVProcess::runApp(entry("path", "Exec=true\n"), {}, "path", 5), 0);  // looked for in PATH
+  EXPECT_EQ(BVProcess::runApp(entry("path", "Exec=true\n"), {}, "path", 5),
+            0);  // looked for in PATH
 }
 
 TEST_F(LaunchService, SaysWhatCannotBeStartedAndWhy) {
   const std::string error = "openAppURL Error: ";
   EXPECT_EQ(refusal(folder / "none"), error + (folder / "none") + ": No such file or directory");
-  EXPECT_EQ(refusal(folder / "none.desktop"), error + (folder / "none.desktop") + ": No such file or directory");
-  EXPECT_EQ(refusal(script("plain", "echo no interpreter\n")), error + (folder / "plain") + ": Exec format error");
-  EXPECT_EQ(refusal(script("lost", "#!/nowhere/sh\n")),
-            error + (folder / "lost") + ": its interpreter \"/nowhere/sh\": No such file or directory");
+  EXPECT_EQ(refusal(folder / "none.desktop"),
+            error + (folder / "none.desktop") + ": No such file or directory");
+  EXPECT_EQ(refusal(script("plain", "echo no interpreter\n")),
+            error + (folder / "plain") + ": Exec format error");
+  EXPECT_EQ(
+      refusal(script("lost", "#!/nowhere/sh\n")),
+      error + (folder / "lost") + ": its interpreter \"/nowhere/sh\": No such file or directory");
   EXPECT_EQ(refusal(""), error + "an empty path: No such file or directory");
   testing::writeFile(folder / "data", "x");
   EXPECT_EQ(refusal(folder / "data"), error + (folder / "data") + ": Permission denied");
   EXPECT_THAT(refusal(folder.path()), HasSubstr(": is no AppDir"));
   EXPECT_THAT(refusal(entry("a", "Exec=true\nTerminal=true\n")),
               HasSubstr("a.desktop: needs a terminal, and none is available"));
-  EXPECT_THAT(refusal(entry("a", "Exec=true\nTryExec=\n")), HasSubstr("names an empty program (TryExec)"));
+  EXPECT_THAT(refusal(entry("a", "Exec=true\nTryExec=\n")),
+              HasSubstr("names an empty program (TryExec)"));
   EXPECT_THAT(refusal(entry("a", "Exec=\"\" x\n")), HasSubstr("names an empty program (Exec)"));
   EXPECT_FALSE(BVProcess::openItemWithURL("", {}, 5));
   EXPECT_THAT(BVLog::aggregatedErrorDescription(), HasSubstr("an empty URL: is no file URL"));
-  EXPECT_THAT(refusal(entry("a", "Exec=true\nTryExec=no-such-program\n")), HasSubstr("no-such-program (TryExec)"));
-  EXPECT_THAT(refusal(entry("a", "Exec=true\nPath=/nowhere\n")), HasSubstr("/nowhere: No such file"));
-  EXPECT_THAT(refusal(entry("a", "Exec=true 'x'\n")), HasSubstr("its command (Exec) has a reserved character"));
-  EXPECT_THAT(refusal(entry("a", "Exec=no-such-program\n")), HasSubstr("there is no program no-such-program (Exec)"));
+  EXPECT_THAT(refusal(entry("a", "Exec=true\nTryExec=no-such-program\n")),
+              HasSubstr("no-such-program (TryExec)"));
+  EXPECT_THAT(refusal(entry("a", "Exec=true\nPath=/nowhere\n")),
+              HasSubstr("/nowhere: No such file"));
+  EXPECT_THAT(refusal(entry("a", "Exec=true 'x'\n")),
+              HasSubstr("its command (Exec) has a reserved character"));
+  EXPECT_THAT(refusal(entry("a", "Exec=no-such-program\n")),
+              HasSubstr("there is no program no-such-program (Exec)"));
   EXPECT_THAT(refusal(entry("a", "")), HasSubstr("has no command"));
   script("T.AppDir/AppRun", "#!/bin/sh\n");
   testing::writeFile(folder / "T.AppDir/t.desktop", "[Desktop Entry]\nTerminal=true\n");
@@ -157,10 +173,12 @@ TEST_F(LaunchService, SaysWhatCannotBeStartedAndWhy) {
 
 TEST_F(LaunchService, WaitsForTheReadinessOfAnApplicationThatTellsIt) {
   const auto start = steady_clock::now();
-  const std::string slow = entry("slow", "X-Brisvane-Ready=notify\nExec=" + application_ + " ready 0.3\n");
+  const std::string slow =
+      entry("slow", "X-Brisvane-Ready=notify\nExec=" + application_ + " ready 0.3\n");
   EXPECT_EQ(BVProcess::runApp(slow, {}, "slow", 10), 0);
   EXPECT_GE(steady_clock::now() - start, std::chrono::milliseconds(300));
-  const std::string quick = entry("quick", "X-Brisvane-Ready=notify\nExec=" + application_ + " ready 0\n");
+  const std::string quick =
+      entry("quick", "X-Brisvane-Ready=notify\nExec=" + application_ + " ready 0\n");
   EXPECT_EQ(BVProcess::runApp(quick, {}, "quick", 10), 0);
   // What it says later, far more than a socket holds, does not hold it up.
   const std::string chatty =
@@ -171,12 +189,15 @@ TEST_F(LaunchService, WaitsForTheReadinessOfAnApplicationThatTellsIt) {
 
 TEST_F(LaunchService, TakesNoApplicationForUpThatEndsWithoutAWord) {
   reapChildren();
-  testing::Launches all(host::platform()->launchService(), {host::LaunchCode::kStarted, host::LaunchCode::kUp});
-  const std::string never = entry("never", "X-Brisvane-Ready=notify\nExec=" + application_ + " sleep 0\n");
+  testing::Launches all(host::platform()->launchService(),
+                        {host::LaunchCode::kStarted, host::LaunchCode::kUp});
+  const std::string never =
+      entry("never", "X-Brisvane-Ready=notify\nExec=" + application_ + " sleep 0\n");
   EXPECT_EQ(all.launch(host::fileUrl(never)), std::nullopt);
   EXPECT_TRUE(comesTrue(hasNoChild));
   EXPECT_EQ(all.launch("file:///bin/true"), std::nullopt);
-  EXPECT_THAT(all.heard(3), ElementsAre(Pair(0x110, "never"), Pair(0x110, "true"), Pair(0x102, "true")));
+  EXPECT_THAT(all.heard(3),
+              ElementsAre(Pair(0x110, "never"), Pair(0x110, "true"), Pair(0x102, "true")));
 }
 
 TEST_F(LaunchService, LeavesNoZombieAlsoWhereEndsAreIgnored) {
@@ -207,7 +228,8 @@ TEST_F(LaunchService, NeedsADescriptorForASubscription) {
   ::getrlimit(RLIMIT_NOFILE, &before);
   const rlimit none{0, before.rlim_max};
   ::setrlimit(RLIMIT_NOFILE, &none);
-  const std::int64_t result = BVProcess::runApp(application_, {"record", record_}, "test_application", 5);
+  const std::int64_t result =
+      BVProcess::runApp(application_, {"record", record_}, "test_application", 5);
   ::setrlimit(RLIMIT_NOFILE, &before);
   EXPECT_EQ(result, 1);
   EXPECT_FALSE(std::filesystem::exists(record_));
@@ -220,8 +242,8 @@ TEST_F(LaunchService, CallsNobodyBackWhoHasUnsubscribed) {
   std::atomic<int> calls{0};
   host::SubscriptionHandle own = 0;
   // One ends its own subscription from within the callback, one is ended while others are told.
-  const auto subscribed =
-      service.subscribe(-2, 0, queue, [&](std::int32_t /*code*/, double time, const Dictionary* data, auto...) {
+  const auto subscribed = service.subscribe(
+      -2, 0, queue, [&](std::int32_t /*code*/, double time, const Dictionary* data, auto...) {
         EXPECT_GT(time, 1.5e9);
         EXPECT_EQ(data->at("BkBundleIdentifier"), Object("true"));
         ++calls;
@@ -247,21 +269,24 @@ class Bus {
   explicit Bus(const testing::TemporaryFolder& folder) {
     const std::string address = "unix:path=" + (folder / "bus");
     testing::writeFile(folder / "bus.conf",
-                       "<busconfig><type>session</type><listen>" + address + "</listen><servicedir>" +
-                           (folder / "services") +
+                       "<busconfig><type>session</type><listen>" + address +
+                           "</listen><servicedir>" + (folder / "services") +
                            "</servicedir><policy context=\"default\"><allow send_destination=\"*\" "
-                           "eavesdrop=\"true\"/><allow own=\"*\"/><allow receive_sender=\"*\"/></policy></busconfig>");
+                           "eavesdrop=\"true\"/><allow own=\"*\"/><allow "
+                           "receive_sender=\"*\"/></policy></busconfig>");
     testing::writeFile(folder / "services/org.example.Service.service",
-                       std::string("[D-BUS Service]\nName=org.example.Service\nExec=") + TEST_APPLICATION +
-                           " bus org.example.Service " + (folder / "asked") + "\n");
+                       std::string("[D-BUS Service]\nName=org.example.Service\nExec=") +
+                           TEST_APPLICATION + " bus org.example.Service " + (folder / "asked") +
+                           "\n");
     testing::writeFile(folder / "services/org.example.Broken.service",
                        "[D-BUS Service]\nName=org.example.Broken\nExec=/bin/false\n");
     std::string program = "dbus-daemon";
     std::string configuration = "--config-file=" + (folder / "bus.conf");
     std::string foreground = "--nofork";
     char* const arguments[] = {program.data(), configuration.data(), foreground.data(), nullptr};
-    isThere_ = ::posix_spawnp(&process_, "dbus-daemon", nullptr, nullptr, arguments, environ) == 0 &&
-               comesTrue([&] { return isListening(folder / "bus"); });
+    isThere_ =
+        ::posix_spawnp(&process_, "dbus-daemon", nullptr, nullptr, arguments, environ) == 0 &&
+        comesTrue([&] { return isListening(folder / "bus"); });
     ::setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
   }
   Bus(const Bus&) = delete;
@@ -281,7 +306,8 @@ class Bus {
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof address.sun_path - 1);
     const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const bool connected = ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    const bool connected =
+        ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
     ::close(socket);
     return connected;
   }
@@ -298,8 +324,10 @@ TEST_F(LaunchService, ActivatesAnApplicationOnTheSessionBus) {
   const Bus bus(folder);
   ASSERT_TRUE(bus.isThere());
   EXPECT_EQ(BVProcess::runApp(service, {}, "org.example.Service", 10), 0);
-  EXPECT_EQ(BVProcess::runApp(service, {"/a b", "https://example.org/"}, "org.example.Service", 10), 0);
-  EXPECT_EQ(testing::contentOf(folder / "asked"), "Activate\nOpen file:///a%20b https://example.org/\n");
+  EXPECT_EQ(BVProcess::runApp(service, {"/a b", "https://example.org/"}, "org.example.Service", 10),
+            0);
+  EXPECT_EQ(testing::contentOf(folder / "asked"),
+            "Activate\nOpen file:///a%20b https://example.org/\n");
   EXPECT_THAT(refusal(entry("org.example.Broken", keys)), HasSubstr("org.example.Broken: "));
   EXPECT_THAT(refusal(entry("org.example.Missing", keys)), HasSubstr("org.example.Missing"));
   EXPECT_THAT(refusal(entry("noname", keys)), HasSubstr("noname: is no name on the bus"));

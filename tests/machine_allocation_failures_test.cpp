@@ -42,10 +42,12 @@ class MachineAllocationFailures : public AllocationFailures {
 };
 
 TEST_F(MachineAllocationFailures, OfPorts) {
-  const auto bench = host::simulated::Machine::fromJson(R"({"devices": [{"name": "cu.usbserial-1", "fixture": {
+  const auto bench =
+      host::simulated::Machine::fromJson(R"({"devices": [{"name": "cu.usbserial-1", "fixture": {
       "commands": [{"command": "version", "replies": ["FW 1.20 for a long bench\r\n"]}]}}]})")
-                         .value();
-  std::filesystem::create_symlink(bench->fixture("cu.usbserial-1")->node(), machine / "dev/cu.usbserial-1");
+          .value();
+  std::filesystem::create_symlink(bench->fixture("cu.usbserial-1")->node(),
+                                  machine / "dev/cu.usbserial-1");
   BVSerialPort port("/dev/cu.usbserial-1");
   const auto canBeOpened = [&] {
     const bool isOpen = port.openPort(115200) != -1;
@@ -65,7 +67,8 @@ TEST_F(MachineAllocationFailures, OfPorts) {
   // The reply's ending: what an exchange that failed has left in the line may come first.
   const auto ending = [&](bool succeeded) {
     FailingAllocations::end();
-    return std::pair(succeeded, reply.substr(reply.size() - std::min<std::size_t>(reply.size(), 8)));
+    return std::pair(succeeded,
+                     reply.substr(reply.size() - std::min<std::size_t>(reply.size(), 8)));
   };
   prepare = [&] {
     EXPECT_TRUE(isFree(*port.spLock()) && !port.busy());
@@ -156,8 +159,9 @@ class PromptService final : public host::LaunchService {
     callback_ = std::move(callback);
     return host::SubscriptionHandle{1};
   }
-  Result<> selectCodes(host::SubscriptionHandle /*subscription*/, std::span<const std::int32_t> /*codes*/,
-                       std::int32_t /*first*/, std::int32_t /*second*/, std::int32_t /*third*/,
+  Result<> selectCodes(host::SubscriptionHandle /*subscription*/,
+                       std::span<const std::int32_t> /*codes*/, std::int32_t /*first*/,
+                       std::int32_t /*second*/, std::int32_t /*third*/,
                        std::int32_t /*fourth*/) const override {
     return {};
   }

@@ -25,7 +25,8 @@ TEST(MachineDescription, ThatIsWrongIsRefusedWithItsFileLineAndKey) {
        "line 3: registry.rom.version: must be a text, a number, true, false or {\"hex\": \"...\"}"},
       {"{\"registry\": []}", "line 1: registry: must be an object"},
       {"\n{\"identity\": {\"SigningFuze\": true}}", "line 2: identity.SigningFuze: unknown field"},
-      {"{\"identity\": {\"UniqueChipID\": -1}}", "line 1: identity.UniqueChipID: must be a whole number of 64 bits"},
+      {"{\"identity\": {\"UniqueChipID\": -1}}",
+       "line 1: identity.UniqueChipID: must be a whole number of 64 bits"},
       {"{\"systemVersion\": {\n\"running\": \"twelve\"}}",
        "line 2: systemVersion.running: must be a version, as in \"12.5.1\""},
       {"{\n\"devices\": []}", "line 2: devices: unknown field"},
@@ -71,7 +72,8 @@ TEST(MachineDescription, OfAVersionTakesOneToThreeNumbers) {
   EXPECT_EQ(parseVersion("12"), (OsVersion{12, 0, 0}));
   EXPECT_EQ(parseVersion("22.04"), (OsVersion{22, 4, 0}));
   EXPECT_EQ(parseVersion("12.5.1.7"), (OsVersion{12, 5, 1}));
-  for (const char* const wrong : {"", ".", "12.", "-1", "+1", " 12", "12 beta", "rolling", "9223372036854775808"}) {
+  for (const char* const wrong :
+       {"", ".", "12.", "-1", "+1", " 12", "12 beta", "rolling", "9223372036854775808"}) {
     EXPECT_EQ(parseVersion(wrong), std::nullopt) << wrong;
   }
 }
@@ -89,11 +91,13 @@ TEST(LinuxIdentity, IsTheFirmwaresAndTheChipsUnlessTheAdministratorSaysOtherwise
                     std::string("\6\0\0\0", 4) + static_cast<char>(secureBoot));
       machine.write(std::string("variables/SetupMode") + kGlobal,
                     std::string("\6\0\0\0", 4) + static_cast<char>(setupMode));
-      EXPECT_EQ(identity.answer(IdentityService::kSigningFuse), Object(secureBoot == 1 && setupMode == 0));
+      EXPECT_EQ(identity.answer(IdentityService::kSigningFuse),
+                Object(secureBoot == 1 && setupMode == 0));
     }
   }
   machine.write("soc/serial_number", "0x0123456789abcdef\n");
-  EXPECT_EQ(identity.answer(IdentityService::kUniqueChipID), Object(std::uint64_t{0x0123456789ABCDEF}));
+  EXPECT_EQ(identity.answer(IdentityService::kUniqueChipID),
+            Object(std::uint64_t{0x0123456789ABCDEF}));
   for (const char* const wrong : {"10123456789ABCDEF\n", "12G4", "", "\n", "0x", "-1"}) {
     machine.write("soc/serial_number", wrong);
     EXPECT_EQ(identity.answer(IdentityService::kUniqueChipID), std::nullopt) << wrong;
@@ -101,7 +105,8 @@ TEST(LinuxIdentity, IsTheFirmwaresAndTheChipsUnlessTheAdministratorSaysOtherwise
   }
   EXPECT_EQ(identity.answer(IdentityService::kFirmwareVersion), std::nullopt);
   EXPECT_EQ(testing::errorNumber(identity.origin(IdentityService::kFirmwareVersion)), ENOENT);
-  machine.write("machine.json", R"({"identity": {"SigningFuse": true, "UniqueChipID": 7, "FirmwareVersion": "1",
+  machine.write("machine.json",
+                R"({"identity": {"SigningFuse": true, "UniqueChipID": 7, "FirmwareVersion": "1",
                                                  "ProvisioningUniqueDeviceID": "u"}})");
   EXPECT_EQ(identity.answer(IdentityService::kSigningFuse), Object(true));
   EXPECT_EQ(identity.answer(IdentityService::kUniqueChipID), Object(7));
@@ -117,18 +122,22 @@ TEST(LinuxVersion, IsReadAsAShellWouldFromTheFirstFileThatIsThere) {
   EXPECT_EQ(version.entries(), std::nullopt);
   EXPECT_EQ(version.running(), std::nullopt);
   machine.write("vendor-os-release", "VERSION_ID=11\nBUILD_ID=vendor\n");
-  EXPECT_EQ(version.entries(), (Dictionary{{"ProductUserVisibleVersion", "11"}, {"ProductBuildVersion", "vendor"}}));
+  EXPECT_EQ(version.entries(),
+            (Dictionary{{"ProductUserVisibleVersion", "11"}, {"ProductBuildVersion", "vendor"}}));
   machine.write("os-release",
-                "# VERSION_ID=1\nXVERSION_ID=2\nVERSION_ID=3\n VERSION_ID='12.5'\t\r\nBUILD_ID=\"1\\\"2\\$\"");
-  EXPECT_EQ(version.entries(), (Dictionary{{"ProductUserVisibleVersion", "12.5"}, {"ProductBuildVersion", "1\"2$"}}));
+                "# VERSION_ID=1\nXVERSION_ID=2\nVERSION_ID=3\n "
+                "VERSION_ID='12.5'\t\r\nBUILD_ID=\"1\\\"2\\$\"");
+  EXPECT_EQ(version.entries(),
+            (Dictionary{{"ProductUserVisibleVersion", "12.5"}, {"ProductBuildVersion", "1\"2$"}}));
   EXPECT_EQ(version.running(), (OsVersion{12, 5, 0}));
   machine.write("os-release", "NAME=x\nVERSION_ID=rolling");
   EXPECT_EQ(version.entries(), (Dictionary{{"ProductUserVisibleVersion", "rolling"}}));
   EXPECT_EQ(version.running(), std::nullopt);
   EXPECT_EQ(testing::errorNumber(version.origin(SystemVersion::kBuildVersion)), ENODATA);
-  machine.write("machine.json", R"({"systemVersion": {"ProductBuildVersion": "12B5003a", "running": "4.1"}})");
-  EXPECT_EQ(version.entries(),
-            (Dictionary{{"ProductUserVisibleVersion", "rolling"}, {"ProductBuildVersion", "12B5003a"}}));
+  machine.write("machine.json",
+                R"({"systemVersion": {"ProductBuildVersion": "12B5003a", "running": "4.1"}})");
+  EXPECT_EQ(version.entries(), (Dictionary{{"ProductUserVisibleVersion", "rolling"},
+                                           {"ProductBuildVersion", "12B5003a"}}));
   EXPECT_EQ(version.running(), (OsVersion{4, 1, 0}));
   EXPECT_EQ(version.origin(SystemVersion::kBuildVersion).value(), machine / "machine.json");
 }

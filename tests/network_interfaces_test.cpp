@@ -29,7 +29,8 @@ std::vector<std::string> linesOf(const std::optional<Array>& records) {
   std::vector<std::string> lines;
   for (const Object& record : records.value()) {
     std::string line;
-    for (const char* const key : {"NetworkInterfaceName", "NetworkInterfaceType", "MacAddress", "IPAddress"}) {
+    for (const char* const key :
+         {"NetworkInterfaceName", "NetworkInterfaceType", "MacAddress", "IPAddress"}) {
       line += *record.ifDictionary()->at(key).ifText() + " ";
     }
     EXPECT_EQ(record.ifDictionary()->size(), 4U);
@@ -56,7 +57,8 @@ TEST(FindEthernetInterfaces, ListsTheThreeTypesThatAreUpWithAnIpv4Address) {
       {"type": "Ethernet", "addresses": ["192.0.2.5"]},
       {"name": "eth0.5", "type": "VLAN", "mac": "any text", "addresses": ["0.10.200.255"]},
       {"name": "eth0", "type": "Ethernet", "mac": "02:00:5e:00:00:02", "addresses": ["192.0.2.6"]}]})")),
-              ElementsAre("wlan0 IEEE80211 02:00:5e:00:00:01 192.0.2.1", "eth0.5 VLAN any text 0.10.200.255",
+              ElementsAre("wlan0 IEEE80211 02:00:5e:00:00:01 192.0.2.1",
+                          "eth0.5 VLAN any text 0.10.200.255",
                           "eth0 Ethernet 02:00:5e:00:00:02 192.0.2.6"));
 }
 
@@ -65,7 +67,8 @@ TEST(FindEthernetInterfaces, SharesOneRecordAmongTheAddressesOfAnInterface) {
       {"name": "eth0", "type": "Ethernet", "addresses": ["192.0.2.1", "192.0.2.2", "192.0.2.3"]},
       {"name": "eth1", "type": "Ethernet", "mac": "02:00:5e:00:00:01", "addresses": ["192.0.2.1"]}]})");
   const std::string shared = "eth0 Ethernet 192.0.2.1 192.0.2.3";
-  ASSERT_THAT(linesOf(found), ElementsAre(shared, shared, shared, "eth1 Ethernet 02:00:5e:00:00:01 192.0.2.1"));
+  ASSERT_THAT(linesOf(found),
+              ElementsAre(shared, shared, shared, "eth1 Ethernet 02:00:5e:00:00:01 192.0.2.1"));
   EXPECT_TRUE(found->at(0).same(found->at(1)) && found->at(0).same(found->at(2)));
   EXPECT_FALSE(found->at(0).same(found->at(3)));
 }
@@ -79,9 +82,11 @@ TEST(FindEthernetInterfaces, LetsALaterInterfaceOfANameReplaceTheEarlier) {
 }
 
 TEST(FindEthernetInterfaces, TellsNoEnumerationFromNoAddresses) {
-  const std::string interfaces = R"("interfaces": [{"name": "eth0", "type": "Ethernet", "addresses": ["192.0.2.1"]}])";
+  const std::string interfaces =
+      R"("interfaces": [{"name": "eth0", "type": "Ethernet", "addresses": ["192.0.2.1"]}])";
   EXPECT_EQ(foundOn("{" + interfaces + R"(, "interfaceFailure": "enumeration"})"), std::nullopt);
-  EXPECT_THAT(foundOn("{" + interfaces + R"(, "interfaceFailure": "addresses"})"), Optional(IsEmpty()));
+  EXPECT_THAT(foundOn("{" + interfaces + R"(, "interfaceFailure": "addresses"})"),
+              Optional(IsEmpty()));
   EXPECT_THAT(foundOn("{}"), Optional(IsEmpty()));
   const ScopedPlatform nothing(std::make_shared<const Platform>());
   EXPECT_EQ(Brisvane::findEthernetInterfaces(), std::nullopt);
@@ -93,8 +98,10 @@ TEST(SimulatedMachine, SaysWhereItsInterfacesAreWronglyDescribed) {
       {R"("interfaces": [{"name": "eth0"}])", "interfaces[0].type: must be a text"},
       {R"("interfaces": [{"type": "VLAN", "mac": ""}])", "interfaces[0].mac: must not be empty"},
       {R"("interfaces": [{"type": "VLAN", "up": 1}])", "interfaces[0].up: must be true or false"},
-      {R"("interfaces": [{"type": "VLAN"}, {"type": "VLAN", "ip": ""}])", "interfaces[1].ip: unknown field"},
-      {R"("interfaces": [{"type": "VLAN", "addresses": ["192.0.2.1", "::1"]}])", "interfaces[0].addresses[1]: must be"},
+      {R"("interfaces": [{"type": "VLAN"}, {"type": "VLAN", "ip": ""}])",
+       "interfaces[1].ip: unknown field"},
+      {R"("interfaces": [{"type": "VLAN", "addresses": ["192.0.2.1", "::1"]}])",
+       "interfaces[0].addresses[1]: must be"},
       {R"("interfaceFailure": "both")", "interfaceFailure: must be"}};
   for (const auto& [section, complaint] : wrong) {
     const auto machine = simulated::Machine::fromJson("{" + std::string(section) + "}");
@@ -123,11 +130,12 @@ TEST(LinuxInterfaces, HaveTheTypeThatTheKernelsFolderTells) {
     return std::string("no such interface");
   };
   EXPECT_EQ(type(), "other");
-  const std::vector<std::pair<const char*, const char*>> types{{"INTERFACE=lo\nIFINDEX=1\n", "loopback"},
-                                                               {"DEVTYPE=wlan\nINTERFACE=lo\n", "IEEE80211"},
-                                                               {"INTERFACE=lo\nDEVTYPE=vlan", "VLAN"},
-                                                               {"DEVTYPE=wwan\n", "wwan"},
-                                                               {"XDEVTYPE=vlan\nDEVTYPE=\n\n", "loopback"}};
+  const std::vector<std::pair<const char*, const char*>> types{
+      {"INTERFACE=lo\nIFINDEX=1\n", "loopback"},
+      {"DEVTYPE=wlan\nINTERFACE=lo\n", "IEEE80211"},
+      {"INTERFACE=lo\nDEVTYPE=vlan", "VLAN"},
+      {"DEVTYPE=wwan\n", "wwan"},
+      {"XDEVTYPE=vlan\nDEVTYPE=\n\n", "loopback"}};
   for (const auto& [uevent, expected] : types) {
     machine.write("net/lo/uevent", uevent);
     EXPECT_EQ(type(), expected) << uevent;
@@ -149,7 +157,8 @@ TEST(LinuxInterfaces, HaveTheTypeThatTheKernelsFolderTells) {
 std::string enterOwnNetwork(const std::string& folder) {
   const std::string user = "0 " + std::to_string(::geteuid()) + " 1";
   if (::unshare(CLONE_NEWNET | CLONE_NEWNS) != 0) {
-    if (::unshare(CLONE_NEWUSER | CLONE_NEWNET | CLONE_NEWNS) != 0) return "no network namespace is allowed";
+    if (::unshare(CLONE_NEWUSER | CLONE_NEWNET | CLONE_NEWNS) != 0)
+      return "no network namespace is allowed";
     testing::writeFile("/proc/self/uid_map", user);
   }
   std::filesystem::create_directory(folder);
@@ -173,7 +182,8 @@ std::string inOwnNetwork(const std::vector<std::string>& commands,
     for (const std::string& command : commands) {
       if (obstacle.empty() && !ip(command)) obstacle = "this does not work: ip " + command;
     }
-    obstacle.empty() ? body(folder / "sys/class/net") : testing::writeFile(folder / "obstacle", obstacle);
+    obstacle.empty() ? body(folder / "sys/class/net")
+                     : testing::writeFile(folder / "obstacle", obstacle);
     static_cast<void>(std::fflush(nullptr));
     ::_exit(::testing::Test::HasFailure() ? 1 : 0);
   }
@@ -192,31 +202,33 @@ std::optional<Array> foundIn(const std::string& folder) {
 }
 
 TEST(LinuxInterfaces, OfANetworkOfTheirOwnAreThoseThatWereMade) {
-  const std::vector<std::string> commands{
-      "link set lo up",
-      "link add p0 address 02:00:5e:00:00:AB type veth peer name 'caf\xE9' address 02:00:5e:00:00:02",
-      "link add br0 address 02:00:5e:00:00:03 type bridge",
-      "address add 192.0.2.1/24 dev p0",
-      "address add 198.51.100.2/24 dev p0 label p0:second",
-      "address add 203.0.113.1/24 dev 'caf\xE9'",
-      "address add 10.0.0.1/24 dev br0",
-      "link set p0 up",
-      "link set 'caf\xE9' up",
-      "link set br0 up"};
+  const std::vector<std::string> commands{"link set lo up",
+                                          "link add p0 address 02:00:5e:00:00:AB type veth peer "
+                                          "name 'caf\xE9' address 02:00:5e:00:00:02",
+                                          "link add br0 address 02:00:5e:00:00:03 type bridge",
+                                          "address add 192.0.2.1/24 dev p0",
+                                          "address add 198.51.100.2/24 dev p0 label p0:second",
+                                          "address add 203.0.113.1/24 dev 'caf\xE9'",
+                                          "address add 10.0.0.1/24 dev br0",
+                                          "link set p0 up",
+                                          "link set 'caf\xE9' up",
+                                          "link set br0 up"};
   const std::string obstacle = inOwnNetwork(commands, [](const std::string& folder) {
     const real::LinkInterfaces network(folder);
-    EXPECT_THAT(network.interfaces().optional(),
-                Optional(IsSupersetOf({NetworkInterface{"lo", "loopback", std::nullopt},
-                                       NetworkInterface{std::nullopt, "Ethernet", "02:00:5e:00:00:02"},
-                                       NetworkInterface{"p0", "Ethernet", "02:00:5e:00:00:ab"},
-                                       NetworkInterface{"br0", "bridge", "02:00:5e:00:00:03"}})));
+    EXPECT_THAT(
+        network.interfaces().optional(),
+        Optional(IsSupersetOf({NetworkInterface{"lo", "loopback", std::nullopt},
+                               NetworkInterface{std::nullopt, "Ethernet", "02:00:5e:00:00:02"},
+                               NetworkInterface{"p0", "Ethernet", "02:00:5e:00:00:ab"},
+                               NetworkInterface{"br0", "bridge", "02:00:5e:00:00:03"}})));
     EXPECT_THAT(network.addresses().optional(),
-                Optional(IsSupersetOf({InterfaceAddress{"lo", true, true, std::nullopt},
-                                       InterfaceAddress{"lo", true, true, Ipv4Address{127, 0, 0, 1}},
-                                       InterfaceAddress{"p0", true, false, Ipv4Address{192, 0, 2, 1}},
-                                       InterfaceAddress{"p0", true, false, Ipv4Address{198, 51, 100, 2}},
-                                       InterfaceAddress{"caf\xE9", true, false, Ipv4Address{203, 0, 113, 1}},
-                                       InterfaceAddress{"br0", true, false, Ipv4Address{10, 0, 0, 1}}})));
+                Optional(IsSupersetOf(
+                    {InterfaceAddress{"lo", true, true, std::nullopt},
+                     InterfaceAddress{"lo", true, true, Ipv4Address{127, 0, 0, 1}},
+                     InterfaceAddress{"p0", true, false, Ipv4Address{192, 0, 2, 1}},
+                     InterfaceAddress{"p0", true, false, Ipv4Address{198, 51, 100, 2}},
+                     InterfaceAddress{"caf\xE9", true, false, Ipv4Address{203, 0, 113, 1}},
+                     InterfaceAddress{"br0", true, false, Ipv4Address{10, 0, 0, 1}}})));
     const std::string line = "p0 Ethernet 02:00:5e:00:00:ab 198.51.100.2";
     EXPECT_THAT(linesOf(foundIn(folder)), ElementsAre(line, line));
     EXPECT_TRUE(ip("link set p0 down"));
@@ -226,12 +238,13 @@ TEST(LinuxInterfaces, OfANetworkOfTheirOwnAreThoseThatWereMade) {
 }
 
 TEST(LinuxInterfaces, WithATagAreVirtualLans) {
-  const std::vector<std::string> commands{"link add p0 address 02:00:5e:00:00:01 type veth peer name p1",
-                                          "link add link p0 name p0.5 type vlan id 5",
-                                          "address add 192.0.2.1/24 dev p0.5",
-                                          "link set p0 up",
-                                          "link set p1 up",
-                                          "link set p0.5 up"};
+  const std::vector<std::string> commands{
+      "link add p0 address 02:00:5e:00:00:01 type veth peer name p1",
+      "link add link p0 name p0.5 type vlan id 5",
+      "address add 192.0.2.1/24 dev p0.5",
+      "link set p0 up",
+      "link set p1 up",
+      "link set p0.5 up"};
   const std::string obstacle = inOwnNetwork(commands, [](const std::string& folder) {
     EXPECT_THAT(linesOf(foundIn(folder)), ElementsAre("p0.5 VLAN 02:00:5e:00:00:01 192.0.2.1"));
   });
@@ -239,11 +252,12 @@ TEST(LinuxInterfaces, WithATagAreVirtualLans) {
 }
 
 TEST(LinuxInterfaces, WithoutAHardwareAddressHaveNone) {
-  const std::vector<std::string> commands{"tuntap add tun0 mode tun", "address add 192.0.2.1/24 dev tun0",
-                                          "link set tun0 up"};
+  const std::vector<std::string> commands{"tuntap add tun0 mode tun",
+                                          "address add 192.0.2.1/24 dev tun0", "link set tun0 up"};
   const std::string obstacle = inOwnNetwork(commands, [](const std::string& folder) {
     const real::LinkInterfaces network(folder);
-    EXPECT_THAT(network.interfaces().optional(), Optional(Contains(NetworkInterface{"tun0", "other", std::nullopt})));
+    EXPECT_THAT(network.interfaces().optional(),
+                Optional(Contains(NetworkInterface{"tun0", "other", std::nullopt})));
     EXPECT_THAT(network.addresses().optional(),
                 Optional(Contains(InterfaceAddress{"tun0", true, false, std::nullopt})));
     EXPECT_THAT(foundIn(folder), Optional(IsEmpty()));

@@ -10,8 +10,10 @@ namespace brisvane {
 namespace {
 
 // What would quietly become true, or a number, or hide that something is absent.
-static_assert(!std::is_constructible_v<Object, int*> && !std::is_constructible_v<Object, const void*>);
-static_assert(!std::is_constructible_v<Object, char> && !std::is_constructible_v<Object, std::optional<bool>>);
+static_assert(!std::is_constructible_v<Object, int*> &&
+              !std::is_constructible_v<Object, const void*>);
+static_assert(!std::is_constructible_v<Object, char> &&
+              !std::is_constructible_v<Object, std::optional<bool>>);
 
 TEST(Object, IsTheSameAsItsCopiesAndEqualToWhateverHoldsTheSameContent) {
   Object handle(Array{"a", Dictionary{{"k", 1}}});
@@ -28,9 +30,11 @@ TEST(Object, IsTheSameAsItsCopiesAndEqualToWhateverHoldsTheSameContent) {
   EXPECT_TRUE(handle.same(Object(static_cast<const char*>(nullptr))));
 
   // Each of these differs from every other, however alike they look.
-  const Array distinct{nullptr, true, false, 0, 1, -1, 0.0, 1.0, "", "1", Data{}, Data{1}, Date(), Array{}, Array{1}};
+  const Array distinct{nullptr, true, false,  0,       1,      -1,      0.0,     1.0,
+                       "",      "1",  Data{}, Data{1}, Date(), Array{}, Array{1}};
   for (std::size_t i = 0; i < distinct.size(); ++i) {
-    for (std::size_t j = 0; j < distinct.size(); ++j) EXPECT_EQ(distinct[i] == distinct[j], i == j) << i << ", " << j;
+    for (std::size_t j = 0; j < distinct.size(); ++j)
+      EXPECT_EQ(distinct[i] == distinct[j], i == j) << i << ", " << j;
   }
   EXPECT_NE(Object(Array{1, 2}), Object(Array{2, 1}));
   EXPECT_NE(Object(Dictionary{}), Object(Array{}));
@@ -69,8 +73,8 @@ TEST(Object, SharedWithinItselfIsComparedInAsManyStepsAsItHasValues) {
   // Each is 2^200 values to whoever follows every way through it.
   const auto doubled = [](Object innermost, bool asArray) {
     for (int i = 0; i < 200; ++i) {
-      innermost =
-          asArray ? Object(Array{innermost, innermost}) : Object(Dictionary{{"a", innermost}, {"b", innermost}});
+      innermost = asArray ? Object(Array{innermost, innermost})
+                          : Object(Dictionary{{"a", innermost}, {"b", innermost}});
     }
     return innermost;
   };
@@ -87,7 +91,8 @@ TEST(Object, SharedWithinItselfIsComparedInAsManyStepsAsItHasValues) {
   EXPECT_FALSE(Object(Array{one, one, one}) == Object(Array{Array{1}, Array{1}, Array{2}}));
   const Object nan(std::numeric_limits<double>::quiet_NaN());
   EXPECT_TRUE(Object(Array{nan}) == Object(Array{nan}));
-  EXPECT_FALSE(Object(Array{nan, nan}) == Object(Array{nan, std::numeric_limits<double>::quiet_NaN()}));
+  EXPECT_FALSE(Object(Array{nan, nan}) ==
+               Object(Array{nan, std::numeric_limits<double>::quiet_NaN()}));
 }
 
 TEST(Object, CanBeCopiedAndReleasedByManyThreadsAtOnce) {

@@ -22,7 +22,8 @@ std::optional<std::string> found(std::string_view pattern, std::string_view text
   const auto match = compiled.ok() ? compiled.value().firstMatch(text).value() : std::nullopt;
   if (!match) return std::nullopt;
   std::string all(match->front().of(text));
-  for (std::size_t group = 1; group < match->size(); ++group) all.append("|").append((*match)[group].of(text));
+  for (std::size_t group = 1; group < match->size(); ++group)
+    all.append("|").append((*match)[group].of(text));
   return all;
 }
 
@@ -55,8 +56,9 @@ TEST(Pattern, KnowsCodePointEscapesAndLeavesQuotedTextAlone) {
   EXPECT_EQ(found("(a)\\1\\Q1|\\E+", "aa1||"), "aa1|||a");
   EXPECT_EQ(found("\\c\\u0041", "\x1Cu0041"), "\x1Cu0041");
   EXPECT_EQ(found("[a-z&&[^b]]", "b&]"), "&]");  // no intersection
-  for (const char* const wrong : {"(", "[a", "a{2,1}", "*", "\\C", "a\\Cb", "\\u12", "\\uD800", "\xFF", "\\U0000004f",
-                                  "\\N{DIGIT ONE}", "(?<=a{1,3})b", "\\p{Letter}", "(?w)a"}) {
+  for (const char* const wrong :
+       {"(", "[a", "a{2,1}", "*", "\\C", "a\\Cb", "\\u12", "\\uD800", "\xFF", "\\U0000004f",
+        "\\N{DIGIT ONE}", "(?<=a{1,3})b", "\\p{Letter}", "(?w)a"}) {
     EXPECT_FALSE(Pattern::compile(wrong).ok()) << wrong;
   }
 }
@@ -76,7 +78,9 @@ TEST(Pattern, ASearchThatWouldNotEndIsGivenUpWhenItsTimeIsOver) {
       {"a(*COMMIT)(a+)+$", forty + "!"}, {uncounted + "b", forty + "cb"}};
   for (const auto& [pattern, text] : cases) {
     const auto end = steady_clock::now() + std::chrono::milliseconds(200);
-    const auto left = [end] { return std::chrono::duration<double>(end - steady_clock::now()).count(); };
+    const auto left = [end] {
+      return std::chrono::duration<double>(end - steady_clock::now()).count();
+    };
     const auto match = Pattern::compile(pattern).value().firstMatch(text, left);
     ASSERT_FALSE(match.ok()) << pattern;
     EXPECT_EQ(match.error().number(), ETIMEDOUT) << pattern;
@@ -88,9 +92,11 @@ TEST(Pattern, ALongSearchThatEndsIsNotGivenUp) {
   const std::string million(1'000'000, 'a');
   EXPECT_EQ(found("OK$", million + "OK"), "OK");
   EXPECT_EQ(found(".*ok", million), std::nullopt);
-  EXPECT_EQ(found("\\w+=[0-9a-f]+\r\n", std::string(16'384, 'e') + "\r\ncrc=12ab\r\n"), "crc=12ab\r\n");
+  EXPECT_EQ(found("\\w+=[0-9a-f]+\r\n", std::string(16'384, 'e') + "\r\ncrc=12ab\r\n"),
+            "crc=12ab\r\n");
   std::string lines;
-  while (lines.size() < (std::size_t{64} << 10U)) lines += "sensor 12: 23.5 degrees, fan at 1200 rpm\r\n";
+  while (lines.size() < (std::size_t{64} << 10U))
+    lines += "sensor 12: 23.5 degrees, fan at 1200 rpm\r\n";
   const auto pattern = Pattern::compile("(?s)sensor.*result: (pass|fail)\r\n");
   const auto endless = [] { return HUGE_VAL; };
   EXPECT_FALSE(pattern.value().firstMatch(lines, endless).value());
@@ -106,20 +112,23 @@ class Reference {
     int error = 0;
     PCRE2_SIZE position = 0;
     code_.reset(pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(),
-                              PCRE2_CASELESS | PCRE2_UTF | PCRE2_NEVER_BACKSLASH_C, &error, &position, context.get()));
+                              PCRE2_CASELESS | PCRE2_UTF | PCRE2_NEVER_BACKSLASH_C, &error,
+                              &position, context.get()));
   }
   [[nodiscard]] bool compiles() const { return code_ != nullptr; }
 
   // The ranges as text; nullopt when the engine gave up.
   [[nodiscard]] std::optional<std::string> search(std::string_view text) const {
     const pcre::MatchData data(pcre2_match_data_create_from_pattern(code_.get(), nullptr));
-    const int result =
-        pcre2_match(code_.get(), reinterpret_cast<PCRE2_SPTR>(text.data()), text.size(), 0, 0, data.get(), nullptr);
+    const int result = pcre2_match(code_.get(), reinterpret_cast<PCRE2_SPTR>(text.data()),
+                                   text.size(), 0, 0, data.get(), nullptr);
     if (result < PCRE2_ERROR_NOMATCH) return std::nullopt;
     std::string all;
     const PCRE2_SIZE* at = pcre2_get_ovector_pointer(data.get());
     for (std::uint32_t i = 0; result > 0 && i < pcre2_get_ovector_count(data.get()); ++i, at += 2) {
-      all += at[0] == PCRE2_UNSET ? "0+0 " : std::to_string(at[0]) + "+" + std::to_string(at[1] - at[0]) + " ";
+      all += at[0] == PCRE2_UNSET
+                 ? "0+0 "
+                 : std::to_string(at[0]) + "+" + std::to_string(at[1] - at[0]) + " ";
     }
     return all;
   }
@@ -139,18 +148,22 @@ std::string rangesOf(const std::optional<Pattern::Match>& match) {
 // However little time a search has, which decides how few positions each of its parts tries.
 TEST(Pattern, PartsOfASearchFindWhatOneRunFinds) {
   std::istringstream words(
-      "a b A+ 1? \\w \\w+ \\s* . .* .*? [^a] [^a\\r]* \\R \\X \u00E9 \u017F \\b \\B ^ $ (?m:^) (?m:$) (?m) (?s) "
+      "a b A+ 1? \\w \\w+ \\s* . .* .*? [^a] [^a\\r]* \\R \\X \u00E9 \u017F \\b \\B ^ $ (?m:^) "
+      "(?m:$) (?m) (?s) "
       "(?s:.*) "
-      "\\G \\A \\z \\Z \\K (?<=a) (?<!\\r) (?<=\\R) (?<=\u00E9|b) (?=\\n) (?!b) (a|b)? (ab|a) (?:1a|1|a) (a|ab|) "
+      "\\G \\A \\z \\Z \\K (?<=a) (?<!\\r) (?<=\\R) (?<=\u00E9|b) (?=\\n) (?!b) (a|b)? (ab|a) "
+      "(?:1a|1|a) (a|ab|) "
       "(\\w)\\1 "
-      "(?>a*) \\r | (?: ( (?i: (?|(b)| ) ) ) * {2} ?? ++ \\h \\v \\N (*COMMIT) (*ACCEPT) \\c\\ k s (?=.*b) "
+      "(?>a*) \\r | (?: ( (?i: (?|(b)| ) ) ) * {2} ?? ++ \\h \\v \\N (*COMMIT) (*ACCEPT) \\c\\ k s "
+      "(?=.*b) "
       "(?(?=a)ab|\\W) "
       "(?(1)a|b) [(|] \\Q(a|b)\\E \\Q\\G\\E+ \\| \\( (?#(|) (?x)");
   const std::vector<std::string> items{std::istream_iterator<std::string>(words), {}};
-  const std::vector<std::string> pieces{"a", "b",   "A",    "a",      "1",      " ",      "\r", "\n",
-                                        "(", "\\G", "\r\n", "\u00E9", "\u2028", "\u212A", "s",  "e\u0301"};
-  const std::vector<std::string> beginnings{"",         "", "", "(*CRLF)", "(*CR)", "(*ANYCRLF)", "(*NOTEMPTY_ATSTART)",
-                                            "(*NO_JIT)"};
+  const std::vector<std::string> pieces{"a",      "b",      "A", "a",      "1",    " ",
+                                        "\r",     "\n",     "(", "\\G",    "\r\n", "\u00E9",
+                                        "\u2028", "\u212A", "s", "e\u0301"};
+  const std::vector<std::string> beginnings{
+      "", "", "", "(*CRLF)", "(*CR)", "(*ANYCRLF)", "(*NOTEMPTY_ATSTART)", "(*NO_JIT)"};
   std::mt19937 random(1);
   const auto someOf = [&random](const std::vector<std::string>& all, std::size_t most) {
     std::string text;
@@ -170,7 +183,8 @@ TEST(Pattern, PartsOfASearchFindWhatOneRunFinds) {
       if (!expected) continue;
       ++compared;
       for (const double left : {1e-9, 2e-5, 5e-5, 1e-4, 10.0}) {
-        EXPECT_EQ(rangesOf(pattern.value().firstMatch(text, [left] { return left; }).value()), *expected)
+        EXPECT_EQ(rangesOf(pattern.value().firstMatch(text, [left] { return left; }).value()),
+                  *expected)
             << expression << " in " << ::testing::PrintToString(text) << ", " << left;
       }
     }
@@ -183,9 +197,11 @@ TEST(Pattern, IsSearchedInOnePieceHoweverLongTheText) {
   EXPECT_EQ(found("\\Gneedle", ahead + "needle"), std::nullopt);
   EXPECT_EQ(found("a(*COMMIT)b", "ac" + ahead + "ab"), std::nullopt);
   EXPECT_EQ(found("(?<=\u00E9)needle", ahead + "needle\u00E9needle"), "needle");
-  EXPECT_EQ(found("(?m)^$", "a line of fifteen\r\nOK\r\n"), std::nullopt);  // never between CR and LF
+  EXPECT_EQ(found("(?m)^$", "a line of fifteen\r\nOK\r\n"),
+            std::nullopt);  // never between CR and LF
   // Deeper than the stack of the compiled code: the heap serves.
-  EXPECT_EQ(found("^(?:a|b)*OK", std::string(100'000, 'a') + "OK"), std::string(100'000, 'a') + "OK");
+  EXPECT_EQ(found("^(?:a|b)*OK", std::string(100'000, 'a') + "OK"),
+            std::string(100'000, 'a') + "OK");
 }
 
 }  // namespace

@@ -38,7 +38,8 @@ struct RealBench {
     std::filesystem::create_symlink("nowhere", folder / "dev/cu.dead");
     ::setenv("XDG_CONFIG_HOME", folder.path().c_str(), 1);
     testing::writeFile(folder / "org.example.conf", "text=a b\nnumber=4\nflag=true\nempty=\n");
-    testing::writeFile(folder / (std::string(program_invocation_short_name) + ".conf"), "text=standard\n");
+    testing::writeFile(folder / (std::string(program_invocation_short_name) + ".conf"),
+                       "text=standard\n");
   }
   SimulatedBench simulated;
   testing::TemporaryFolder folder;
@@ -62,7 +63,8 @@ TYPED_TEST(EveryPlatform, ListsItsDevicesAndLeadsToEachThatCanBeOpened) {
     ASSERT_TRUE(line.ok());
     const int descriptor = line.value().descriptor();
     const std::string command = "version\r";
-    EXPECT_EQ(terminal::write(descriptor, Data(command.begin(), command.end())).optional(), command.size());
+    EXPECT_EQ(terminal::write(descriptor, Data(command.begin(), command.end())).optional(),
+              command.size());
     std::string reply;
     Data chunk(64);
     for (int reads = 0; reads < 100 && !reply.ends_with('\n'); ++reads) {
@@ -75,7 +77,8 @@ TYPED_TEST(EveryPlatform, ListsItsDevicesAndLeadsToEachThatCanBeOpened) {
     const auto line = terminal::Line::open(nodes.location(absent), 9600);
     EXPECT_EQ(line.ok() ? 0 : line.error().number(), ENOENT) << absent;
   }
-  for (const char* const elsewhere : {"", "cu.usbserial-1", "/dev", "/devices/cu.usbserial-1", "/tmp/dev/x"}) {
+  for (const char* const elsewhere :
+       {"", "cu.usbserial-1", "/dev", "/devices/cu.usbserial-1", "/tmp/dev/x"}) {
     EXPECT_EQ(nodes.location(elsewhere), elsewhere);
   }
 }

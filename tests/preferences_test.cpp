@@ -19,10 +19,13 @@ class Preferences : public ::testing::Test {
     ::setenv("XDG_CONFIG_HOME", (folder_ / "own").c_str(), 1);
     ::setenv("XDG_CONFIG_DIRS", ((folder_ / "first") + ":" + (folder_ / "second")).c_str(), 1);
   }
-  void set(const std::string& file, const std::string& content) { testing::writeFile(folder_ / file, content); }
+  void set(const std::string& file, const std::string& content) {
+    testing::writeFile(folder_ / file, content);
+  }
 
   testing::TemporaryFolder folder_;
-  host::ScopedPlatform installed_{std::make_shared<const host::Platform>(host::real::makePlatform({}))};
+  host::ScopedPlatform installed_{
+      std::make_shared<const host::Platform>(host::real::makePlatform({}))};
   PreferencesStore store_{"suite"};
 };
 
@@ -72,20 +75,23 @@ TEST_F(Preferences, AFileIsReadLineByLineAndANameNeverLeadsOutOfItsDirectory) {
   }
   set("own/sub/suite.conf", "key=sub");
   set("outside.conf", "key=outside");
-  for (const auto& name : {std::string("sub/suite"), std::string("../outside"), std::string("suite.conf\0", 11)}) {
+  for (const auto& name :
+       {std::string("sub/suite"), std::string("../outside"), std::string("suite.conf\0", 11)}) {
     EXPECT_EQ(PreferencesStore(name).text("key"), std::nullopt) << name;
   }
 }
 
 TEST_F(Preferences, AnIntegerIsReadWholeOrNotAtAll) {
-  set("own/suite.conf", "spaced= 4 \nplus=+3\nminus=-2\nmost=9223372036854775807\nleast=-9223372036854775808");
+  set("own/suite.conf",
+      "spaced= 4 \nplus=+3\nminus=-2\nmost=9223372036854775807\nleast=-9223372036854775808");
   EXPECT_EQ(store_.integer("spaced"), 4);
   EXPECT_EQ(store_.integer("plus"), 3);
   EXPECT_EQ(store_.integer("minus"), -2);
   EXPECT_EQ(store_.integer("most"), std::numeric_limits<std::int64_t>::max());
   EXPECT_EQ(store_.integer("least"), std::numeric_limits<std::int64_t>::min());
   EXPECT_EQ(store_.integer("missing"), 0);
-  for (const std::string wrong : {"9223372036854775808", "four", "4s", "4.5", "0x10", "+-5", "++5", "+", "", "1 2"}) {
+  for (const std::string wrong :
+       {"9223372036854775808", "four", "4s", "4.5", "0x10", "+-5", "++5", "+", "", "1 2"}) {
     set("own/suite.conf", "key=" + wrong);
     EXPECT_EQ(store_.integer("key"), 0) << wrong;
   }

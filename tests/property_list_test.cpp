@@ -42,33 +42,34 @@ std::string fileOf(const std::vector<std::string>& objects) {
 }
 
 TEST(BinaryPropertyList, WritesEachKindInItsSmallestForm) {
-  const std::pair<Object, const char*> values[] = {{false, "08"},
-                                                   {true, "09"},
-                                                   {0, "1000"},
-                                                   {255, "10ff"},
-                                                   {256, "110100"},
-                                                   {65'536, "1200010000"},
-                                                   {0xFFFFFFFF, "12ffffffff"},
-                                                   {0x100000000, "130000000100000000"},
-                                                   {std::numeric_limits<std::int64_t>::max(), "137fffffffffffffff"},
-                                                   {-1, "13ffffffffffffffff"},
-                                                   {std::numeric_limits<std::int64_t>::min(), "138000000000000000"},
-                                                   {0x8000000000000000, "1400000000000000008000000000000000"},
-                                                   {1.5, "233ff8000000000000"},
-                                                   {Date(978'307'201s), "333ff0000000000000"},
-                                                   {Date(0s), "33c1cd27e440000000"},
-                                                   {Date(-250ms), "33c1cd27e440200000"},
-                                                   {Date::min(), "33c203008a2c26d695"},
-                                                   {Date::max(), "3341feb71b484dad29"},
-                                                   {Data{1, 2}, "420102"},
-                                                   {"", "50"},
-                                                   {"a\x7F", "52617f"},
-                                                   {"é", "6100e9"},
-                                                   {"a😀", "630061d83dde00"},
-                                                   {Array(), "a0"},
-                                                   {Dictionary(), "d0"},
-                                                   {std::string(14, 'a'), "5e6161616161616161616161616161"},
-                                                   {std::string(15, 'a'), "5f100f616161616161616161616161616161"}};
+  const std::pair<Object, const char*> values[] = {
+      {false, "08"},
+      {true, "09"},
+      {0, "1000"},
+      {255, "10ff"},
+      {256, "110100"},
+      {65'536, "1200010000"},
+      {0xFFFFFFFF, "12ffffffff"},
+      {0x100000000, "130000000100000000"},
+      {std::numeric_limits<std::int64_t>::max(), "137fffffffffffffff"},
+      {-1, "13ffffffffffffffff"},
+      {std::numeric_limits<std::int64_t>::min(), "138000000000000000"},
+      {0x8000000000000000, "1400000000000000008000000000000000"},
+      {1.5, "233ff8000000000000"},
+      {Date(978'307'201s), "333ff0000000000000"},
+      {Date(0s), "33c1cd27e440000000"},
+      {Date(-250ms), "33c1cd27e440200000"},
+      {Date::min(), "33c203008a2c26d695"},
+      {Date::max(), "3341feb71b484dad29"},
+      {Data{1, 2}, "420102"},
+      {"", "50"},
+      {"a\x7F", "52617f"},
+      {"é", "6100e9"},
+      {"a😀", "630061d83dde00"},
+      {Array(), "a0"},
+      {Dictionary(), "d0"},
+      {std::string(14, 'a'), "5e6161616161616161616161616161"},
+      {std::string(15, 'a'), "5f100f616161616161616161616161616161"}};
   for (const auto& [value, bytes] : values) EXPECT_EQ(encoded(value), fileOf({bytes}));
 }
 
@@ -76,12 +77,13 @@ TEST(BinaryPropertyList, WritesEqualValuesOfOneKindOnce) {
   EXPECT_EQ(encoded(Array{true, 1, 1.0, 1, true, "1", Data{'1'}, "1", 1.0}),
             fileOf({"09", "1001", "233ff0000000000000", "5131", "4131", "a9000102010003040302"}));
   // Containers too; keys are texts as any other; entries stand in the order of their keys.
-  EXPECT_EQ(encoded(Dictionary{{"b", Array{"a"}}, {"a", Array{"a"}}}), fileOf({"5161", "a100", "5162", "d200020101"}));
+  EXPECT_EQ(encoded(Dictionary{{"b", Array{"a"}}, {"a", Array{"a"}}}),
+            fileOf({"5161", "a100", "5162", "d200020101"}));
   EXPECT_EQ(encoded(Array{Array(), Dictionary(), Array()}), fileOf({"a0", "d0", "a3000100"}));
   // No two of these are the same number of the same kind.
   EXPECT_EQ(encoded(Array{-1, 0xFFFFFFFFFFFFFFFF, 0.0, -0.0}),
-            fileOf({"13ffffffffffffffff", "140000000000000000ffffffffffffffff", "230000000000000000",
-                    "238000000000000000", "a400010203"}));
+            fileOf({"13ffffffffffffffff", "140000000000000000ffffffffffffffff",
+                    "230000000000000000", "238000000000000000", "a400010203"}));
 }
 
 TEST(BinaryPropertyList, RefusesWhatItCannotHold) {
@@ -124,7 +126,8 @@ TEST(BinaryPropertyList, GivesPositionsTheirSizeByWhereTheTableStands) {
     return Dictionary{{"t", std::string(size, 'x')}, {"u", size}, {"v", Array{1.5}}};
   };
   for (std::size_t size = 0; size < 300; ++size) EXPECT_EQ(faultOf(ofSize(size)), "") << size;
-  for (std::size_t size = 65'450; size < 65'550; ++size) EXPECT_EQ(faultOf(ofSize(size)), "") << size;
+  for (std::size_t size = 65'450; size < 65'550; ++size)
+    EXPECT_EQ(faultOf(ofSize(size)), "") << size;
 }
 
 TEST(BinaryPropertyList, GivesNumbersOfObjectsTheirSizeByHowManyThereAre) {
@@ -138,30 +141,32 @@ std::string readByPython(const Object& value, const std::string& expression) {
   const testing::TemporaryFolder folder;
   const Data bytes = binaryPropertyList(value).optional().value_or(Data());
   testing::writeFile(folder / "plist", std::string(bytes.begin(), bytes.end()));
-  const std::string program = "import plistlib, math, datetime\nv = plistlib.load(open('" + (folder / "plist") +
-                              "', 'rb'))\nprint(" + expression + ")";
+  const std::string program = "import plistlib, math, datetime\nv = plistlib.load(open('" +
+                              (folder / "plist") + "', 'rb'))\nprint(" + expression + ")";
   const auto output = runCommand(findProgram("python3").value(), {"-c", program}, "");
   return output.ok() ? output.value() : output.error().text();
 }
 
 TEST(BinaryPropertyList, IsReadByAReaderThatIsNotOurs) {
   if (!findProgram("python3")) GTEST_SKIP() << "no python3";
-  const Dictionary value{{"truth", Array{true, false, 1, 1.0}},
-                         {"whole", Array{-1, std::numeric_limits<std::int64_t>::min(), 0xFFFFFFFFFFFFFFFF, 65'535}},
-                         {"real", Array{0.1, -0.0, INFINITY}},
-                         {"text", Array{"plain", "Zoë 😀 \x01", "", std::string(70'000, 'x')}},
-                         {"data", Array{Data(), Data(300, 0xAB)}},
-                         {"date", Date(1'709'622'423s + 250ms)},
-                         {"nested", Dictionary{{"é", Array{Array(), Dictionary()}}}},
-                         {"numbers", numbersUpTo(70'000)}};  // for which one byte, and two, are too few
+  const Dictionary value{
+      {"truth", Array{true, false, 1, 1.0}},
+      {"whole", Array{-1, std::numeric_limits<std::int64_t>::min(), 0xFFFFFFFFFFFFFFFF, 65'535}},
+      {"real", Array{0.1, -0.0, INFINITY}},
+      {"text", Array{"plain", "Zoë 😀 \x01", "", std::string(70'000, 'x')}},
+      {"data", Array{Data(), Data(300, 0xAB)}},
+      {"date", Date(1'709'622'423s + 250ms)},
+      {"nested", Dictionary{{"é", Array{Array(), Dictionary()}}}},
+      {"numbers", numbersUpTo(70'000)}};  // for which one byte, and two, are too few
   EXPECT_EQ(faultOf(value), "");
   EXPECT_EQ(readByPython(value, "sorted(v)"),
             "['data', 'date', 'nested', 'numbers', 'real', 'text', 'truth', 'whole']\n");
   EXPECT_EQ(readByPython(value, "v['truth'], [type(x).__name__ for x in v['truth']], v['whole']"),
             "[True, False, 1, 1.0] ['bool', 'bool', 'int', 'float'] "
             "[-1, -9223372036854775808, 18446744073709551615, 65535]\n");
-  EXPECT_EQ(readByPython(value, "v['real'], v['date'] == datetime.datetime(2024, 3, 5, 7, 7, 3, 250000)"),
-            "[0.1, -0.0, inf] True\n");
+  EXPECT_EQ(
+      readByPython(value, "v['real'], v['date'] == datetime.datetime(2024, 3, 5, 7, 7, 3, 250000)"),
+      "[0.1, -0.0, inf] True\n");
   EXPECT_EQ(readByPython(value,
                          "v['text'] == ['plain', 'Zo\\xeb \\U0001f600 \\x01', '', 70000 * 'x'], "
                          "v['data'] == [b'', 300 * b'\\xab'], v['nested'] == {'\\xe9': [[], {}]}, "

@@ -20,11 +20,15 @@ Object bytes(std::string_view text) { return Data(text.begin(), text.end()); }
 class LinuxRegistry : public ::testing::Test {
  protected:
   [[nodiscard]] const Registry& registry() const { return platform->registry(); }
-  [[nodiscard]] OpenNode chosen() const { return {registry(), registry().nodeAtPath(Registry::kChosenPath)}; }
+  [[nodiscard]] OpenNode chosen() const {
+    return {registry(), registry().nodeAtPath(Registry::kChosenPath)};
+  }
   [[nodiscard]] OpenNode hardware() const {
     return {registry(), registry().firstNodeOfClass(Registry::kPlatformClass)};
   }
-  [[nodiscard]] OpenNode rom() const { return {registry(), registry().nodeAtPath(Registry::kRomPath)}; }
+  [[nodiscard]] OpenNode rom() const {
+    return {registry(), registry().nodeAtPath(Registry::kRomPath)};
+  }
   [[nodiscard]] OpenNode root() const { return {registry(), registry().root()}; }
 
   [[nodiscard]] std::optional<Object> get(const OpenNode& node, std::string_view name) const {
@@ -57,7 +61,8 @@ TEST_F(LinuxRegistry, OfAPcHasTheStringsOfItsFirmwareAsTexts) {
   EXPECT_EQ(get(hardware(), "HwPlatformSerialNumber"), Object("S 1 "));
   EXPECT_EQ(get(hardware(), "board-id"), bytes("a\xFF"));
   EXPECT_EQ(get(rom(), "version"), Object("1.2\n"));
-  for (const char* const absent : {"model", "HwPlatformUUID", "sys_vendor", "product_serial", "", "../tree/model"}) {
+  for (const char* const absent :
+       {"model", "HwPlatformUUID", "sys_vendor", "product_serial", "", "../tree/model"}) {
     EXPECT_EQ(get(hardware(), absent), std::nullopt) << absent;
   }
   EXPECT_THAT(names(hardware()), ElementsAre("HwPlatformSerialNumber", "board-id"));
@@ -67,7 +72,8 @@ TEST_F(LinuxRegistry, OfAPcHasTheStringsOfItsFirmwareAsTexts) {
   EXPECT_TRUE(root());
   EXPECT_TRUE(chosen());
   EXPECT_THAT(names(chosen()), IsEmpty());
-  EXPECT_EQ(testing::errorNumber(registry().setProperty(hardware().handle(), "model", "x")), ENOTSUP);
+  EXPECT_EQ(testing::errorNumber(registry().setProperty(hardware().handle(), "model", "x")),
+            ENOTSUP);
 }
 
 TEST_F(LinuxRegistry, OfADeviceTreeHasItsPropertiesAsBytes) {
@@ -81,8 +87,9 @@ TEST_F(LinuxRegistry, OfADeviceTreeHasItsPropertiesAsBytes) {
   EXPECT_EQ(get(hardware(), "model"), bytes(std::string_view("Board 1\0", 8)));
   EXPECT_EQ(get(chosen(), "chip-id"), bytes("\x34\x12"));
   EXPECT_EQ(get(chosen(), "empty"), bytes(""));
-  for (const auto& absent : {std::string("node"), std::string("node/name"), std::string("../model"), std::string(".."),
-                             std::string("."), std::string(), std::string("huge"), std::string("chip-id\0", 8)}) {
+  for (const auto& absent :
+       {std::string("node"), std::string("node/name"), std::string("../model"), std::string(".."),
+        std::string("."), std::string(), std::string("huge"), std::string("chip-id\0", 8)}) {
     EXPECT_EQ(get(chosen(), absent), std::nullopt) << absent;
   }
   EXPECT_EQ(origin(chosen(), "huge"), "tree/chosen/huge: " + std::to_string(EFBIG));
@@ -120,8 +127,10 @@ TEST_F(LinuxRegistry, TakesWhatTheAdministratorSaysOverAllElse) {
 TEST(NodeRegistry, KnowsAHandleUntilItIsReleasedAndNoOtherRegistrys) {
   const auto node = std::make_shared<const DescribedNode>(Dictionary{{"key", "value"}}, "here");
   const auto missing = std::make_shared<const DescribedNode>(std::nullopt, "here");
-  const NodeRegistry registry({.root = node, .chosen = node, .platform = missing, .rom = nullptr, .options = nullptr});
-  const NodeRegistry other({.root = node, .chosen = node, .platform = node, .rom = node, .options = node});
+  const NodeRegistry registry(
+      {.root = node, .chosen = node, .platform = missing, .rom = nullptr, .options = nullptr});
+  const NodeRegistry other(
+      {.root = node, .chosen = node, .platform = node, .rom = node, .options = node});
   EXPECT_EQ(registry.firstNodeOfClass(Registry::kPlatformClass), 0U);
   EXPECT_EQ(registry.nodeAtPath(Registry::kRomPath), 0U);
   EXPECT_EQ(registry.nodeAtPath("HwDeviceTree:/"), 0U);

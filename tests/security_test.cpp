@@ -34,7 +34,8 @@ TEST(Sha1Hash, IsThePublishedOneAtEveryLengthAroundABlock) {
 
 TEST(Sha1Hash, OfMoreThanThirtyTwoBitsCountIsAbsent) {
   constexpr std::size_t kTooMany = std::size_t{1} << 32U;
-  void* const space = ::mmap(nullptr, kTooMany, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  void* const space =
+      ::mmap(nullptr, kTooMany, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   ASSERT_NE(space, MAP_FAILED);
   const ByteView bytes(static_cast<const std::uint8_t*>(space), kTooMany);
   EXPECT_EQ(sha1Hash(bytes), std::nullopt);
@@ -50,11 +51,13 @@ TEST(Hmac, IsThePublishedOneForKeysBelowAndAboveABlock) {
     return key;
   }();
   // RFC 2202, section 3.
-  EXPECT_EQ(HMACSHA1(bytesOf("Hi There"), Data(20, 0x0B)), "b617318655057264e28bc0b6fb378c8ef146be00");
+  EXPECT_EQ(HMACSHA1(bytesOf("Hi There"), Data(20, 0x0B)),
+            "b617318655057264e28bc0b6fb378c8ef146be00");
   EXPECT_EQ(HMACSHA1(Data(50, 0xDD), Data(20, 0xAA)), "125d7342b9ac11cd91a39af48aa17b4f63f175d3");
   EXPECT_EQ(HMACSHA1(Data(50, 0xCD), counting), "4c9007f4026250c6bc8414f9bf50c86c2d7235da");
-  EXPECT_EQ(HMACSHA1(bytesOf("Test Using Larger Than Block-Size Key - Hash Key First"), Data(80, 0xAA)),
-            "aa4ae5e15272d00e95705637ce8a3b55ed402112");
+  EXPECT_EQ(
+      HMACSHA1(bytesOf("Test Using Larger Than Block-Size Key - Hash Key First"), Data(80, 0xAA)),
+      "aa4ae5e15272d00e95705637ce8a3b55ed402112");
   const Data question = bytesOf("what do ya want for nothing?");
   const std::string answer = "effcdf6ae5eb2fa2d27416d5f184df9c259a7c79";
   EXPECT_EQ(HMACSHA1(question, "Jefe"), answer);
@@ -63,7 +66,8 @@ TEST(Hmac, IsThePublishedOneForKeysBelowAndAboveABlock) {
   // An absent key, of whatever kind, is an empty one.
   const auto keyless = HMACSHA1({}, "");
   EXPECT_EQ(keyless, "fbdb1d1b18aa6c08324b7d64b71fb76370690e1d");
-  for (const Bytes& absent : {Bytes(), Bytes(nullptr), Bytes(std::optional<Data>()), Bytes(std::string())})
+  for (const Bytes& absent :
+       {Bytes(), Bytes(nullptr), Bytes(std::optional<Data>()), Bytes(std::string())})
     EXPECT_EQ(HMACSHA1({}, absent), keyless);
 }
 
@@ -113,7 +117,8 @@ TEST(Checksums, OfPiecesAreThoseOfTheWhole) {
       }
       EXPECT_EQ(crc.value(), crc32(bytes)) << size;
       EXPECT_EQ(digest.finish().value(), host::sha1(bytes).value()) << size;
-      EXPECT_EQ(code.finish().value(), host::hmacSha1(key, bytes).value()) << size << ' ' << keySize;
+      EXPECT_EQ(code.finish().value(), host::hmacSha1(key, bytes).value())
+          << size << ' ' << keySize;
       EXPECT_EQ(digest.finish().error().number(), EALREADY);
       EXPECT_EQ(code.finish().error().number(), EALREADY);
     }
@@ -193,15 +198,17 @@ TEST(Base64, ReadsBackEveryLengthInLinesOfEveryLengthAndRefusesAWrongCharacterAn
       wrong[at] = "-_.\x80\xFF"[at % 5];
       ASSERT_EQ(base64DataFromString(wrong, false), std::nullopt) << wrong;
       if (text[at] == '=') continue;
-      ASSERT_EQ(base64DataFromString(std::string(text).erase(at, 1), false), std::nullopt) << text << ' ' << at;
+      ASSERT_EQ(base64DataFromString(std::string(text).erase(at, 1), false), std::nullopt)
+          << text << ' ' << at;
     }
   }
 }
 
 TEST(Base64, RefusesWhatNoEncoderWrites) {
-  for (const char* const wrong : {"Z",    "Zg",   "Zg=",   "Zm8",      "Zm9vY",    "Zg===",       "Zg=== ",
-                                  "====", "=",    "Zm9v=", "Zm9v====", "Zg==Zg==", "Zg=a",        "Z=g=",
-                                  "Zh==", "Zm9=", "Zm9v!", "Zm-_",     "Zm\v9v",   "Zm\xC3\xA9v", "Zg=\xC2\xA0="}) {
+  for (const char* const wrong :
+       {"Z",    "Zg",   "Zg=",   "Zm8",      "Zm9vY",    "Zg===",       "Zg=== ",
+        "====", "=",    "Zm9v=", "Zm9v====", "Zg==Zg==", "Zg=a",        "Z=g=",
+        "Zh==", "Zm9=", "Zm9v!", "Zm-_",     "Zm\v9v",   "Zm\xC3\xA9v", "Zg=\xC2\xA0="}) {
     EXPECT_EQ(base64DataFromString(wrong, false), std::nullopt) << wrong;
     EXPECT_EQ(base64DataFromString(wrong, true), std::nullopt) << wrong;
   }

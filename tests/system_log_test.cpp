@@ -44,13 +44,15 @@ class Daemon {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-    EXPECT_EQ(::bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0) << path;
+    EXPECT_EQ(::bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0)
+        << path;
   }
   Daemon(const Daemon&) = delete;
   Daemon& operator=(const Daemon&) = delete;
   ~Daemon() { ::close(socket_); }
 
-  // The entries that have come since the last call: as datagrams, or as files in memory that are sealed.
+  // The entries that have come since the last call: as datagrams, or as files in memory that are
+  // sealed.
   std::vector<std::string> heard() {
     std::vector<std::string> entries;
     for (;;) {
@@ -65,7 +67,8 @@ class Daemon {
       const ssize_t size = ::recvmsg(socket_, &message, MSG_CMSG_CLOEXEC);
       if (size < 0) return entries;
       const cmsghdr* const rights = CMSG_FIRSTHDR(&message);
-      entries.push_back(rights == nullptr ? std::string(data, static_cast<std::size_t>(size)) : sealedContent(*rights));
+      entries.push_back(rights == nullptr ? std::string(data, static_cast<std::size_t>(size))
+                                          : sealedContent(*rights));
       EXPECT_TRUE(rights == nullptr || size == 0);
     }
   }
@@ -74,7 +77,8 @@ class Daemon {
   static std::string sealedContent(const cmsghdr& rights) {
     int descriptor = -1;
     std::memcpy(&descriptor, CMSG_DATA(&rights), sizeof descriptor);
-    EXPECT_EQ(::fcntl(descriptor, F_GET_SEALS), F_SEAL_SEAL | F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE);
+    EXPECT_EQ(::fcntl(descriptor, F_GET_SEALS),
+              F_SEAL_SEAL | F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE);
     std::string content = contentOf("/proc/self/fd/" + std::to_string(descriptor));
     ::close(descriptor);
     return content;
@@ -108,7 +112,8 @@ class SystemLog : public ::testing::Test {
 
   // What the journal is sent: these fields and no others.
   static std::string entry(const std::string& message, const std::string& priority) {
-    return message + "\nPRIORITY=" + priority + "\nSYSLOG_IDENTIFIER=" + program_invocation_short_name +
+    return message + "\nPRIORITY=" + priority +
+           "\nSYSLOG_IDENTIFIER=" + program_invocation_short_name +
            "\nBRISVANE_SUBSYSTEM=org.example.unit\nBRISVANE_CATEGORY=BV\n";
   }
 
@@ -125,17 +130,18 @@ TEST_F(SystemLog, EntriesReachTheJournalWithTheirChannelOrSyslogWhereThereIsNoJo
   const std::string head = "[A-Z][a-z][a-z] [ 1-3][0-9] [0-9][0-9]:[0-9][0-9]:[0-9][0-9] ";
   const std::string name = program_invocation_short_name;
   // The user facility, 8, and the priority.
-  EXPECT_THAT(syslog.heard(),
-              ElementsAre(MatchesRegex("<15>" + head + name + ": to debug"),
-                          EndsWith(name + ": <%s%n %{public}@> 100%"), StartsWith("<11>"), StartsWith("<10>")));
+  EXPECT_THAT(syslog.heard(), ElementsAre(MatchesRegex("<15>" + head + name + ": to debug"),
+                                          EndsWith(name + ": <%s%n %{public}@> 100%"),
+                                          StartsWith("<11>"), StartsWith("<10>")));
   {
     Daemon journal(journalPath);
     writeEntries();
     // A value of several lines goes with its length: no field can be slipped in.
     const std::string lines = "MESSAGE\n" + std::string("\x0C\0\0\0\0\0\0\0", 8) + "a\nPRIORITY=0";
-    EXPECT_THAT(journal.heard(),
-                ElementsAre(entry("MESSAGE=to debug", "7"), entry("MESSAGE=<%s%n %{public}@> 100%", "6"),
-                            entry(lines, "3"), entry("MESSAGE=no placeholder", "2")));
+    EXPECT_THAT(
+        journal.heard(),
+        ElementsAre(entry("MESSAGE=to debug", "7"), entry("MESSAGE=<%s%n %{public}@> 100%", "6"),
+                    entry(lines, "3"), entry("MESSAGE=no placeholder", "2")));
     EXPECT_THAT(syslog.heard(), IsEmpty());
   }
   Daemon restarted(journalPath);
@@ -148,7 +154,8 @@ TEST_F(SystemLog, EntryTooLargeForADatagramIsPassedAsSealedMemory) {
   const std::string large(10'000'000, 'x');
   log.write(kChannel, LogType::kInfo, "%{public}@", large);
   log.write(kChannel, LogType::kInfo, "%{public}@", "small");
-  EXPECT_THAT(journal.heard(), ElementsAre(entry("MESSAGE=" + large, "6"), entry("MESSAGE=small", "6")));
+  EXPECT_THAT(journal.heard(),
+              ElementsAre(entry("MESSAGE=" + large, "6"), entry("MESSAGE=small", "6")));
 }
 
 // Each entry would be waited for as long as the first: the sum of it would have the child ended.
@@ -180,9 +187,11 @@ TEST_F(SystemLog, DaemonThatHangsIsWaitedForOnceAndThenToldHowManyEntriesItMisse
     });
     tool.debug("after");
     tool.debug("as ever");
-    const std::string report = "Entries dropped before this one, because the system log did not take them: ";
+    const std::string report =
+        "Entries dropped before this one, because the system log did not take them: ";
     EXPECT_THAT(daemon.heard(),
-                ElementsAre(HasSubstr("after"), HasSubstr(report + std::to_string(kThreads * lineCount - taken)),
+                ElementsAre(HasSubstr("after"),
+                            HasSubstr(report + std::to_string(kThreads * lineCount - taken)),
                             HasSubstr("as ever")));
   });
 }
@@ -193,7 +202,8 @@ TEST_F(SystemLog, DaemonThatIsSlowMissesNothing) {
   std::vector<std::string> heard;
   {
     const std::jthread writer([&] {
-      for (std::size_t i = 0; i < kEntries; ++i) log.write(kChannel, LogType::kInfo, "%{public}@", "entry");
+      for (std::size_t i = 0; i < kEntries; ++i)
+        log.write(kChannel, LogType::kInfo, "%{public}@", "entry");
     });
     while (heard.size() < kEntries && !::testing::Test::HasFailure()) {
       ::usleep(10'000);

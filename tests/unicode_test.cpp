@@ -28,13 +28,14 @@ TEST(Characters, ThatSteerTheDirectionOfOthersAreTwelve) {
   for (char32_t value = 0; value < 0x110000; ++value) {
     if (isBidirectionalControl(value)) found.push_back(value);
   }
-  EXPECT_THAT(found, ::testing::ElementsAre(0x61C, 0x200E, 0x200F, 0x202A, 0x202B, 0x202C, 0x202D, 0x202E, 0x2066,
-                                            0x2067, 0x2068, 0x2069));
+  EXPECT_THAT(found, ::testing::ElementsAre(0x61C, 0x200E, 0x200F, 0x202A, 0x202B, 0x202C, 0x202D,
+                                            0x202E, 0x2066, 0x2067, 0x2068, 0x2069));
 }
 
 // Every text of five bytes out of those at which UTF-8's rules change.
 TEST(Utf8, AnyBytesReadTheSameForwardsAndBackwardsAndOnlyTheShortestFormIsValid) {
-  constexpr unsigned char kBytes[] = {0x41, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC2, 0xE0, 0xED, 0xF0, 0xF4, 0xFF};
+  constexpr unsigned char kBytes[] = {0x41, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF,
+                                      0xC2, 0xE0, 0xED, 0xF0, 0xF4, 0xFF};
   std::string text(5, '\0');
   for (std::size_t number = 0; number < 13U * 13 * 13 * 13 * 13; ++number) {
     std::size_t rest = number;
@@ -44,12 +45,14 @@ TEST(Utf8, AnyBytesReadTheSameForwardsAndBackwardsAndOnlyTheShortestFormIsValid)
       const CodePoint point = firstCodePoint(left);
       std::string again;
       appendUtf8(again, point.value);
-      ASSERT_TRUE(point.valid ? left.starts_with(again) : point.length == 1) << ::testing::PrintToString(text);
+      ASSERT_TRUE(point.valid ? left.starts_with(again) : point.length == 1)
+          << ::testing::PrintToString(text);
       forward += again;
       left.remove_prefix(point.length);
     }
     std::string backward;
-    for (std::string_view left = text; !left.empty(); left.remove_suffix(lastCodePoint(left).length)) {
+    for (std::string_view left = text; !left.empty();
+         left.remove_suffix(lastCodePoint(left).length)) {
       std::string again;
       appendUtf8(again, lastCodePoint(left).value);
       backward.insert(0, again);
@@ -60,8 +63,8 @@ TEST(Utf8, AnyBytesReadTheSameForwardsAndBackwardsAndOnlyTheShortestFormIsValid)
 
 TEST(Utf8, EachByteThatDoesNotBelongCountsAsOneReplacementCharacter) {
   // Overlong forms, a surrogate, a value above U+10FFFF, sequences cut short, a tail.
-  for (const std::string bytes :
-       {"\xC0\xAF", "\xE0\x80\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xE2\x82", "\xF0\x9F\x98", "\x80"}) {
+  for (const std::string bytes : {"\xC0\xAF", "\xE0\x80\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80",
+                                  "\xE2\x82", "\xF0\x9F\x98", "\x80"}) {
     std::string expected = "a";
     for (std::size_t i = 0; i < bytes.size(); ++i) expected += "\uFFFD";
     EXPECT_FALSE(isUtf8("a" + bytes + "b")) << ::testing::PrintToString(bytes);
@@ -92,10 +95,10 @@ TEST(Characters, AreCountedAsPeopleSeeThem) {
   // CR LF, marks, jamo, a family, skin tones, flags: one character each, however long.
   for (const std::string& one :
        {std::string("\r\n"), "e" + repeated("\u0301", 50'000), std::string("\u1112\u1161\u11AB"),
-        std::string("\U0001F468\u200D\U0001F469\u200D\U0001F467"), std::string("\U0001F44D\U0001F3FD"),
-        "\U0001F44D" + repeated("\U0001F3FD\uFE0F", 50'000), repeated("\U0001F44D\uFE0F\u200D", 50'000),
-        std::string("\U0001F1E9\U0001F1EA"), "\U0001F1E9\U0001F1EA" + repeated("\uFE0F", 50'000),
-        std::string("\U0001F1E9\u200D")}) {
+        std::string("\U0001F468\u200D\U0001F469\u200D\U0001F467"),
+        std::string("\U0001F44D\U0001F3FD"), "\U0001F44D" + repeated("\U0001F3FD\uFE0F", 50'000),
+        repeated("\U0001F44D\uFE0F\u200D", 50'000), std::string("\U0001F1E9\U0001F1EA"),
+        "\U0001F1E9\U0001F1EA" + repeated("\uFE0F", 50'000), std::string("\U0001F1E9\u200D")}) {
     EXPECT_EQ(count(one), 1U) << one.substr(0, 20);
     EXPECT_EQ(count("a" + one + "\xE2\x82" + one), 5U) << one.substr(0, 20);
   }

@@ -44,14 +44,18 @@ class Store {
   [[nodiscard]] std::int32_t remove(std::string_view name) const {
     return set(std::string(VariableStore::kDelete), name);
   }
-  [[nodiscard]] std::vector<std::string> names() const { return registry().propertyNames(open().handle()); }
+  [[nodiscard]] std::vector<std::string> names() const {
+    return registry().propertyNames(open().handle());
+  }
   [[nodiscard]] int originError(const std::string& name) const {
     return testing::errorNumber(registry().origin(open().handle(), name));
   }
 
  private:
   [[nodiscard]] const Registry& registry() const { return platform_->registry(); }
-  [[nodiscard]] OpenNode open() const { return {registry(), registry().nodeAtPath(Registry::kOptionsPath)}; }
+  [[nodiscard]] OpenNode open() const {
+    return {registry(), registry().nodeAtPath(Registry::kOptionsPath)};
+  }
   std::shared_ptr<const Platform> platform_;
 };
 
@@ -72,8 +76,9 @@ struct RealStore {
 };
 
 struct SimulatedStore {
-  std::unique_ptr<simulated::Machine> machine = simulatedMachine(
-      "\"variables\": {\"" + named("abc") + R"(": "abc\u0000", ")" + kLowerSpace + R"(:a:b": {"hex": "FF FE"}})");
+  std::unique_ptr<simulated::Machine> machine =
+      simulatedMachine("\"variables\": {\"" + named("abc") + R"(": "abc\u0000", ")" + kLowerSpace +
+                       R"(:a:b": {"hex": "FF FE"}})");
   Store store{machine->platform()};
 };
 
@@ -89,8 +94,9 @@ TYPED_TEST(EveryStore, ReadsAndListsItsVariablesByTheirFullNames) {
   EXPECT_FALSE(options.get(named("abc"))->same(*options.get(named("abc"))));
   EXPECT_EQ(options.get(named("a:b")), bytes("\xFF\xFE"));
   EXPECT_THAT(options.names(), ElementsAre(named("a:b"), named("abc")));
-  for (const std::string& absent : {named("ABC"), named("ab"), std::string("abc"), std::string(), named(""),
-                                    std::string(VariableStore::kDelete), std::string(VariableStore::kCommit)}) {
+  for (const std::string& absent :
+       {named("ABC"), named("ab"), std::string("abc"), std::string(), named(""),
+        std::string(VariableStore::kDelete), std::string(VariableStore::kCommit)}) {
     EXPECT_EQ(options.get(absent), std::nullopt) << absent;
   }
   EXPECT_EQ(options.originError(named("abc")), 0);
@@ -205,7 +211,8 @@ class ImmutableFile {
 TEST(EfiVariables, AreImmutableAgainAfterAWriteAndGoWhenDeleted) {
   const RealStore real;
   const ImmutableFile file(real.machine / fileOf("abc"));
-  if (!file.set(true)) GTEST_SKIP() << "the file system has no immutable flag, or it is root's to set";
+  if (!file.set(true))
+    GTEST_SKIP() << "the file system has no immutable flag, or it is root's to set";
   EXPECT_EQ(real.store.set(named("abc"), "new"), 0);
   EXPECT_TRUE(file.isSet());
   EXPECT_EQ(real.store.get(named("abc")), bytes("new"));
@@ -221,7 +228,8 @@ TEST(EfiVariables, AreThereOnlyWhereTheirFileSystemIs) {
 }
 
 TEST(SimulatedStore, CanBeReadOnlyFullOrMissing) {
-  const auto locked = simulatedMachine("\"readOnly\": true, \"variables\": {\"" + named("abc") + "\": \"abc\"}");
+  const auto locked =
+      simulatedMachine("\"readOnly\": true, \"variables\": {\"" + named("abc") + "\": \"abc\"}");
   const Store readOnly(locked->platform());
   EXPECT_EQ(readOnly.get(named("abc")), bytes("abc"));
   EXPECT_EQ(readOnly.set(named("abc"), "x"), EROFS);

@@ -21,10 +21,13 @@ Platform makePlatform(const Roots& roots) {
   platform.setPreferences(std::make_shared<ConfigFiles>());
   platform.setDeviceNodes(std::make_shared<DeviceDirectory>(roots.deviceDirectory));
   const AdministratorFile file(roots.administratorFile);
-  const auto variables = std::make_shared<const EfiVariables>(roots.efiVariables, roots.anyFileSystem);
-  platform.setRegistry(std::make_shared<NodeRegistry>(registryNodes(roots.smbios, roots.deviceTree, variables, file)));
+  const auto variables =
+      std::make_shared<const EfiVariables>(roots.efiVariables, roots.anyFileSystem);
+  platform.setRegistry(std::make_shared<NodeRegistry>(
+      registryNodes(roots.smbios, roots.deviceTree, variables, file)));
   platform.setIdentityService(std::make_shared<MachineIdentity>(variables, roots.soc, file));
-  platform.setSystemVersion(std::make_shared<OsRelease>(roots.osRelease, roots.vendorOsRelease, file));
+  platform.setSystemVersion(
+      std::make_shared<OsRelease>(roots.osRelease, roots.vendorOsRelease, file));
   platform.setLaunchService(std::make_shared<ApplicationLauncher>());
   platform.setNetworkInterfaces(std::make_shared<LinkInterfaces>(roots.networkInterfaces));
   platform.setClock(std::make_shared<SystemClock>());

@@ -31,7 +31,8 @@ void SystemLog::write(const LogChannel& /*channel*/, LogType /*type*/, std::stri
                       std::string_view /*argument*/) const noexcept {}
 
 Preferences::~Preferences() = default;
-std::optional<std::string> Preferences::value(std::string_view /*suite*/, std::string_view /*key*/) const {
+std::optional<std::string> Preferences::value(std::string_view /*suite*/,
+                                              std::string_view /*key*/) const {
   return std::nullopt;
 }
 
@@ -43,31 +44,44 @@ Registry::~Registry() = default;
 NodeHandle Registry::root() const { return 0; }
 NodeHandle Registry::nodeAtPath(std::string_view /*path*/) const { return 0; }
 NodeHandle Registry::firstNodeOfClass(std::string_view /*name*/) const { return 0; }
-std::optional<Object> Registry::property(NodeHandle /*node*/, std::string_view /*name*/) const { return std::nullopt; }
-Result<> Registry::setProperty(NodeHandle /*node*/, std::string_view /*name*/, std::string_view /*value*/) const {
+std::optional<Object> Registry::property(NodeHandle /*node*/, std::string_view /*name*/) const {
+  return std::nullopt;
+}
+Result<> Registry::setProperty(NodeHandle /*node*/, std::string_view /*name*/,
+                               std::string_view /*value*/) const {
   return Error(ENOENT);
 }
 std::vector<std::string> Registry::propertyNames(NodeHandle /*node*/) const { return {}; }
-Result<std::string> Registry::origin(NodeHandle /*node*/, std::string_view /*name*/) const { return Error(ENOENT); }
+Result<std::string> Registry::origin(NodeHandle /*node*/, std::string_view /*name*/) const {
+  return Error(ENOENT);
+}
 void Registry::release(NodeHandle /*node*/) const noexcept {}
 
 IdentityService::~IdentityService() = default;
-std::optional<Object> IdentityService::answer(std::string_view /*key*/) const { return std::nullopt; }
-Result<std::string> IdentityService::origin(std::string_view /*key*/) const { return Error(ENODATA); }
+std::optional<Object> IdentityService::answer(std::string_view /*key*/) const {
+  return std::nullopt;
+}
+Result<std::string> IdentityService::origin(std::string_view /*key*/) const {
+  return Error(ENODATA);
+}
 
 SystemVersion::~SystemVersion() = default;
 std::optional<Dictionary> SystemVersion::entries() const { return std::nullopt; }
 std::optional<OsVersion> SystemVersion::running() const { return std::nullopt; }
-Result<std::string> SystemVersion::origin(std::string_view /*entry*/) const { return Error(ENOENT); }
+Result<std::string> SystemVersion::origin(std::string_view /*entry*/) const {
+  return Error(ENOENT);
+}
 
 LaunchService::~LaunchService() = default;
-Result<SubscriptionHandle> LaunchService::subscribe(std::int32_t /*session*/, std::int32_t /*flags*/,
+Result<SubscriptionHandle> LaunchService::subscribe(std::int32_t /*session*/,
+                                                    std::int32_t /*flags*/,
                                                     const SerialQueue& /*queue*/,
                                                     NotificationCallback /*callback*/) const {
   return Error(ENOTSUP, kNoLaunchService);
 }
-Result<> LaunchService::selectCodes(SubscriptionHandle /*subscription*/, std::span<const std::int32_t> /*codes*/,
-                                    std::int32_t /*first*/, std::int32_t /*second*/, std::int32_t /*third*/,
+Result<> LaunchService::selectCodes(SubscriptionHandle /*subscription*/,
+                                    std::span<const std::int32_t> /*codes*/, std::int32_t /*first*/,
+                                    std::int32_t /*second*/, std::int32_t /*third*/,
                                     std::int32_t /*fourth*/) const {
   return Error(ENOTSUP, kNoLaunchService);
 }
@@ -128,7 +142,8 @@ void Platform::setLaunchService(std::shared_ptr<const LaunchService> launchServi
   launchService_ = orMissing<LaunchService>(std::move(launchService));
 }
 
-void Platform::setNetworkInterfaces(std::shared_ptr<const NetworkInterfaces> networkInterfaces) noexcept {
+void Platform::setNetworkInterfaces(
+    std::shared_ptr<const NetworkInterfaces> networkInterfaces) noexcept {
   networkInterfaces_ = orMissing<NetworkInterfaces>(std::move(networkInterfaces));
 }
 

@@ -48,10 +48,14 @@ class BRISVANE_EXPORT Platform {
   [[nodiscard]] const Preferences& preferences() const noexcept { return *preferences_; }
   [[nodiscard]] const DeviceNodes& deviceNodes() const noexcept { return *deviceNodes_; }
   [[nodiscard]] const Registry& registry() const noexcept { return *registry_; }
-  [[nodiscard]] const IdentityService& identityService() const noexcept { return *identityService_; }
+  [[nodiscard]] const IdentityService& identityService() const noexcept {
+    return *identityService_;
+  }
   [[nodiscard]] const SystemVersion& systemVersion() const noexcept { return *systemVersion_; }
   [[nodiscard]] const LaunchService& launchService() const noexcept { return *launchService_; }
-  [[nodiscard]] const NetworkInterfaces& networkInterfaces() const noexcept { return *networkInterfaces_; }
+  [[nodiscard]] const NetworkInterfaces& networkInterfaces() const noexcept {
+    return *networkInterfaces_;
+  }
   [[nodiscard]] const Clock& clock() const noexcept { return *clock_; }
 
  private:

@@ -53,7 +53,8 @@ std::string escaped(std::string_view character, char32_t value) {
   }
   if (!isControl(value)) return std::string(character);
   std::array<char, 12> text{};
-  static_cast<void>(std::snprintf(text.data(), text.size(), "\\u{%X}", static_cast<unsigned>(value)));
+  static_cast<void>(
+      std::snprintf(text.data(), text.size(), "\\u{%X}", static_cast<unsigned>(value)));
   return text.data();
 }
 
@@ -74,7 +75,8 @@ std::shared_ptr<BVLog> currentDefault() {
   return logState().defaultLog;
 }
 
-// The verbosity that the preferences of the platform say. REQUIRES that they do not log: what that takes is being made.
+// The verbosity that the preferences of the platform say. REQUIRES that they do not log: what that
+// takes is being made.
 std::int64_t firstVerbosity() {
   const PreferencesStore& store = PreferencesStore::standard();
 #ifndef NDEBUG
@@ -91,10 +93,12 @@ std::int64_t firstVerbosity() {
 
 }  // namespace
 
-BVLog::BVLog(const SystemLogHandle& osLog, Text logFilePath, std::optional<std::int64_t> verbosityLevel)
+BVLog::BVLog(const SystemLogHandle& osLog, Text logFilePath,
+             std::optional<std::int64_t> verbosityLevel)
     : osLog_(osLog),
       logFilePath_(logFilePath.copy()),
-      verbosityLevel_(verbosityLevel ? *verbosityLevel : PreferencesStore::standard().integer(kVerbosityKey)) {}
+      verbosityLevel_(verbosityLevel ? *verbosityLevel
+                                     : PreferencesStore::standard().integer(kVerbosityKey)) {}
 
 BVLog::~BVLog() = default;
 
@@ -111,7 +115,8 @@ void BVLog::setLogFilePath(Text path) noexcept {
       const std::scoped_lock lock(host::processLock(host::ProcessLock::kLoggers));
       then.swap(logFilePath_);
     }
-    osLog_.write(LogType::kDebug, kPlainFormat, join({"Changed logFilePath from ", quoted(then), " to ", quoted(now)}));
+    osLog_.write(LogType::kDebug, kPlainFormat,
+                 join({"Changed logFilePath from ", quoted(then), " to ", quoted(now)}));
   });
 }
 
@@ -128,7 +133,8 @@ void BVLog::setVerbosityLevel(std::int64_t level) noexcept {
       std::swap(then, verbosityLevel_);
     }
     osLog_.write(LogType::kDebug, kPlainFormat,
-                 join({"Changed verbosityLevel from ", std::to_string(then), " to ", std::to_string(level)}));
+                 join({"Changed verbosityLevel from ", std::to_string(then), " to ",
+                       std::to_string(level)}));
   });
 }
 
@@ -138,7 +144,9 @@ void BVLog::debugl(std::int64_t level, Text message) noexcept {
   if (verbosityLevel() >= level) debug(message);
 }
 
-void BVLog::debug(Text message) noexcept { osLog_.write(LogType::kDebug, kPlainFormat, message.orEmpty()); }
+void BVLog::debug(Text message) noexcept {
+  osLog_.write(LogType::kDebug, kPlainFormat, message.orEmpty());
+}
 
 void BVLog::info(Text message) noexcept {
   const auto platform = host::platform();
@@ -182,7 +190,8 @@ void BVLog::collectError(Text message) {
   }
 }
 
-void BVLog::appendLineToLogFile(const host::Platform& platform, std::string_view prefix, Text message) noexcept {
+void BVLog::appendLineToLogFile(const host::Platform& platform, std::string_view prefix,
+                                Text message) noexcept {
   const Result<> appended = memoryPermitting(Result<>(Error(ENOMEM)), [&]() -> Result<> {
     const auto path = logFilePath();
     if (!path || path->empty()) return {};
@@ -210,8 +219,8 @@ std::optional<Error> BVLog::logFileFailure() const noexcept {
 
 std::shared_ptr<BVLog> BVLog::defaultLog() {
   if (auto current = currentDefault()) return current;
-  // Asked for ahead of the lock, perhaps by several threads: preferences that a tool brings may take their time or
-  // fork.
+  // Asked for ahead of the lock, perhaps by several threads: preferences that a tool brings may
+  // take their time or fork.
   const std::int64_t verbosity = firstVerbosity();
   const SystemLogHandle& channel = SystemLogHandle::waylineLog();
   const std::scoped_lock lock(host::processLock(host::ProcessLock::kLoggers));

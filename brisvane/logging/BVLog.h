@@ -59,8 +59,8 @@ namespace brisvane {
 // The file gets every line.
 //
 //   namespace bv = brisvane;
-//   bv::BVLog::configureDefault(bv::SystemLogHandle::waylineLog(), "/var/tmp/run.log", std::nullopt);
-//   bv::BVLog::Default::info("port opened");
+//   bv::BVLog::configureDefault(bv::SystemLogHandle::waylineLog(), "/var/tmp/run.log",
+//   std::nullopt); bv::BVLog::Default::info("port opened");
 class BRISVANE_EXPORT BVLog final {
  public:
   // A logger on a channel of the system log, with an optional log file. Without a verbosity level,
@@ -144,7 +144,8 @@ class BRISVANE_EXPORT BVLog final {
 
  private:
   void setLogFileFailure(const Error& error) noexcept;
-  void appendLineToLogFile(const host::Platform& platform, std::string_view prefix, Text message) noexcept;
+  void appendLineToLogFile(const host::Platform& platform, std::string_view prefix,
+                           Text message) noexcept;
   void collectError(Text message);
 
   static constexpr std::int64_t kErrorStringMaxLength = 4000;  // user-perceived characters

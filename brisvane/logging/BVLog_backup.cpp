@@ -26,13 +26,15 @@ void BVLog::backupLogFileTo(Text destination) noexcept {
   unlessOutOfMemory([&] {
     const auto path = logFilePath();
     if (!path || path->empty()) return;
-    const std::string to =
-        destination.present() ? *destination.copy() : backupPath(*path, host::platform()->clock().wall());
+    const std::string to = destination.present()
+                               ? *destination.copy()
+                               : backupPath(*path, host::platform()->clock().wall());
     const host::MoveOutcome outcome = host::moveFile(*path, to);
     if (outcome.result.ok()) return;
     std::string report = join({"Failed to backup log: ", outcome.result.error().text()});
     const char* separator = "; it is left at ";
-    for (const std::string& left : outcome.remains) report += std::exchange(separator, " and ") + left;
+    for (const std::string& left : outcome.remains)
+      report += std::exchange(separator, " and ") + left;
     if (outcome.hasLostLines) report += "; lines that were written meanwhile are lost";
     Default::error(report);
   });

@@ -20,14 +20,16 @@ void appendTo(Text text, Text file) noexcept {
   unlessOutOfMemory([&] {
     const std::string_view path = file.orEmpty();
     const Result<> appended = host::appendToFile(path, text.orEmpty());
-    if (!appended.ok()) report({"Failed to append string to file ", path, ": ", appended.error().reason()});
+    if (!appended.ok())
+      report({"Failed to append string to file ", path, ": ", appended.error().reason()});
   });
 }
 
 bool Brisvane::appendString(Text text, Text toFile) noexcept {
   const bool canBeWritten = isAscii(text.orEmpty());
   const std::string_view bytes = canBeWritten ? text.orEmpty() : std::string_view();
-  return memoryPermitting(false, [&] { return host::appendToFile(toFile.orEmpty(), bytes).ok() && canBeWritten; });
+  return memoryPermitting(
+      false, [&] { return host::appendToFile(toFile.orEmpty(), bytes).ok() && canBeWritten; });
 }
 
 bool writeToPlist(const Dictionary& dictionary, Text filePath) noexcept {
@@ -44,7 +46,8 @@ bool writeToPlist(const Dictionary& dictionary, Text filePath) noexcept {
       return isCreated;
     }
     const Result<> overwritten = host::overwriteFile(path, asCharacters(encoded.value()));
-    if (!overwritten.ok()) report({"Failed to write ", path, " file: ", overwritten.error().reason()});
+    if (!overwritten.ok())
+      report({"Failed to write ", path, " file: ", overwritten.error().reason()});
     return overwritten.ok();
   });
 }

@@ -16,7 +16,9 @@ ErrorText::ErrorText(std::string_view content, std::size_t limit) : text(content
   length = lengthOfLines + host::characterCount(open, limit);
 }
 
-std::string_view ErrorText::lastLine() const noexcept { return std::string_view(text).substr(text.rfind('\n') + 1); }
+std::string_view ErrorText::lastLine() const noexcept {
+  return std::string_view(text).substr(text.rfind('\n') + 1);
+}
 
 LogState& logState() noexcept { return *state; }
 

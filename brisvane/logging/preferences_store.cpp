@@ -17,7 +17,8 @@ PreferencesStore::PreferencesStore(Text suite) : suite_(suite.orEmpty()) {}
 
 std::optional<std::string> PreferencesStore::text(Text key) const noexcept {
   if (!isStandard_ && suite_.empty()) return std::nullopt;
-  return memoryPermitting(std::nullopt, [&] { return host::platform()->preferences().value(suite_, key.orEmpty()); });
+  return memoryPermitting(
+      std::nullopt, [&] { return host::platform()->preferences().value(suite_, key.orEmpty()); });
 }
 
 std::int64_t PreferencesStore::integer(Text key) const noexcept {

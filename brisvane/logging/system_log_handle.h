@@ -32,7 +32,9 @@ class BRISVANE_EXPORT SystemLogHandle {
   [[nodiscard]] const std::string& category() const noexcept { return names_->category; }
 
   // Whether both refer to one channel object.
-  [[nodiscard]] bool same(const SystemLogHandle& other) const noexcept { return names_ == other.names_; }
+  [[nodiscard]] bool same(const SystemLogHandle& other) const noexcept {
+    return names_ == other.names_;
+  }
 
   // Records one entry: `format`, with `message` in place of its placeholder "%{public}@". Does not
   // fail: see host::SystemLog::write(). The second form takes the platform from the caller.

@@ -19,7 +19,9 @@ using host::VariableStore;
 
 constexpr std::int32_t kNoStore = -1;
 
-std::string fullName(const Guid& space, Text name) { return join({guidText(space), ":", name.orEmpty()}); }
+std::string fullName(const Guid& space, Text name) {
+  return join({guidText(space), ":", name.orEmpty()});
+}
 
 // Whether both are one object, or both are absent.
 bool same(const std::optional<Object>& left, const std::optional<Object>& right) noexcept {
@@ -42,14 +44,16 @@ std::int32_t setProperty(const Registry& registry, std::string_view name, std::s
 
 // Calls an operation with a full name, and gives `failure` when memory runs out for that.
 template <typename Value, typename Operation>
-Value inNamespace(const Guid& space, Text name, const Value& failure, Operation operation) noexcept {
+Value inNamespace(const Guid& space, Text name, const Value& failure,
+                  Operation operation) noexcept {
   return memoryPermitting(failure, [&]() -> Value { return operation(fullName(space, name)); });
 }
 
 }  // namespace
 
-std::optional<Object> BVNvram::dataFromVariable(Text name, bool requireDevFused, bool requireInternalOS,
-                                                const std::optional<Object>& notFoundObject) noexcept {
+std::optional<Object> BVNvram::dataFromVariable(
+    Text name, bool requireDevFused, bool requireInternalOS,
+    const std::optional<Object>& notFoundObject) noexcept {
   return memoryPermitting(notFoundObject, [&]() -> std::optional<Object> {
     if (isRefused(requireDevFused, requireInternalOS)) return notFoundObject;
     const auto platform = host::platform();
@@ -62,8 +66,9 @@ std::optional<Object> BVNvram::dataFromVariable(Text name, bool requireDevFused,
   });
 }
 
-std::optional<Object> BVNvram::dictionaryFromVariable(Text name, bool requireDevFused, bool requireInternalOS,
-                                                      const std::optional<Object>& notFoundObject) noexcept {
+std::optional<Object> BVNvram::dictionaryFromVariable(
+    Text name, bool requireDevFused, bool requireInternalOS,
+    const std::optional<Object>& notFoundObject) noexcept {
   return memoryPermitting(notFoundObject, [&]() -> std::optional<Object> {
     const auto value = dataFromVariable(name, requireDevFused, requireInternalOS, notFoundObject);
     if (same(value, notFoundObject)) return notFoundObject;
@@ -75,8 +80,9 @@ std::optional<Object> BVNvram::dictionaryFromVariable(Text name, bool requireDev
   });
 }
 
-std::optional<Object> BVNvram::stringFromVariable(Text name, bool requireDevFused, bool requireInternalOS,
-                                                  const std::optional<Object>& notFoundObject) noexcept {
+std::optional<Object> BVNvram::stringFromVariable(
+    Text name, bool requireDevFused, bool requireInternalOS,
+    const std::optional<Object>& notFoundObject) noexcept {
   return memoryPermitting(notFoundObject, [&]() -> std::optional<Object> {
     auto value = dataFromVariable(name, requireDevFused, requireInternalOS, notFoundObject);
     if (same(value, notFoundObject)) return notFoundObject;
@@ -114,40 +120,46 @@ std::int32_t BVNvram::writeStringVariable(Text name, Text withValue) noexcept {
 
 std::int32_t BVNvram::deleteVariable(Text name) noexcept {
   const auto platform = host::platform();
-  const std::int32_t status = memoryPermitting(
-      std::int32_t{ENOMEM}, [&] { return setProperty(platform->registry(), VariableStore::kDelete, name.orEmpty()); });
+  const std::int32_t status = memoryPermitting(std::int32_t{ENOMEM}, [&] {
+    return setProperty(platform->registry(), VariableStore::kDelete, name.orEmpty());
+  });
   if (status != 0) return status;
-  unlessOutOfMemory(
-      [&] { static_cast<void>(setProperty(platform->registry(), VariableStore::kCommit, VariableStore::kCommit)); });
+  unlessOutOfMemory([&] {
+    static_cast<void>(
+        setProperty(platform->registry(), VariableStore::kCommit, VariableStore::kCommit));
+  });
   return 0;
 }
 
 // --- The system namespace ---
 
-std::optional<Object> BVNvram::systemGUID_dataFromVariable(Text name, bool requireDevFused, bool requireInternalOS,
-                                                           const std::optional<Object>& notFoundObject) noexcept {
+std::optional<Object> BVNvram::systemGUID_dataFromVariable(
+    Text name, bool requireDevFused, bool requireInternalOS,
+    const std::optional<Object>& notFoundObject) noexcept {
   return inNamespace(kSystemGuid, name, notFoundObject, [&](Text full) {
     return dataFromVariable(full, requireDevFused, requireInternalOS, notFoundObject);
   });
 }
 
-std::optional<Object> BVNvram::systemGUID_dictionaryFromVariable(Text name, bool requireDevFused,
-                                                                 bool requireInternalOS,
-                                                                 const std::optional<Object>& notFoundObject) noexcept {
+std::optional<Object> BVNvram::systemGUID_dictionaryFromVariable(
+    Text name, bool requireDevFused, bool requireInternalOS,
+    const std::optional<Object>& notFoundObject) noexcept {
   return inNamespace(kSystemGuid, name, notFoundObject, [&](Text full) {
     return dictionaryFromVariable(full, requireDevFused, requireInternalOS, notFoundObject);
   });
 }
 
-std::optional<Object> BVNvram::systemGUID_stringFromVariable(Text name, bool requireDevFused, bool requireInternalOS,
-                                                             const std::optional<Object>& notFoundObject) noexcept {
+std::optional<Object> BVNvram::systemGUID_stringFromVariable(
+    Text name, bool requireDevFused, bool requireInternalOS,
+    const std::optional<Object>& notFoundObject) noexcept {
   return inNamespace(kSystemGuid, name, notFoundObject, [&](Text full) {
     return stringFromVariable(full, requireDevFused, requireInternalOS, notFoundObject);
   });
 }
 
 std::optional<Object> BVNvram::systemGUID_dataFromVariable(Text name) noexcept {
-  return inNamespace(kSystemGuid, name, std::optional<Object>(), [](Text full) { return dataFromVariable(full); });
+  return inNamespace(kSystemGuid, name, std::optional<Object>(),
+                     [](Text full) { return dataFromVariable(full); });
 }
 
 std::optional<Dictionary> BVNvram::systemGUID_dictionaryFromVariable(Text name) noexcept {
@@ -166,35 +178,39 @@ std::int32_t BVNvram::writeSystemGUID_StringVariable(Text name, Text withValue) 
 }
 
 std::int32_t BVNvram::deleteSystemGUIDVariable(Text name) noexcept {
-  return inNamespace(kSystemGuid, name, std::int32_t{ENOMEM}, [](Text full) { return deleteVariable(full); });
+  return inNamespace(kSystemGuid, name, std::int32_t{ENOMEM},
+                     [](Text full) { return deleteVariable(full); });
 }
 
 // --- The larder namespace ---
 
-std::optional<Object> BVNvram::larderGUID_dataFromVariable(Text name, bool requireDevFused, bool requireInternalOS,
-                                                           const std::optional<Object>& notFoundObject) noexcept {
+std::optional<Object> BVNvram::larderGUID_dataFromVariable(
+    Text name, bool requireDevFused, bool requireInternalOS,
+    const std::optional<Object>& notFoundObject) noexcept {
   return inNamespace(kLarderGuid, name, notFoundObject, [&](Text full) {
     return dataFromVariable(full, requireDevFused, requireInternalOS, notFoundObject);
   });
 }
 
-std::optional<Object> BVNvram::larderGUID_dictionaryFromVariable(Text name, bool requireDevFused,
-                                                                 bool requireInternalOS,
-                                                                 const std::optional<Object>& notFoundObject) noexcept {
+std::optional<Object> BVNvram::larderGUID_dictionaryFromVariable(
+    Text name, bool requireDevFused, bool requireInternalOS,
+    const std::optional<Object>& notFoundObject) noexcept {
   return inNamespace(kLarderGuid, name, notFoundObject, [&](Text full) {
     return dictionaryFromVariable(full, requireDevFused, requireInternalOS, notFoundObject);
   });
 }
 
-std::optional<Object> BVNvram::larderGUID_stringFromVariable(Text name, bool requireDevFused, bool requireInternalOS,
-                                                             const std::optional<Object>& notFoundObject) noexcept {
+std::optional<Object> BVNvram::larderGUID_stringFromVariable(
+    Text name, bool requireDevFused, bool requireInternalOS,
+    const std::optional<Object>& notFoundObject) noexcept {
   return inNamespace(kLarderGuid, name, notFoundObject, [&](Text full) {
     return stringFromVariable(full, requireDevFused, requireInternalOS, notFoundObject);
   });
 }
 
 std::optional<Object> BVNvram::larderGUID_dataFromVariable(Text name) noexcept {
-  return inNamespace(kLarderGuid, name, std::optional<Object>(), [](Text full) { return dataFromVariable(full); });
+  return inNamespace(kLarderGuid, name, std::optional<Object>(),
+                     [](Text full) { return dataFromVariable(full); });
 }
 
 std::optional<Dictionary> BVNvram::larderGUID_dictionaryFromVariable(Text name) noexcept {
@@ -213,7 +229,8 @@ std::int32_t BVNvram::writeLarderGUID_StringVariable(Text name, Text withValue) 
 }
 
 std::int32_t BVNvram::deleteLarderGUIDVariable(Text name) noexcept {
-  return inNamespace(kLarderGuid, name, std::int32_t{ENOMEM}, [](Text full) { return deleteVariable(full); });
+  return inNamespace(kLarderGuid, name, std::int32_t{ENOMEM},
+                     [](Text full) { return deleteVariable(full); });
 }
 
 }  // namespace brisvane

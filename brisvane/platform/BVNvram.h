@@ -63,14 +63,17 @@ class BRISVANE_EXPORT BVNvram final {
 
   // --- Full names ---
 
-  [[nodiscard]] static std::optional<Object> dataFromVariable(Text name, bool requireDevFused, bool requireInternalOS,
-                                                              const std::optional<Object>& notFoundObject) noexcept;
+  [[nodiscard]] static std::optional<Object> dataFromVariable(
+      Text name, bool requireDevFused, bool requireInternalOS,
+      const std::optional<Object>& notFoundObject) noexcept;
   [[nodiscard]] static std::optional<Object> dataFromVariable(Text name) noexcept;
   [[nodiscard]] static std::optional<Object> dictionaryFromVariable(
-      Text name, bool requireDevFused, bool requireInternalOS, const std::optional<Object>& notFoundObject) noexcept;
+      Text name, bool requireDevFused, bool requireInternalOS,
+      const std::optional<Object>& notFoundObject) noexcept;
   [[nodiscard]] static std::optional<Dictionary> dictionaryFromVariable(Text name) noexcept;
-  [[nodiscard]] static std::optional<Object> stringFromVariable(Text name, bool requireDevFused, bool requireInternalOS,
-                                                                const std::optional<Object>& notFoundObject) noexcept;
+  [[nodiscard]] static std::optional<Object> stringFromVariable(
+      Text name, bool requireDevFused, bool requireInternalOS,
+      const std::optional<Object>& notFoundObject) noexcept;
   [[nodiscard]] static std::optional<std::string> stringFromVariable(Text name) noexcept;
   static std::int32_t writeStringVariable(Text name, Text withValue) noexcept;
   // Deletes the variable. When that succeeds, the store commits at once. A failure to commit is
@@ -80,13 +83,17 @@ class BRISVANE_EXPORT BVNvram final {
   // --- Short names in the system namespace ---
 
   [[nodiscard]] static std::optional<Object> systemGUID_dataFromVariable(
-      Text name, bool requireDevFused, bool requireInternalOS, const std::optional<Object>& notFoundObject) noexcept;
+      Text name, bool requireDevFused, bool requireInternalOS,
+      const std::optional<Object>& notFoundObject) noexcept;
   [[nodiscard]] static std::optional<Object> systemGUID_dataFromVariable(Text name) noexcept;
   [[nodiscard]] static std::optional<Object> systemGUID_dictionaryFromVariable(
-      Text name, bool requireDevFused, bool requireInternalOS, const std::optional<Object>& notFoundObject) noexcept;
-  [[nodiscard]] static std::optional<Dictionary> systemGUID_dictionaryFromVariable(Text name) noexcept;
+      Text name, bool requireDevFused, bool requireInternalOS,
+      const std::optional<Object>& notFoundObject) noexcept;
+  [[nodiscard]] static std::optional<Dictionary> systemGUID_dictionaryFromVariable(
+      Text name) noexcept;
   [[nodiscard]] static std::optional<Object> systemGUID_stringFromVariable(
-      Text name, bool requireDevFused, bool requireInternalOS, const std::optional<Object>& notFoundObject) noexcept;
+      Text name, bool requireDevFused, bool requireInternalOS,
+      const std::optional<Object>& notFoundObject) noexcept;
   [[nodiscard]] static std::optional<std::string> systemGUID_stringFromVariable(Text name) noexcept;
   static std::int32_t writeSystemGUID_StringVariable(Text name, Text withValue) noexcept;
   static std::int32_t deleteSystemGUIDVariable(Text name) noexcept;
@@ -94,13 +101,17 @@ class BRISVANE_EXPORT BVNvram final {
   // --- Short names in the larder namespace ---
 
   [[nodiscard]] static std::optional<Object> larderGUID_dataFromVariable(
-      Text name, bool requireDevFused, bool requireInternalOS, const std::optional<Object>& notFoundObject) noexcept;
+      Text name, bool requireDevFused, bool requireInternalOS,
+      const std::optional<Object>& notFoundObject) noexcept;
   [[nodiscard]] static std::optional<Object> larderGUID_dataFromVariable(Text name) noexcept;
   [[nodiscard]] static std::optional<Object> larderGUID_dictionaryFromVariable(
-      Text name, bool requireDevFused, bool requireInternalOS, const std::optional<Object>& notFoundObject) noexcept;
-  [[nodiscard]] static std::optional<Dictionary> larderGUID_dictionaryFromVariable(Text name) noexcept;
+      Text name, bool requireDevFused, bool requireInternalOS,
+      const std::optional<Object>& notFoundObject) noexcept;
+  [[nodiscard]] static std::optional<Dictionary> larderGUID_dictionaryFromVariable(
+      Text name) noexcept;
   [[nodiscard]] static std::optional<Object> larderGUID_stringFromVariable(
-      Text name, bool requireDevFused, bool requireInternalOS, const std::optional<Object>& notFoundObject) noexcept;
+      Text name, bool requireDevFused, bool requireInternalOS,
+      const std::optional<Object>& notFoundObject) noexcept;
   [[nodiscard]] static std::optional<std::string> larderGUID_stringFromVariable(Text name) noexcept;
   static std::int32_t writeLarderGUID_StringVariable(Text name, Text withValue) noexcept;
   static std::int32_t deleteLarderGUIDVariable(Text name) noexcept;

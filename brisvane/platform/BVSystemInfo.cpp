@@ -54,7 +54,8 @@ void BVSystemInfo::setIsSeed() noexcept {
   isSeedBuild_ = memoryPermitting(false, [this] {
     constexpr std::size_t kShortest = 4;
     const std::u16string build = toUtf16(Text(osBuildVersionStr_).orEmpty());
-    return build.size() >= kShortest && isLetter(build[2]) && isLetter(build.back()) && build[3] == u'5';
+    return build.size() >= kShortest && isLetter(build[2]) && isLetter(build.back()) &&
+           build[3] == u'5';
   });
 }
 
@@ -78,7 +79,8 @@ Dictionary BVSystemInfo::profile() const {
   };
 }
 
-std::optional<std::string> BVSystemInfo::stringFromHwRegEntry(host::NodeHandle entry, Text value) const noexcept {
+std::optional<std::string> BVSystemInfo::stringFromHwRegEntry(host::NodeHandle entry,
+                                                              Text value) const noexcept {
   return memoryPermitting(std::nullopt, [&] { return decodeText(propertyOf(entry, value)); });
 }
 
@@ -94,13 +96,16 @@ std::optional<std::uint64_t> BVSystemInfo::numFromHwRegEntryData8Byte(host::Node
   });
 }
 
-std::optional<std::uint16_t> BVSystemInfo::numFromHwRegEntryDataFlipWord(host::NodeHandle entry,
-                                                                         Text value) const noexcept {
-  return memoryPermitting(std::nullopt, [&] { return decodeNumber<std::uint16_t>(propertyOf(entry, value)); });
+std::optional<std::uint16_t> BVSystemInfo::numFromHwRegEntryDataFlipWord(
+    host::NodeHandle entry, Text value) const noexcept {
+  return memoryPermitting(std::nullopt,
+                          [&] { return decodeNumber<std::uint16_t>(propertyOf(entry, value)); });
 }
 
-std::optional<std::uint8_t> BVSystemInfo::numFromHwRegEntryDataByte(host::NodeHandle entry, Text value) const noexcept {
-  return memoryPermitting(std::nullopt, [&] { return decodeNumber<std::uint8_t>(propertyOf(entry, value)); });
+std::optional<std::uint8_t> BVSystemInfo::numFromHwRegEntryDataByte(host::NodeHandle entry,
+                                                                    Text value) const noexcept {
+  return memoryPermitting(std::nullopt,
+                          [&] { return decodeNumber<std::uint8_t>(propertyOf(entry, value)); });
 }
 
 bool BVSystemInfo::folderExists(Text path, bool createFolder) noexcept {

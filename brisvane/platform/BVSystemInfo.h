@@ -80,15 +80,16 @@ class BRISVANE_EXPORT BVSystemInfo final {
   //  3. It has only ASCII characters ahead of its first zero byte: those characters.
   //  4. Any other: two lower-case hexadecimal digits for each byte.
   // nullopt for an empty buffer and for a property of another kind.
-  [[nodiscard]] std::optional<std::string> stringFromHwRegEntry(host::NodeHandle entry, Text value) const noexcept;
+  [[nodiscard]] std::optional<std::string> stringFromHwRegEntry(host::NodeHandle entry,
+                                                                Text value) const noexcept;
 
   // The first eight, two or one bytes of a byte buffer, as a little-endian number. nullopt for a
   // property of another kind. For a buffer that is too short, the first operation takes 0 for each
   // missing byte; the other two give nullopt.
   [[nodiscard]] std::optional<std::uint64_t> numFromHwRegEntryData8Byte(host::NodeHandle entry,
                                                                         Text value) const noexcept;
-  [[nodiscard]] std::optional<std::uint16_t> numFromHwRegEntryDataFlipWord(host::NodeHandle entry,
-                                                                           Text value) const noexcept;
+  [[nodiscard]] std::optional<std::uint16_t> numFromHwRegEntryDataFlipWord(
+      host::NodeHandle entry, Text value) const noexcept;
   [[nodiscard]] std::optional<std::uint8_t> numFromHwRegEntryDataByte(host::NodeHandle entry,
                                                                       Text value) const noexcept;
 
@@ -115,23 +116,35 @@ class BRISVANE_EXPORT BVSystemInfo final {
 
   // Whether the machine runs production-signed software only.
   [[nodiscard]] bool isProductionFused() const noexcept { return isProductionFused_; }
-  void setIsProductionFused(bool isProductionFused) noexcept { isProductionFused_ = isProductionFused; }
+  void setIsProductionFused(bool isProductionFused) noexcept {
+    isProductionFused_ = isProductionFused;
+  }
 
   // Whether strRookeryBuildVersion holds "DEVELOPMENT".
   [[nodiscard]] bool isInternaOS() const noexcept { return isInternaOS_; }
   void setIsInternaOS(bool isInternaOS) noexcept { isInternaOS_ = isInternaOS; }
 
-  [[nodiscard]] const std::optional<std::string>& targetType() const noexcept { return targetType_; }
+  [[nodiscard]] const std::optional<std::string>& targetType() const noexcept {
+    return targetType_;
+  }
   void setTargetType(Text targetType) noexcept { set(targetType_, targetType); }
 
-  [[nodiscard]] const std::optional<std::string>& systemSerialNumber() const noexcept { return systemSerialNumber_; }
-  void setSystemSerialNumber(Text systemSerialNumber) noexcept { set(systemSerialNumber_, systemSerialNumber); }
+  [[nodiscard]] const std::optional<std::string>& systemSerialNumber() const noexcept {
+    return systemSerialNumber_;
+  }
+  void setSystemSerialNumber(Text systemSerialNumber) noexcept {
+    set(systemSerialNumber_, systemSerialNumber);
+  }
 
-  [[nodiscard]] const std::optional<std::string>& firmwareVersion() const noexcept { return firmwareVersion_; }
+  [[nodiscard]] const std::optional<std::string>& firmwareVersion() const noexcept {
+    return firmwareVersion_;
+  }
   void setFirmwareVersion(Text firmwareVersion) noexcept { set(firmwareVersion_, firmwareVersion); }
 
   // The board's identifier as a text; boardID() is a number.
-  [[nodiscard]] const std::optional<std::string>& boardIDStr() const noexcept { return boardIDStr_; }
+  [[nodiscard]] const std::optional<std::string>& boardIDStr() const noexcept {
+    return boardIDStr_;
+  }
   void setBoardIDStr(Text boardIDStr) noexcept { set(boardIDStr_, boardIDStr); }
 
   [[nodiscard]] const std::optional<std::string>& UUID() const noexcept { return UUID_; }
@@ -142,7 +155,9 @@ class BRISVANE_EXPORT BVSystemInfo final {
   void setECID(std::optional<std::uint64_t> ECID) noexcept { ECID_ = ECID; }
 
   // The companion chip's model, without "AP" at its end.
-  [[nodiscard]] const std::optional<std::string>& keelModelName() const noexcept { return keelModelName_; }
+  [[nodiscard]] const std::optional<std::string>& keelModelName() const noexcept {
+    return keelModelName_;
+  }
   void setKeelModelName(Text keelModelName) noexcept { set(keelModelName_, keelModelName); }
 
   [[nodiscard]] std::optional<std::uint8_t> boardID() const noexcept { return boardID_; }
@@ -163,10 +178,16 @@ class BRISVANE_EXPORT BVSystemInfo final {
   }
 
   // The version of the OS as users know it, and its build.
-  [[nodiscard]] const std::optional<std::string>& osVersionStr() const noexcept { return osVersionStr_; }
+  [[nodiscard]] const std::optional<std::string>& osVersionStr() const noexcept {
+    return osVersionStr_;
+  }
   void setOsVersionStr(Text osVersionStr) noexcept { set(osVersionStr_, osVersionStr); }
-  [[nodiscard]] const std::optional<std::string>& osBuildVersionStr() const noexcept { return osBuildVersionStr_; }
-  void setOsBuildVersionStr(Text osBuildVersionStr) noexcept { set(osBuildVersionStr_, osBuildVersionStr); }
+  [[nodiscard]] const std::optional<std::string>& osBuildVersionStr() const noexcept {
+    return osBuildVersionStr_;
+  }
+  void setOsBuildVersionStr(Text osBuildVersionStr) noexcept {
+    set(osBuildVersionStr_, osBuildVersionStr);
+  }
 
   // The running OS version; three zeros when it is unknown. Reading and setting are atomic.
   [[nodiscard]] host::OsVersion osVersion() const noexcept;

@@ -32,8 +32,8 @@ constexpr std::string_view kInternalMark = "DEVELOPMENT";
 bool isTrue(const std::optional<Object>& answer) {
   if (!answer) return false;
   if (const auto flag = answer->boolean()) return *flag;
-  return (answer->integer() || answer->unsignedInteger() || answer->real()) && answer != Object(0) &&
-         answer != Object(0.0);
+  return (answer->integer() || answer->unsignedInteger() || answer->real()) &&
+         answer != Object(0) && answer != Object(0.0);
 }
 
 // The number that a host board's identifier ends with, in hexadecimal.
@@ -44,11 +44,12 @@ std::uint64_t hostBoardNumber(const std::string& board) {
 
 }  // namespace
 
-// One run over the table of sources, from one reading of the machine's files. A value for which memory
-// runs out stays as it is, and the run goes on with the next.
+// One run over the table of sources, from one reading of the machine's files. A value for which
+// memory runs out stays as it is, and the run goes on with the next.
 class BVSystemInfo::Gathering {
  public:
-  Gathering(BVSystemInfo& info, const host::Platform& platform) : info_(info), platform_(platform) {}
+  Gathering(BVSystemInfo& info, const host::Platform& platform)
+      : info_(info), platform_(platform) {}
 
   void run() {
     takeAnswersWithoutNode();
@@ -58,7 +59,8 @@ class BVSystemInfo::Gathering {
     info_.isPrePelorusHost_ = kStartsAsPrePelorusHost;
     takeSystemVersion();
     info_.chipID_ = std::nullopt;
-    if (takeFrom(ProfileService::kChosenNode) && info_.chipID_ && info_.boardID_) info_.isPrePelorusHost_ = false;
+    if (takeFrom(ProfileService::kChosenNode) && info_.chipID_ && info_.boardID_)
+      info_.isPrePelorusHost_ = false;
     if (!takeFrom(ProfileService::kPlatformNode)) return;
     shortenCompanionModel();
     if (!info_.firmwareVersion_) static_cast<void>(takeFrom(ProfileService::kRomNode));
@@ -91,7 +93,8 @@ class BVSystemInfo::Gathering {
   // when the machine has no such node.
   bool takeFrom(ProfileService service) {
     const Registry& registry = platform_.registry();
-    const OpenNode node(registry, memoryPermitting(host::NodeHandle{0}, [&] { return openNode(registry, service); }));
+    const OpenNode node(registry, memoryPermitting(host::NodeHandle{0},
+                                                   [&] { return openNode(registry, service); }));
     if (!node) return false;
     forEachSource([&](const ProfileValue& value, const ProfileSource& source) {
       if (source.service == service && isWanted(value, source)) {
@@ -141,11 +144,14 @@ class BVSystemInfo::Gathering {
   void takeAnswer(std::string_view key, const std::optional<Object>& answer) {
     if (key == "isProductionFused") info_.isProductionFused_ = isTrue(answer);
     if (key == "ecid") info_.ECID_ = answer ? answer->unsignedInteger() : std::nullopt;
-    if (const TextField field = textField(key)) info_.*field = answer ? answer->text() : std::nullopt;
+    if (const TextField field = textField(key))
+      info_.*field = answer ? answer->text() : std::nullopt;
   }
 
   void takeSystemVersion() {
-    unlessOutOfMemory([this] { info_.setOsVersion(platform_.systemVersion().running().value_or(host::OsVersion{})); });
+    unlessOutOfMemory([this] {
+      info_.setOsVersion(platform_.systemVersion().running().value_or(host::OsVersion{}));
+    });
     unlessOutOfMemory([this] {
       const Dictionary entries = platform_.systemVersion().entries().value_or(Dictionary());
       forEachSource([&](const ProfileValue& value, const ProfileSource& source) {

@@ -20,19 +20,25 @@ constexpr std::string_view kSerialNumber = "HwPlatformSerialNumber";
 constexpr std::string_view kRookeryBuild = "RookeryBuildVersion";
 
 constexpr ProfileSource kTargetTypeSources[] = {{kPlatformNode, kTargetType}};
-constexpr ProfileSource kSerialNumberSources[] = {{kChosenNode, kSerialNumber}, {kPlatformNode, kSerialNumber}};
-constexpr ProfileSource kFirmwareSources[] = {{kIdentity, IdentityService::kFirmwareVersion, kChosenNode},
-                                              {kChosenNode, "firmware-version"},
-                                              {kRomNode, "version", kPlatformNode}};
+constexpr ProfileSource kSerialNumberSources[] = {{kChosenNode, kSerialNumber},
+                                                  {kPlatformNode, kSerialNumber}};
+constexpr ProfileSource kFirmwareSources[] = {
+    {kIdentity, IdentityService::kFirmwareVersion, kChosenNode},
+    {kChosenNode, "firmware-version"},
+    {kRomNode, "version", kPlatformNode}};
 constexpr ProfileSource kEcidSources[] = {{kIdentity, IdentityService::kUniqueChipID, kChosenNode}};
 constexpr ProfileSource kModelSources[] = {{kChosenNode, "model"}, {kPlatformNode, "model"}};
 constexpr ProfileSource kBoardSources[] = {{kPlatformNode, "board-id"}};
-constexpr ProfileSource kChipNumberSources[] = {{kCompanionChip, "", kPlatformNode}, {kChosenNode, "chip-id"}};
-constexpr ProfileSource kBoardNumberSources[] = {{kCompanionChip, "", kPlatformNode}, {kChosenNode, "board-id"}};
-constexpr ProfileSource kUuidSources[] = {{kIdentity, IdentityService::kUniqueDeviceID, kPlatformNode},
-                                          {kPlatformNode, "HwPlatformUUID"}};
+constexpr ProfileSource kChipNumberSources[] = {{kCompanionChip, "", kPlatformNode},
+                                                {kChosenNode, "chip-id"}};
+constexpr ProfileSource kBoardNumberSources[] = {{kCompanionChip, "", kPlatformNode},
+                                                 {kChosenNode, "board-id"}};
+constexpr ProfileSource kUuidSources[] = {
+    {kIdentity, IdentityService::kUniqueDeviceID, kPlatformNode},
+    {kPlatformNode, "HwPlatformUUID"}};
 constexpr ProfileSource kKeelModelSources[] = {{kPlatformNode, "bridge-model"}};
-constexpr ProfileSource kOsVersionSources[] = {{kSystemVersion, SystemVersion::kUserVisibleVersion}};
+constexpr ProfileSource kOsVersionSources[] = {
+    {kSystemVersion, SystemVersion::kUserVisibleVersion}};
 constexpr ProfileSource kOsBuildSources[] = {{kSystemVersion, SystemVersion::kBuildVersion}};
 constexpr ProfileSource kRookeryBuildSources[] = {{kRootNode, kRookeryBuild}};
 constexpr ProfileSource kHostGenerationSources[] = {

@@ -48,6 +48,7 @@ struct ProfileValue {
 
 // Opens the node. The caller releases it: see host::OpenNode. 0 when the machine has no such node,
 // and for a service that is no node. Throws what the registry throws.
-[[nodiscard]] BRISVANE_EXPORT host::NodeHandle openNode(const host::Registry& registry, ProfileService node);
+[[nodiscard]] BRISVANE_EXPORT host::NodeHandle openNode(const host::Registry& registry,
+                                                        ProfileService node);
 
 }  // namespace brisvane

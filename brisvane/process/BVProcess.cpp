@@ -65,13 +65,15 @@ std::string textOf(const Object& value) {
 bool concerns(const Dictionary& data, const std::optional<std::string>& bundleID) noexcept {
   const auto found = data.find(LaunchService::kBundleIdentifier);
   const bool isThere = found != data.end();
-  unlessOutOfMemory([&] { debug({kNotified, " BkBundleIdentifier: ", isThere ? textOf(found->second) : "(null)"}); });
+  unlessOutOfMemory([&] {
+    debug({kNotified, " BkBundleIdentifier: ", isThere ? textOf(found->second) : "(null)"});
+  });
   const std::string* const identifier = isThere ? found->second.ifText() : nullptr;
   return identifier != nullptr && bundleID == *identifier;
 }
 
-void onNotification(std::int32_t code, const Dictionary* data, const std::optional<std::string>& bundleID,
-                    WaitObject& up) noexcept {
+void onNotification(std::int32_t code, const Dictionary* data,
+                    const std::optional<std::string>& bundleID, WaitObject& up) noexcept {
   debug({kNotified, " -- RQNotificationID: ", hexText(code), " --"});
   if (data != nullptr && !concerns(*data, bundleID)) return;
   if (isFinishing(code)) {
@@ -84,13 +86,15 @@ void onNotification(std::int32_t code, const Dictionary* data, const std::option
 
 std::string_view failureText(std::int64_t result) noexcept {
   if (result == BVProcess::kRunAppNoNotifications) return "Error in setup notification";
-  return result == BVProcess::kRunAppTimedOut ? "Process timed out" : "Error in launching application";
+  return result == BVProcess::kRunAppTimedOut ? "Process timed out"
+                                              : "Error in launching application";
 }
 
 // A subscription to the codes, for as long as this object lives.
 class Notifications {
  public:
-  Notifications(const LaunchService& service, const host::SerialQueue& queue, host::NotificationCallback callback)
+  Notifications(const LaunchService& service, const host::SerialQueue& queue,
+                host::NotificationCallback callback)
       : service_(service), handle_(service.subscribe(kSession, 0, queue, std::move(callback))) {}
   Notifications(const Notifications&) = delete;
   Notifications& operator=(const Notifications&) = delete;
@@ -117,18 +121,21 @@ void onCompletion(const Result<>& launched, Opening& opening) noexcept {
   debug({kCompleted, " completionHandler called"});
   if (!launched.ok()) {
     opening.failed = 1;
-    unlessOutOfMemory([&] { BVLog::Default::error(join({"openAppURL Error: ", launched.error().text()})); });
+    unlessOutOfMemory([&] {
+      BVLog::Default::error(join({"openAppURL Error: ", launched.error().text()}));
+    });
   }
   opening.answered.signal();
 }
 
-bool openOn(const host::Platform& platform, std::string_view url, const std::vector<std::string>& arguments,
-            std::int32_t timeOut) {
+bool openOn(const host::Platform& platform, std::string_view url,
+            const std::vector<std::string>& arguments, std::int32_t timeOut) {
   const LaunchService& service = platform.launchService();
   static_cast<void>(service.registerBundle(url, false));
   const auto opening = std::make_shared<Opening>();
-  service.open(url, {arguments},
-               [opening](const void* /*application*/, const Result<>& launched) { onCompletion(launched, *opening); });
+  service.open(url, {arguments}, [opening](const void* /*application*/, const Result<>& launched) {
+    onCompletion(launched, *opening);
+  });
   if (!opening->answered.wait(limitOf(timeOut), platform.clock())) {
     BVLog::Default::error("openApplicationAtURL timed out");
     opening->failed = 1;
@@ -138,20 +145,24 @@ bool openOn(const host::Platform& platform, std::string_view url, const std::vec
 }
 
 // Everything between the setting up of notifications and their end.
-std::int64_t launchAndWait(const host::Platform& platform, Text path, const std::vector<std::string>& arguments,
-                           Text bundleID, std::int32_t timeOut) {
+std::int64_t launchAndWait(const host::Platform& platform, Text path,
+                           const std::vector<std::string>& arguments, Text bundleID,
+                           std::int32_t timeOut) {
   const auto up = std::make_shared<WaitObject>();
   const host::SerialQueue queue{std::string(kQueueLabel)};
   const Notifications notifications(
       platform.launchService(), queue,
       [expected = bundleID.copy(), up](std::int32_t code, double /*time*/, const Dictionary* data,
                                        const void* /*application*/, std::int32_t /*session*/,
-                                       const void* /*further*/) { onNotification(code, data, expected, *up); });
+                                       const void* /*further*/) {
+        onNotification(code, data, expected, *up);
+      });
   if (!notifications.select(kCodes)) return BVProcess::kRunAppNoNotifications;
   const std::string url = host::fileUrl(path.orEmpty());
   BVLog::Default::debug("using openItemWithURL");
   if (!openOn(platform, url, arguments, timeOut)) return BVProcess::kRunAppNotLaunched;
-  return up->wait(limitOf(timeOut), platform.clock()) ? BVProcess::kRunAppUp : BVProcess::kRunAppTimedOut;
+  return up->wait(limitOf(timeOut), platform.clock()) ? BVProcess::kRunAppUp
+                                                      : BVProcess::kRunAppTimedOut;
 }
 
 }  // namespace
@@ -159,8 +170,9 @@ std::int64_t launchAndWait(const host::Platform& platform, Text path, const std:
 std::int64_t BVProcess::runApp(Text path, const std::vector<std::string>& arguments, Text bundleID,
                                std::int32_t timeOut) noexcept {
   const auto platform = host::platform();
-  const std::int64_t result = memoryPermitting(
-      kRunAppNotLaunched, [&] { return launchAndWait(*platform, path, arguments, bundleID, timeOut); });
+  const std::int64_t result = memoryPermitting(kRunAppNotLaunched, [&] {
+    return launchAndWait(*platform, path, arguments, bundleID, timeOut);
+  });
   if (result != kRunAppUp) {
     unlessOutOfMemory([&] { BVLog::Default::error(join({"runApp: ", failureText(result)})); });
   }
@@ -170,7 +182,8 @@ std::int64_t BVProcess::runApp(Text path, const std::vector<std::string>& argume
 bool BVProcess::openItemWithURL(Text url, const std::vector<std::string>& launchParameters,
                                 std::int32_t timeOut) noexcept {
   const auto platform = host::platform();
-  return memoryPermitting(false, [&] { return openOn(*platform, url.orEmpty(), launchParameters, timeOut); });
+  return memoryPermitting(
+      false, [&] { return openOn(*platform, url.orEmpty(), launchParameters, timeOut); });
 }
 
 }  // namespace brisvane

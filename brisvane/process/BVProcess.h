@@ -25,9 +25,10 @@ class BRISVANE_EXPORT BVProcess final {
 
   // The results of runApp.
   static constexpr std::int64_t kRunAppUp = 0;
-  static constexpr std::int64_t kRunAppNoNotifications = 1;  // none are available; nothing was launched
-  static constexpr std::int64_t kRunAppTimedOut = 2;         // launched, but not up in time
-  static constexpr std::int64_t kRunAppNotLaunched = 3;      // refused, or not answered in time
+  static constexpr std::int64_t kRunAppNoNotifications =
+      1;                                                 // none are available; nothing was launched
+  static constexpr std::int64_t kRunAppTimedOut = 2;     // launched, but not up in time
+  static constexpr std::int64_t kRunAppNotLaunched = 3;  // refused, or not answered in time
 
   // Launches the application at `path` with these arguments. Waits until the launch service reports
   // that the application with this identifier is up.
@@ -36,15 +37,16 @@ class BRISVANE_EXPORT BVProcess final {
   // One of the results above; kRunAppNotLaunched also when memory runs out.
   // Blocks for up to twice `timeOut`, which is in seconds: once for the launch and once until the
   // application is up. A limit of 0 or less fails, unless the service answers at once.
-  [[nodiscard]] static std::int64_t runApp(Text path, const std::vector<std::string>& arguments, Text bundleID,
-                                           std::int32_t timeOut) noexcept;
+  [[nodiscard]] static std::int64_t runApp(Text path, const std::vector<std::string>& arguments,
+                                           Text bundleID, std::int32_t timeOut) noexcept;
 
   // Launches the application at a file URL with these arguments. Waits for the launch service's
   // answer. host::fileUrl() makes such a URL of a path.
   // True when the application was launched; it may not be up yet. False when the service refuses or
   // does not answer in time, or when memory runs out.
   // Blocks for up to `timeOut`, which is in seconds.
-  [[nodiscard]] static bool openItemWithURL(Text url, const std::vector<std::string>& launchParameters,
+  [[nodiscard]] static bool openItemWithURL(Text url,
+                                            const std::vector<std::string>& launchParameters,
                                             std::int32_t timeOut) noexcept;
 };
 

@@ -27,10 +27,13 @@ std::string textOf(const std::vector<std::string>& arguments) {
 }
 
 // What a command prints; nullopt when that is no text.
-Result<std::optional<std::string>> outputOf(Text launchPath, const std::vector<std::string>& arguments,
+Result<std::optional<std::string>> outputOf(Text launchPath,
+                                            const std::vector<std::string>& arguments,
                                             Text currentDir) {
-  BVLog::Default::debug(join({"Executing command [", launchPath.orEmpty(), "] [", textOf(arguments), "]\n"}));
-  if (currentDir.present() && currentDir.orEmpty().empty()) return Error(ENOENT, "an empty working directory");
+  BVLog::Default::debug(
+      join({"Executing command [", launchPath.orEmpty(), "] [", textOf(arguments), "]\n"}));
+  if (currentDir.present() && currentDir.orEmpty().empty())
+    return Error(ENOENT, "an empty working directory");
   auto output = host::runCommand(launchPath.orEmpty(), arguments, currentDir.orEmpty());
   if (!output.ok()) return output.error();
   return isUtf8(output.value()) ? std::optional(std::move(output).value()) : std::nullopt;
@@ -38,9 +41,11 @@ Result<std::optional<std::string>> outputOf(Text launchPath, const std::vector<s
 
 }  // namespace
 
-bool Brisvane::runCommandWithLaunchPath(Text launchPath, const std::vector<std::string>& arguments, Text currentDir,
+bool Brisvane::runCommandWithLaunchPath(Text launchPath, const std::vector<std::string>& arguments,
+                                        Text currentDir,
                                         std::optional<std::string>& outputMessage) noexcept {
-  auto output = memoryPermitting(Error(ENOMEM), [&] { return outputOf(launchPath, arguments, currentDir); });
+  auto output =
+      memoryPermitting(Error(ENOMEM), [&] { return outputOf(launchPath, arguments, currentDir); });
   if (output.ok()) {
     outputMessage = std::move(output.value());
     return true;

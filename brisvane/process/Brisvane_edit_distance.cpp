@@ -7,8 +7,9 @@
 namespace brisvane {
 
 std::int64_t Brisvane::levenshteinDistanceBetween(Text first, Text second) noexcept {
-  return memoryPermitting(-1,
-                          [&] { return static_cast<std::int64_t>(editDistance(first.orEmpty(), second.orEmpty())); });
+  return memoryPermitting(-1, [&] {
+    return static_cast<std::int64_t>(editDistance(first.orEmpty(), second.orEmpty()));
+  });
 }
 
 }  // namespace brisvane

@@ -24,7 +24,8 @@ struct Record {
 using Records = std::unordered_map<std::string, Record, TextHash, std::equal_to<>>;
 
 bool isListed(const NetworkInterface& interface) noexcept {
-  const bool isKnown = interface.type == NetworkInterfaces::kEthernet || interface.type == NetworkInterfaces::kVlan ||
+  const bool isKnown = interface.type == NetworkInterfaces::kEthernet ||
+                       interface.type == NetworkInterfaces::kVlan ||
                        interface.type == NetworkInterfaces::kWireless;
   return isKnown && interface.name;
 }
@@ -56,7 +57,8 @@ std::optional<Array> interfacesOf(const NetworkInterfaces& network) {
   if (!interfaces.ok()) return std::nullopt;
   Records records = recordsOf(interfaces.value());
   std::vector<Record*> listed;
-  for (const auto& entry : network.addresses().optional().value_or(std::vector<host::InterfaceAddress>())) {
+  for (const auto& entry :
+       network.addresses().optional().value_or(std::vector<host::InterfaceAddress>())) {
     if (!entry.isUp || entry.isLoopback || !entry.ipv4) continue;
     const auto found = records.find(entry.name);
     if (found == records.end()) continue;
@@ -75,7 +77,8 @@ std::optional<Array> interfacesOf(const NetworkInterfaces& network) {
 
 std::optional<Array> Brisvane::findEthernetInterfaces() noexcept {
   const auto platform = host::platform();
-  return memoryPermitting(std::nullopt, [&] { return interfacesOf(platform->networkInterfaces()); });
+  return memoryPermitting(std::nullopt,
+                          [&] { return interfacesOf(platform->networkInterfaces()); });
 }
 
 }  // namespace brisvane

@@ -12,11 +12,11 @@
 
 #include "brisvane/types/unicode.h"
 
-// The cells of the table of distances differ from their neighbours by -1, 0 or 1. So 64 cells of a column are two
-// words, those that are one more and those that are one less than the cell above, and the next column is some fifteen
-// operations on them (Myers, "A Fast Bit-Vector Algorithm for Approximate String Matching Based on Dynamic
-// Programming", 1999; in the form of Hyyrö, "A Bit-Vector Algorithm for Computing Levenshtein and Damerau Edit
-// Distances", 2003).
+// The cells of the table of distances differ from their neighbours by -1, 0 or 1. So 64 cells of a
+// column are two words, those that are one more and those that are one less than the cell above,
+// and the next column is some fifteen operations on them (Myers, "A Fast Bit-Vector Algorithm for
+// Approximate String Matching Based on Dynamic Programming", 1999; in the form of Hyyrö, "A
+// Bit-Vector Algorithm for Computing Levenshtein and Damerau Edit Distances", 2003).
 namespace brisvane {
 namespace {
 
@@ -27,11 +27,14 @@ struct Column {
   Word more = ~Word{0};  // than the cell above: those of a text that is compared with nothing
   Word less = 0;
 
-  // Takes the column on by one. `equal` has the rows whose unit is the column's; `moreAbove` and `lessAbove` say how
-  // the cell above the first differs from the one to its left, and after it how the cell of row `last` does.
-  [[gnu::always_inline]] void advance(Word equal, Word& moreAbove, Word& lessAbove, unsigned last) noexcept {
+  // Takes the column on by one. `equal` has the rows whose unit is the column's; `moreAbove` and
+  // `lessAbove` say how the cell above the first differs from the one to its left, and after it how
+  // the cell of row `last` does.
+  [[gnu::always_inline]] void advance(Word equal, Word& moreAbove, Word& lessAbove,
+                                      unsigned last) noexcept {
     const Word same = equal | lessAbove;
-    const Word diagonal = (((same & more) + more) ^ more) | same | less;  // cells that equal the one before and above
+    const Word diagonal =
+        (((same & more) + more) ^ more) | same | less;  // cells that equal the one before and above
     Word moreAlong = less | ~(diagonal | more);
     Word lessAlong = diagonal & more;
     const Word moreBelow = moreAlong >> last & 1U;
@@ -47,8 +50,11 @@ struct Column {
 
 // The distance of two ASCII texts of which the shorter, not empty, has one word's rows.
 std::uint64_t shortDistance(std::string_view rows, std::string_view columns) noexcept {
-  std::array<Word, 128> equal;  // set for the characters that occur: setting them all takes longer than the rest
-  const auto equalFor = [&equal](char character) -> Word& { return equal[static_cast<unsigned char>(character)]; };
+  std::array<Word, 128>
+      equal;  // set for the characters that occur: setting them all takes longer than the rest
+  const auto equalFor = [&equal](char character) -> Word& {
+    return equal[static_cast<unsigned char>(character)];
+  };
   for (const char character : columns) equalFor(character) = 0;
   for (const char character : rows) equalFor(character) = 0;
   for (std::size_t i = 0; i < rows.size(); ++i) equalFor(rows[i]) |= Word{1} << i;
@@ -106,7 +112,9 @@ class Alphabet {
   }
 
   [[nodiscard]] std::size_t size() const noexcept { return size_; }
-  [[nodiscard]] bool has(char16_t unit) const noexcept { return (present_[unit / kWordRows] & bitOf(unit)) != 0; }
+  [[nodiscard]] bool has(char16_t unit) const noexcept {
+    return (present_[unit / kWordRows] & bitOf(unit)) != 0;
+  }
   // REQUIRES: has(unit)
   [[nodiscard]] char16_t number(char16_t unit) const noexcept {
     const auto lower = std::popcount(present_[unit / kWordRows] & (bitOf(unit) - 1));
@@ -121,8 +129,8 @@ class Alphabet {
   std::size_t size_ = 0;
 };
 
-// The table is filled in strips of rows, from the top, each from left to right: what a strip leaves for the next one is
-// how the cells of its last row differ from each other.
+// The table is filled in strips of rows, from the top, each from left to right: what a strip leaves
+// for the next one is how the cells of its last row differ from each other.
 class Table {
  public:
   Table(std::string_view first, std::string_view second)
@@ -150,18 +158,22 @@ class Table {
  private:
   // How a cell differs from the one to its left.
   enum : std::uint8_t { kMore = 1, kLess = 2 };
-  static constexpr std::size_t kWords = 2;  // in a strip: independent enough to keep the processor busy
+  static constexpr std::size_t kWords =
+      2;  // in a strip: independent enough to keep the processor busy
   static constexpr std::size_t kStripRows = kWords * kWordRows;
 
-  [[nodiscard]] std::int64_t columns() const noexcept { return static_cast<std::int64_t>(second_.size()); }
+  [[nodiscard]] std::int64_t columns() const noexcept {
+    return static_cast<std::int64_t>(second_.size());
+  }
 
   [[nodiscard]] std::int64_t along(std::int64_t column) const noexcept {
     const std::uint8_t step = along_[static_cast<std::size_t>(column)];
     return (step & kMore) - (step >> 1U);
   }
 
-  // The distance, when it is within the limit; otherwise a guess, which is larger. Only cells near the diagonal are
-  // filled, those that a way of so many edits may pass: the others count as far away.
+  // The distance, when it is within the limit; otherwise a guess, which is larger. Only cells near
+  // the diagonal are filled, those that a way of so many edits may pass: the others count as far
+  // away.
   [[nodiscard]] std::int64_t distanceWithin(std::int64_t limit) {
     const std::int64_t difference = columns() - rows_;
     const std::int64_t lowest = (difference - limit) / 2 - 1;  // column less row
@@ -172,8 +184,8 @@ class Table {
     std::int64_t value = 0;  // of the cell before column `from`, in the row above the strip
     unsigned strips = 0;
     for (std::int64_t row = 0; row < rows_;) {
-      for (const std::int64_t next = std::max<std::int64_t>(from, row + lowest); from < std::min(next, columns());
-           ++from)
+      for (const std::int64_t next = std::max<std::int64_t>(from, row + lowest);
+           from < std::min(next, columns()); ++from)
         value += along(from);
       std::array<char16_t, kStripRows> space;
       const auto strip = units.take(space);
@@ -189,7 +201,8 @@ class Table {
     return value <= limit ? value : limit + 1;
   }
 
-  // The least number of edits of a way through the row. `value` is that of the cell before column `from`.
+  // The least number of edits of a way through the row. `value` is that of the cell before column
+  // `from`.
   [[nodiscard]] std::int64_t leastThrough(std::int64_t row, std::int64_t from, std::int64_t to,
                                           std::int64_t value) const noexcept {
     const std::int64_t diagonal = columns() - (rows_ - row);
@@ -202,7 +215,8 @@ class Table {
   }
 
   void fill(std::span<const char16_t> strip, std::size_t from, std::size_t to) noexcept {
-    // Only the units of the strip have a place among those that are looked up: the first place is everything else's.
+    // Only the units of the strip have a place among those that are looked up: the first place is
+    // everything else's.
     std::array<std::array<Word, kWords>, kStripRows + 1> equal;
     equal[0].fill(0);
     std::uint8_t used = 0;
@@ -227,8 +241,8 @@ class Table {
   }
 
   template <std::size_t words>
-  void advance(const std::array<std::array<Word, kWords>, kStripRows + 1>& equal, std::size_t from, std::size_t to,
-               unsigned last) noexcept {
+  void advance(const std::array<std::array<Word, kWords>, kStripRows + 1>& equal, std::size_t from,
+               std::size_t to, unsigned last) noexcept {
     std::array<Column, words> column;
     const char16_t* const second = second_.data();
     const std::uint8_t* const places = places_.data();
@@ -237,7 +251,8 @@ class Table {
       const auto& equalHere = equal[places[second[i]]];
       Word more = along[i] & kMore;
       Word less = along[i] >> 1U;
-      for (std::size_t word = 0; word + 1 < words; ++word) column[word].advance(equalHere[word], more, less, 63);
+      for (std::size_t word = 0; word + 1 < words; ++word)
+        column[word].advance(equalHere[word], more, less, 63);
       column[words - 1].advance(equalHere[words - 1], more, less, last);
       along[i] = static_cast<std::uint8_t>(more | less << 1U);
     }
@@ -254,8 +269,8 @@ class Table {
 }  // namespace
 
 std::uint64_t editDistance(std::string_view first, std::string_view second) {
-  const auto [shorter, longer] =
-      std::minmax(first, second, [](std::string_view a, std::string_view b) { return a.size() < b.size(); });
+  const auto [shorter, longer] = std::minmax(
+      first, second, [](std::string_view a, std::string_view b) { return a.size() < b.size(); });
   if (shorter.size() <= kWordRows && isAscii(shorter) && isAscii(longer)) {
     return shorter.empty() ? longer.size() : shortDistance(shorter, longer);
   }

@@ -7,8 +7,8 @@
 
 namespace brisvane {
 
-// The Levenshtein distance over UTF-16 code units. Takes memory in proportion to the second text alone. May throw
-// std::bad_alloc.
+// The Levenshtein distance over UTF-16 code units. Takes memory in proportion to the second text
+// alone. May throw std::bad_alloc.
 [[nodiscard]] std::uint64_t editDistance(std::string_view first, std::string_view second);
 
 }  // namespace brisvane

@@ -97,7 +97,8 @@ class BRISVANE_EXPORT BVSerialPort final {
   //  - The driver does not come within 3 % of the speed.
   // The mark TIOCEXCL keeps all other programs out except the superuser's. The lock keeps those
   // out, too, if they ask for it.
-  [[nodiscard]] std::int32_t openSerialPortWithPath(const char* path, std::uint32_t baudrate) const noexcept;
+  [[nodiscard]] std::int32_t openSerialPortWithPath(const char* path,
+                                                    std::uint32_t baudrate) const noexcept;
 
   // Waits until queued output has been transmitted, closes spHandle(), whoever opened it, and sets
   // it to -1. Does nothing on a closed port.
@@ -156,7 +157,8 @@ class BRISVANE_EXPORT BVSerialPort final {
   // Sends the bytes. The reply is complete when it has `minimumLength` bytes (a negative length
   // counts as 0) and more than two reads have been quiet in all. Holds spLock to its end.
   // False when the command is not written whole, or the line is quiet for longer than `timeout`.
-  [[nodiscard]] bool sendDataCommand(ByteView command, Data& getResponse, std::int32_t minimumLength, Seconds timeout);
+  [[nodiscard]] bool sendDataCommand(ByteView command, Data& getResponse,
+                                     std::int32_t minimumLength, Seconds timeout);
   template <std::floating_point Length, typename Time>
   bool sendDataCommand(ByteView, Data&, Length, Time) = delete;  // the length comes before the time
 
@@ -175,7 +177,8 @@ class BRISVANE_EXPORT BVSerialPort final {
   // sent then), a read fails, or `withTimeout` has passed since the start of reading.
   // Keeps the whole reply in memory, and searches all of it after every chunk. A search ends with
   // the limit, too, but has at least 0.1 s for what came in time.
-  [[nodiscard]] bool sendStringCommand(Text command, std::string& getResponse, Text acceptPattern, Seconds withTimeout);
+  [[nodiscard]] bool sendStringCommand(Text command, std::string& getResponse, Text acceptPattern,
+                                       Seconds withTimeout);
   bool sendStringCommand(Text, std::string&, Seconds, Seconds) = delete;  // the pattern is a text
   bool sendStringCommand(Text, std::string&, Seconds, Text) = delete;     // the pattern comes first
 
@@ -228,9 +231,11 @@ class BRISVANE_EXPORT BVSerialPort final {
   std::optional<Data> pollRepeatedly(PollCount pollCount);
   void fillReadBuffer(PollCount pollCount);
   bool writeAll(ByteView data);
-  bool exchangeBytes(ByteView command, Data& getResponse, std::int32_t minimumLength, Seconds timeout);
+  bool exchangeBytes(ByteView command, Data& getResponse, std::int32_t minimumLength,
+                     Seconds timeout);
   bool exchangeUntilSilence(Text command, std::string& getResponse, Seconds withTimeout);
-  bool exchangeUntilMatch(Text command, std::string& getResponse, Text acceptPattern, Seconds withTimeout);
+  bool exchangeUntilMatch(Text command, std::string& getResponse, Text acceptPattern,
+                          Seconds withTimeout);
   std::optional<std::uint8_t> takeBufferedByte();
 
   const std::string path_;

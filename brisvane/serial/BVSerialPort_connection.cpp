@@ -50,7 +50,8 @@ Result<> BVSerialPort::openPortOrError(std::int32_t speed) noexcept {
   return opened.ok() ? Result<>() : opened.error();
 }
 
-std::int32_t BVSerialPort::openSerialPortWithPath(const char* path, std::uint32_t baudrate) const noexcept {
+std::int32_t BVSerialPort::openSerialPortWithPath(const char* path,
+                                                  std::uint32_t baudrate) const noexcept {
   if (path == nullptr) return -1;
   const auto opened = memoryPermitting(Error(ENOMEM), [&] { return openDevice(path, baudrate); });
   if (!opened.ok()) return -1;
@@ -68,12 +69,15 @@ Result<BVSerialPort::Opened> BVSerialPort::openOwnDevice(std::int32_t speed) noe
   const Opened next = opened.ok() ? opened.value() : Opened{};
   while (!replaceHandle(HandleUse(*this), next, WhoseHandle::kOpenPorts)) {
   }
-  unlessOutOfMemory([&] { BVLog::Default::debug(join({"Serial Port handle: ", std::to_string(next.handle)})); });
+  unlessOutOfMemory([&] {
+    BVLog::Default::debug(join({"Serial Port handle: ", std::to_string(next.handle)}));
+  });
   return opened;
 }
 
 // The caller closes the descriptor, and ends its exclusive use.
-Result<BVSerialPort::Opened> BVSerialPort::openDevice(std::string_view path, std::uint32_t speed) const {
+Result<BVSerialPort::Opened> BVSerialPort::openDevice(std::string_view path,
+                                                      std::uint32_t speed) const {
   auto line = terminal::Line::open(platform_->deviceNodes().location(path), speed);
   if (!line.ok()) return line.error().of(shownPath(path));
   const bool isMarked = line.value().mark() == terminal::Mark::kOwn;
@@ -136,7 +140,8 @@ void BVSerialPort::setSpLock(std::shared_ptr<std::mutex> lock) noexcept {
 
 Data BVSerialPort::serialReadBuffer() const {
   const std::scoped_lock lock(bufferMonitor_);
-  return {serialReadBuffer_.begin() + static_cast<std::ptrdiff_t>(handedOut_), serialReadBuffer_.end()};
+  return {serialReadBuffer_.begin() + static_cast<std::ptrdiff_t>(handedOut_),
+          serialReadBuffer_.end()};
 }
 
 void BVSerialPort::setSerialReadBuffer(Data buffer) noexcept {

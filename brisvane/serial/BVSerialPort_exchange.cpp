@@ -25,16 +25,19 @@ using Chunk = std::array<std::uint8_t, kChunkSize>;
 
 // Appends received bytes as 7-bit ASCII.
 void appendAscii(std::string& text, ByteView bytes) {
-  for (const std::uint8_t byte : bytes) appendUtf8(text, byte < 0x80 ? char32_t{byte} : kReplacementCharacter);
+  for (const std::uint8_t byte : bytes)
+    appendUtf8(text, byte < 0x80 ? char32_t{byte} : kReplacementCharacter);
 }
 
-// The searches of a growing reply. A pattern that runs away on a part of a reply may match the whole at once. So a
-// search is given little time at first; when that is not enough, the next one waits until the line is quiet or the
-// reply has grown well, and is given more, up to all that is left of the exchange's.
+// The searches of a growing reply. A pattern that runs away on a part of a reply may match the
+// whole at once. So a search is given little time at first; when that is not enough, the next one
+// waits until the line is quiet or the reply has grown well, and is given more, up to all that is
+// left of the exchange's.
 class ReplySearch {
  public:
   // REQUIRES: all of them outlive the object.
-  ReplySearch(const host::Pattern& pattern, const std::string& reply, const host::Clock& clock) noexcept
+  ReplySearch(const host::Pattern& pattern, const std::string& reply,
+              const host::Clock& clock) noexcept
       : pattern_(pattern), reply_(reply), clock_(clock) {}
 
   // Whether there is something to search, after a poll.
@@ -44,8 +47,8 @@ class ReplySearch {
   }
   [[nodiscard]] bool hasMore() const noexcept { return reply_.size() > searched_; }
 
-  // The part of the reply that matches. `left` is what is left of the exchange's time; a search has the least time even
-  // so, because what came in time is searched after the limit, too.
+  // The part of the reply that matches. `left` is what is left of the exchange's time; a search has
+  // the least time even so, because what came in time is searched after the limit, too.
   [[nodiscard]] std::optional<std::string_view> match(Seconds left) {
     const Seconds limit = std::max(kLeastTime, std::min(time_, left));
     const host::Stopwatch sinceStart(clock_);
@@ -71,7 +74,8 @@ class ReplySearch {
 
 // An info line that tells of a command and what came of it.
 void logExchange(Text command, std::string_view relation, std::string_view reply) {
-  BVLog::Default::info(join({stringByTrimmingWhitespace(command), relation, stringByTrimmingWhitespace(reply), "\n"}));
+  BVLog::Default::info(join(
+      {stringByTrimmingWhitespace(command), relation, stringByTrimmingWhitespace(reply), "\n"}));
 }
 
 }  // namespace
@@ -82,21 +86,27 @@ bool BVSerialPort::writeCommand(ByteView command) const noexcept {
 
 // --- The described operations, where lack of memory ends ---
 
-bool BVSerialPort::sendDataCommand(ByteView command, Data& getResponse, std::int32_t minimumLength, Seconds timeout) {
-  return memoryPermitting(false, [&] { return exchangeBytes(command, getResponse, minimumLength, timeout); });
+bool BVSerialPort::sendDataCommand(ByteView command, Data& getResponse, std::int32_t minimumLength,
+                                   Seconds timeout) {
+  return memoryPermitting(
+      false, [&] { return exchangeBytes(command, getResponse, minimumLength, timeout); });
 }
 
 bool BVSerialPort::sendStringCommand(Text command, std::string& getResponse, Seconds withTimeout) {
-  return memoryPermitting(false, [&] { return exchangeUntilSilence(command, getResponse, withTimeout); });
+  return memoryPermitting(false,
+                          [&] { return exchangeUntilSilence(command, getResponse, withTimeout); });
 }
 
-bool BVSerialPort::sendStringCommand(Text command, std::string& getResponse, Text acceptPattern, Seconds withTimeout) {
-  return memoryPermitting(false, [&] { return exchangeUntilMatch(command, getResponse, acceptPattern, withTimeout); });
+bool BVSerialPort::sendStringCommand(Text command, std::string& getResponse, Text acceptPattern,
+                                     Seconds withTimeout) {
+  return memoryPermitting(
+      false, [&] { return exchangeUntilMatch(command, getResponse, acceptPattern, withTimeout); });
 }
 
 // --- The exchanges ---
 
-bool BVSerialPort::exchangeBytes(ByteView command, Data& getResponse, std::int32_t minimumLength, Seconds timeout) {
+bool BVSerialPort::exchangeBytes(ByteView command, Data& getResponse, std::int32_t minimumLength,
+                                 Seconds timeout) {
   const auto line = spLock();
   const std::scoped_lock lock(*line);
   if (!writeCommand(command)) return false;
@@ -127,7 +137,8 @@ bool BVSerialPort::exchangeBytes(ByteView command, Data& getResponse, std::int32
   }
 }
 
-bool BVSerialPort::exchangeUntilSilence(Text command, std::string& getResponse, Seconds withTimeout) {
+bool BVSerialPort::exchangeUntilSilence(Text command, std::string& getResponse,
+                                        Seconds withTimeout) {
   const auto line = spLock();
   const std::scoped_lock lock(*line);
   if (!isAscii(command.orEmpty()) || !writeCommand(asBytes(command.orEmpty()))) return false;
@@ -146,7 +157,8 @@ bool BVSerialPort::exchangeUntilSilence(Text command, std::string& getResponse, 
   return true;
 }
 
-bool BVSerialPort::exchangeUntilMatch(Text command, std::string& getResponse, Text acceptPattern, Seconds withTimeout) {
+bool BVSerialPort::exchangeUntilMatch(Text command, std::string& getResponse, Text acceptPattern,
+                                      Seconds withTimeout) {
   const std::string commandLine = join({command.orEmpty(), "\n"});
   const auto line = spLock();
   const auto locked = [&line](const auto& operation) {

@@ -97,7 +97,8 @@ std::optional<Data> BVSerialPort::pollRepeatedly(PollCount pollCount) {
     for (PollCount poll = 0; poll < pollCount; ++poll) {
       host::pause(kPollPause);
       if (const auto chunk = readData()) {
-        BVLog::Default::debug(join({"read data from port...got new data ", std::to_string(chunk->size()), " bytes"}));
+        BVLog::Default::debug(
+            join({"read data from port...got new data ", std::to_string(chunk->size()), " bytes"}));
         received.insert(received.end(), chunk->begin(), chunk->end());
         ++counter;
       } else {
@@ -136,8 +137,8 @@ void BVSerialPort::fillReadBuffer(PollCount pollCount) {
     const std::scoped_lock monitor(bufferMonitor_);
     serialReadBuffer_.insert(serialReadBuffer_.end(), received->begin(), received->end());
   }
-  BVLog::Default::debug(
-      join({kReceiveByteName, " Receive_Byte: ", describe(*received), " len=", std::to_string(received->size())}));
+  BVLog::Default::debug(join({kReceiveByteName, " Receive_Byte: ", describe(*received),
+                              " len=", std::to_string(received->size())}));
   BVLog::Default::debug(join({kReceiveByteName, " Receive_Byte:", hexStringFromData(*received)}));
 }
 
@@ -168,7 +169,8 @@ bool BVSerialPort::writeAll(ByteView data) {
   for (ByteView pending = block; !pending.empty();) {
     const auto written = writeOnce(pending);
     if (!written.ok()) {
-      BVLog::Default::error(join({"Error writing to serial port:", std::to_string(written.error().number())}));
+      BVLog::Default::error(
+          join({"Error writing to serial port:", std::to_string(written.error().number())}));
       return false;
     }
     pending = pending.subspan(written.value());

@@ -41,7 +41,8 @@ class BRISVANE_EXPORT Brisvane final {
   // unchanged.
   // Blocks until the program has ended and no process holds the other end of the output. So a child
   // that the program leaves behind is waited for while it keeps the output open.
-  static bool runCommandWithLaunchPath(Text launchPath, const std::vector<std::string>& arguments, Text currentDir,
+  static bool runCommandWithLaunchPath(Text launchPath, const std::vector<std::string>& arguments,
+                                       Text currentDir,
                                        std::optional<std::string>& outputMessage) noexcept;
 
   // The wired, virtual-LAN and wireless interfaces that are up with an IPv4 address, in the order

@@ -32,34 +32,42 @@ std::size_t keyLength(std::uint32_t algorithm, std::size_t given) noexcept {
   }
 }
 
-Result<Data> run(Cipher::Direction direction, ByteView data, std::uint32_t algorithm, ByteView key, Bytes initVector,
-                 std::uint32_t options) {
+Result<Data> run(Cipher::Direction direction, ByteView data, std::uint32_t algorithm, ByteView key,
+                 Bytes initVector, std::uint32_t options) {
   const std::size_t length = keyLength(algorithm, key.size());
   const host::Secret keyCopy(key, length);
-  // Cut to the key's length, which CAST-128's may be below a block, and only then raised to the block that is read.
+  // Cut to the key's length, which CAST-128's may be below a block, and only then raised to the
+  // block that is read.
   const ByteView vector = initVector.orEmpty().first(std::min(initVector.orEmpty().size(), length));
-  const host::Secret vectorCopy(vector, initVector.present() ? std::max(length, Cipher::kLargestBlock) : 0);
+  const host::Secret vectorCopy(vector,
+                                initVector.present() ? std::max(length, Cipher::kLargestBlock) : 0);
   return Cipher::run(direction, algorithm, options, keyCopy.view(), vectorCopy.view(), data);
 }
 
-std::optional<Data> outputOf(Cipher::Direction direction, ByteView data, std::uint32_t algorithm, Bytes key,
-                             Bytes initVector, std::uint32_t options, std::int32_t* error) noexcept {
-  auto output = memoryPermitting(Result<Data>(Error(ENOMEM)),
-                                 [&] { return run(direction, data, algorithm, key.orEmpty(), initVector, options); });
+std::optional<Data> outputOf(Cipher::Direction direction, ByteView data, std::uint32_t algorithm,
+                             Bytes key, Bytes initVector, std::uint32_t options,
+                             std::int32_t* error) noexcept {
+  auto output = memoryPermitting(Result<Data>(Error(ENOMEM)), [&] {
+    return run(direction, data, algorithm, key.orEmpty(), initVector, options);
+  });
   if (!output.ok() && error != nullptr) *error = CipherStatus::of(output.error());
   return std::move(output).optional();
 }
 
 }  // namespace
 
-std::optional<Data> SecurityAdditions::dataEncryptedUsingAlgorithm(ByteView data, std::uint32_t algorithm, Bytes key,
-                                                                   Bytes initVector, std::uint32_t options,
+std::optional<Data> SecurityAdditions::dataEncryptedUsingAlgorithm(ByteView data,
+                                                                   std::uint32_t algorithm,
+                                                                   Bytes key, Bytes initVector,
+                                                                   std::uint32_t options,
                                                                    std::int32_t* error) noexcept {
   return outputOf(Cipher::Direction::kEncrypt, data, algorithm, key, initVector, options, error);
 }
 
-std::optional<Data> SecurityAdditions::dataDecryptedUsingAlgorithm(ByteView data, std::uint32_t algorithm, Bytes key,
-                                                                   Bytes initVector, std::uint32_t options,
+std::optional<Data> SecurityAdditions::dataDecryptedUsingAlgorithm(ByteView data,
+                                                                   std::uint32_t algorithm,
+                                                                   Bytes key, Bytes initVector,
+                                                                   std::uint32_t options,
                                                                    std::int32_t* error) noexcept {
   return outputOf(Cipher::Direction::kDecrypt, data, algorithm, key, initVector, options, error);
 }

@@ -9,7 +9,9 @@
 
 namespace brisvane {
 
-Object Brisvane::objectOrNull(const std::optional<Object>& object) noexcept { return object.value_or(Object()); }
+Object Brisvane::objectOrNull(const std::optional<Object>& object) noexcept {
+  return object.value_or(Object());
+}
 
 Array Map::mapObjectsUsingBlock(const Array& array, const Block& block) {
   Array results;

@@ -18,7 +18,8 @@ namespace Map {
 
 // Receives an element, its index from 0, and a flag that it may set to end the walk.
 // nullopt means that it has no result for the element.
-using Block = std::function<std::optional<Object>(const Object& element, std::size_t index, bool& stop)>;
+using Block =
+    std::function<std::optional<Object>(const Object& element, std::size_t index, bool& stop)>;
 
 // The block's result for each element, in order; the null marker where it has none. When the
 // block sets the stop flag, its result is the last. The block runs on the calling thread.
@@ -37,7 +38,8 @@ namespace BV {
 
 // The value of the first of `keys` that the dictionary holds, be it the null marker; nullopt when
 // it holds none of them. A key that is no text is skipped.
-[[nodiscard]] BRISVANE_EXPORT std::optional<Object> valueForAnyKeys(const Dictionary& dictionary, const Array& keys);
+[[nodiscard]] BRISVANE_EXPORT std::optional<Object> valueForAnyKeys(const Dictionary& dictionary,
+                                                                    const Array& keys);
 
 }  // namespace BV
 
@@ -48,7 +50,8 @@ namespace BV {
 //   valueForAnyKeys(names, {3, 2, 1});  // "two"
 template <typename AnyMap, typename Keys = std::initializer_list<typename AnyMap::key_type>>
 requires requires(const AnyMap& map, const Keys& keys) { map.find(*std::begin(keys)); }
-[[nodiscard]] std::optional<typename AnyMap::mapped_type> valueForAnyKeys(const AnyMap& map, const Keys& keys) {
+[[nodiscard]] std::optional<typename AnyMap::mapped_type> valueForAnyKeys(const AnyMap& map,
+                                                                          const Keys& keys) {
   for (const auto& key : keys) {
     const auto found = map.find(key);
     if (found != map.end()) return found->second;
@@ -57,7 +60,8 @@ requires requires(const AnyMap& map, const Keys& keys) { map.find(*std::begin(ke
 }
 
 // The same lookup on a Dictionary.
-[[nodiscard]] inline std::optional<Object> valueForAnyKeys(const Dictionary& dictionary, const Array& keys) {
+[[nodiscard]] inline std::optional<Object> valueForAnyKeys(const Dictionary& dictionary,
+                                                           const Array& keys) {
   return BV::valueForAnyKeys(dictionary, keys);
 }
 

@@ -9,7 +9,8 @@
 
 namespace brisvane {
 
-std::optional<Data> SecurityAdditions::base64DataFromString(Text text, bool /*withNewLines*/) noexcept {
+std::optional<Data> SecurityAdditions::base64DataFromString(Text text,
+                                                            bool /*withNewLines*/) noexcept {
   if (!text.present()) return std::nullopt;
   return memoryPermitting(std::nullopt, [&] { return parseBase64(text.orEmpty()); });
 }

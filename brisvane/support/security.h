@@ -22,7 +22,8 @@ namespace brisvane::SecurityAdditions {
 // nullopt for an absent text, for a text that is not base64, and when memory runs out. A text is
 // not base64 when its length or padding is wrong, when it has another character, and when the last
 // character has bits that belong to no byte.
-[[nodiscard]] BRISVANE_EXPORT std::optional<Data> base64DataFromString(Text text, bool withNewLines) noexcept;
+[[nodiscard]] BRISVANE_EXPORT std::optional<Data> base64DataFromString(Text text,
+                                                                       bool withNewLines) noexcept;
 
 // `length` bytes from the kernel's generator, which nobody can predict. nullopt for a negative
 // length, when memory runs out, and when the generator fails.
@@ -36,7 +37,8 @@ namespace brisvane::SecurityAdditions {
 // The HMAC with SHA-1 (RFC 2104) of `data` under `key`, as 40 lower-case hexadecimal digits. The
 // key is a buffer or the UTF-8 bytes of a text. An absent key counts as an empty one. nullopt as
 // for sha1Hash().
-[[nodiscard]] BRISVANE_EXPORT std::optional<std::string> HMACSHA1(ByteView data, Bytes key) noexcept;
+[[nodiscard]] BRISVANE_EXPORT std::optional<std::string> HMACSHA1(ByteView data,
+                                                                  Bytes key) noexcept;
 
 // The CRC-32 of IEEE 802.3, which zip, gzip and PNG use, in the low 32 bits. The others are zero.
 [[nodiscard]] BRISVANE_EXPORT std::uint64_t crc32(ByteView data) noexcept;
@@ -73,13 +75,11 @@ namespace brisvane::SecurityAdditions {
 //
 // Decryption does not detect data that was changed on its way. Make an authentication code of the
 // encrypted data for that.
-[[nodiscard]] BRISVANE_EXPORT std::optional<Data> dataEncryptedUsingAlgorithm(ByteView data, std::uint32_t algorithm,
-                                                                              Bytes key, Bytes initVector,
-                                                                              std::uint32_t options,
-                                                                              std::int32_t* error = nullptr) noexcept;
-[[nodiscard]] BRISVANE_EXPORT std::optional<Data> dataDecryptedUsingAlgorithm(ByteView data, std::uint32_t algorithm,
-                                                                              Bytes key, Bytes initVector,
-                                                                              std::uint32_t options,
-                                                                              std::int32_t* error = nullptr) noexcept;
+[[nodiscard]] BRISVANE_EXPORT std::optional<Data> dataEncryptedUsingAlgorithm(
+    ByteView data, std::uint32_t algorithm, Bytes key, Bytes initVector, std::uint32_t options,
+    std::int32_t* error = nullptr) noexcept;
+[[nodiscard]] BRISVANE_EXPORT std::optional<Data> dataDecryptedUsingAlgorithm(
+    ByteView data, std::uint32_t algorithm, Bytes key, Bytes initVector, std::uint32_t options,
+    std::int32_t* error = nullptr) noexcept;
 
 }  // namespace brisvane::SecurityAdditions

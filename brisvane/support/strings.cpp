@@ -7,8 +7,8 @@ namespace brisvane {
 namespace {
 
 bool isWhitespace(char32_t c) noexcept {
-  return c == U'\t' || c == U' ' || c == U'\u00A0' || c == U'\u1680' || (c >= U'\u2000' && c <= U'\u200A') ||
-         c == U'\u202F' || c == U'\u205F' || c == U'\u3000';
+  return c == U'\t' || c == U' ' || c == U'\u00A0' || c == U'\u1680' ||
+         (c >= U'\u2000' && c <= U'\u200A') || c == U'\u202F' || c == U'\u205F' || c == U'\u3000';
 }
 
 }  // namespace

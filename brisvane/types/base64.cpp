@@ -8,7 +8,8 @@
 namespace brisvane {
 namespace {
 
-constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::string_view kAlphabet =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr char kPadding = '=';
 constexpr std::size_t kGroup = 4;  // characters, for three bytes
 
@@ -21,21 +22,27 @@ constexpr auto kValues = [] {
   values.fill(kNone);
   for (std::size_t i = 0; i < kAlphabet.size(); ++i)
     values[static_cast<unsigned char>(kAlphabet[i])] = static_cast<std::uint8_t>(i);
-  for (const char blank : {' ', '\t', '\r', '\n'}) values[static_cast<unsigned char>(blank)] = kBlank;
+  for (const char blank : {' ', '\t', '\r', '\n'})
+    values[static_cast<unsigned char>(blank)] = kBlank;
   return values;
 }();
 
-constexpr std::uint8_t valueOf(char character) noexcept { return kValues[static_cast<unsigned char>(character)]; }
+constexpr std::uint8_t valueOf(char character) noexcept {
+  return kValues[static_cast<unsigned char>(character)];
+}
 
-// The bits of a character in the three bytes of its group, the first byte lowest, by its place among the four. A
-// character that is none of the alphabet sets a bit beyond them.
+// The bits of a character in the three bytes of its group, the first byte lowest, by its place
+// among the four. A character that is none of the alphabet sets a bit beyond them.
 constexpr std::uint32_t kBeyond = 0xFF000000;
 constexpr auto kPlaced = [] {
   std::array<std::array<std::uint32_t, 256>, kGroup> placed{};
   for (std::size_t place = 0; place < kGroup; ++place) {
     for (std::size_t i = 0; i < kValues.size(); ++i) {
-      const std::uint32_t group = std::uint32_t{kValues[i]} << (18 - 6 * place);  // the first byte highest
-      placed[place][i] = kValues[i] >= kBlank ? kBeyond : group >> 16U | (group & 0xFF00U) | (group & 0xFFU) << 16U;
+      const std::uint32_t group = std::uint32_t{kValues[i]}
+                                  << (18 - 6 * place);  // the first byte highest
+      placed[place][i] = kValues[i] >= kBlank
+                             ? kBeyond
+                             : group >> 16U | (group & 0xFF00U) | (group & 0xFFU) << 16U;
     }
   }
   return placed;
@@ -48,8 +55,8 @@ std::uint32_t groupAt(const char* characters) noexcept {
   return bits(0) | bits(1) | bits(2) | bits(3);
 }
 
-// Writes the groups up to the first that holds another character, each as four bytes, and gives the length of what it
-// has read.
+// Writes the groups up to the first that holds another character, each as four bytes, and gives the
+// length of what it has read.
 std::size_t takeGroups(std::string_view text, std::uint8_t* to) noexcept {
   std::size_t at = 0;
   for (; at + kGroup <= text.size(); at += kGroup, to += 3) {

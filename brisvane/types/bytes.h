@@ -39,7 +39,8 @@ class Bytes {
 
  private:
   struct Marker {};
-  Bytes(Text text, Marker /*delegated to*/) noexcept : present_(text.present()), view_(asBytes(text.orEmpty())) {}
+  Bytes(Text text, Marker /*delegated to*/) noexcept
+      : present_(text.present()), view_(asBytes(text.orEmpty())) {}
 
   bool present_ = false;
   ByteView view_;

@@ -12,11 +12,16 @@ std::string errorText(int number) {
   return text != nullptr ? std::string(text) : "Unknown error " + std::to_string(number);
 }
 
-std::string errorText(std::string_view what, int number) { return join({shownPath(what), ": ", errorText(number)}); }
+std::string errorText(std::string_view what, int number) {
+  return join({shownPath(what), ": ", errorText(number)});
+}
 
-Error::Error(int number, std::string_view what, std::string_view reason) noexcept : number_(number) {
+Error::Error(int number, std::string_view what, std::string_view reason) noexcept
+    : number_(number) {
   if (what.empty() && reason.empty()) return;
-  unlessOutOfMemory([&] { words_ = std::make_shared<const Words>(Words{std::string(what), std::string(reason)}); });
+  unlessOutOfMemory([&] {
+    words_ = std::make_shared<const Words>(Words{std::string(what), std::string(reason)});
+  });
 }
 
 Error Error::because(std::string_view reason, std::string_view what) noexcept {
@@ -26,7 +31,8 @@ Error Error::because(std::string_view reason, std::string_view what) noexcept {
 }
 
 Error Error::of(std::string_view what) const noexcept {
-  Error error(number_, what, words_ != nullptr ? std::string_view(words_->reason) : std::string_view());
+  Error error(number_, what,
+              words_ != nullptr ? std::string_view(words_->reason) : std::string_view());
   if (error.words_ == nullptr && number_ == 0) error.number_ = ENOMEM;
   return error;
 }
@@ -39,6 +45,8 @@ std::string Error::reason() const {
   return words_ != nullptr && !words_->reason.empty() ? words_->reason : errorText(number_);
 }
 
-std::string Error::text() const { return what().empty() ? reason() : join({what(), ": ", reason()}); }
+std::string Error::text() const {
+  return what().empty() ? reason() : join({what(), ": ", reason()});
+}
 
 }  // namespace brisvane

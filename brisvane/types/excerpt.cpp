@@ -22,7 +22,8 @@ std::string shown(const CodePoint& character, std::string_view bytes) {
   return text += '>';
 }
 
-// As many of the first characters as are shown in at most `most` bytes; `text` is left with the others.
+// As many of the first characters as are shown in at most `most` bytes; `text` is left with the
+// others.
 std::string takeBeginning(std::string_view& text, std::size_t most) {
   std::string beginning;
   while (!text.empty()) {

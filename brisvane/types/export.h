@@ -8,7 +8,8 @@
 #error "Brisvane's interface passes libstdc++ types: build with libstdc++, not libc++"
 #endif
 #if defined(_GLIBCXX_DEBUG)
-#error "Brisvane is built in libstdc++'s release mode: _GLIBCXX_DEBUG changes the layout of its types"
+#error \
+    "Brisvane is built in libstdc++'s release mode: _GLIBCXX_DEBUG changes the layout of its types"
 #endif
 #if defined(_GLIBCXX_USE_CXX11_ABI) && !_GLIBCXX_USE_CXX11_ABI
 #error "Brisvane is built with libstdc++'s current string ABI (_GLIBCXX_USE_CXX11_ABI=1)"

@@ -6,7 +6,9 @@ namespace brisvane {
 namespace {
 
 // Whether a hyphen stands ahead of this byte.
-constexpr bool beginsGroup(std::size_t byte) noexcept { return byte == 4 || byte == 6 || byte == 8 || byte == 10; }
+constexpr bool beginsGroup(std::size_t byte) noexcept {
+  return byte == 4 || byte == 6 || byte == 8 || byte == 10;
+}
 
 }  // namespace
 

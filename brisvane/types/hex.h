@@ -13,10 +13,14 @@
 namespace brisvane {
 
 // The upper-case digit of the low four bits.
-[[nodiscard]] constexpr char hexDigit(unsigned value) noexcept { return "0123456789ABCDEF"[value & 0xFU]; }
+[[nodiscard]] constexpr char hexDigit(unsigned value) noexcept {
+  return "0123456789ABCDEF"[value & 0xFU];
+}
 
 // The lower-case digit of the low four bits.
-[[nodiscard]] constexpr char lowerHexDigit(unsigned value) noexcept { return "0123456789abcdef"[value & 0xFU]; }
+[[nodiscard]] constexpr char lowerHexDigit(unsigned value) noexcept {
+  return "0123456789abcdef"[value & 0xFU];
+}
 
 // The value of one digit of either case; nullopt for any other character.
 [[nodiscard]] constexpr std::optional<std::uint8_t> hexValue(char digit) noexcept {

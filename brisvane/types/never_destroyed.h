@@ -13,7 +13,8 @@ template <typename T>
 class NeverDestroyed {
  public:
   template <typename... Arguments>
-  constexpr explicit NeverDestroyed(Arguments&&... arguments) : storage_(std::forward<Arguments>(arguments)...) {}
+  constexpr explicit NeverDestroyed(Arguments&&... arguments)
+      : storage_(std::forward<Arguments>(arguments)...) {}
   NeverDestroyed(const NeverDestroyed&) = delete;
   NeverDestroyed& operator=(const NeverDestroyed&) = delete;
 
@@ -23,7 +24,8 @@ class NeverDestroyed {
  private:
   union Storage {
     template <typename... Arguments>
-    constexpr explicit Storage(Arguments&&... arguments) : object(std::forward<Arguments>(arguments)...) {}
+    constexpr explicit Storage(Arguments&&... arguments)
+        : object(std::forward<Arguments>(arguments)...) {}
     constexpr ~Storage() {}
     T object;
   };

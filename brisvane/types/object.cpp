@@ -82,7 +82,8 @@ Object::Object(Boolean value) : value_(new Value(value)) {}
 Object::Object(Integer value) : value_(new Value(value)) {}
 Object::Object(Real value) : value_(new Value(value)) {}
 Object::Object(std::string text) : value_(new Value(std::move(text))) {}
-Object::Object(const char* text) : value_(text != nullptr ? new Value(std::string(text)) : nullptr) {}
+Object::Object(const char* text)
+    : value_(text != nullptr ? new Value(std::string(text)) : nullptr) {}
 Object::Object(Data data) : value_(new Value(std::move(data))) {}
 Object::Object(Date date) : value_(new Value(date)) {}
 Object::Object(Array array) : value_(new Value(std::move(array))) {}

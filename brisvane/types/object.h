@@ -27,7 +27,9 @@ class Object;
 // With it a Dictionary finds a string_view or a literal without making a string.
 struct TextHash {
   using is_transparent = void;
-  std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>{}(text); }
+  std::size_t operator()(std::string_view text) const noexcept {
+    return std::hash<std::string_view>{}(text);
+  }
 };
 
 // Neither can hold an absent entry, because an Object always holds something. Copy an Array as
@@ -40,8 +42,9 @@ using Date = std::chrono::system_clock::time_point;
 
 // The integer types an Object is made from; bool and the character types are not among them.
 template <typename T>
-concept ObjectInteger = std::integral<T> && sizeof(T) <= sizeof(std::uint64_t) && !std::same_as<T, bool> &&
-                        !std::same_as<T, char> && !std::same_as<T, wchar_t> && !std::same_as<T, char8_t> &&
+concept ObjectInteger = std::integral<T> && sizeof(T) <= sizeof(std::uint64_t) &&
+                        !std::same_as<T, bool> && !std::same_as<T, char> &&
+                        !std::same_as<T, wchar_t> && !std::same_as<T, char8_t> &&
                         !std::same_as<T, char16_t> && !std::same_as<T, char32_t>;
 
 // A shared handle to one immutable value. Copying a handle is cheap. A copy shares the value and
@@ -52,7 +55,17 @@ concept ObjectInteger = std::integral<T> && sizeof(T) <= sizeof(std::uint64_t) &
 // Two integers of the same number are equal, whatever their C++ types were.
 class BRISVANE_EXPORT Object {
  public:
-  enum class Kind : std::uint8_t { kNull, kBoolean, kInteger, kReal, kText, kData, kDate, kArray, kDictionary };
+  enum class Kind : std::uint8_t {
+    kNull,
+    kBoolean,
+    kInteger,
+    kReal,
+    kText,
+    kData,
+    kDate,
+    kArray,
+    kDictionary
+  };
 
   // NOLINTBEGIN(google-explicit-constructor): any value may stand where an Object is due.
   Object() noexcept = default;

@@ -9,11 +9,12 @@
 
 namespace brisvane {
 
-// Runs `operation` and gives its result; gives `failure` instead when memory runs out, be it because
-// there is none or because a length is beyond every container (std::length_error). Nothing else is
-// caught: a thread that is cancelled unwinds through here.
+// Runs `operation` and gives its result; gives `failure` instead when memory runs out, be it
+// because there is none or because a length is beyond every container (std::length_error). Nothing
+// else is caught: a thread that is cancelled unwinds through here.
 template <typename Failure, typename Operation>
-auto memoryPermitting(Failure&& failure, Operation&& operation) -> decltype(std::forward<Operation>(operation)()) {
+auto memoryPermitting(Failure&& failure, Operation&& operation)
+    -> decltype(std::forward<Operation>(operation)()) {
   try {
     return std::forward<Operation>(operation)();
   } catch (const std::bad_alloc&) {

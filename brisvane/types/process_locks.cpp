@@ -21,19 +21,24 @@ void releaseAll() {
 }
 
 // When the library is loaded: later, a fork could come in the middle of it.
-__attribute__((constructor)) void holdAcrossForks() { pthread_atfork(takeAll, releaseAll, releaseAll); }
+__attribute__((constructor)) void holdAcrossForks() {
+  pthread_atfork(takeAll, releaseAll, releaseAll);
+}
 
 #ifndef NDEBUG
 constinit thread_local unsigned held = 0;  // a bit for each, by its place in the order
 
-unsigned bitOf(const ProcessMutex* mutex) noexcept { return 1U << static_cast<unsigned>(mutex - mutexes.data()); }
+unsigned bitOf(const ProcessMutex* mutex) noexcept {
+  return 1U << static_cast<unsigned>(mutex - mutexes.data());
+}
 #endif
 
 }  // namespace
 
 #ifndef NDEBUG
 void ProcessMutex::lock() {
-  assert(held < bitOf(this) && "a lock out of its order: a service comes back to what asks it, or forks");
+  assert(held < bitOf(this) &&
+         "a lock out of its order: a service comes back to what asks it, or forks");
   mutex_.lock();
   held |= bitOf(this);
 }
@@ -50,7 +55,9 @@ void ProcessMutex::unlock() {
 }
 #endif
 
-ProcessMutex& processLock(ProcessLock which) noexcept { return mutexes[static_cast<std::size_t>(which)]; }
+ProcessMutex& processLock(ProcessLock which) noexcept {
+  return mutexes[static_cast<std::size_t>(which)];
+}
 
 std::span<ProcessMutex> processLocks() noexcept { return mutexes; }
 

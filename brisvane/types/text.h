@@ -23,7 +23,8 @@ class Text {
   constexpr Text(std::nullptr_t) noexcept {}
   constexpr Text(std::nullopt_t) noexcept {}
   constexpr Text(const char* text) noexcept
-      : present_(text != nullptr), view_(text != nullptr ? std::string_view(text) : std::string_view()) {}
+      : present_(text != nullptr),
+        view_(text != nullptr ? std::string_view(text) : std::string_view()) {}
   constexpr Text(std::string_view text) noexcept : present_(true), view_(text) {}
   Text(const std::string& text) noexcept : present_(true), view_(text) {}
   constexpr Text(const std::optional<std::string_view>& text) noexcept

@@ -30,7 +30,9 @@ constexpr char32_t smallest(std::size_t length) noexcept {
   return kSmallest[length];
 }
 
-constexpr bool isScalar(char32_t value) noexcept { return value <= 0x10FFFF && (value < 0xD800 || value > 0xDFFF); }
+constexpr bool isScalar(char32_t value) noexcept {
+  return value <= 0x10FFFF && (value < 0xD800 || value > 0xDFFF);
+}
 
 // The length of a leading part that is ASCII, found eight bytes at a time: most text is.
 std::size_t asciiPrefix(std::string_view text) noexcept {
@@ -73,7 +75,9 @@ CodePoint lastCodePoint(std::string_view text) noexcept {
 
 void appendUtf8(std::string& text, char32_t codePoint) {
   const char32_t value = isScalar(codePoint) ? codePoint : kReplacementCharacter;
-  const auto put = [&text](char32_t byte) { text += static_cast<char>(static_cast<unsigned char>(byte)); };
+  const auto put = [&text](char32_t byte) {
+    text += static_cast<char>(static_cast<unsigned char>(byte));
+  };
   const auto tail = [&](unsigned shift) { put(0x80U | (value >> shift & 0x3FU)); };
   if (value < 0x80) {
     put(value);
@@ -94,7 +98,8 @@ void appendUtf8(std::string& text, char32_t codePoint) {
 
 bool isAscii(std::string_view text) noexcept {
   text.remove_prefix(asciiPrefix(text));
-  return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  return std::all_of(text.begin(), text.end(),
+                     [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
 bool isUtf8(std::string_view text) noexcept {

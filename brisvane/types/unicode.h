@@ -37,7 +37,8 @@ BRISVANE_EXPORT void appendUtf8(std::string& text, char32_t codePoint);
 // Bidi_Control).
 [[nodiscard]] constexpr bool isBidirectionalControl(char32_t codePoint) noexcept {
   return codePoint == 0x61C || codePoint == 0x200E || codePoint == 0x200F ||
-         (codePoint >= 0x202A && codePoint <= 0x202E) || (codePoint >= 0x2066 && codePoint <= 0x2069);
+         (codePoint >= 0x202A && codePoint <= 0x202E) ||
+         (codePoint >= 0x2066 && codePoint <= 0x2069);
 }
 
 [[nodiscard]] BRISVANE_EXPORT bool isAscii(std::string_view text) noexcept;

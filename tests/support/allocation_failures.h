@@ -53,8 +53,8 @@ inline struct Position {
 
 inline void reportCrash(int number) {
   std::array<char, 200> text{};
-  const int length = std::snprintf(text.data(), text.size(), "crash in %s, at its allocation %zu\n", position.operation,
-                                   position.allocation);
+  const int length = std::snprintf(text.data(), text.size(), "crash in %s, at its allocation %zu\n",
+                                   position.operation, position.allocation);
   static_cast<void>(!::write(STDERR_FILENO, text.data(), static_cast<std::size_t>(length)));
   ::signal(number, SIG_DFL);
   ::raise(number);
@@ -70,7 +70,9 @@ bool isFree(Mutex& mutex) {
   return std::unique_lock(mutex, std::try_to_lock).owns_lock();
 }
 
-inline bool areLocksFree() { return std::ranges::all_of(host::processLocks(), isFree<host::ProcessMutex>); }
+inline bool areLocksFree() {
+  return std::ranges::all_of(host::processLocks(), isFree<host::ProcessMutex>);
+}
 
 inline std::size_t openDescriptors() { return namesIn("/proc/self/fd").size(); }
 
@@ -99,7 +101,8 @@ bool comesTrue(Condition condition) {
   return false;
 }
 
-// Runs a hundred times as fast once an allocation has failed: what an operation then waits for may never come.
+// Runs a hundred times as fast once an allocation has failed: what an operation then waits for may
+// never come.
 class HastyClock final : public host::Clock {
  public:
   Wall wall() const noexcept override { return std::chrono::system_clock::now(); }
@@ -125,7 +128,8 @@ class AllocationFailures : public ::testing::Test {
     machine.write("tree/chosen/model", kLong);
     machine.write("soc/serial_number", "12AB\n");
     machine.write("os-release", "VERSION_ID=\"12.5\"\nBUILD_ID=22A5xyz\n");
-    machine.write("machine.json", R"({"identity": {"FirmwareVersion": "a version beyond any small text"}})");
+    machine.write("machine.json",
+                  R"({"identity": {"FirmwareVersion": "a version beyond any small text"}})");
     machine.write("net/lo/uevent", "INTERFACE=lo\n");
     for (const char* name : {"dev", "variables"}) std::filesystem::create_directory(machine / name);
     install(std::make_shared<host::Platform>(*machine.platform()));
@@ -140,22 +144,24 @@ class AllocationFailures : public ::testing::Test {
     BVLog::Default::debug("the first entry opens a socket that stays");
   }
 
-  // Makes the call once, and then once for each of its allocations that fails, alone and with all that follow; each
-  // time after `prepare`. It gives what it gave the first time, or fails as described; nothing of it stays behind; and
-  // right afterwards it works.
+  // Makes the call once, and then once for each of its allocations that fails, alone and with all
+  // that follow; each time after `prepare`. It gives what it gave the first time, or fails as
+  // described; nothing of it stays behind; and right afterwards it works.
   template <typename Call, typename Failure>
   void sweep(const char* name, const Call& call, const Failure& failure) {
     SCOPED_TRACE(name);
     prepare();
     const auto success = call();
-    constexpr bool kHasFailure = !std::is_same_v<Failure, Throws> && !std::is_same_v<Failure, Never>;
+    constexpr bool kHasFailure =
+        !std::is_same_v<Failure, Throws> && !std::is_same_v<Failure, Never>;
     if constexpr (kHasFailure) {
       EXPECT_THAT(success, ::testing::Not(failure));
     }
     const std::size_t descriptors = settledDescriptors();
     for (const Fails fails : {Fails::kOne, Fails::kAllFromThere}) {
       for (std::size_t n = 1; n < 10'000; ++n) {
-        SCOPED_TRACE("allocation " + std::to_string(n) + (fails == Fails::kOne ? "" : " and all that follow"));
+        SCOPED_TRACE("allocation " + std::to_string(n) +
+                     (fails == Fails::kOne ? "" : " and all that follow"));
         position = {name, n};
         prepare();
         std::optional<std::decay_t<decltype(success)>> result;
@@ -173,7 +179,8 @@ class AllocationFailures : public ::testing::Test {
           EXPECT_EQ(*result, success);
         }
         EXPECT_TRUE(areLocksFree());
-        EXPECT_TRUE(comesTrue([&] { return openDescriptors() <= descriptors; })) << descriptors << " were open";
+        EXPECT_TRUE(comesTrue([&] { return openDescriptors() <= descriptors; }))
+            << descriptors << " were open";
         EXPECT_TRUE(comesTrue([] { return !hasChild(); }));
         prepare();
         EXPECT_THAT(call(), success) << "afterwards";

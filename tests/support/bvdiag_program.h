@@ -27,7 +27,7 @@ inline constexpr std::chrono::seconds kHangs{20};
 enum class StandardOutput { kRead, kNobodyReads, kFull, kClosed };
 
 struct Setting {
-  bool terminal = false;                      // its controlling terminal as all three streams, all read as output
+  bool terminal = false;  // its controlling terminal as all three streams, all read as output
   std::vector<std::string> environment = {};  // beside what every program here gets
   StandardOutput output = StandardOutput::kRead;
   rlim_t memory = RLIM_INFINITY;  // bytes of address space
@@ -49,8 +49,9 @@ class Program {
     sigset_t signals;
     sigfillset(&signals);  // a test run in the background would ignore SIGINT
     posix_spawnattr_setsigdefault(&attributes, &signals);
-    posix_spawnattr_setflags(&attributes,
-                             static_cast<short>(POSIX_SPAWN_SETSIGDEF | (setting.terminal ? POSIX_SPAWN_SETSID : 0)));
+    posix_spawnattr_setflags(
+        &attributes,
+        static_cast<short>(POSIX_SPAWN_SETSIGDEF | (setting.terminal ? POSIX_SPAWN_SETSID : 0)));
     rlimit before{};
     ::getrlimit(RLIMIT_AS, &before);
     const rlimit limit{std::min(setting.memory, before.rlim_max), before.rlim_max};
@@ -123,7 +124,8 @@ class Program {
     posix_spawn_file_actions_adddup2(&files, childEnds_[0], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&files, childEnds_[1], STDERR_FILENO);
     if (setting.output == StandardOutput::kNobodyReads) stopReading();
-    if (setting.output == StandardOutput::kClosed) posix_spawn_file_actions_addclose(&files, STDOUT_FILENO);
+    if (setting.output == StandardOutput::kClosed)
+      posix_spawn_file_actions_addclose(&files, STDOUT_FILENO);
     if (setting.output == StandardOutput::kFull) {
       posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, "/dev/full", O_WRONLY, 0);
     }
@@ -160,7 +162,8 @@ class Program {
     const auto deadline = std::chrono::steady_clock::now() + kHangs;
     std::array<std::string*, 2> texts{&output, &errors};
     std::array<pollfd, 2> open{{{ends_[0], POLLIN, 0}, {ends_[1], POLLIN, 0}}};
-    while (!isEnough() && std::chrono::steady_clock::now() < deadline && (open[0].fd >= 0 || open[1].fd >= 0)) {
+    while (!isEnough() && std::chrono::steady_clock::now() < deadline &&
+           (open[0].fd >= 0 || open[1].fd >= 0)) {
       ::poll(open.data(), open.size(), 100);
       for (std::size_t i = 0; i < open.size(); ++i) {
         if (open[i].fd < 0 || open[i].revents == 0) continue;
@@ -195,7 +198,8 @@ inline std::string errorsOf(std::vector<std::string> arguments, int status) {
 
 inline std::size_t countOf(const std::string& text, const std::string& part) {
   std::size_t count = 0;
-  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+    ++count;
   return count;
 }
 

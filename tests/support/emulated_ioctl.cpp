@@ -17,9 +17,11 @@ speed_t speedOf(tcflag_t code) { return code == B9600 ? 9600 : code == B115200 ?
 
 }  // namespace
 
-extern "C" [[gnu::visibility("default")]] int ioctl(int descriptor, unsigned long request, void* argument) {
+extern "C" [[gnu::visibility("default")]] int ioctl(int descriptor, unsigned long request,
+                                                    void* argument) {
   const bool isSpeedAskedFor = request == TCGETS2;
-  const long result = ::syscall(SYS_ioctl, descriptor, isSpeedAskedFor ? TCGETS : request, argument);
+  const long result =
+      ::syscall(SYS_ioctl, descriptor, isSpeedAskedFor ? TCGETS : request, argument);
   if (isSpeedAskedFor && result == 0) {
     auto& settings = *static_cast<termios2*>(argument);  // begins as what TCGETS fills in
     settings.c_ispeed = settings.c_ospeed = speedOf(settings.c_cflag & CBAUD);

@@ -62,7 +62,8 @@ class FailingAllocations {
 
 #if !defined(__SANITIZE_ADDRESS__) && defined(__GLIBC__)
 
-// The C libraries' allocations, and by way of them those of C++. glibc promises these names to whoever replaces malloc.
+// The C libraries' allocations, and by way of them those of C++. glibc promises these names to
+// whoever replaces malloc.
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
@@ -89,8 +90,8 @@ void* realloc(void* block, std::size_t size) noexcept {
 
 #else
 
-// AddressSanitizer brings a malloc of its own, which stays: here C++ alone runs out of memory. Out of line:
-// g++ 12 takes an inlined pair for a mistake.
+// AddressSanitizer brings a malloc of its own, which stays: here C++ alone runs out of memory. Out
+// of line: g++ 12 takes an inlined pair for a mistake.
 [[gnu::noinline]] void* operator new(std::size_t size) {
   void* const block = brisvane::testing::FailingAllocations::isNext() ? nullptr : std::malloc(size);
   if (block == nullptr) throw std::bad_alloc();
@@ -100,6 +101,8 @@ void* realloc(void* block, std::size_t size) noexcept {
   return brisvane::testing::FailingAllocations::isNext() ? nullptr : std::malloc(size);
 }
 [[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
-[[gnu::noinline]] void operator delete(void* block, std::size_t /*size*/) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, std::size_t /*size*/) noexcept {
+  std::free(block);
+}
 
 #endif

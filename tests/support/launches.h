@@ -22,10 +22,12 @@ class Launches {
  public:
   using Heard = std::vector<std::pair<std::int32_t, std::string>>;  // codes and identifiers
 
-  Launches(const host::LaunchService& service, std::vector<std::int32_t> codes) : service_(service) {
-    const auto subscribed =
-        service.subscribe(-2, 0, host::SerialQueue("test"), [this](auto code, auto, auto* data, auto...) {
-          const Object* const named = data != nullptr ? &data->at(std::string(service_.kBundleIdentifier)) : nullptr;
+  Launches(const host::LaunchService& service, std::vector<std::int32_t> codes)
+      : service_(service) {
+    const auto subscribed = service.subscribe(
+        -2, 0, host::SerialQueue("test"), [this](auto code, auto, auto* data, auto...) {
+          const Object* const named =
+              data != nullptr ? &data->at(std::string(service_.kBundleIdentifier)) : nullptr;
           const std::scoped_lock lock(mutex_);
           heard_.emplace_back(code, named != nullptr ? named->text().value_or("") : "");
           changed_.notify_all();

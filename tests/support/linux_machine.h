@@ -11,9 +11,12 @@ namespace brisvane::testing {
 
 class LinuxMachine {
  public:
-  // Writes a file of the machine: "smbios/product_name", "tree/chosen/chip-id", "soc/serial_number",
-  // "variables/x-<GUID>", "os-release", "vendor-os-release", "net/lo/uevent" or "machine.json".
-  void write(const std::string& name, const std::string& content) const { writeFile(folder_ / name, content); }
+  // Writes a file of the machine: "smbios/product_name", "tree/chosen/chip-id",
+  // "soc/serial_number", "variables/x-<GUID>", "os-release", "vendor-os-release", "net/lo/uevent"
+  // or "machine.json".
+  void write(const std::string& name, const std::string& content) const {
+    writeFile(folder_ / name, content);
+  }
 
   [[nodiscard]] std::string operator/(const std::string& name) const { return folder_ / name; }
 

@@ -35,8 +35,8 @@ class SimulatedTest : public ::testing::Test {
     std::vector<std::string> lines;
     for (const auto& entry : machine->systemLog()) {
       constexpr const char* kTypes[] = {"debug", "info", "error", "fault"};
-      lines.push_back(kTypes[static_cast<std::size_t>(entry.type)] + std::string() + " " + entry.format + "|" +
-                      entry.argument);
+      lines.push_back(kTypes[static_cast<std::size_t>(entry.type)] + std::string() + " " +
+                      entry.format + "|" + entry.argument);
     }
     machine->clearSystemLog();
     return lines;

@@ -1,5 +1,6 @@
-// A reader of binary property lists that takes only what the most careful of readers take: every size
-// is the smallest that holds its numbers, no byte is without a use, and no object refers to a later one.
+// A reader of binary property lists that takes only what the most careful of readers take: every
+// size is the smallest that holds its numbers, no byte is without a use, and no object refers to a
+// later one.
 #pragma once
 
 #include <algorithm>
@@ -31,13 +32,17 @@ class StrictPropertyList {
     refSize_ = number(trailer + 7, 1);
     const std::uint64_t count = number(trailer + 8, 8);
     const std::uint64_t table = number(trailer + 24, 8);
-    require(isSmallest(offsetSize, table), "its offsets have not the size that its table's position takes");
-    require(isSmallest(refSize_, count), "its references have not the size that the number of objects takes");
+    require(isSmallest(offsetSize, table),
+            "its offsets have not the size that its table's position takes");
+    require(isSmallest(refSize_, count),
+            "its references have not the size that the number of objects takes");
     require(number(trailer + 16, 8) == count - 1, "the top object is not the last");
-    require(table + count * offsetSize == trailer, "its table does not end where the trailer begins");
+    require(table + count * offsetSize == trailer,
+            "its table does not end where the trailer begins");
     position_ = kHeader.size();
     for (std::uint64_t i = 0; i < count; ++i) {
-      require(number(table + i * offsetSize, offsetSize) == position_, "an object is not where the last one ends");
+      require(number(table + i * offsetSize, offsetSize) == position_,
+              "an object is not where the last one ends");
       objects_.push_back(next());
     }
     require(position_ == table, "the table is not where the objects end");
@@ -54,7 +59,9 @@ class StrictPropertyList {
   }
 
   static bool isSmallest(std::uint64_t size, std::uint64_t number) {
-    const auto holds = [number](std::uint64_t bytes) { return bytes == 8 || number >> (8 * bytes) == 0; };
+    const auto holds = [number](std::uint64_t bytes) {
+      return bytes == 8 || number >> (8 * bytes) == 0;
+    };
     return std::has_single_bit(size) && size <= 8 && holds(size) && (size == 1 || !holds(size / 2));
   }
 
@@ -64,7 +71,9 @@ class StrictPropertyList {
     return value;
   }
 
-  std::uint64_t take(std::uint64_t size) { return number(std::exchange(position_, position_ + size), size); }
+  std::uint64_t take(std::uint64_t size) {
+    return number(std::exchange(position_, position_ + size), size);
+  }
 
   Object takeInteger(unsigned power) {
     require(power <= 4, "an integer has an unknown size");
@@ -72,7 +81,8 @@ class StrictPropertyList {
     const std::uint64_t bits = take(power == 4 ? 8 : 1U << power);
     const bool isSigned = power == 3;
     if (isSigned && bits >> 63U != 0) return std::bit_cast<std::int64_t>(bits);
-    require(power == 4 ? bits >> 63U != 0 : isSmallest(1U << power, bits), "an integer has not its smallest size");
+    require(power == 4 ? bits >> 63U != 0 : isSmallest(1U << power, bits),
+            "an integer has not its smallest size");
     return bits;
   }
 
@@ -97,7 +107,8 @@ class StrictPropertyList {
     for (std::uint64_t i = 0; i < count; ++i) {
       auto character = static_cast<char32_t>(take(2));
       if (isHigh(character) && ++i < count) {
-        character = 0x10000 + (character - 0xD800) * 0x400 + (static_cast<char32_t>(take(2)) - 0xDC00);
+        character =
+            0x10000 + (character - 0xD800) * 0x400 + (static_cast<char32_t>(take(2)) - 0xDC00);
       }
       appendUtf8(text, character);
     }
@@ -120,7 +131,8 @@ class StrictPropertyList {
       case 0x3:
         require(low == 3, "a date has another size");
         return Date(std::chrono::seconds(978'307'200) +
-                    std::chrono::round<Date::duration>(std::chrono::duration<double>(std::bit_cast<double>(take(8)))));
+                    std::chrono::round<Date::duration>(
+                        std::chrono::duration<double>(std::bit_cast<double>(take(8)))));
       case 0x4:
       case 0x5:
         return takeBytes(marker >> 4U == 0x5, takeCount(low));

@@ -12,7 +12,8 @@ namespace brisvane::testing {
 
 class TemporaryFolder {
  public:
-  explicit TemporaryFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+  explicit TemporaryFolder(
+      const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
     std::string pattern = (parent / "brisvane-XXXXXX").string();
     path_ = ::mkdtemp(pattern.data());
   }
@@ -37,7 +38,8 @@ inline std::string contentOf(const std::string& path) {
 
 inline std::vector<std::string> namesIn(const std::string& folder) {
   std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) names.push_back(entry.path().filename());
+  for (const auto& entry : std::filesystem::directory_iterator(folder))
+    names.push_back(entry.path().filename());
   return names;
 }
 

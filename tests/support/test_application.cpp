@@ -48,7 +48,8 @@ int answer(sd_bus_message* message, void* path, sd_bus_error* /*error*/) {
   file << ::sd_bus_message_get_member(message);
   if (::sd_bus_message_is_method_call(message, nullptr, "Open") > 0) {
     ::sd_bus_message_enter_container(message, 'a', "s");
-    for (const char* url = nullptr; ::sd_bus_message_read_basic(message, 's', &url) > 0;) file << ' ' << url;
+    for (const char* url = nullptr; ::sd_bus_message_read_basic(message, 's', &url) > 0;)
+      file << ' ' << url;
   }
   file << '\n' << std::flush;
   return ::sd_bus_reply_method_return(message, "");
@@ -56,13 +57,15 @@ int answer(sd_bus_message* message, void* path, sd_bus_error* /*error*/) {
 
 int serve(const char* name, char* path) {
   static const sd_bus_vtable kApplication[] = {
-      SD_BUS_VTABLE_START(0), SD_BUS_METHOD("Activate", "a{sv}", "", answer, SD_BUS_VTABLE_UNPRIVILEGED),
+      SD_BUS_VTABLE_START(0),
+      SD_BUS_METHOD("Activate", "a{sv}", "", answer, SD_BUS_VTABLE_UNPRIVILEGED),
       SD_BUS_METHOD("Open", "asa{sv}", "", answer, SD_BUS_VTABLE_UNPRIVILEGED), SD_BUS_VTABLE_END};
   std::string object = std::string("/") + name;
   std::replace(object.begin(), object.end(), '.', '/');
   sd_bus* bus = nullptr;
   if (::sd_bus_open_user(&bus) < 0) return 1;
-  if (::sd_bus_add_object_vtable(bus, nullptr, object.c_str(), "org.freedesktop.Application", kApplication, path) < 0) {
+  if (::sd_bus_add_object_vtable(bus, nullptr, object.c_str(), "org.freedesktop.Application",
+                                 kApplication, path) < 0) {
     return 1;
   }
   if (::sd_bus_request_name(bus, name, 0) < 0) return 1;

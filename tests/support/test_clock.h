@@ -1,4 +1,5 @@
-// A clock that a test sets: the machine's own, moved by what the test says. Any thread may read and set it.
+// A clock that a test sets: the machine's own, moved by what the test says. Any thread may read and
+// set it.
 #pragma once
 
 #include <atomic>
@@ -15,8 +16,8 @@ class TestClock final : public host::Clock {
   // Moves the wall clock against the steady one, as a person or a time server does.
   void moveWallBy(std::chrono::seconds by) noexcept { moved_ += Wall::duration(by).count(); }
 
-  // Stops the steady clock. From now on each reading moves it on by a step, so that a time limit is a
-  // number of polls, however busy the machine is.
+  // Stops the steady clock. From now on each reading moves it on by a step, so that a time limit is
+  // a number of polls, however busy the machine is.
   void stepBy(Steady::duration step) noexcept {
     stepped_ = std::chrono::steady_clock::now().time_since_epoch().count();
     step_ = step.count();
@@ -29,14 +30,16 @@ class TestClock final : public host::Clock {
 
   Wall wall() const noexcept override {
     const auto stopped = stopped_.load();
-    const auto base = stopped != 0 ? Wall(Wall::duration(stopped)) : std::chrono::system_clock::now();
+    const auto base =
+        stopped != 0 ? Wall(Wall::duration(stopped)) : std::chrono::system_clock::now();
     return base + Wall::duration(moved_.load());
   }
   Steady steady() const noexcept override {
     ++readings_;
     readings_.notify_all();
     const Steady::rep step = step_;
-    return step == 0 ? std::chrono::steady_clock::now() : Steady(Steady::duration(stepped_ += step));
+    return step == 0 ? std::chrono::steady_clock::now()
+                     : Steady(Steady::duration(stepped_ += step));
   }
 
  private:

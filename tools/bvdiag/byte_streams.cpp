@@ -37,8 +37,8 @@ class Source {
   // An errno, or 0.
   [[nodiscard]] int openingError() const { return openingError_; }
 
-  // Reads once. The number of bytes, 0 at the end; nullopt with errno set on failure, and after a signal, which is
-  // EINTR.
+  // Reads once. The number of bytes, 0 at the end; nullopt with errno set on failure, and after a
+  // signal, which is EINTR.
   [[nodiscard]] std::optional<std::size_t> read(std::span<std::uint8_t> buffer) const {
     for (;;) {
       const ssize_t count = ::read(descriptor_, buffer.data(), buffer.size());
@@ -96,7 +96,9 @@ std::string amountText(double bytes) {
 
 }  // namespace
 
-std::string nameOf(const std::string& file) { return file == kStandardInput ? "standard input" : file; }
+std::string nameOf(const std::string& file) {
+  return file == kStandardInput ? "standard input" : file;
+}
 
 std::optional<bv::Data> readBytes(const std::string& file, Output& output) {
   const Source source(file);
@@ -107,14 +109,16 @@ std::optional<bv::Data> readBytes(const std::string& file, Output& output) {
   return std::nullopt;
 }
 
-bool readPieces(const std::string& file, Output& output, const std::function<void(bv::ByteView)>& take) {
+bool readPieces(const std::string& file, Output& output,
+                const std::function<void(bv::ByteView)>& take) {
   constexpr std::size_t kPiece = std::size_t{256} << 10U;
   const Source source(file);
   bv::Data buffer(kPiece);
   std::atomic<std::uint64_t> done{0};
   int failed = source.openingError();
   if (failed == 0) {
-    const std::string whole = source.size() > 0 ? " of " + amountText(static_cast<double>(source.size())) : "";
+    const std::string whole =
+        source.size() > 0 ? " of " + amountText(static_cast<double>(source.size())) : "";
     const StatusLine line("reading " + nameOf(file), [&done, whole](double /*seconds*/) {
       return amountText(static_cast<double>(done.load())) + whole;
     });
@@ -134,11 +138,13 @@ std::string faultOfName(const std::string& name) {
 }
 
 Option addOutputOption(AnyCommand& command, std::string& file) {
-  return command.option("--output", &file, "FILE", "Writes to this new file instead of standard output")
+  return command
+      .option("--output", &file, "FILE", "Writes to this new file instead of standard output")
       .check(faultOfName);
 }
 
-bool writeBytes(bv::ByteView bytes, const std::string& file, Output& output, bv::host::Readers readers) {
+bool writeBytes(bv::ByteView bytes, const std::string& file, Output& output,
+                bv::host::Readers readers) {
   const std::string_view characters = bv::asCharacters(bytes);
   if (!file.empty()) {
     const auto created = bv::host::createFile(file, characters, readers);
@@ -150,7 +156,8 @@ bool writeBytes(bv::ByteView bytes, const std::string& file, Output& output, bv:
     return created.ok();
   }
   if (output.json()) {
-    output.printResult(bv::Dictionary{{"data", bv::SecurityAdditions::bin2hex(bytes)}, {"size", bytes.size()}});
+    output.printResult(
+        bv::Dictionary{{"data", bv::SecurityAdditions::bin2hex(bytes)}, {"size", bytes.size()}});
   } else {
     output.print(::isatty(STDOUT_FILENO) == 1 ? std::string_view(hexDump(bytes)) : characters);
   }

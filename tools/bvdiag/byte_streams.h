@@ -23,8 +23,8 @@ inline constexpr const char* kStandardInput = "-";
 // meanwhile. `output` reports which.
 [[nodiscard]] std::optional<brisvane::Data> readBytes(const std::string& file, Output& output);
 
-// Passes the bytes of a file, or of standard input, to `take`, piece by piece. A line on a terminal shows the
-// progress. False on failure, and when a signal comes meanwhile. `output` reports which.
+// Passes the bytes of a file, or of standard input, to `take`, piece by piece. A line on a terminal
+// shows the progress. False on failure, and when a signal comes meanwhile. `output` reports which.
 [[nodiscard]] bool readPieces(const std::string& file, Output& output,
                               const std::function<void(brisvane::ByteView)>& take);
 

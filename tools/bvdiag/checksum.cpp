@@ -22,7 +22,8 @@ namespace {
 namespace bv = brisvane;
 using bv::SecurityAdditions::bin2hex;
 
-// What a command makes of a file: it takes the bytes, and gives hexadecimal digits at the end; nullopt on failure.
+// What a command makes of a file: it takes the bytes, and gives hexadecimal digits at the end;
+// nullopt on failure.
 class Checksum {
  public:
   Checksum() = default;
@@ -55,7 +56,8 @@ class Crc32Checksum final : public Checksum {
   void add(bv::ByteView bytes) override { crc_.add(bytes); }
   bv::Result<std::string> digits() override {
     bv::Data number;
-    for (int shift = 24; shift >= 0; shift -= 8) number.push_back(static_cast<std::uint8_t>(crc_.value() >> shift));
+    for (int shift = 24; shift >= 0; shift -= 8)
+      number.push_back(static_cast<std::uint8_t>(crc_.value() >> shift));
     return bin2hex(number);
   }
 
@@ -65,9 +67,12 @@ class Crc32Checksum final : public Checksum {
 
 std::optional<std::string> checksumOf(const std::string& file, const Maker& make, Output& output) {
   const auto checksum = make();
-  if (!readPieces(file, output, [&checksum](bv::ByteView bytes) { checksum->add(bytes); })) return std::nullopt;
+  if (!readPieces(file, output, [&checksum](bv::ByteView bytes) { checksum->add(bytes); }))
+    return std::nullopt;
   auto digits = checksum->digits();
-  if (!digits.ok()) output.complain(nameOf(file) + ": " + digits.error().text() + "; check that OpenSSL is installed");
+  if (!digits.ok())
+    output.complain(nameOf(file) + ": " + digits.error().text() +
+                    "; check that OpenSSL is installed");
   return std::move(digits).optional();
 }
 
@@ -79,12 +84,14 @@ bool showOne(const std::string& file, const std::string& name, const Maker& make
     output.printResult(std::move(result));
   } else if (digits) {
     const std::string shown = escaped(file);
-    output.print((shown == file ? "" : "\\") + *digits + "  " + shown + "\n");  // the mark of an escaped name
+    output.print((shown == file ? "" : "\\") + *digits + "  " + shown +
+                 "\n");  // the mark of an escaped name
   }
   return digits.has_value();
 }
 
-int show(const std::vector<std::string>& files, const std::string& name, const Maker& make, Output& output) {
+int show(const std::vector<std::string>& files, const std::string& name, const Maker& make,
+         Output& output) {
   bool ok = true;
   for (const std::string& file : files) {
     ok &= showOne(file, name, make, output);
@@ -98,9 +105,11 @@ struct ChecksumOptions {
   KeyOptions key;  // of hmac alone
 };
 
-Command<ChecksumOptions> addCommand(AnyCommand& program, const std::string& name, const std::string& help) {
+Command<ChecksumOptions> addCommand(AnyCommand& program, const std::string& name,
+                                    const std::string& help) {
   auto command = program.command<ChecksumOptions>(name, help);
-  command.argument("FILE", &ChecksumOptions::files, "The files; default: standard input, which - also names");
+  command.argument("FILE", &ChecksumOptions::files,
+                   "The files; default: standard input, which - also names");
   command.footer(exitStatusText("success", "a file cannot be read"));
   return command;
 }
@@ -108,21 +117,27 @@ Command<ChecksumOptions> addCommand(AnyCommand& program, const std::string& name
 int showHmac(const ChecksumOptions& options, Session& session) {
   const auto key = readKey(options.key, session.output());
   if (!key) return kFailure;
-  const auto make = [&key] { return std::make_unique<DigestChecksum<bv::host::HmacSha1>>(bv::host::HmacSha1(*key)); };
+  const auto make = [&key] {
+    return std::make_unique<DigestChecksum<bv::host::HmacSha1>>(bv::host::HmacSha1(*key));
+  };
   return show(options.files, "hmac", make, session.output());
 }
 
 }  // namespace
 
 void addDigest(AnyCommand& program) {
-  addCommand(program, "digest", "Prints the SHA-1 of files").runs([](const ChecksumOptions& options, Session& session) {
-    const auto make = [] { return std::make_unique<DigestChecksum<bv::host::Sha1>>(bv::host::Sha1()); };
-    return show(options.files, "sha1", make, session.output());
-  });
+  addCommand(program, "digest", "Prints the SHA-1 of files")
+      .runs([](const ChecksumOptions& options, Session& session) {
+        const auto make = [] {
+          return std::make_unique<DigestChecksum<bv::host::Sha1>>(bv::host::Sha1());
+        };
+        return show(options.files, "sha1", make, session.output());
+      });
 }
 
 void addCrc32(AnyCommand& program) {
-  auto command = addCommand(program, "crc32", "Prints the CRC-32 of files, as zip and gzip compute it");
+  auto command =
+      addCommand(program, "crc32", "Prints the CRC-32 of files, as zip and gzip compute it");
   command.runs([](const ChecksumOptions& options, Session& session) {
     const auto make = [] { return std::make_unique<Crc32Checksum>(); };
     return show(options.files, "crc32", make, session.output());

@@ -36,11 +36,12 @@ struct CipherOptions {
 using Operation = decltype(&bv::SecurityAdditions::dataEncryptedUsingAlgorithm);
 
 const std::map<std::string, std::uint32_t>& algorithms() {
-  static const std::map<std::string, std::uint32_t> numbers = {{"aes", CipherAlgorithm::kAes},
-                                                               {"des", CipherAlgorithm::kDes},
-                                                               {"3des", CipherAlgorithm::kTripleDes},
-                                                               {"cast128", CipherAlgorithm::kCast128},
-                                                               {"rc4", CipherAlgorithm::kRc4}};
+  static const std::map<std::string, std::uint32_t> numbers = {
+      {"aes", CipherAlgorithm::kAes},
+      {"des", CipherAlgorithm::kDes},
+      {"3des", CipherAlgorithm::kTripleDes},
+      {"cast128", CipherAlgorithm::kCast128},
+      {"rc4", CipherAlgorithm::kRc4}};
   return numbers;
 }
 
@@ -56,7 +57,8 @@ std::string reasonOf(std::int32_t status) {
     case CipherStatus::kUnsuitableKey:
       return "the algorithm does not accept a key of this length; check the key";
     case CipherStatus::kPartialBlock:
-      return "it is not a whole number of blocks; check that the file is complete, or omit --no-padding";
+      return "it is not a whole number of blocks; check that the file is complete, or omit "
+             "--no-padding";
     case CipherStatus::kBadPadding:
       return "the padding is bad; check the key, the algorithm and the options";
     case CipherStatus::kNoMemory:
@@ -80,41 +82,51 @@ int run(Operation operation, const CipherOptions& options, Session& session) {
   const auto input = readBytes(options.file, output);
   if (!input) return kFailure;
   std::int32_t status = CipherStatus::kSuccess;
-  const auto result = operation(*input, algorithms().at(options.algorithm), *key,
-                                options.vector.empty() ? bv::Bytes() : *vector, options.bits(), &status);
+  const auto result =
+      operation(*input, algorithms().at(options.algorithm), *key,
+                options.vector.empty() ? bv::Bytes() : *vector, options.bits(), &status);
   if (!result) {
-    output.complain(nameOf(options.file) + ": " + reasonOf(status) + " (" + std::to_string(status) + ")");
+    output.complain(nameOf(options.file) + ": " + reasonOf(status) + " (" + std::to_string(status) +
+                    ")");
     return kFailure;
   }
   // What is worth a cipher is for the owner alone, also when it is plain again.
-  return writeBytes(*result, options.newFile, output, bv::host::Readers::kOwner) ? kSuccess : kFailure;
+  return writeBytes(*result, options.newFile, output, bv::host::Readers::kOwner) ? kSuccess
+                                                                                 : kFailure;
 }
 
-void addCommand(AnyCommand& program, const std::string& name, const std::string& help, Operation operation) {
+void addCommand(AnyCommand& program, const std::string& name, const std::string& help,
+                Operation operation) {
   auto command = program.command<CipherOptions>(name, help);
-  command.argument("FILE", &CipherOptions::file, "The file; default: standard input, which - also names");
+  command.argument("FILE", &CipherOptions::file,
+                   "The file; default: standard input, which - also names");
   addOutputOption(command, command.options().newFile);
   command.option("--algorithm", &CipherOptions::algorithm, "NAME", "aes, des, 3des, cast128 or rc4")
       .showsDefault()
       .oneOf(namesOf(algorithms()));
   addKeyOptions(command, command.options().key);
-  command.option("--vector", &CipherOptions::vector, "HEX", "The initialization vector; default: zero bytes");
+  command.option("--vector", &CipherOptions::vector, "HEX",
+                 "The initialization vector; default: zero bytes");
   command.flag("--ecb", &CipherOptions::ecb, "Uses ECB: blocks are not chained; default: CBC");
   command.flag("--no-padding", &CipherOptions::noPadding,
                "Neither adds nor removes padding; the input must be whole blocks");
-  command.footer(exitStatusText("success", "a file cannot be read or written, or does not decrypt"));
-  command.runs(
-      [operation](const CipherOptions& options, Session& session) { return run(operation, options, session); });
+  command.footer(
+      exitStatusText("success", "a file cannot be read or written, or does not decrypt"));
+  command.runs([operation](const CipherOptions& options, Session& session) {
+    return run(operation, options, session);
+  });
 }
 
 }  // namespace
 
 void addEncrypt(AnyCommand& program) {
-  addCommand(program, "encrypt", "Encrypts a file", bv::SecurityAdditions::dataEncryptedUsingAlgorithm);
+  addCommand(program, "encrypt", "Encrypts a file",
+             bv::SecurityAdditions::dataEncryptedUsingAlgorithm);
 }
 
 void addDecrypt(AnyCommand& program) {
-  addCommand(program, "decrypt", "Decrypts a file", bv::SecurityAdditions::dataDecryptedUsingAlgorithm);
+  addCommand(program, "decrypt", "Decrypts a file",
+             bv::SecurityAdditions::dataDecryptedUsingAlgorithm);
 }
 
 }  // namespace bvdiag

@@ -24,20 +24,24 @@ class WordsFormatter final : public CLI::Formatter {
 };
 
 std::string textOfWrongUsage(const CLI::App& program, const CLI::Error& error) {
-  const auto unknown = program.get_subcommands().empty() ? program.remaining() : std::vector<std::string>();
+  const auto unknown =
+      program.get_subcommands().empty() ? program.remaining() : std::vector<std::string>();
   if (unknown.empty()) return error.what();
   const std::string& first = unknown.front();
-  return (first.starts_with('-') ? "there is no option \"" : "there is no command \"") + first + '"';
+  return (first.starts_with('-') ? "there is no option \"" : "there is no command \"") + first +
+         '"';
 }
 
 }  // namespace
 
 struct AnyCommand::State {
   CLI::App app;
-  std::map<std::string, std::pair<CLI::App*, std::vector<std::string>*>> programStarters;  // by name, with the target
+  std::map<std::string, std::pair<CLI::App*, std::vector<std::string>*>>
+      programStarters;  // by name, with the target
   Chosen chosen;
 
-  // Takes the arguments of a program from the words: the parser would take those that begin with a dash for options.
+  // Takes the arguments of a program from the words: the parser would take those that begin with a
+  // dash for options.
   void takeProgramArguments(std::vector<std::string>& words);
 };
 
@@ -96,7 +100,8 @@ Option Option::secondsUpTo(double most) const {
   const auto rule = [most](const std::string& text) {
     double seconds = 0;
     const bool valid = CLI::detail::lexical_cast(text, seconds) && seconds >= 0 && seconds <= most;
-    return valid ? std::string() : "must be a number of seconds, from 0 to " + std::to_string(std::llround(most));
+    return valid ? std::string()
+                 : "must be a number of seconds, from 0 to " + std::to_string(std::llround(most));
   };
   option_->type_name("")->check(CLI::Validator(rule, "SECONDS"));
   return *this;
@@ -124,27 +129,32 @@ Option AnyCommand::option(const std::string& names, const Target& target, const 
   return argument(names, target, help).valueName(value);
 }
 
-Option AnyCommand::argument(const std::string& name, const Target& target, const std::string& help) {
-  return std::visit([&](auto* variable) { return Option(app_->add_option(name, *variable, help)); }, target);
+Option AnyCommand::argument(const std::string& name, const Target& target,
+                            const std::string& help) {
+  return std::visit([&](auto* variable) { return Option(app_->add_option(name, *variable, help)); },
+                    target);
 }
 
 Option AnyCommand::flag(const std::string& names, bool& target, const std::string& help) {
   return Option(app_->add_flag(names, target, help));
 }
 
-Option AnyCommand::words(const std::string& name, std::vector<std::string>& target, const std::string& help) {
-  // Expecting more than there will ever be, instead of any number, takes a word in brackets as it is: of an option of
-  // any number it would be a list in one argument.
+Option AnyCommand::words(const std::string& name, std::vector<std::string>& target,
+                         const std::string& help) {
+  // Expecting more than there will ever be, instead of any number, takes a word in brackets as it
+  // is: of an option of any number it would be a list in one argument.
   constexpr int kMost = 1'000'000;
   CLI::Option* const added = app_->add_option(name, target, help);
-  added->expected(kMost)->allow_extra_args(false)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  added->expected(kMost)->allow_extra_args(false)->multi_option_policy(
+      CLI::MultiOptionPolicy::TakeAll);
   app_->formatter(std::make_shared<WordsFormatter>(name));
   return Option(added);
 }
 
 void AnyCommand::programArguments(std::vector<std::string>& target) {
   // For the help alone: they never reach the parser.
-  app_->add_option("ARGUMENT", target, "The program's arguments: everything that follows, options included");
+  app_->add_option("ARGUMENT", target,
+                   "The program's arguments: everything that follows, options included");
   state_->programStarters.emplace(app_->get_name(), std::pair(app_, &target));
 }
 

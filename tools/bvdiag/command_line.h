@@ -1,6 +1,7 @@
-// The command line: commands, their options as members of a struct of the command's own, and what the chosen command
-// runs. The parser's library is included by command_line.cpp alone, because each inclusion takes seconds to compile.
-// All that is declared lives as long as the CommandLine. REQUIRES: one thread.
+// The command line: commands, their options as members of a struct of the command's own, and what
+// the chosen command runs. The parser's library is included by command_line.cpp alone, because each
+// inclusion takes seconds to compile. All that is declared lives as long as the CommandLine.
+// REQUIRES: one thread.
 #pragma once
 
 #include <cstdint>
@@ -29,8 +30,9 @@ class WrongUsage : public std::runtime_error {
 };
 
 // What an option or argument sets. The value it has when it is declared is the default.
-using Target = std::variant<std::string*, std::optional<std::string>*, double*, std::optional<double>*, std::int32_t*,
-                            std::optional<std::int32_t>*, std::int64_t*, std::vector<std::string>*>;
+using Target = std::variant<std::string*, std::optional<std::string>*, double*,
+                            std::optional<double>*, std::int32_t*, std::optional<std::int32_t>*,
+                            std::int64_t*, std::vector<std::string>*>;
 
 // A declared option, argument or flag, to say more of it.
 class Option {
@@ -38,8 +40,9 @@ class Option {
   explicit Option(CLI::Option* option) : option_(option) {}
 
   Option required() const;
-  Option valueName(const std::string& name) const;  // how its help calls the value; empty for not at all
-  Option showsDefault() const;                      // in its help
+  Option valueName(
+      const std::string& name) const;  // how its help calls the value; empty for not at all
+  Option showsDefault() const;         // in its help
   Option oneOf(std::vector<std::string> values) const;
   Option between(std::int32_t least, std::int32_t most) const;
   Option secondsUpTo(double most) const;  // a number of seconds from 0 to `most`
@@ -79,13 +82,16 @@ class AnyCommand {
 
   AnyCommand(CLI::App& app, State& state) : app_(&app), state_(&state) {}
 
-  // `names` is as in "--drain,!--no-drain"; the latter clears the flag. `value` is how the help calls the value.
-  Option option(const std::string& names, const Target& target, const std::string& value, const std::string& help);
+  // `names` is as in "--drain,!--no-drain"; the latter clears the flag. `value` is how the help
+  // calls the value.
+  Option option(const std::string& names, const Target& target, const std::string& value,
+                const std::string& help);
   Option argument(const std::string& name, const Target& target, const std::string& help);
   Option flag(const std::string& names, bool& target, const std::string& help);
   // One argument or more, each taken as it is, also in brackets.
   Option words(const std::string& name, std::vector<std::string>& target, const std::string& help);
-  // All arguments that follow the first one, whatever they look like: those of a program that the command starts.
+  // All arguments that follow the first one, whatever they look like: those of a program that the
+  // command starts.
   void programArguments(std::vector<std::string>& target);
   // Options of which exactly one has to be given, under a heading in the help.
   AnyCommand choice(const std::string& name, const std::string& help);
@@ -103,7 +109,8 @@ class AnyCommand {
   void footer(const std::string& text);
 
  protected:
-  // `choose` may throw WrongUsage, and else gives what to run unless a command of this one is chosen.
+  // `choose` may throw WrongUsage, and else gives what to run unless a command of this one is
+  // chosen.
   void onParsed(std::function<Chosen()> choose);
 
  private:
@@ -126,7 +133,8 @@ class Command : public AnyCommand {
   using AnyCommand::words;
 
   template <typename Value>
-  Option option(const std::string& names, Value Options::*member, const std::string& value, const std::string& help) {
+  Option option(const std::string& names, Value Options::*member, const std::string& value,
+                const std::string& help) {
     return option(names, Target(&(options().*member)), value, help);
   }
   template <typename Value>
@@ -136,15 +144,18 @@ class Command : public AnyCommand {
   Option flag(const std::string& names, bool Options::*member, const std::string& help) {
     return flag(names, options().*member, help);
   }
-  Option words(const std::string& name, std::vector<std::string> Options::*member, const std::string& help) {
+  Option words(const std::string& name, std::vector<std::string> Options::*member,
+               const std::string& help) {
     return words(name, options().*member, help);
   }
-  void programArguments(std::vector<std::string> Options::*member) { programArguments(options().*member); }
+  void programArguments(std::vector<std::string> Options::*member) {
+    programArguments(options().*member);
+  }
 
   [[nodiscard]] Options& options() const { return *options_; }
 
-  // What the command does, as in `int run(const Options&, Session&)`, which gives the exit status. `check` throws
-  // WrongUsage for options that do not go together, and may complete the options.
+  // What the command does, as in `int run(const Options&, Session&)`, which gives the exit status.
+  // `check` throws WrongUsage for options that do not go together, and may complete the options.
   void runs(std::function<int(const Options&, Session&)> run, Nature nature = {},
             std::function<void(Options&)> check = {}) {
     onParsed([options = options_, run = std::move(run), nature, check = std::move(check)] {
@@ -175,7 +186,8 @@ class CommandLine {
   // Adds --version, which prints `version`.
   void addVersion(const std::string& version);
 
-  // Parses the words that follow the program's name. Gives the chosen command or, if none is to run, the answer.
+  // Parses the words that follow the program's name. Gives the chosen command or, if none is to
+  // run, the answer.
   [[nodiscard]] std::variant<Chosen, Answer> parse(std::vector<std::string> words);
 
  private:

@@ -36,7 +36,8 @@ inline constexpr const char* kGlobalOptionsHint =
 
 // The end of a command's help.
 inline std::string exitStatusText(const std::string& success, const std::string& failure) {
-  return "Exit status: 0 " + success + "; 1 " + failure + "; 2 wrong usage; 130 Ctrl-C.\n" + kGlobalOptionsHint;
+  return "Exit status: 0 " + success + "; 1 " + failure + "; 2 wrong usage; 130 Ctrl-C.\n" +
+         kGlobalOptionsHint;
 }
 
 // The longest run, in seconds: practically without end.

@@ -7,8 +7,8 @@
 
 namespace bvdiag {
 
-// Whether the person at the terminal confirms a change of the machine's firmware. A simulated machine needs no
-// confirmation. Without a terminal the answer is no. `output` reports a refusal.
+// Whether the person at the terminal confirms a change of the machine's firmware. A simulated
+// machine needs no confirmation. Without a terminal the answer is no. `output` reports a refusal.
 [[nodiscard]] bool confirmed(const Session& session, const std::string& question, bool yes);
 
 }  // namespace bvdiag

@@ -27,7 +27,9 @@ struct Outcome {
   std::string result;
 };
 
-std::string timeText(double seconds) { return std::to_string(std::llround(seconds * 1000)) + " ms"; }
+std::string timeText(double seconds) {
+  return std::to_string(std::llround(seconds * 1000)) + " ms";
+}
 
 bv::Data bytesOf(std::string_view text) { return {text.begin(), text.end()}; }
 
@@ -117,27 +119,31 @@ Outcome Demo::readByteByByte() {
   if (!port_->sendLargeData(bytesOf("echo one by one\n"))) return {false, "cannot be written"};
   bv::Data reply;
   std::uint8_t byte = 0;
-  while ((reply.empty() || reply.back() != '\n') && port_->receiveByte(byte, kPolls) == 0) reply.push_back(byte);
+  while ((reply.empty() || reply.back() != '\n') && port_->receiveByte(byte, kPolls) == 0)
+    reply.push_back(byte);
   return {reply == bytesOf("one by one\r\n"), std::string(reply.begin(), reply.end())};
 }
 
 Outcome Demo::readGuardedVariable() {
   const bv::Object refused;
   const auto value = bv::BVNvram::systemGUID_stringFromVariable("bench-mode", true, true, refused);
-  if (!value || value->same(refused)) return {false, "bench-mode does not exist, or this machine refuses it"};
+  if (!value || value->same(refused))
+    return {false, "bench-mode does not exist, or this machine refuses it"};
   return {true, "bench-mode = " + value->text().value_or("")};
 }
 
 Outcome Demo::launch() {
   constexpr std::int32_t kLimit = 5;
   constexpr const char* kHelper = "org.brisvane.helper";
-  const bool isUp = bv::BVProcess::runApp("/opt/brisvane/helper", {"--quiet"}, kHelper, kLimit) == 0;
+  const bool isUp =
+      bv::BVProcess::runApp("/opt/brisvane/helper", {"--quiet"}, kHelper, kLimit) == 0;
   return {isUp, std::string(kHelper) + (isUp ? " is up" : " did not come up")};
 }
 
 Outcome Demo::runCommand() {
   std::optional<std::string> output;
-  const bool ran = bv::Brisvane::runCommandWithLaunchPath("/bin/uname", {"-sm"}, std::nullopt, output);
+  const bool ran =
+      bv::Brisvane::runCommandWithLaunchPath("/bin/uname", {"-sm"}, std::nullopt, output);
   return {ran, output.value_or("")};
 }
 
@@ -157,7 +163,8 @@ Outcome Demo::close() {
 Outcome Demo::moveLogAside() {
   const std::string moved = bv::BVLog::backupPath(log_, bv::host::platform()->clock().wall());
   bv::BVLog::Default::backupLogFileTo(moved);
-  if (bv::host::fileKind(moved) == bv::host::FileKind::kNone) return {false, "not moved; see the aggregated errors"};
+  if (bv::host::fileKind(moved) == bv::host::FileKind::kNone)
+    return {false, "not moved; see the aggregated errors"};
   log_ = moved;
   return {true, log_};
 }
@@ -165,14 +172,16 @@ Outcome Demo::moveLogAside() {
 bool Demo::take(std::string_view name, Outcome (Demo::*step)()) {
   const auto start = std::chrono::steady_clock::now();
   const Outcome outcome = (this->*step)();
-  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   Output& output = session_.output();
   if (output.json()) {
-    output.printResult(
-        bv::Dictionary{{"step", name}, {outcome.ok ? "result" : "error", outcome.result}, {"seconds", seconds}});
+    output.printResult(bv::Dictionary{
+        {"step", name}, {outcome.ok ? "result" : "error", outcome.result}, {"seconds", seconds}});
   } else {
     constexpr std::size_t kColumn = 36;
-    std::string line = outcome.ok ? output.colored(Color::kGreen, "✓") : output.colored(Color::kRed, "✗");
+    std::string line =
+        outcome.ok ? output.colored(Color::kGreen, "✓") : output.colored(Color::kRed, "✗");
     line.append(" ").append(name).append(kColumn - name.size(), ' ');
     output.print(line + escaped(outcome.result) + "  (" + timeText(seconds) + ")\n");
   }
@@ -209,7 +218,8 @@ void Demo::showLog() {
   Output& output = session_.output();
   const std::string errors = bv::BVLog::aggregatedErrorDescription();
   const auto log = bv::host::readFile(log_, kLargest);
-  const std::string content = log.ok() ? log.value().substr(std::min(logStart_, log.value().size())) : "";
+  const std::string content =
+      log.ok() ? log.value().substr(std::min(logStart_, log.value().size())) : "";
   if (!log.ok()) output.complain("log file " + log.error().text());
   if (output.json()) {
     bv::Dictionary result{{"log", log_}, {"content", content}, {"aggregatedError", errors}};

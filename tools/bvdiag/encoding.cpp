@@ -28,16 +28,18 @@ struct Encoding {
   bool hasPercent;
 };
 
-constexpr Encoding kHex = {"hex",
-                           [](bv::ByteView bytes, const EncodingOptions& options) {
-                             return options.percent ? bv::SecurityAdditions::bin2percentHex(bytes)
-                                                    : bv::SecurityAdditions::bin2hex(bytes);
-                           },
-                           [](std::string_view text) { return bv::parseHex(text); },
-                           "pairs of hexadecimal digits; blanks and line ends may stand between pairs", true};
+constexpr Encoding kHex = {
+    "hex",
+    [](bv::ByteView bytes, const EncodingOptions& options) {
+      return options.percent ? bv::SecurityAdditions::bin2percentHex(bytes)
+                             : bv::SecurityAdditions::bin2hex(bytes);
+    },
+    [](std::string_view text) { return bv::parseHex(text); },
+    "pairs of hexadecimal digits; blanks and line ends may stand between pairs", true};
 
 constexpr Encoding kBase64 = {
-    "base64", [](bv::ByteView bytes, const EncodingOptions& /*options*/) { return bv::base64Text(bytes); },
+    "base64",
+    [](bv::ByteView bytes, const EncodingOptions& /*options*/) { return bv::base64Text(bytes); },
     [](std::string_view text) { return bv::SecurityAdditions::base64DataFromString(text, false); },
     "groups of four characters A to Z, a to z, 0 to 9, + and /, the last one padded with =", false};
 
@@ -48,7 +50,8 @@ int run(const Encoding& encoding, const EncodingOptions& options, Session& sessi
   if (options.decode) {
     const auto decoded = encoding.decode(bv::asCharacters(*bytes));
     if (!decoded) {
-      output.complain(nameOf(options.file) + ": is not " + encoding.name + "; expected " + encoding.rule);
+      output.complain(nameOf(options.file) + ": is not " + encoding.name + "; expected " +
+                      encoding.rule);
       return kFailure;
     }
     return writeBytes(*decoded, options.newFile, output) ? kSuccess : kFailure;
@@ -68,22 +71,32 @@ int run(const Encoding& encoding, const EncodingOptions& options, Session& sessi
 
 void addCommand(AnyCommand& program, const Encoding& encoding, const std::string& help) {
   auto command = program.command<EncodingOptions>(encoding.name, help);
-  command.argument("FILE", &EncodingOptions::file, "The file; default: standard input, which - also names");
-  const Option decode = command.flag("--decode", &EncodingOptions::decode, "Decodes the text to bytes");
+  command.argument("FILE", &EncodingOptions::file,
+                   "The file; default: standard input, which - also names");
+  const Option decode =
+      command.flag("--decode", &EncodingOptions::decode, "Decodes the text to bytes");
   addOutputOption(command, command.options().newFile);
   if (encoding.hasPercent) {
-    command.flag("--percent", &EncodingOptions::percent, "Prints three characters for each byte: %00%AB%FF")
+    command
+        .flag("--percent", &EncodingOptions::percent,
+              "Prints three characters for each byte: %00%AB%FF")
         .excludes(decode);
   }
-  command.footer(exitStatusText("success", "the input cannot be read or decoded, or the output cannot be written"));
-  command.runs(
-      [&encoding](const EncodingOptions& options, Session& session) { return run(encoding, options, session); });
+  command.footer(exitStatusText(
+      "success", "the input cannot be read or decoded, or the output cannot be written"));
+  command.runs([&encoding](const EncodingOptions& options, Session& session) {
+    return run(encoding, options, session);
+  });
 }
 
 }  // namespace
 
-void addHex(AnyCommand& program) { addCommand(program, kHex, "Encodes bytes as hexadecimal digits, or decodes them"); }
+void addHex(AnyCommand& program) {
+  addCommand(program, kHex, "Encodes bytes as hexadecimal digits, or decodes them");
+}
 
-void addBase64(AnyCommand& program) { addCommand(program, kBase64, "Encodes bytes in base64, or decodes them"); }
+void addBase64(AnyCommand& program) {
+  addCommand(program, kBase64, "Encodes bytes in base64, or decodes them");
+}
 
 }  // namespace bvdiag

@@ -48,13 +48,15 @@ int statusOfUnstarted(const ExecOptions& options, const std::optional<std::strin
   if (!path) return kNoSuchProgram;
   std::error_code unknown;
   const auto place = std::filesystem::path(options.directory) / *path;
-  const bool hasFolder = options.directory.empty() || std::filesystem::is_directory(options.directory, unknown);
-  return hasFolder && !std::filesystem::exists(std::filesystem::symlink_status(place, unknown)) ? kNoSuchProgram
-                                                                                                : kCannotStart;
+  const bool hasFolder =
+      options.directory.empty() || std::filesystem::is_directory(options.directory, unknown);
+  return hasFolder && !std::filesystem::exists(std::filesystem::symlink_status(place, unknown))
+             ? kNoSuchProgram
+             : kCannotStart;
 }
 
-// Waits for the end of the program and of its output, or for as long as a signal leaves time. A signal that has come
-// to bvdiag alone is passed on.
+// Waits for the end of the program and of its output, or for as long as a signal leaves time. A
+// signal that has come to bvdiag alone is passed on.
 void follow(Command& command) {
   constexpr milliseconds kStep{50};
   constexpr milliseconds kGrace{2000};
@@ -84,7 +86,8 @@ struct Ending {
 
 Ending endingOf(Command& command, const std::string& path) {
   if (!command.hasEnded()) {
-    return {kSignalBase + raisingSignal(), path + ": still runs, as process " + std::to_string(command.process())};
+    return {kSignalBase + raisingSignal(),
+            path + ": still runs, as process " + std::to_string(command.process())};
   }
   if (const int signal = command.endingSignal(); signal != 0) {
     return {kSignalBase + signal, path + ": ended by signal " + std::to_string(signal)};
@@ -94,7 +97,8 @@ Ending endingOf(Command& command, const std::string& path) {
 }
 
 bv::Dictionary resultOf(const std::string& program, const Command* command, const Ending& ending) {
-  bv::Dictionary result{{"program", program}, {"ran", command != nullptr}, {"status", ending.status}};
+  bv::Dictionary result{
+      {"program", program}, {"ran", command != nullptr}, {"status", ending.status}};
   if (!ending.reason.empty()) result.emplace("error", ending.reason);
   if (command == nullptr) return result;
   const std::string text(bv::asCharacters(command->output()));
@@ -141,12 +145,16 @@ int run(const ExecOptions& options, Session& session) {
 void addExec(AnyCommand& program) {
   auto command = program.command<ExecOptions>(
       "exec", "Runs a program to its end, then prints its output and ends with its exit status");
-  command.argument("PROGRAM", &ExecOptions::program, "A path, or a name that is searched in PATH").required();
+  command.argument("PROGRAM", &ExecOptions::program, "A path, or a name that is searched in PATH")
+      .required();
   command.programArguments(&ExecOptions::arguments);
-  command.option("--dir", &ExecOptions::directory, "FOLDER", "The folder to run it in; default: the current one");
-  command.option("--log", &ExecOptions::log, "FILE", "Also logs to this file; default: the system log only");
+  command.option("--dir", &ExecOptions::directory, "FOLDER",
+                 "The folder to run it in; default: the current one");
+  command.option("--log", &ExecOptions::log, "FILE",
+                 "Also logs to this file; default: the system log only");
   command.footer(
-      "Exit status: the program's; 128 + n when signal n ended it; 127 no such program; 126 it cannot be started;\n"
+      "Exit status: the program's; 128 + n when signal n ended it; 127 no such program; 126 it "
+      "cannot be started;\n"
       "1 its output or the log cannot be written; 2 wrong usage.\n" +
       std::string(kGlobalOptionsHint));
   command.runs(run, {.endsAsAProgram = true});

@@ -51,7 +51,8 @@ class Traffic {
  public:
   void add(Fixture::Event event, bv::ByteView bytes) {
     const std::scoped_lock lock(mutex_);
-    happenings_.push_back({std::chrono::system_clock::now(), event, bv::Data(bytes.begin(), bytes.end())});
+    happenings_.push_back(
+        {std::chrono::system_clock::now(), event, bv::Data(bytes.begin(), bytes.end())});
     changed_.notify_one();
   }
 
@@ -59,7 +60,8 @@ class Traffic {
   std::optional<Happening> next() {
     constexpr std::chrono::milliseconds kMoment{50};
     std::unique_lock lock(mutex_);
-    if (!changed_.wait_for(lock, kMoment, [this] { return !happenings_.empty(); })) return std::nullopt;
+    if (!changed_.wait_for(lock, kMoment, [this] { return !happenings_.empty(); }))
+      return std::nullopt;
     Happening first = std::move(happenings_.front());
     happenings_.pop_front();
     return first;
@@ -147,9 +149,11 @@ int run(const FixtureOptions& options, Session& session) {
   }
   Traffic traffic;
   const auto started = Fixture::start(
-      std::move(script.value()), [&traffic](Fixture::Event event, bv::ByteView bytes) { traffic.add(event, bytes); });
+      std::move(script.value()),
+      [&traffic](Fixture::Event event, bv::ByteView bytes) { traffic.add(event, bytes); });
   if (!started.ok()) {
-    output.complain("the fixture cannot be started: " + started.error().text() + "; check that /dev/pts is mounted");
+    output.complain("the fixture cannot be started: " + started.error().text() +
+                    "; check that /dev/pts is mounted");
     return kFailure;
   }
   const Fixture& fixture = *started.value();
@@ -172,12 +176,15 @@ void addFixture(AnyCommand& program) {
       "fixture",
       "Runs a simulated fixture on a terminal that any program can open. Prints its node,\n"
       "then what it receives and sends, until Ctrl-C or until it hangs up");
-  command.argument("SCRIPT", &FixtureOptions::script, "JSON file; default: answers \"version\" and \"echo ...\"")
+  command
+      .argument("SCRIPT", &FixtureOptions::script,
+                "JSON file; default: answers \"version\" and \"echo ...\"")
       .valueName("");
   command.option("--link", &FixtureOptions::link, "PATH",
                  "Makes a symbolic link to the node, and removes it at the end");
   command.flag("--hex", &FixtureOptions::hex, "Prints the bytes in hexadecimal");
-  command.option("--duration", &FixtureOptions::duration, "", "Ends after this time; default: never")
+  command
+      .option("--duration", &FixtureOptions::duration, "", "Ends after this time; default: never")
       .secondsUpTo(kLongestDuration);
   command.footer(exitStatusText("the fixture hung up, or the duration is over",
                                 "the script is wrong, or the terminal or the link cannot be made"));

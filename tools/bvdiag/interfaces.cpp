@@ -14,8 +14,10 @@ struct Column {
 };
 
 // As wide as the widest that Linux knows; the last needs no width.
-constexpr Column kColumns[] = {
-    {"NetworkInterfaceName", 17}, {"NetworkInterfaceType", 11}, {"MacAddress", 19}, {"IPAddress", 0}};
+constexpr Column kColumns[] = {{"NetworkInterfaceName", 17},
+                               {"NetworkInterfaceType", 11},
+                               {"MacAddress", 19},
+                               {"IPAddress", 0}};
 
 std::string lineOf(const bv::Dictionary& record) {
   std::string line;
@@ -32,10 +34,13 @@ int run(const NoOptions& /*options*/, Session& session) {
   Output& output = session.output();
   const auto interfaces = bv::Brisvane::findEthernetInterfaces();
   if (!interfaces) {
-    output.complain("the network interfaces cannot be listed; check that a sandbox does not forbid netlink sockets");
+    output.complain(
+        "the network interfaces cannot be listed; check that a sandbox does not forbid netlink "
+        "sockets");
     return kFailure;
   }
-  if (interfaces->empty()) output.remark("no wired, virtual-LAN or wireless interface is up with an IPv4 address");
+  if (interfaces->empty())
+    output.remark("no wired, virtual-LAN or wireless interface is up with an IPv4 address");
   if (output.json()) {
     output.printJson(*interfaces);
     return kSuccess;
@@ -47,8 +52,10 @@ int run(const NoOptions& /*options*/, Session& session) {
 }  // namespace
 
 void addInterfaces(AnyCommand& program) {
-  auto command = program.command("interfaces", "Lists the network interfaces: name, type, MAC and IPv4 address");
-  command.footer(exitStatusText("success, even without an interface", "the interfaces cannot be listed"));
+  auto command = program.command("interfaces",
+                                 "Lists the network interfaces: name, type, MAC and IPv4 address");
+  command.footer(
+      exitStatusText("success, even without an interface", "the interfaces cannot be listed"));
   command.runs(run);
 }
 

@@ -1,5 +1,6 @@
 // Ctrl-C and its relatives: a flag instead of a sudden end, so that ports are closed and
-// links removed. The first signal raises the flag, a second one of its kind ends the program at once.
+// links removed. The first signal raises the flag, a second one of its kind ends the program at
+// once.
 #pragma once
 
 #include <chrono>

@@ -28,9 +28,13 @@ std::optional<bv::Data> readSpelling(const KeyOptions& options, Output& output) 
 
 void addKeyOptions(AnyCommand& command, KeyOptions& options) {
   AnyCommand source = command.choice("Key", "One of");
-  source.option("--key-file", &options.file, "FILE", "The file whose bytes are the key, with any final line end")
+  source
+      .option("--key-file", &options.file, "FILE",
+              "The file whose bytes are the key, with any final line end")
       .check(faultOfName);
-  source.option("--key-env", &options.variable, "NAME", "The environment variable whose value is the key")
+  source
+      .option("--key-env", &options.variable, "NAME",
+              "The environment variable whose value is the key")
       .check(faultOfName);
   command.flag("--hex-key", options.isHex, "The key is hexadecimal there; blanks are skipped");
 }

@@ -1,5 +1,5 @@
-// The key of a command that needs one: from a file or from the environment. Never from the command line, which
-// every user of the machine can read.
+// The key of a command that needs one: from a file or from the environment. Never from the command
+// line, which every user of the machine can read.
 #pragma once
 
 #include <optional>

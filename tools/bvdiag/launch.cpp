@@ -55,7 +55,8 @@ std::string adviceFor(std::int64_t result) {
 std::string reportedErrors() {
   std::string text = bv::BVLog::aggregatedErrorDescription();
   while (text.ends_with('\n')) text.pop_back();
-  for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at)) text.replace(at, 1, "; ");
+  for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at))
+    text.replace(at, 1, "; ");
   return text;
 }
 
@@ -63,16 +64,18 @@ int run(const LaunchOptions& options, Session& session) {
   Output& output = session.output();
   if (!options.log.empty() && !session.startLog(options.log)) return kFailure;
   const auto start = std::chrono::steady_clock::now();
-  const std::string identifier = options.identifier.empty() ? identifierOf(options.path) : options.identifier;
+  const std::string identifier =
+      options.identifier.empty() ? identifierOf(options.path) : options.identifier;
   std::int64_t result = BVProcess::kRunAppUp;
   if (options.openOnly) {
-    const bool isOpened =
-        BVProcess::openItemWithURL(bv::host::fileUrl(options.path), options.arguments, options.timeout);
+    const bool isOpened = BVProcess::openItemWithURL(bv::host::fileUrl(options.path),
+                                                     options.arguments, options.timeout);
     result = isOpened ? BVProcess::kRunAppUp : BVProcess::kRunAppNotLaunched;
   } else {
     result = BVProcess::runApp(options.path, options.arguments, identifier, options.timeout);
   }
-  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   const bool isUp = result == BVProcess::kRunAppUp;
   if (!output.json() && isUp) {
     output.print(escaped(identifier) + (options.openOnly ? " is launched" : " is up") + " after " +
@@ -80,13 +83,15 @@ int run(const LaunchOptions& options, Session& session) {
   }
   if (!isUp) {
     // The operation itself gives a number. The reasons are in the aggregated errors.
-    output.complain(options.path + ": " + (interrupted() ? "interrupted" : adviceFor(result)) + " (result " +
-                    std::to_string(result) + "): " + reportedErrors());
+    output.complain(options.path + ": " + (interrupted() ? "interrupted" : adviceFor(result)) +
+                    " (result " + std::to_string(result) + "): " + reportedErrors());
   }
   const bool isLogged = session.logIsComplete();
   if (output.json()) {
-    output.printResult(
-        bv::Dictionary{{"path", options.path}, {"identifier", identifier}, {"result", result}, {"seconds", seconds}});
+    output.printResult(bv::Dictionary{{"path", options.path},
+                                      {"identifier", identifier},
+                                      {"result", result},
+                                      {"seconds", seconds}});
   }
   return isLogged && isUp ? kSuccess : kFailure;
 }
@@ -95,18 +100,24 @@ int run(const LaunchOptions& options, Session& session) {
 
 void addLaunch(AnyCommand& program) {
   constexpr std::int32_t kLongest = 86'400;
-  auto command = program.command<LaunchOptions>("launch", "Launches an application and waits until it is up");
-  command.argument("PATH", &LaunchOptions::path, "An executable, an AppDir or a desktop entry").required();
+  auto command =
+      program.command<LaunchOptions>("launch", "Launches an application and waits until it is up");
+  command.argument("PATH", &LaunchOptions::path, "An executable, an AppDir or a desktop entry")
+      .required();
   command.programArguments(&LaunchOptions::arguments);
   command.option("--id", &LaunchOptions::identifier, "ID",
                  "The application's identifier; default: the file's name without .desktop");
   command
-      .option("--timeout", &LaunchOptions::timeout, "SECONDS", "The time limit for launching, and again for coming up")
+      .option("--timeout", &LaunchOptions::timeout, "SECONDS",
+              "The time limit for launching, and again for coming up")
       .between(0, kLongest)
       .showsDefault();
-  command.flag("--open-only", &LaunchOptions::openOnly, "Waits until it is launched, not until it is up");
-  command.option("--log", &LaunchOptions::log, "FILE", "Also logs to this file; default: the system log only");
-  command.footer(exitStatusText("it is up, or launched with --open-only", "it is not, within the time limit"));
+  command.flag("--open-only", &LaunchOptions::openOnly,
+               "Waits until it is launched, not until it is up");
+  command.option("--log", &LaunchOptions::log, "FILE",
+                 "Also logs to this file; default: the system log only");
+  command.footer(
+      exitStatusText("it is up, or launched with --open-only", "it is not, within the time limit"));
   command.runs(run);
 }
 

@@ -33,10 +33,11 @@ int run(const LogOptions& options, Session& session) {
   const std::string errors = bv::BVLog::aggregatedErrorDescription();
   const bool isWritten = session.logIsComplete();
   if (output.json()) {
-    output.printResult(bv::Dictionary{{"level", options.level},
-                                      {"messages", options.messages.size()},
-                                      {"file", options.file.empty() ? bv::Object() : bv::Object(options.file)},
-                                      {"aggregatedError", errors}});
+    output.printResult(
+        bv::Dictionary{{"level", options.level},
+                       {"messages", options.messages.size()},
+                       {"file", options.file.empty() ? bv::Object() : bv::Object(options.file)},
+                       {"aggregatedError", errors}});
   } else {
     output.print("aggregated errors:" + (errors.empty() ? " none\n" : "\n" + escapedLines(errors)));
   }
@@ -44,10 +45,12 @@ int run(const LogOptions& options, Session& session) {
 }
 
 // Options of messages do not go with the command `backup`.
-void check(const LogOptions& options, const AnyCommand& log, const std::map<std::string, Option>& ofMessages) {
+void check(const LogOptions& options, const AnyCommand& log,
+           const std::map<std::string, Option>& ofMessages) {
   const bool backsUp = log.hasChosenCommand();
   if (backsUp && !options.messages.empty()) {
-    throw WrongUsage("MESSAGE: write the message \"backup\" after --, as one that begins with a dash");
+    throw WrongUsage(
+        "MESSAGE: write the message \"backup\" after --, as one that begins with a dash");
   }
   for (const auto& [name, option] : ofMessages) {
     if (backsUp && option.isGiven())
@@ -61,18 +64,22 @@ void check(const LogOptions& options, const AnyCommand& log, const std::map<std:
 void addLog(AnyCommand& program) {
   auto command = program.command<LogOptions>(
       "log", "Writes lines through the library's logger, then prints the aggregated errors");
-  command.words("MESSAGE", &LogOptions::messages, "One line each; after -- it may begin with a dash or be \"backup\"");
-  const Option file =
-      command.option("--file", &LogOptions::file, "FILE", "Also logs to this file; default: the system log only");
-  const Option level = command
-                           .option("--level", &LogOptions::level, "LEVEL",
-                                   "debug, info, error or fault; debug messages do not go to the file")
-                           .showsDefault()
-                           .oneOf({"debug", "info", "error", "fault"});
+  command.words("MESSAGE", &LogOptions::messages,
+                "One line each; after -- it may begin with a dash or be \"backup\"");
+  const Option file = command.option("--file", &LogOptions::file, "FILE",
+                                     "Also logs to this file; default: the system log only");
+  const Option level =
+      command
+          .option("--level", &LogOptions::level, "LEVEL",
+                  "debug, info, error or fault; debug messages do not go to the file")
+          .showsDefault()
+          .oneOf({"debug", "info", "error", "fault"});
   command.footer(exitStatusText("success", "the log file cannot be written"));
   addLogBackup(command);
   const std::map<std::string, Option> ofMessages{{"--file", file}, {"--level", level}};
-  command.runs(run, {}, [command, ofMessages](const LogOptions& options) { check(options, command, ofMessages); });
+  command.runs(run, {}, [command, ofMessages](const LogOptions& options) {
+    check(options, command, ofMessages);
+  });
 }
 
 }  // namespace bvdiag

@@ -37,7 +37,8 @@ std::string explain(const bv::host::MoveOutcome& outcome) {
 int run(const BackupOptions& options, bool hasDestination, Session& session) {
   Output& output = session.output();
   const std::string to =
-      hasDestination ? options.destination : bv::BVLog::backupPath(options.file, bv::host::platform()->clock().wall());
+      hasDestination ? options.destination
+                     : bv::BVLog::backupPath(options.file, bv::host::platform()->clock().wall());
   if (options.file.empty()) {
     output.complain("FILE: is empty; give the path of the log file");
     return kFailure;
@@ -58,7 +59,8 @@ int run(const BackupOptions& options, bool hasDestination, Session& session) {
 }  // namespace
 
 void addLogBackup(AnyCommand& log) {
-  auto command = log.command<BackupOptions>("backup", "Moves a log file aside; the next line begins a new one");
+  auto command = log.command<BackupOptions>(
+      "backup", "Moves a log file aside; the next line begins a new one");
   command.argument("FILE", &BackupOptions::file, "The log file").required();
   const Option destination =
       command.option("--to", &BackupOptions::destination, "FILE",

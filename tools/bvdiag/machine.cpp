@@ -39,8 +39,10 @@ int record(const RecordOptions& options, Session& session) {
     output.complain(writingFailure(path, created.error().number()));
     return kFailure;
   }
-  if (output.json()) output.printResult(bv::Dictionary{{"file", path}, {"masked", !options.recording.unmasked}});
-  if (options.recording.variables) output.remark("the values of the firmware variables are in it, unmasked");
+  if (output.json())
+    output.printResult(bv::Dictionary{{"file", path}, {"masked", !options.recording.unmasked}});
+  if (options.recording.variables)
+    output.remark("the values of the firmware variables are in it, unmasked");
   return kSuccess;
 }
 
@@ -49,13 +51,16 @@ int record(const RecordOptions& options, Session& session) {
 void addMachine(AnyCommand& program) {
   auto machine = program.command("machine", "Records this machine");
   machine.requireCommand();
-  auto command =
-      machine.command<RecordOptions>("record", "Writes a description of this machine, which --machine accepts");
+  auto command = machine.command<RecordOptions>(
+      "record", "Writes a description of this machine, which --machine accepts");
   RecordingOptions& recording = command.options().recording;
   command.argument("FILE", &RecordOptions::path, "A new file; - is standard output").required();
-  command.flag("--variables", recording.variables, "Adds the values of the firmware variables, unmasked");
-  command.flag("--everything", recording.everything, "Adds the registry's properties that no profile is gathered from");
-  command.flag("--unmasked", recording.unmasked, "Does not mask serial numbers, UUIDs, seeds and hardware addresses");
+  command.flag("--variables", recording.variables,
+               "Adds the values of the firmware variables, unmasked");
+  command.flag("--everything", recording.everything,
+               "Adds the registry's properties that no profile is gathered from");
+  command.flag("--unmasked", recording.unmasked,
+               "Does not mask serial numbers, UUIDs, seeds and hardware addresses");
   command.footer(exitStatusText("success", "the file cannot be written"));
   command.runs(record);
 }

@@ -33,11 +33,15 @@ std::string versionText() {
 // Gives the flag --json, which also answers obey.
 Option addGlobalOptions(CommandLine& line, GlobalOptions& options) {
   AnyCommand program = line.program();
-  const Option machine =
-      program.option("--machine", &options.machineFile, "FILE", "Uses the simulated machine that this file describes");
-  program.flag("--simulated", options.simulated, "Uses the built-in simulated machine").excludes(machine);
-  const Option json = program.flag("--json", options.json, "Prints each result as one line of JSON");
-  program.option("--color", &options.color, "WHEN", "auto (for a terminal, unless NO_COLOR is set), always or never")
+  const Option machine = program.option("--machine", &options.machineFile, "FILE",
+                                        "Uses the simulated machine that this file describes");
+  program.flag("--simulated", options.simulated, "Uses the built-in simulated machine")
+      .excludes(machine);
+  const Option json =
+      program.flag("--json", options.json, "Prints each result as one line of JSON");
+  program
+      .option("--color", &options.color, "WHEN",
+              "auto (for a terminal, unless NO_COLOR is set), always or never")
       .oneOf({"auto", "always", "never"})
       .showsDefault();
   line.addVersion(versionText());
@@ -70,21 +74,26 @@ int execute(const GlobalOptions& options, const Chosen& chosen, Output& output) 
 
 int run(std::vector<std::string> words) {
   constexpr int kSignalBase = 128;
-  CommandLine line("bvdiag", "Talks to test fixtures on serial adapters, simulates one, and identifies the machine.");
+  CommandLine line(
+      "bvdiag",
+      "Talks to test fixtures on serial adapters, simulates one, and identifies the machine.");
   GlobalOptions options;
   const Option json = addGlobalOptions(line, options);
   AnyCommand program = line.program();
   program.footer(
-      "Exit status: 0 success; 1 failure, reported on standard error; 2 wrong usage; 128 + n after signal n,\n"
+      "Exit status: 0 success; 1 failure, reported on standard error; 2 wrong usage; 128 + n after "
+      "signal n,\n"
       "130 after Ctrl-C. `exec` ends with the status of its program.\n"
       "`bvdiag COMMAND --help` describes a command.");
-  for (const auto add : {addDemo,    addPorts,  addSend,     addMonitor,    addFixture, addLog,    addExec, addLaunch,
-                         addProfile, addNvram,  addRegistry, addInterfaces, addMachine, addDigest, addHmac, addCrc32,
-                         addHex,     addBase64, addEncrypt,  addDecrypt,    addRandom,  addPlist}) {
+  for (const auto add : {addDemo,    addPorts,   addSend,    addMonitor, addFixture,  addLog,
+                         addExec,    addLaunch,  addProfile, addNvram,   addRegistry, addInterfaces,
+                         addMachine, addDigest,  addHmac,    addCrc32,   addHex,      addBase64,
+                         addEncrypt, addDecrypt, addRandom,  addPlist}) {
     add(program);
   }
   const auto parsed = line.parse(std::move(words));
-  if (const auto* const answer = std::get_if<Answer>(&parsed)) return print(*answer, json.isGiven());
+  if (const auto* const answer = std::get_if<Answer>(&parsed))
+    return print(*answer, json.isGiven());
   const auto& chosen = std::get<Chosen>(parsed);
   watchForInterrupt();
   Output output(options.json, options.color);

@@ -29,12 +29,14 @@ std::string maskedText(std::string text) {
 }
 
 std::string upperCase(std::string text) {
-  for (char& character : text) character = isLower(character) ? static_cast<char>(character - 'a' + 'A') : character;
+  for (char& character : text)
+    character = isLower(character) ? static_cast<char>(character - 'a' + 'A') : character;
   return text;
 }
 
 std::string lowerCase(std::string text) {
-  for (char& character : text) character = isUpper(character) ? static_cast<char>(character - 'A' + 'a') : character;
+  for (char& character : text)
+    character = isUpper(character) ? static_cast<char>(character - 'A' + 'a') : character;
   return text;
 }
 
@@ -72,7 +74,8 @@ void maskShapes(std::string& text) {
     if (bv::parseGuid(std::string_view(text).substr(at, bv::kGuidTextLength))) {
       text.replace(at, bv::kGuidTextLength, maskedText(text.substr(at, bv::kGuidTextLength)));
     } else if (isHardwareAddress(std::string_view(text).substr(at, kHardwareAddressLength))) {
-      text.replace(at, kHardwareAddressLength, maskedHardwareAddress(text.substr(at, kHardwareAddressLength)));
+      text.replace(at, kHardwareAddressLength,
+                   maskedHardwareAddress(text.substr(at, kHardwareAddressLength)));
     }
   }
 }
@@ -84,8 +87,9 @@ bool Mask::hides(std::string_view name) const {
   const std::string lower = lowerCase(std::string(name));
   constexpr std::string_view kWords[] = {"serial",  "uuid",     "seed", "mac-address", "macaddr",
                                          "ethaddr", "deviceid", "ecid", "unique"};
-  return std::any_of(std::begin(kWords), std::end(kWords),
-                     [&lower](std::string_view word) { return lower.find(word) != std::string::npos; });
+  return std::any_of(std::begin(kWords), std::end(kWords), [&lower](std::string_view word) {
+    return lower.find(word) != std::string::npos;
+  });
 }
 
 bv::Object Mask::hide(const bv::Object& value) {
@@ -126,7 +130,8 @@ bv::Object Mask::clean(const bv::Object& value) const {
 std::string Mask::cleanText(std::string text) const {
   if (isOff_) return text;
   for (const std::string& hidden : learned_) {
-    for (std::size_t at = text.find(hidden); at != std::string::npos; at = text.find(hidden, at + hidden.size())) {
+    for (std::size_t at = text.find(hidden); at != std::string::npos;
+         at = text.find(hidden, at + hidden.size())) {
       text.replace(at, hidden.size(), maskedText(hidden));
     }
   }
@@ -136,7 +141,8 @@ std::string Mask::cleanText(std::string text) const {
   for (std::size_t begin = 0; begin < text.size();) {
     const std::size_t end = std::min(text.find_first_of(kBlanks, begin), text.size());
     const std::size_t equals = text.find_last_of('=', end);
-    if (equals != std::string::npos && equals > begin && hides(text.substr(begin, equals - begin))) {
+    if (equals != std::string::npos && equals > begin &&
+        hides(text.substr(begin, equals - begin))) {
       text.replace(equals, end - equals, maskedText(text.substr(equals, end - equals)));
     }
     begin = end + 1;

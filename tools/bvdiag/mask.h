@@ -1,4 +1,5 @@
-// Mask, which hides what identifies one machine among others of its model. A Mask belongs to one thread.
+// Mask, which hides what identifies one machine among others of its model. A Mask belongs to one
+// thread.
 #pragma once
 
 #include <string>
@@ -12,8 +13,8 @@ namespace bvdiag {
 // Serial numbers, UUIDs, seeds and the like are known by their names. Each of their letters becomes
 // X, and each digit 0. Bytes that are no text become zero bytes, and a number becomes 0.
 //
-// A value that was hidden once is hidden wherever it occurs. So is what has the form of a UUID or of
-// a hardware address, and what follows such a name and "=".
+// A value that was hidden once is hidden wherever it occurs. So is what has the form of a UUID or
+// of a hardware address, and what follows such a name and "=".
 class Mask {
  public:
   // One that is off hides nothing.

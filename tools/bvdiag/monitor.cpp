@@ -29,7 +29,9 @@ bool isUnfinished(std::string_view text) {
   const auto first = static_cast<unsigned char>(text.front());
   if (first < 0xC2 || first > 0xF4) return false;
   const std::size_t length = first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-  const auto continues = [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80; };
+  const auto continues = [](char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
+  };
   return text.size() < length && std::all_of(text.begin() + 1, text.end(), continues);
 }
 
@@ -102,8 +104,8 @@ class Monitor {
   }
 
   void showJson(std::string_view form, bv::Object content) {
-    output_.printJson(
-        bv::Dictionary{{"time", std::chrono::system_clock::now()}, {std::string(form), std::move(content)}});
+    output_.printJson(bv::Dictionary{{"time", std::chrono::system_clock::now()},
+                                     {std::string(form), std::move(content)}});
   }
 
   bool hex_;
@@ -143,9 +145,11 @@ void addMonitor(AnyCommand& program) {
       "monitor", "Prints what arrives, until Ctrl-C or for a given time; sends nothing");
   addPortOptions(command, command.options().port);
   command.flag("--hex", &MonitorOptions::hex, "Prints the bytes as a hex dump");
-  command.option("--duration", &MonitorOptions::duration, "", "Ends after this time; default: never")
+  command
+      .option("--duration", &MonitorOptions::duration, "", "Ends after this time; default: never")
       .secondsUpTo(kLongestDuration);
-  command.footer(exitStatusText("the duration is over", "the port cannot be opened, or the line hung up"));
+  command.footer(
+      exitStatusText("the duration is over", "the port cannot be opened, or the line hung up"));
   command.runs(run);
 }
 

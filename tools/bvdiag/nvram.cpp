@@ -29,7 +29,8 @@ struct NvramOptions {
 
   [[nodiscard]] std::string fullName() const {
     if (space.empty()) return name;
-    return bv::guidText(space == "system" ? BVNvram::kSystemGuid : BVNvram::kLarderGuid) + ":" + name;
+    return bv::guidText(space == "system" ? BVNvram::kSystemGuid : BVNvram::kLarderGuid) + ":" +
+           name;
   }
 };
 
@@ -45,7 +46,8 @@ std::string adviceFor(int error) {
     case ENOSPC:
       return "the store is full: delete a variable, or reboot so that the firmware frees space";
     case EINVAL:
-      return "check the name (GUID:name, or --namespace) and the value: neither empty nor too large";
+      return "check the name (GUID:name, or --namespace) and the value: neither empty nor too "
+             "large";
     case ENOENT:
       return "see `bvdiag nvram list`";
     default:
@@ -70,7 +72,8 @@ std::string explainAbsence(const NvramOptions& options) {
   const auto origin = registry.origin(store.handle(), name);
   if (!origin.ok()) {
     const bv::Error& error = origin.error();
-    return (error.what().empty() ? error.of(name) : error).text() + "; " + adviceFor(error.number());
+    return (error.what().empty() ? error.of(name) : error).text() + "; " +
+           adviceFor(error.number());
   }
   return name + (options.view == "dictionary" ? ": holds no JSON object; " : ": holds no text; ") +
          "--view data prints its bytes";
@@ -78,8 +81,9 @@ std::string explainAbsence(const NvramOptions& options) {
 
 std::optional<bv::Object> read(const NvramOptions& options) {
   const std::string name = options.fullName();
-  const auto operation = [&options]() -> std::optional<bv::Object> (*)(bv::Text, bool, bool,
-                                                                       const std::optional<bv::Object>&) noexcept {
+  const auto operation = [&options]() -> std::optional<bv::Object> (*)(
+                                          bv::Text, bool, bool,
+                                          const std::optional<bv::Object>&) noexcept {
     if (options.view == "data") return &BVNvram::dataFromVariable;
     if (options.view == "dictionary") return &BVNvram::dictionaryFromVariable;
     return &BVNvram::stringFromVariable;
@@ -95,7 +99,8 @@ int get(const NvramOptions& options, Session& session) {
     return kFailure;
   }
   if (output.json()) {
-    output.printResult(bv::Dictionary{{"name", options.fullName()}, {"view", options.view}, {"value", *value}});
+    output.printResult(
+        bv::Dictionary{{"name", options.fullName()}, {"view", options.view}, {"value", *value}});
   } else if (const bv::Data* const bytes = value->ifData()) {
     output.print(hexDump(*bytes));
   } else {
@@ -109,12 +114,13 @@ int finish(const NvramOptions& options, Session& session, std::int32_t status) {
   if (status == -1) {
     output.complain(options.fullName() + ": " + kNoStore);
   } else if (status != 0) {
-    output.complain(bv::errorText(options.fullName(), status) + " (" + std::to_string(status) + "); " +
-                    adviceFor(status));
+    output.complain(bv::errorText(options.fullName(), status) + " (" + std::to_string(status) +
+                    "); " + adviceFor(status));
   } else if (session.isSimulated()) {
     output.remark("done; the simulated machine forgets it when this command ends");
   }
-  if (output.json()) output.printResult(bv::Dictionary{{"name", options.fullName()}, {"status", status}});
+  if (output.json())
+    output.printResult(bv::Dictionary{{"name", options.fullName()}, {"status", status}});
   return status == 0 ? kSuccess : kFailure;
 }
 
@@ -125,7 +131,8 @@ int set(const NvramOptions& options, Session& session) {
 }
 
 int remove(const NvramOptions& options, Session& session) {
-  const std::string question = "Delete " + options.fullName() + " from the firmware of this machine?";
+  const std::string question =
+      "Delete " + options.fullName() + " from the firmware of this machine?";
   if (!confirmed(session, question, options.yes)) return kFailure;
   return finish(options, session, BVNvram::deleteVariable(options.fullName()));
 }
@@ -153,29 +160,37 @@ int list(const NvramOptions& options, Session& session) {
 using NvramCommand = Command<NvramOptions>;
 
 void addNamespace(NvramCommand& command, const std::string& help) {
-  command.option("--namespace", &NvramOptions::space, "system|larder", help).oneOf({"system", "larder"});
+  command.option("--namespace", &NvramOptions::space, "system|larder", help)
+      .oneOf({"system", "larder"});
 }
 
 void addName(NvramCommand& command) {
-  command.argument("NAME", &NvramOptions::name, "The variable, as GUID:name, or as a short name in --namespace")
+  command
+      .argument("NAME", &NvramOptions::name,
+                "The variable, as GUID:name, or as a short name in --namespace")
       .required();
   addNamespace(command, "The namespace of a short name");
 }
 
 void addYes(NvramCommand& command) {
-  command.flag("--yes", &NvramOptions::yes, "Does not ask for confirmation; a simulated machine never does");
+  command.flag("--yes", &NvramOptions::yes,
+               "Does not ask for confirmation; a simulated machine never does");
 }
 
 void addGet(AnyCommand& nvram) {
   auto command = nvram.command<NvramOptions>("get", "Prints a variable");
   addName(command);
-  command.option("--view", &NvramOptions::view, "VIEW", "text, data (its bytes) or dictionary (a JSON object)")
+  command
+      .option("--view", &NvramOptions::view, "VIEW",
+              "text, data (its bytes) or dictionary (a JSON object)")
       .oneOf({"text", "data", "dictionary"})
       .showsDefault();
-  command.flag("--require-dev-fused", &NvramOptions::requireDevFused, "Refuses a production-fused machine");
-  command.flag("--require-internal-os", &NvramOptions::requireInternalOS, "Refuses a machine without an internal OS");
-  command.footer(
-      exitStatusText("success", "there is no such variable, the machine refuses it, or it has no such view"));
+  command.flag("--require-dev-fused", &NvramOptions::requireDevFused,
+               "Refuses a production-fused machine");
+  command.flag("--require-internal-os", &NvramOptions::requireInternalOS,
+               "Refuses a machine without an internal OS");
+  command.footer(exitStatusText(
+      "success", "there is no such variable, the machine refuses it, or it has no such view"));
   command.runs(get);
 }
 

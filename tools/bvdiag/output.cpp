@@ -70,13 +70,16 @@ void appendByteEscapes(std::string& text, std::string_view bytes) {
 }
 
 // Whether a terminal would obey the character instead of showing it.
-bool isObeyed(char32_t character) { return bv::isControl(character) || bv::isBidirectionalControl(character); }
+bool isObeyed(char32_t character) {
+  return bv::isControl(character) || bv::isBidirectionalControl(character);
+}
 
 // Whether bytes are printable ASCII, but for zero bytes at their end.
 bool isText(bv::ByteView bytes) {
   while (!bytes.empty() && bytes.back() == 0) bytes = bytes.first(bytes.size() - 1);
-  return !bytes.empty() &&
-         std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte >= 0x20 && byte < 0x7F; });
+  return !bytes.empty() && std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) {
+    return byte >= 0x20 && byte < 0x7F;
+  });
 }
 
 std::string hexRow(bv::ByteView row, std::size_t offset) {
@@ -121,7 +124,8 @@ std::string escapedLines(std::string_view text) {
   std::string result;
   while (!text.empty()) {
     const std::size_t feed = std::min(text.find('\n'), text.size());
-    const std::size_t end = feed > 0 && feed < text.size() && text[feed - 1] == '\r' ? feed - 1 : feed;
+    const std::size_t end =
+        feed > 0 && feed < text.size() && text[feed - 1] == '\r' ? feed - 1 : feed;
     result.append(escaped(text.substr(0, end))).append(text.substr(end, feed + 1 - end));
     text.remove_prefix(std::min(feed + 1, text.size()));
   }
@@ -130,10 +134,12 @@ std::string escapedLines(std::string_view text) {
 
 std::string jsonOf(const bv::Object& value, bv::host::JsonLayout layout) {
   const auto json = bv::host::jsonText(value, layout);
-  if (!json) throw std::length_error("the result is longer than the limit of 256 MiB for JSON; try without --json");
+  if (!json)
+    throw std::length_error(
+        "the result is longer than the limit of 256 MiB for JSON; try without --json");
   std::string result;
-  // Such characters stand within texts alone, except for the line feeds of the layout: in texts these are escapes
-  // already.
+  // Such characters stand within texts alone, except for the line feeds of the layout: in texts
+  // these are escapes already.
   for (std::string_view rest = *json; !rest.empty();) {
     const bv::CodePoint next = bv::firstCodePoint(rest);
     if (next.value != U'\n' && isObeyed(next.value)) {
@@ -213,10 +219,14 @@ std::string writingFailure(std::string_view what, int error) {
   }
 }
 
-bool isCapableTerminal(int stream) { return ::isatty(stream) == 1 && environmentVariable("TERM") != "dumb"; }
+bool isCapableTerminal(int stream) {
+  return ::isatty(stream) == 1 && environmentVariable("TERM") != "dumb";
+}
 
 Output::Output(bool json, std::string_view color)
-    : json_(json), colorsOutput_(wantsColor(color, STDOUT_FILENO)), colorsError_(wantsColor(color, STDERR_FILENO)) {}
+    : json_(json),
+      colorsOutput_(wantsColor(color, STDOUT_FILENO)),
+      colorsError_(wantsColor(color, STDERR_FILENO)) {}
 
 void Output::print(std::string_view text) {
   if (broken_ || text.empty()) return;
@@ -225,7 +235,8 @@ void Output::print(std::string_view text) {
   const int reason = errno;
   broken_ = true;
   if (reason == EPIPE) return;  // who reads has enough
-  complain(reason == EBADF ? "standard output: is closed" : bv::errorText("standard output", reason));
+  complain(reason == EBADF ? "standard output: is closed"
+                           : bv::errorText("standard output", reason));
 }
 
 void Output::printJson(const bv::Object& value) { print(jsonOf(value) + "\n"); }
@@ -249,7 +260,8 @@ std::string Output::colored(Color color, std::string_view text) const {
 void Output::complain(std::string_view message) {
   if (json_) unreported_.append(unreported_.empty() ? "" : "; ").append(message);
   const std::string prefix =
-      colorsError_ ? std::string(sequence(Color::kRed)).append("bvdiag:").append(kReset) : std::string("bvdiag:");
+      colorsError_ ? std::string(sequence(Color::kRed)).append("bvdiag:").append(kReset)
+                   : std::string("bvdiag:");
   std::cerr << prefix + " " + escaped(message) + "\n";
 }
 

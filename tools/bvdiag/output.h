@@ -1,5 +1,5 @@
-// What bvdiag prints: results on standard output, as text or as JSON, and messages on standard error. An Output
-// belongs to one thread.
+// What bvdiag prints: results on standard output, as text or as JSON, and messages on standard
+// error. An Output belongs to one thread.
 #pragma once
 
 #include <cstddef>
@@ -21,8 +21,9 @@ namespace bvdiag {
 
 // The value as JSON, with all that a terminal would obey as \u escapes. Throws std::length_error
 // when it is too long.
-[[nodiscard]] std::string jsonOf(const brisvane::Object& value,
-                                 brisvane::host::JsonLayout layout = brisvane::host::JsonLayout::kOneLine);
+[[nodiscard]] std::string jsonOf(
+    const brisvane::Object& value,
+    brisvane::host::JsonLayout layout = brisvane::host::JsonLayout::kOneLine);
 
 // Rows of 16 bytes: the offset, the bytes in hexadecimal, and as characters. `offset` is
 // that of the first byte.
@@ -47,7 +48,8 @@ enum class Color { kRed, kGreen, kCyan };
 
 class Output {
  public:
-  // `color` is "always", "never" or "auto": colours for a capable terminal, unless NO_COLOR is set to something.
+  // `color` is "always", "never" or "auto": colours for a capable terminal, unless NO_COLOR is set
+  // to something.
   Output(bool json, std::string_view color);
 
   [[nodiscard]] bool json() const noexcept { return json_; }
@@ -56,13 +58,15 @@ class Output {
   void print(std::string_view text);
   // A value as it is: a list, a description, an event.
   void printJson(const brisvane::Object& value);
-  // What an operation comes to: with "ok", and with "error" when there has been a complaint since the last result.
+  // What an operation comes to: with "ok", and with "error" when there has been a complaint since
+  // the last result.
   void printResult(brisvane::Dictionary result);
 
   // The text in colour, for print(); as it is when there are no colours.
   [[nodiscard]] std::string colored(Color color, std::string_view text) const;
 
-  // Reports on standard error what failed, where, why, and what to try. In JSON the next result has the report, too.
+  // Reports on standard error what failed, where, why, and what to try. In JSON the next result has
+  // the report, too.
   void complain(std::string_view message);
   // Prints a message that is no failure on standard error.
   void remark(std::string_view message) const;

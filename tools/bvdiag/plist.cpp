@@ -42,7 +42,8 @@ int run(const PlistOptions& options, Session& session) {
   }
   const auto propertyList = bv::host::binaryPropertyList(*value.value().ifDictionary());
   if (!propertyList.ok()) {
-    output.complain(nameOf(options.file) + ": cannot become a property list: " + propertyList.error().reason());
+    output.complain(nameOf(options.file) +
+                    ": cannot become a property list: " + propertyList.error().reason());
     return kFailure;
   }
   if (const auto written = write(propertyList.value(), options.propertyList); !written.ok()) {
@@ -56,12 +57,16 @@ int run(const PlistOptions& options, Session& session) {
 }  // namespace
 
 void addPlist(AnyCommand& program) {
-  auto command = program.command<PlistOptions>("plist", "Writes a JSON object to a file as a binary property list");
+  auto command = program.command<PlistOptions>(
+      "plist", "Writes a JSON object to a file as a binary property list");
   command.argument("FILE", &PlistOptions::file, "The JSON text; - is standard input").required();
-  command.argument("PLIST", &PlistOptions::propertyList, "The file to write; an existing one is overwritten")
+  command
+      .argument("PLIST", &PlistOptions::propertyList,
+                "The file to write; an existing one is overwritten")
       .required()
       .check(faultOfName);
-  command.footer(exitStatusText("success", "FILE is no JSON object or holds a null, or PLIST cannot be written"));
+  command.footer(exitStatusText(
+      "success", "FILE is no JSON object or holds a null, or PLIST cannot be written"));
   command.runs(run);
 }
 

@@ -40,7 +40,8 @@ std::string adviceFor(int error) {
 
 std::string explainAbsence(const std::string& serial) {
   if (!bv::host::platform()->deviceNodes().list().ok()) {
-    return std::string(bv::host::DeviceNodes::kDirectory) + ": the devices cannot be listed; name one with --port";
+    return std::string(bv::host::DeviceNodes::kDirectory) +
+           ": the devices cannot be listed; name one with --port";
   }
   return std::string(bv::host::DeviceNodes::kDirectory) + std::string(kAdapterPrefix) + serial +
          "*: there is no such adapter; " + std::string(kNoAdapterHint);
@@ -49,9 +50,11 @@ std::string explainAbsence(const std::string& serial) {
 }  // namespace
 
 void addPortOptions(AnyCommand& command, PortOptions& options) {
-  const Option path = command.option("--port", &options.path, "PATH", "The device, as in /dev/ttyUSB0");
+  const Option path =
+      command.option("--port", &options.path, "PATH", "The device, as in /dev/ttyUSB0");
   command
-      .option("--serial", &options.serial, "S", "The adapter whose serial number begins with S; default: the first one")
+      .option("--serial", &options.serial, "S",
+              "The adapter whose serial number begins with S; default: the first one")
       .excludes(path);
   command.option("--speed", &options.speed, "N", "Bits per second")
       .showsDefault()

@@ -14,7 +14,8 @@ int run(const NoOptions& /*options*/, Session& session) {
   const auto names = bv::host::platform()->deviceNodes().list();
   const std::string directory(bv::host::DeviceNodes::kDirectory);
   if (!names.ok()) {
-    output.complain(directory + ": the devices cannot be listed; check that the folder can be read");
+    output.complain(directory +
+                    ": the devices cannot be listed; check that the folder can be read");
     return kFailure;
   }
   bv::Array adapters;
@@ -33,7 +34,8 @@ int run(const NoOptions& /*options*/, Session& session) {
 
 void addPorts(AnyCommand& program) {
   auto command = program.command("ports", "Lists the serial adapters: path and serial number");
-  command.footer(exitStatusText("success, even without an adapter", "the devices cannot be listed"));
+  command.footer(
+      exitStatusText("success, even without an adapter", "the devices cannot be listed"));
   command.runs(run);
 }
 

@@ -51,13 +51,16 @@ struct Finding {
   std::string reason;  // "answered", or why it is not
 
   [[nodiscard]] bool isAnswer() const { return reason == reasonText(0); }
-  [[nodiscard]] std::string text() const { return reason + ": " + source + (place.empty() ? "" : " (" + place + ")"); }
+  [[nodiscard]] std::string text() const {
+    return reason + ": " + source + (place.empty() ? "" : " (" + place + ")");
+  }
 };
 
 Finding companionChip() {
   const BVSystemInfo& machine = BVSystemInfo::shared();
   const bool isThere = machine.boardIDStr() && machine.targetType();
-  return {std::string(nameOf(ProfileService::kCompanionChip)), {}, isThere ? reasonText(0) : "none"};
+  return {
+      std::string(nameOf(ProfileService::kCompanionChip)), {}, isThere ? reasonText(0) : "none"};
 }
 
 // Whether the profile can make something of a property that is there.
@@ -72,9 +75,12 @@ Finding findingFrom(const ProfileSource& source) {
   const auto platform = bv::host::platform();
   Finding finding{std::string(nameOf(source.service)) + " " + std::string(source.name), {}, {}};
   const auto origin = [&]() -> bv::Result<std::string> {
-    if (source.service == ProfileService::kIdentity) return platform->identityService().origin(source.name);
-    if (source.service == ProfileService::kSystemVersion) return platform->systemVersion().origin(source.name);
-    const bv::host::OpenNode node(platform->registry(), bv::openNode(platform->registry(), source.service));
+    if (source.service == ProfileService::kIdentity)
+      return platform->identityService().origin(source.name);
+    if (source.service == ProfileService::kSystemVersion)
+      return platform->systemVersion().origin(source.name);
+    const bv::host::OpenNode node(platform->registry(),
+                                  bv::openNode(platform->registry(), source.service));
     auto found = platform->registry().origin(node.handle(), source.name);
     if (!node) finding.reason = "no such node";
     if (found.ok() && !isOfUse(node.handle(), source.name)) finding.reason = "unusable value";
@@ -85,7 +91,8 @@ Finding findingFrom(const ProfileSource& source) {
     finding.reason = "not asked without a node " + std::string(nameOf(source.needs));
   }
   finding.place = origin.ok() ? origin.value() : std::string(origin.error().what());
-  if (finding.reason.empty()) finding.reason = reasonText(origin.ok() ? 0 : origin.error().number());
+  if (finding.reason.empty())
+    finding.reason = reasonText(origin.ok() ? 0 : origin.error().number());
   return finding;
 }
 
@@ -103,9 +110,10 @@ std::vector<Finding> findingsFor(const ProfileValue& value, bool isFlag) {
 bv::Object describe(const bv::Object& value, const std::vector<Finding>& findings) {
   bv::Array sources;
   for (const Finding& finding : findings) {
-    sources.emplace_back(bv::Dictionary{{"source", finding.source},
-                                        {"place", finding.place.empty() ? bv::Object() : bv::Object(finding.place)},
-                                        {"result", finding.reason}});
+    sources.emplace_back(
+        bv::Dictionary{{"source", finding.source},
+                       {"place", finding.place.empty() ? bv::Object() : bv::Object(finding.place)},
+                       {"result", finding.reason}});
   }
   return bv::Dictionary{{"value", value}, {"sources", std::move(sources)}};
 }
@@ -113,7 +121,8 @@ bv::Object describe(const bv::Object& value, const std::vector<Finding>& finding
 void printLine(Output& output, std::string_view key, const bv::Object& value) {
   std::string line(key);
   line.append(kColumn - line.size(), ' ');
-  output.print(line + (value.isNull() ? output.colored(Color::kRed, "absent") : valueText(value)) + "\n");
+  output.print(line + (value.isNull() ? output.colored(Color::kRed, "absent") : valueText(value)) +
+               "\n");
 }
 
 struct ProfileOptions {
@@ -129,14 +138,15 @@ int run(const ProfileOptions& options, Session& session) {
     const auto found = profile.find(described.key);
     if (found == profile.end()) continue;
     const bv::Object& value = found->second;
-    const auto findings =
-        options.explains ? findingsFor(described, value.boolean().has_value()) : std::vector<Finding>();
+    const auto findings = options.explains ? findingsFor(described, value.boolean().has_value())
+                                           : std::vector<Finding>();
     if (output.json()) {
       explained.emplace(described.key, describe(value, findings));
       continue;
     }
     printLine(output, described.key, value);
-    for (const Finding& finding : findings) output.print(std::string(kColumn, ' ') + escaped(finding.text()) + "\n");
+    for (const Finding& finding : findings)
+      output.print(std::string(kColumn, ' ') + escaped(finding.text()) + "\n");
   }
   if (output.json()) output.printJson(options.explains ? explained : profile);
   return kSuccess;
@@ -145,8 +155,10 @@ int run(const ProfileOptions& options, Session& session) {
 }  // namespace
 
 void addProfile(AnyCommand& program) {
-  auto command = program.command<ProfileOptions>("profile", "Prints the identity of the machine and its system");
-  command.flag("--explain", &ProfileOptions::explains, "Adds the source of each value, or why it is absent");
+  auto command = program.command<ProfileOptions>(
+      "profile", "Prints the identity of the machine and its system");
+  command.flag("--explain", &ProfileOptions::explains,
+               "Adds the source of each value, or why it is absent");
   command.footer(exitStatusText("success, even if every value is absent", "never"));
   command.runs(run);
 }

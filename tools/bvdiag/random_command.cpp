@@ -31,24 +31,30 @@ int run(const RandomOptions& options, Session& session) {
   Output& output = session.output();
   const auto bytes = bv::SecurityAdditions::randomDataOfLength(options.count);
   if (!bytes) {
-    output.complain(std::to_string(options.count) + " random bytes do not fit into memory; ask for fewer");
+    output.complain(std::to_string(options.count) +
+                    " random bytes do not fit into memory; ask for fewer");
     return kFailure;
   }
   if (options.hex && !output.json()) {
     output.print(bv::SecurityAdditions::bin2hex(*bytes) + "\n");
     return kSuccess;
   }
-  return writeBytes(*bytes, options.newFile, output, bv::host::Readers::kOwner) ? kSuccess : kFailure;
+  return writeBytes(*bytes, options.newFile, output, bv::host::Readers::kOwner) ? kSuccess
+                                                                                : kFailure;
 }
 
 }  // namespace
 
 void addRandom(AnyCommand& program) {
-  auto command = program.command<RandomOptions>("random", "Prints random bytes, which are good enough for keys");
-  command.argument("COUNT", &RandomOptions::count, "The number of bytes").required().check(faultOfCount);
+  auto command = program.command<RandomOptions>(
+      "random", "Prints random bytes, which are good enough for keys");
+  command.argument("COUNT", &RandomOptions::count, "The number of bytes")
+      .required()
+      .check(faultOfCount);
   const Option newFile = addOutputOption(command, command.options().newFile);
   command.flag("--hex", &RandomOptions::hex, "Prints hexadecimal digits").excludes(newFile);
-  command.footer(exitStatusText("success", "there is not enough memory, or they cannot be written"));
+  command.footer(
+      exitStatusText("success", "there is not enough memory, or they cannot be written"));
   command.runs(run);
 }
 

@@ -39,9 +39,10 @@ Nodes registryNodes() {
 bool isOfProfile(std::string_view node, std::string_view property) {
   const auto values = bv::profileValues();
   return std::any_of(values.begin(), values.end(), [&](const bv::ProfileValue& value) {
-    return std::any_of(value.sources.begin(), value.sources.end(), [&](const bv::ProfileSource& source) {
-      return nameOf(source.service) == node && source.name == property;
-    });
+    return std::any_of(value.sources.begin(), value.sources.end(),
+                       [&](const bv::ProfileSource& source) {
+                         return nameOf(source.service) == node && source.name == property;
+                       });
   });
 }
 
@@ -50,7 +51,8 @@ bv::Dictionary identityAnswers() {
   bv::Dictionary answers;
   for (const auto key : {IdentityService::kSigningFuse, IdentityService::kFirmwareVersion,
                          IdentityService::kUniqueChipID, IdentityService::kUniqueDeviceID}) {
-    if (auto answer = platform->identityService().answer(key)) answers.emplace(key, std::move(*answer));
+    if (auto answer = platform->identityService().answer(key))
+      answers.emplace(key, std::move(*answer));
   }
   return answers;
 }
@@ -61,8 +63,9 @@ std::optional<bv::Dictionary> systemVersion() {
   const auto running = platform->systemVersion().running();
   if (!running) return version;
   if (!version) version.emplace();
-  version->emplace("running", std::to_string(running->majorVersion) + "." + std::to_string(running->minorVersion) +
-                                  "." + std::to_string(running->patchVersion));
+  version->emplace("running", std::to_string(running->majorVersion) + "." +
+                                  std::to_string(running->minorVersion) + "." +
+                                  std::to_string(running->patchVersion));
   return version;
 }
 
@@ -72,7 +75,8 @@ std::optional<bv::Dictionary> firmware(bool withValues) {
   const auto& registry = platform->registry();
   const bv::host::OpenNode store(registry, registry.nodeAtPath(bv::host::Registry::kOptionsPath));
   if (!store) return std::nullopt;
-  constexpr std::size_t kRoom = std::size_t{64} << 10U;  // for what is written to the replayed store
+  constexpr std::size_t kRoom = std::size_t{64}
+                                << 10U;  // for what is written to the replayed store
   std::size_t capacity = kRoom;
   bv::Dictionary variables;
   if (withValues) {
@@ -102,9 +106,11 @@ void hideIn(Mask& mask, const std::vector<bv::Dictionary*>& parts) {
 
 // The entry of an interface; its addresses are of all entries of its name in the list.
 bv::Dictionary describedInterface(const bv::host::NetworkInterface& interface,
-                                  const std::vector<bv::host::InterfaceAddress>& entries, Mask& mask) {
+                                  const std::vector<bv::host::InterfaceAddress>& entries,
+                                  Mask& mask) {
   bv::Dictionary description{{"type", interface.type}};
-  if (const auto& mac = interface.hardwareAddress) description.emplace("mac", mask.hideHardwareAddress(*mac));
+  if (const auto& mac = interface.hardwareAddress)
+    description.emplace("mac", mask.hideHardwareAddress(*mac));
   if (!interface.name) return description;
   description.emplace("name", mask.cleanText(*interface.name));  // many have the address in it
   bv::Array addresses;
@@ -126,12 +132,14 @@ void addInterfaces(bv::Dictionary& machine, Mask& mask) {
     machine.emplace("interfaceFailure", interfaces.ok() ? "addresses" : "enumeration");
   }
   if (!interfaces.ok()) return;
-  auto entries = std::move(addresses).optional().value_or(std::vector<bv::host::InterfaceAddress>());
+  auto entries =
+      std::move(addresses).optional().value_or(std::vector<bv::host::InterfaceAddress>());
   bv::Array descriptions;
   for (const auto& interface : interfaces.value()) {
     descriptions.emplace_back(describedInterface(interface, entries, mask));
     // A further interface of this name, which takes its place, has no addresses to add.
-    std::erase_if(entries, [&interface](const auto& entry) { return interface.name == entry.name; });
+    std::erase_if(entries,
+                  [&interface](const auto& entry) { return interface.name == entry.name; });
   }
   machine.emplace("interfaces", std::move(descriptions));
 }
@@ -152,7 +160,9 @@ bv::Dictionary recordMachine(const RecordingOptions& options) {
   for (auto& [name, values] : nodes) {
     // Not before the masking: a serial number among the others is masked in these, too.
     if (!options.everything) {
-      std::erase_if(values, [&node = name](const auto& property) { return !isOfProfile(node, property.first); });
+      std::erase_if(values, [&node = name](const auto& property) {
+        return !isOfProfile(node, property.first);
+      });
     }
     registry.emplace(name, described(values));
   }

@@ -38,13 +38,16 @@ void showNode(Session& session, const Registry& registry, const KnownNode& known
   output.print(output.colored(Color::kCyan, known.name) + "\n");
   const auto names = registry.propertyNames(node.handle());
   if (known.name == kOptionsNode && !variables) {
-    return output.print("  " + std::to_string(names.size()) + " firmware variables; --variables prints them\n");
+    return output.print("  " + std::to_string(names.size()) +
+                        " firmware variables; --variables prints them\n");
   }
   for (const std::string& name : names) {
     const auto value = registry.property(node.handle(), name);
     if (!value) continue;
     std::string line = "  " + escaped(name);
-    line.append(line.size() < kColumn ? kColumn - line.size() : 1, ' ').append(kindText(*value)).append("  ");
+    line.append(line.size() < kColumn ? kColumn - line.size() : 1, ' ')
+        .append(kindText(*value))
+        .append("  ");
     output.print(line + valueText(*value) + "\n");
   }
 }
@@ -86,7 +89,8 @@ bv::Dictionary propertiesOf(const Registry& registry, bv::host::NodeHandle node)
 
 bv::Dictionary described(const bv::Dictionary& properties) {
   bv::Dictionary description;
-  for (const auto& [name, value] : properties) description.emplace(name, bv::host::describeValue(value));
+  for (const auto& [name, value] : properties)
+    description.emplace(name, bv::host::describeValue(value));
   return description;
 }
 
@@ -102,7 +106,8 @@ void complainOfAdministratorFile(const Session& session) {
 void addRegistry(AnyCommand& program) {
   auto registry = program.command("registry", "Prints the device registry");
   registry.requireCommand();
-  auto command = registry.command<ShowOptions>("show", "Prints the nodes from which the profile is gathered");
+  auto command =
+      registry.command<ShowOptions>("show", "Prints the nodes from which the profile is gathered");
   command.flag("--variables", &ShowOptions::variables, "Prints each firmware variable, too");
   command.footer(exitStatusText("success", "never"));
   command.runs(show);

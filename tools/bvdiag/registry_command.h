@@ -22,11 +22,20 @@ inline constexpr std::string_view kOptionsNode = "options";
 
 inline constexpr std::array<KnownNode, 5> kKnownNodes{{
     {"root", [](const brisvane::host::Registry& registry) { return registry.root(); }},
-    {"chosen", [](const auto& registry) { return registry.nodeAtPath(brisvane::host::Registry::kChosenPath); }},
+    {"chosen",
+     [](const auto& registry) {
+       return registry.nodeAtPath(brisvane::host::Registry::kChosenPath);
+     }},
     {"platform",
-     [](const auto& registry) { return registry.firstNodeOfClass(brisvane::host::Registry::kPlatformClass); }},
-    {"rom", [](const auto& registry) { return registry.nodeAtPath(brisvane::host::Registry::kRomPath); }},
-    {kOptionsNode, [](const auto& registry) { return registry.nodeAtPath(brisvane::host::Registry::kOptionsPath); }},
+     [](const auto& registry) {
+       return registry.firstNodeOfClass(brisvane::host::Registry::kPlatformClass);
+     }},
+    {"rom",
+     [](const auto& registry) { return registry.nodeAtPath(brisvane::host::Registry::kRomPath); }},
+    {kOptionsNode,
+     [](const auto& registry) {
+       return registry.nodeAtPath(brisvane::host::Registry::kOptionsPath);
+     }},
 }};
 
 // Opens the node of this name; 0 when there is none.

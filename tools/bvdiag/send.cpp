@@ -45,10 +45,12 @@ bv::Data bytesOf(std::string_view text) { return {text.begin(), text.end()}; }
 
 // Gives whether the exchange succeeded.
 bool exchange(const SendOptions& options, bv::BVSerialPort& port, bv::Data& reply) {
-  if (options.bytes) return port.sendDataCommand(options.commandBytes, reply, *options.bytes, options.timeout);
+  if (options.bytes)
+    return port.sendDataCommand(options.commandBytes, reply, *options.bytes, options.timeout);
   std::string text;
   const std::string line = options.command + (options.newline ? "\n" : "");
-  const bool answered = options.accept ? port.sendStringCommand(options.command, text, *options.accept, options.timeout)
+  const bool answered = options.accept ? port.sendStringCommand(options.command, text,
+                                                                *options.accept, options.timeout)
                                        : port.sendStringCommand(line, text, options.timeout);
   reply = bytesOf(text);
   return answered;
@@ -63,8 +65,8 @@ std::string explainFailure(const SendOptions& options, const bv::BVSerialPort& p
            "; try a longer --timeout, or omit --accept to see the whole reply";
   }
   if (options.bytes) {
-    return port.path() + ": fewer than " + std::to_string(*options.bytes) + " bytes arrived" + limit +
-           "; try a longer --timeout or a smaller --bytes";
+    return port.path() + ": fewer than " + std::to_string(*options.bytes) + " bytes arrived" +
+           limit + "; try a longer --timeout or a smaller --bytes";
   }
   return port.path() + ": the command was not sent completely; check the adapter";
 }
@@ -84,7 +86,8 @@ Exchange converse(const SendOptions& options) {
   }
   result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   // Silence that an interrupt has cut short ends no reply.
-  if (!answered || (interrupted() && options.endsBySilence())) result.error = explainFailure(options, port);
+  if (!answered || (interrupted() && options.endsBySilence()))
+    result.error = explainFailure(options, port);
   // Closing waits for the output, which an interrupt shall not; the destructor does not.
   if (!interrupted()) port.closePort();
   return result;
@@ -92,10 +95,12 @@ Exchange converse(const SendOptions& options) {
 
 void printJson(const SendOptions& options, const Exchange& result, Output& output) {
   const bool ok = result.error.empty();
-  bv::Dictionary object{{"command", options.command}, {"port", result.path}, {"seconds", result.seconds}};
+  bv::Dictionary object{
+      {"command", options.command}, {"port", result.path}, {"seconds", result.seconds}};
   if (ok || !result.reply.empty()) {
     if (options.showsHex()) object.emplace("replyHex", result.reply);
-    if (!options.showsHex()) object.emplace("reply", std::string(result.reply.begin(), result.reply.end()));
+    if (!options.showsHex())
+      object.emplace("reply", std::string(result.reply.begin(), result.reply.end()));
   }
   output.printResult(std::move(object));
 }
@@ -132,21 +137,28 @@ void check(SendOptions& options) {
     throw WrongUsage("COMMAND: a text command must be ASCII; use --bytes N for other bytes");
   }
   const auto bytes = options.hex ? bv::parseHex(options.command) : bytesOf(options.command);
-  if (!bytes) throw WrongUsage("COMMAND: not pairs of hexadecimal digits: " + escaped(options.command));
+  if (!bytes)
+    throw WrongUsage("COMMAND: not pairs of hexadecimal digits: " + escaped(options.command));
   options.commandBytes = *bytes;
 }
 
 void addModes(Command<SendOptions>& command) {
-  const Option accept = command.option("--accept", &SendOptions::accept, "PATTERN",
-                                       "The reply is complete as soon as it matches this regular expression");
-  const Option bytes = command
-                           .option("--bytes", &SendOptions::bytes, "N",
-                                   "Sends and receives bytes: the reply is complete with N bytes or more")
-                           .between(0, std::numeric_limits<std::int32_t>::max())
-                           .excludes(accept);
-  command.flag("--hex", &SendOptions::hex, "COMMAND is hexadecimal, as in \"02 10 03\"").needs(bytes);
-  command.flag("--hex-output", &SendOptions::hexOutput, "Prints the reply as a hex dump; so does --bytes");
-  command.flag("--newline", &SendOptions::newline, "Appends a line feed to COMMAND; --accept always does")
+  const Option accept =
+      command.option("--accept", &SendOptions::accept, "PATTERN",
+                     "The reply is complete as soon as it matches this regular expression");
+  const Option bytes =
+      command
+          .option("--bytes", &SendOptions::bytes, "N",
+                  "Sends and receives bytes: the reply is complete with N bytes or more")
+          .between(0, std::numeric_limits<std::int32_t>::max())
+          .excludes(accept);
+  command.flag("--hex", &SendOptions::hex, "COMMAND is hexadecimal, as in \"02 10 03\"")
+      .needs(bytes);
+  command.flag("--hex-output", &SendOptions::hexOutput,
+               "Prints the reply as a hex dump; so does --bytes");
+  command
+      .flag("--newline", &SendOptions::newline,
+            "Appends a line feed to COMMAND; --accept always does")
       .excludes(accept)
       .excludes(bytes);
 }
@@ -154,11 +166,13 @@ void addModes(Command<SendOptions>& command) {
 }  // namespace
 
 void addSend(AnyCommand& program) {
-  auto command =
-      program.command<SendOptions>("send",
-                                   "Sends one command and prints the reply. It ends when the line is silent, or as\n"
-                                   "--accept or --bytes say");
-  command.argument("COMMAND", &SendOptions::command, "The command to send").required().valueName("");
+  auto command = program.command<SendOptions>(
+      "send",
+      "Sends one command and prints the reply. It ends when the line is silent, or as\n"
+      "--accept or --bytes say");
+  command.argument("COMMAND", &SendOptions::command, "The command to send")
+      .required()
+      .valueName("");
   addPortOptions(command, command.options().port);
   addModes(command);
   command
@@ -166,10 +180,12 @@ void addSend(AnyCommand& program) {
               "Time limit; without --accept and --bytes: the silence that ends the reply")
       .showsDefault()
       .secondsUpTo(kLongestTimeout);
-  command.flag("--drain,!--no-drain", &SendOptions::drain, "First discards what arrived earlier (default)");
-  command.option("--log", &SendOptions::log, "FILE", "Also logs to this file; default: the system log only");
-  command.footer(
-      exitStatusText("success", "the port cannot be opened, no such reply came, or the log cannot be written"));
+  command.flag("--drain,!--no-drain", &SendOptions::drain,
+               "First discards what arrived earlier (default)");
+  command.option("--log", &SendOptions::log, "FILE",
+                 "Also logs to this file; default: the system log only");
+  command.footer(exitStatusText(
+      "success", "the port cannot be opened, no such reply came, or the log cannot be written"));
   command.runs(run, {}, check);
 }
 

@@ -21,18 +21,20 @@ std::unique_ptr<Session> Session::start(const GlobalOptions& options, Output& ou
   if (!options.machineFile.empty()) machine = Machine::fromFile(options.machineFile);
   if (options.simulated) machine = Machine::fromJson(Machine::exampleDescription());
   if (!machine.ok()) {
-    output.complain("the simulated machine cannot be made: " + machine.error().text() + "; check the description");
+    output.complain("the simulated machine cannot be made: " + machine.error().text() +
+                    "; check the description");
     return nullptr;
   }
   return std::unique_ptr<Session>(new Session(output, std::move(machine).value()));
 }
 
-Session::Session(Output& output, std::unique_ptr<Machine> machine) : output_(output), machine_(std::move(machine)) {
+Session::Session(Output& output, std::unique_ptr<Machine> machine)
+    : output_(output), machine_(std::move(machine)) {
   const auto base = machine_ != nullptr ? machine_->platform() : bv::host::platform();
   bv::host::Platform platform(*base);
   platform.setClock(interruptibleClock());
-  installed_ =
-      std::make_unique<bv::host::ScopedPlatform>(std::make_shared<const bv::host::Platform>(std::move(platform)));
+  installed_ = std::make_unique<bv::host::ScopedPlatform>(
+      std::make_shared<const bv::host::Platform>(std::move(platform)));
 }
 
 Session::~Session() = default;

@@ -1,4 +1,5 @@
-// Session, what every command runs with: its output, the chosen machine and the log. A Session belongs to one thread.
+// Session, what every command runs with: its output, the chosen machine and the log. A Session
+// belongs to one thread.
 #pragma once
 
 #include <memory>
@@ -25,7 +26,8 @@ struct GlobalOptions {
 
 class Session {
  public:
-  // Puts the chosen machine in force until the session ends. Null when it cannot be made, which `output` reports.
+  // Puts the chosen machine in force until the session ends. Null when it cannot be made, which
+  // `output` reports.
   [[nodiscard]] static std::unique_ptr<Session> start(const GlobalOptions& options, Output& output);
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;

@@ -27,7 +27,8 @@ using std::chrono::steady_clock;
 constexpr milliseconds kPatience{500};
 constexpr milliseconds kStep{100};
 
-// The columns that a line may take: not the last one, in which a terminal may go on to the next line.
+// The columns that a line may take: not the last one, in which a terminal may go on to the next
+// line.
 std::size_t room() {
   constexpr std::size_t kUsual = 80;
   winsize size{};
@@ -36,7 +37,9 @@ std::size_t room() {
 }
 
 // The columns of a character at most: some of those beyond ASCII take two.
-std::size_t columnsOf(const brisvane::CodePoint& character) { return character.value < 0x80 ? 1 : 2; }
+std::size_t columnsOf(const brisvane::CodePoint& character) {
+  return character.value < 0x80 ? 1 : 2;
+}
 
 std::size_t columnsOf(std::string_view text) {
   std::size_t columns = 0;
@@ -65,11 +68,14 @@ std::string lineOf(std::string_view what, const std::string& progress, std::size
   const std::string_view hint = " (Ctrl-C ends it)";
   const std::string tail = ": " + progress;
   const std::size_t needed = columnsOf(tail);
-  if (columnsOf(what) + needed + hint.size() <= columns) return std::string(what).append(tail).append(hint);
-  return std::string(fitting(std::string(fitting(what, columns - std::min(columns, needed))) + tail, columns));
+  if (columnsOf(what) + needed + hint.size() <= columns)
+    return std::string(what).append(tail).append(hint);
+  return std::string(
+      fitting(std::string(fitting(what, columns - std::min(columns, needed))) + tail, columns));
 }
 
-void show(const std::stop_token& stop, const std::string& what, const StatusLine::Progress& progress) {
+void show(const std::stop_token& stop, const std::string& what,
+          const StatusLine::Progress& progress) {
   const auto start = steady_clock::now();
   std::mutex mutex;
   std::condition_variable_any wake;
@@ -99,9 +105,8 @@ void show(const std::stop_token& stop, const std::string& what, const StatusLine
 
 StatusLine::StatusLine(std::string what, Progress progress) {
   if (!isCapableTerminal(STDERR_FILENO)) return;
-  thread_ = std::jthread([what = escaped(what), progress = std::move(progress)](const std::stop_token& stop) {
-    show(stop, what, progress);
-  });
+  thread_ = std::jthread([what = escaped(what), progress = std::move(progress)](
+                             const std::stop_token& stop) { show(stop, what, progress); });
 }
 
 StatusLine::Progress timeLeft(double limit) {

@@ -13,9 +13,9 @@ class StatusLine {
   // How far it is after so many seconds, as in "1.5 s left". It is called by the line's thread.
   using Progress = std::function<std::string(double seconds)>;
 
-  // Shows the line on standard error once the command has lasted for a while, as in "waiting for the reply: 1.5 s
-  // left", cut to the width that the terminal has at the time; nothing when that is no capable terminal. Nothing
-  // else may write there until the StatusLine is destroyed.
+  // Shows the line on standard error once the command has lasted for a while, as in "waiting for
+  // the reply: 1.5 s left", cut to the width that the terminal has at the time; nothing when that
+  // is no capable terminal. Nothing else may write there until the StatusLine is destroyed.
   StatusLine(std::string what, Progress progress);
   StatusLine(const StatusLine&) = delete;
   StatusLine& operator=(const StatusLine&) = delete;

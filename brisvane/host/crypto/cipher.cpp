@@ -25,7 +25,8 @@ struct Choice {
   const openssl::Modes* modes = nullptr;
 };
 
-Choice choose(std::uint32_t algorithm, std::size_t keySize, const openssl::Algorithms& from) noexcept {
+Choice choose(std::uint32_t algorithm, std::size_t keySize,
+              const openssl::Algorithms& from) noexcept {
   switch (algorithm) {
     case CipherAlgorithm::kAes:
       if (keySize == 16) return {kAesBlock, true, &from.aes[0]};
@@ -74,16 +75,17 @@ struct Cipher::Context {
   bool isPadded;
   std::uint64_t taken = 0;  // bytes of input
 
-  [[nodiscard]] static Result<Context> make(Direction direction, std::uint32_t algorithm, std::uint32_t options,
-                                            ByteView key, ByteView vector);
+  [[nodiscard]] static Result<Context> make(Direction direction, std::uint32_t algorithm,
+                                            std::uint32_t options, ByteView key, ByteView vector);
   [[nodiscard]] bool begin(const EVP_CIPHER* cipher, ByteView key, ByteView vector) noexcept;
   [[nodiscard]] std::size_t outputSize(std::size_t inputSize) const noexcept;
   [[nodiscard]] Result<std::size_t> update(ByteView input, std::span<std::uint8_t> space) noexcept;
   [[nodiscard]] Result<std::size_t> finish(std::span<std::uint8_t> space) noexcept;
 };
 
-Result<Cipher::Context> Cipher::Context::make(Direction direction, std::uint32_t algorithm, std::uint32_t options,
-                                              ByteView key, ByteView vector) {
+Result<Cipher::Context> Cipher::Context::make(Direction direction, std::uint32_t algorithm,
+                                              std::uint32_t options, ByteView key,
+                                              ByteView vector) {
   const auto algorithms = openssl::algorithms();
   if (!algorithms.ok()) return algorithms.error();
   const Choice choice = choose(algorithm, key.size(), *algorithms.value());
@@ -96,8 +98,10 @@ Result<Cipher::Context> Cipher::Context::make(Direction direction, std::uint32_t
   if (cipher == nullptr) return Error(ELIBACC, "the algorithm");
 
   const bool isPadded = !isStream && (options & CipherOption::kPkcs7Padding) != 0;
-  Context context{openssl::CipherContext(EVP_CIPHER_CTX_new()), direction, choice.blockSize, isPadded};
-  if (!context.begin(cipher, key, vector)) return Error(ENOMEM);  // the key's length is known to be suitable
+  Context context{openssl::CipherContext(EVP_CIPHER_CTX_new()), direction, choice.blockSize,
+                  isPadded};
+  if (!context.begin(cipher, key, vector))
+    return Error(ENOMEM);  // the key's length is known to be suitable
   return context;
 }
 
@@ -107,13 +111,16 @@ bool Cipher::Context::begin(const EVP_CIPHER* cipher, ByteView key, ByteView vec
   const std::uint8_t* const chainedFrom = vector.empty() ? kZeros : vector.data();
   const int encrypts = direction == Direction::kEncrypt ? 1 : 0;
   const auto keyLength = static_cast<int>(key.size());
-  // A length that is not the cipher's own can be set between choosing the cipher and giving the key.
+  // A length that is not the cipher's own can be set between choosing the cipher and giving the
+  // key.
   if (EVP_CIPHER_get_key_length(cipher) != keyLength) {
-    if (EVP_CipherInit_ex2(openssl.get(), cipher, nullptr, nullptr, encrypts, nullptr) != 1) return false;
+    if (EVP_CipherInit_ex2(openssl.get(), cipher, nullptr, nullptr, encrypts, nullptr) != 1)
+      return false;
     if (EVP_CIPHER_CTX_set_key_length(openssl.get(), keyLength) != 1) return false;
     cipher = nullptr;
   }
-  return EVP_CipherInit_ex2(openssl.get(), cipher, key.data(), chainedFrom, encrypts, nullptr) == 1 &&
+  return EVP_CipherInit_ex2(openssl.get(), cipher, key.data(), chainedFrom, encrypts, nullptr) ==
+             1 &&
          (isPadded || EVP_CIPHER_CTX_set_padding(openssl.get(), 0) == 1);
 }
 
@@ -121,15 +128,16 @@ std::size_t Cipher::Context::outputSize(std::size_t inputSize) const noexcept {
   return blockSize == kNoBlocks ? inputSize : inputSize + blockSize;
 }
 
-Result<std::size_t> Cipher::Context::update(ByteView input, std::span<std::uint8_t> space) noexcept {
+Result<std::size_t> Cipher::Context::update(ByteView input,
+                                            std::span<std::uint8_t> space) noexcept {
   constexpr std::size_t kMost = std::size_t{1} << 30U;  // OpenSSL counts in int
   std::size_t written = 0;
   taken += input.size();
   while (!input.empty()) {
     const ByteView piece = input.first(std::min(input.size(), kMost));
     int count = 0;
-    if (EVP_CipherUpdate(openssl.get(), space.data() + written, &count, piece.data(), static_cast<int>(piece.size())) !=
-        1) {
+    if (EVP_CipherUpdate(openssl.get(), space.data() + written, &count, piece.data(),
+                         static_cast<int>(piece.size())) != 1) {
       return Error(ENOMEM);
     }
     written += static_cast<std::size_t>(count);
@@ -142,23 +150,25 @@ Result<std::size_t> Cipher::Context::finish(std::span<std::uint8_t> space) noexc
   const bool mustBeWhole = !isPadded || direction == Direction::kDecrypt;
   if (mustBeWhole && taken % blockSize != 0) return Error(EMSGSIZE, "the last block");
   int count = 0;
-  if (EVP_CipherFinal_ex(openssl.get(), space.data(), &count) != 1) return Error(EBADMSG, "the padding");
+  if (EVP_CipherFinal_ex(openssl.get(), space.data(), &count) != 1)
+    return Error(EBADMSG, "the padding");
   return static_cast<std::size_t>(count);
 }
 
 Cipher::Cipher(std::unique_ptr<Context> context) noexcept : context_(std::move(context)) {}
 Cipher::~Cipher() = default;
 
-Result<std::unique_ptr<Cipher>> Cipher::create(Direction direction, std::uint32_t algorithm, std::uint32_t options,
-                                               ByteView key, ByteView vector) {
+Result<std::unique_ptr<Cipher>> Cipher::create(Direction direction, std::uint32_t algorithm,
+                                               std::uint32_t options, ByteView key,
+                                               ByteView vector) {
   const openssl::ErrorMark mark;
   auto context = Context::make(direction, algorithm, options, key, vector);
   if (!context.ok()) return context.error();
   return std::unique_ptr<Cipher>(new Cipher(std::make_unique<Context>(std::move(context.value()))));
 }
 
-Result<Data> Cipher::run(Direction direction, std::uint32_t algorithm, std::uint32_t options, ByteView key,
-                         ByteView vector, ByteView input) {
+Result<Data> Cipher::run(Direction direction, std::uint32_t algorithm, std::uint32_t options,
+                         ByteView key, ByteView vector, ByteView input) {
   const openssl::ErrorMark mark;
   auto context = Context::make(direction, algorithm, options, key, vector);
   if (!context.ok()) return context.error();
@@ -171,7 +181,9 @@ Result<Data> Cipher::run(Direction direction, std::uint32_t algorithm, std::uint
   return output;
 }
 
-std::size_t Cipher::outputSize(std::size_t inputSize) const noexcept { return context_->outputSize(inputSize); }
+std::size_t Cipher::outputSize(std::size_t inputSize) const noexcept {
+  return context_->outputSize(inputSize);
+}
 
 Result<std::size_t> Cipher::update(ByteView input, std::span<std::uint8_t> space) noexcept {
   const openssl::ErrorMark mark;

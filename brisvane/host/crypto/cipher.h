@@ -33,10 +33,12 @@ struct CipherOption {
 struct CipherStatus {
   static constexpr std::int32_t kSuccess = 0;
   static constexpr std::int32_t kUnknownAlgorithm = -1;
-  static constexpr std::int32_t kUnsuitableKey = -2;      // of a length that the algorithm does not take
-  static constexpr std::int32_t kUnsuitableOptions = -3;  // a bit that is none of CipherOption's; RC4 ignores it
-  static constexpr std::int32_t kPartialBlock = -4;       // input that is not a whole number of blocks
-  static constexpr std::int32_t kBadPadding = -5;         // as after decryption with another key
+  static constexpr std::int32_t kUnsuitableKey =
+      -2;  // of a length that the algorithm does not take
+  static constexpr std::int32_t kUnsuitableOptions =
+      -3;  // a bit that is none of CipherOption's; RC4 ignores it
+  static constexpr std::int32_t kPartialBlock = -4;  // input that is not a whole number of blocks
+  static constexpr std::int32_t kBadPadding = -5;    // as after decryption with another key
   static constexpr std::int32_t kNoMemory = -6;
   // OpenSSL's "legacy" provider for DES, CAST-128 and RC4; OpenSSL itself for the others.
   static constexpr std::int32_t kLibraryMissing = -7;
@@ -61,13 +63,16 @@ class BRISVANE_EXPORT Cipher final {
   //  - ELIBACC: OpenSSL has no such algorithm.
   //  - ENOMEM: OpenSSL is out of memory.
   // REQUIRES: `vector` is empty or has at least a block.
-  [[nodiscard]] static Result<std::unique_ptr<Cipher>> create(Direction direction, std::uint32_t algorithm,
-                                                              std::uint32_t options, ByteView key, ByteView vector);
+  [[nodiscard]] static Result<std::unique_ptr<Cipher>> create(Direction direction,
+                                                              std::uint32_t algorithm,
+                                                              std::uint32_t options, ByteView key,
+                                                              ByteView vector);
 
   // Encrypts or decrypts the whole input. Fails as create(), update() and finish() do. May throw
   // std::bad_alloc. REQUIRES: as for create().
-  [[nodiscard]] static Result<Data> run(Direction direction, std::uint32_t algorithm, std::uint32_t options,
-                                        ByteView key, ByteView vector, ByteView input);
+  [[nodiscard]] static Result<Data> run(Direction direction, std::uint32_t algorithm,
+                                        std::uint32_t options, ByteView key, ByteView vector,
+                                        ByteView input);
   Cipher(const Cipher&) = delete;
   Cipher& operator=(const Cipher&) = delete;
   ~Cipher();

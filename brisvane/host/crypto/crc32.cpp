@@ -23,7 +23,8 @@ constexpr auto kTables = [] {
   std::array<Table, kSlice> tables{};
   for (std::uint32_t i = 0; i < tables[0].size(); ++i) {
     std::uint32_t entry = i;
-    for (int bit = 0; bit < 8; ++bit) entry = (entry & 1U) != 0 ? entry >> 1U ^ kPolynomial : entry >> 1U;
+    for (int bit = 0; bit < 8; ++bit)
+      entry = (entry & 1U) != 0 ? entry >> 1U ^ kPolynomial : entry >> 1U;
     tables[0][i] = entry;
   }
   for (std::size_t k = 1; k < kSlice; ++k) {
@@ -46,7 +47,8 @@ std::uint64_t wordAt(const std::uint8_t* bytes) noexcept {
 template <std::size_t after>
 [[gnu::always_inline]] inline std::uint32_t takeWord(std::uint64_t word) noexcept {
   std::uint32_t next = 0;
-  for (std::size_t i = 0; i < sizeof word; ++i) next ^= kTables[after + 7 - i][word >> (8 * i) & 0xFFU];
+  for (std::size_t i = 0; i < sizeof word; ++i)
+    next ^= kTables[after + 7 - i][word >> (8 * i) & 0xFFU];
   return next;
 }
 

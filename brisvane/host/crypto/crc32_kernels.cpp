@@ -9,12 +9,14 @@
 namespace brisvane::host {
 namespace {
 
-// By carry-less multiplication (Gopal and others, "Fast CRC Computation for Generic Polynomials Using PCLMULQDQ
-// Instruction", 2009): a block of 16 bytes is folded into one that stands `bits` later when its first half is
-// multiplied by x^(bits + 32), its second by x^(bits - 32), modulo the polynomial, everything bit-reversed.
+// By carry-less multiplication (Gopal and others, "Fast CRC Computation for Generic Polynomials
+// Using PCLMULQDQ Instruction", 2009): a block of 16 bytes is folded into one that stands `bits`
+// later when its first half is multiplied by x^(bits + 32), its second by x^(bits - 32), modulo the
+// polynomial, everything bit-reversed.
 constexpr long long power(unsigned exponent) noexcept {
   std::uint32_t remainder = 0x80000000;  // x^0, reversed
-  for (; exponent != 0; --exponent) remainder = remainder >> 1U ^ ((remainder & 1U) != 0 ? 0xEDB88320 : 0);
+  for (; exponent != 0; --exponent)
+    remainder = remainder >> 1U ^ ((remainder & 1U) != 0 ? 0xEDB88320 : 0);
   return static_cast<long long>(remainder) << 1U;
 }
 static_assert(power(128 + 32) == 0x1751997D0 && power(128 - 32) == 0x0CCAA009E);
@@ -42,7 +44,8 @@ BRISVANE_NARROW inline __m128i fold(__m128i block, __m128i onto) noexcept {
 
 // The blocks that are left, one by one, and the rest by tables.
 BRISVANE_NARROW std::uint32_t finish(__m128i folded, ByteView bytes) noexcept {
-  for (; bytes.size() >= 16; bytes = bytes.subspan(16)) folded = fold<128>(folded, load(bytes.data()));
+  for (; bytes.size() >= 16; bytes = bytes.subspan(16))
+    folded = fold<128>(folded, load(bytes.data()));
   alignas(16) std::uint8_t last[16];
   _mm_store_si128(reinterpret_cast<__m128i*>(last), folded);
   return crc32ByTables(crc32ByTables(0, last), bytes);
@@ -55,7 +58,8 @@ BRISVANE_NARROW std::uint32_t foldNarrow(std::uint32_t before, ByteView bytes) n
   for (std::size_t i = 0; i < 4; ++i) blocks[i] = load(bytes.data() + 16 * i);
   blocks[0] = _mm_xor_si128(blocks[0], _mm_cvtsi32_si128(static_cast<int>(before)));
   for (bytes = bytes.subspan(kStep); bytes.size() >= kStep; bytes = bytes.subspan(kStep)) {
-    for (std::size_t i = 0; i < 4; ++i) blocks[i] = fold<512>(blocks[i], load(bytes.data() + 16 * i));
+    for (std::size_t i = 0; i < 4; ++i)
+      blocks[i] = fold<512>(blocks[i], load(bytes.data() + 16 * i));
   }
   for (std::size_t i = 1; i < 4; ++i) blocks[i] = fold<128>(blocks[i - 1], blocks[i]);
   return finish(blocks[3], bytes);
@@ -67,7 +71,8 @@ BRISVANE_WIDE inline __m512i foldWide(__m512i blocks, __m512i onto) noexcept {
   const __m512i by = _mm512_set4_epi64(By::kSecond, By::kFirst, By::kSecond, By::kFirst);
   const __m512i first = _mm512_clmulepi64_epi128(blocks, by, 0x00);
   constexpr int kXorOfThree = 0x96;
-  return _mm512_ternarylogic_epi64(first, _mm512_clmulepi64_epi128(blocks, by, 0x11), onto, kXorOfThree);
+  return _mm512_ternarylogic_epi64(first, _mm512_clmulepi64_epi128(blocks, by, 0x11), onto,
+                                   kXorOfThree);
 }
 
 BRISVANE_WIDE std::uint32_t foldWidely(std::uint32_t before, ByteView bytes) noexcept {
@@ -75,7 +80,8 @@ BRISVANE_WIDE std::uint32_t foldWidely(std::uint32_t before, ByteView bytes) noe
   if (bytes.size() < kStep) return foldNarrow(before, bytes);
   __m512i blocks[4];
   for (std::size_t i = 0; i < 4; ++i) blocks[i] = _mm512_loadu_si512(bytes.data() + 64 * i);
-  blocks[0] = _mm512_xor_si512(blocks[0], _mm512_zextsi128_si512(_mm_cvtsi32_si128(static_cast<int>(before))));
+  blocks[0] = _mm512_xor_si512(blocks[0],
+                               _mm512_zextsi128_si512(_mm_cvtsi32_si128(static_cast<int>(before))));
   for (bytes = bytes.subspan(kStep); bytes.size() >= kStep; bytes = bytes.subspan(kStep)) {
     for (std::size_t i = 0; i < 4; ++i) {
       blocks[i] = foldWide<8 * kStep>(blocks[i], _mm512_loadu_si512(bytes.data() + 64 * i));
@@ -97,7 +103,8 @@ Crc32Kernels crc32Kernels() noexcept {
   Crc32Kernels kernels;
   if (!__builtin_cpu_supports("pclmul") || !__builtin_cpu_supports("sse4.1")) return kernels;
   kernels.narrow = foldNarrow;
-  if (__builtin_cpu_supports("vpclmulqdq") && __builtin_cpu_supports("avx512vl")) kernels.wide = foldWidely;
+  if (__builtin_cpu_supports("vpclmulqdq") && __builtin_cpu_supports("avx512vl"))
+    kernels.wide = foldWidely;
   return kernels;
 }
 

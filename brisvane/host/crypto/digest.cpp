@@ -64,7 +64,9 @@ void Sha1::fail(int number) noexcept {
 
 void Sha1::add(ByteView bytes) noexcept {
   const openssl::ErrorMark mark;
-  if (context_ != nullptr && EVP_DigestUpdate(context_->digest.get(), bytes.data(), bytes.size()) != 1) fail(ENOMEM);
+  if (context_ != nullptr &&
+      EVP_DigestUpdate(context_->digest.get(), bytes.data(), bytes.size()) != 1)
+    fail(ENOMEM);
 }
 
 Result<Sha1Digest> Sha1::finish() noexcept {
@@ -73,7 +75,8 @@ Result<Sha1Digest> Sha1::finish() noexcept {
   failure_ = EALREADY;
   const openssl::ErrorMark mark;
   Sha1Digest digest;
-  if (EVP_DigestFinal_ex(context->digest.get(), digest.data(), nullptr) != 1) return Error(ENOMEM, "SHA-1");
+  if (EVP_DigestFinal_ex(context->digest.get(), digest.data(), nullptr) != 1)
+    return Error(ENOMEM, "SHA-1");
   return digest;
 }
 

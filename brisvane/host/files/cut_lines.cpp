@@ -38,8 +38,8 @@ CutLine* find(const struct stat& file) noexcept {
 
 CutLine& newPlace() noexcept {
   auto& places = cutLines.places;
-  auto* const unused =
-      std::find_if(places.begin(), places.end(), [](const CutLine& line) { return line.process == 0; });
+  auto* const unused = std::find_if(places.begin(), places.end(),
+                                    [](const CutLine& line) { return line.process == 0; });
   if (unused == places.end()) return places.at(cutLines.oldest++ % places.size());
   ++cutLines.count;
   return *unused;
@@ -54,7 +54,8 @@ void rememberCutLine(int file) noexcept {
   if (::fstat(file, &status) != 0) return;
   const std::scoped_lock lock(processLock(ProcessLock::kCutLines));
   CutLine* const known = find(status);
-  (known != nullptr ? *known : newPlace()) = {::getpid(), status.st_dev, status.st_ino, status.st_size};
+  (known != nullptr ? *known : newPlace()) = {::getpid(), status.st_dev, status.st_ino,
+                                              status.st_size};
 }
 
 bool forgetCutLine(int file) noexcept {

@@ -19,8 +19,9 @@ using Directory = std::unique_ptr<DIR, CloseDirectory>;
 Directory openDirectory(const std::string& path) {
   Descriptor descriptor = openDescriptor(path.c_str(), O_RDONLY | O_DIRECTORY);
   Directory directory(descriptor.valid() ? ::fdopendir(descriptor.get()) : nullptr);
-  if (directory) static_cast<void>(descriptor.release());     // the directory owns it now
-  if (!directory && errno == ENOMEM) throw std::bad_alloc();  // a listing never looks empty for lack of memory
+  if (directory) static_cast<void>(descriptor.release());  // the directory owns it now
+  if (!directory && errno == ENOMEM)
+    throw std::bad_alloc();  // a listing never looks empty for lack of memory
   return directory;
 }
 

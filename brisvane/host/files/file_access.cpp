@@ -6,7 +6,8 @@
 namespace brisvane::host::real {
 namespace {
 
-// Keeps SIGPIPE from this thread while it writes to what is no file. One that was pending before stays.
+// Keeps SIGPIPE from this thread while it writes to what is no file. One that was pending before
+// stays.
 class NoBrokenPipeSignal {
  public:
   explicit NoBrokenPipeSignal(Target target) noexcept {
@@ -34,19 +35,23 @@ class NoBrokenPipeSignal {
 
 }  // namespace
 
-bool canExist(std::string_view path) noexcept { return !path.empty() && path.find('\0') == std::string_view::npos; }
+bool canExist(std::string_view path) noexcept {
+  return !path.empty() && path.find('\0') == std::string_view::npos;
+}
 
 Result<Descriptor> openExisting(const std::string& path, int flags) {
   Descriptor file = openDescriptor(path.c_str(), flags | O_NOCTTY | O_NONBLOCK);
   if (!file.valid() && errno == EWOULDBLOCK) {
     file = openDescriptor(path.c_str(), flags | O_NOCTTY);
-    if (file.valid() && ::fcntl(file.get(), F_SETFL, (flags & O_APPEND) | O_NONBLOCK) != 0) file.reset(-1);
+    if (file.valid() && ::fcntl(file.get(), F_SETFL, (flags & O_APPEND) | O_NONBLOCK) != 0)
+      file.reset(-1);
   }
   if (!file.valid()) return Error::last();
   return file;
 }
 
-// fstat() would ask for the times, too: a file whose change time was seen has its inode updated by the next write.
+// fstat() would ask for the times, too: a file whose change time was seen has its inode updated by
+// the next write.
 FileTraits traitsOf(int descriptor) noexcept {
   struct statx status {};
   if (::statx(descriptor, "", AT_EMPTY_PATH, STATX_TYPE | STATX_NLINK, &status) != 0) return {};
@@ -54,7 +59,8 @@ FileTraits traitsOf(int descriptor) noexcept {
   return {isRegular, isRegular && status.stx_nlink == 0};
 }
 
-Result<> writeAll(int descriptor, Target target, std::string_view bytes, std::size_t* written) noexcept {
+Result<> writeAll(int descriptor, Target target, std::string_view bytes,
+                  std::size_t* written) noexcept {
   const NoBrokenPipeSignal guard(target);
   if (written != nullptr) *written = 0;
   while (!bytes.empty()) {

@@ -37,11 +37,13 @@ Result<> of(std::string_view path, Result<> result) {
 }
 
 // Moves a complete file to `path`; EEXIST when something is there already.
-Result<> moveWithoutReplacing(const std::string& from, const std::string& path, std::string_view bytes, mode_t mode) {
+Result<> moveWithoutReplacing(const std::string& from, const std::string& path,
+                              std::string_view bytes, mode_t mode) {
   Result<> moved = renameWithoutReplacing(from, path);
   if (!failedWith(moved, EXDEV)) return moved;
   // The file system has no way to do that: what is written can be seen before it is complete.
-  const Descriptor file = openDescriptor(path.c_str(), O_WRONLY | O_APPEND | O_NOCTTY | O_CREAT | O_EXCL, mode);
+  const Descriptor file =
+      openDescriptor(path.c_str(), O_WRONLY | O_APPEND | O_NOCTTY | O_CREAT | O_EXCL, mode);
   if (!file.valid()) return Error::last();
   Result<> written = writeAll(file.get(), Target::kRegularFile, bytes);
   ::unlink(written.ok() ? from.c_str() : path.c_str());
@@ -54,14 +56,17 @@ Result<> create(const std::string& path, std::string_view bytes, mode_t mode = k
   if (!beside.ok()) return beside.error();
   NewFile& made = beside.value();
   Result<> result = writeAll(made.file.get(), Target::kRegularFile, bytes);
-  if (isAnyLineCut()) forgetCutLine(made.file.get());  // of a removed file that had the number of this one
+  if (isAnyLineCut())
+    forgetCutLine(made.file.get());  // of a removed file that had the number of this one
   made.file.reset(-1);
   if (result.ok()) result = moveWithoutReplacing(made.path, path, bytes, mode);
   if (!result.ok()) ::unlink(made.path.c_str());
   return result;
 }
 
-bool isLackOfRoom(int error) noexcept { return error == ENOSPC || error == EDQUOT || error == EFBIG; }
+bool isLackOfRoom(int error) noexcept {
+  return error == ENOSPC || error == EDQUOT || error == EFBIG;
+}
 
 bool isSymbolicLink(const std::string& path) noexcept {
   struct stat status {};
@@ -90,7 +95,8 @@ Result<> append(std::string_view path, std::string_view bytes, Content content) 
   if (!canExist(path)) return Error(ENOENT);
   const std::string name(path);
   // A further round is for a file that another writer has made in between, or one that was moved to
-  // another file system while it was being opened. A dangling symbolic link can neither be opened nor made.
+  // another file system while it was being opened. A dangling symbolic link can neither be opened
+  // nor made.
   constexpr int kRounds = 100;
   for (int round = 0; round < kRounds; ++round) {
     const Result<Descriptor> file = openExisting(name, O_WRONLY | O_APPEND);
@@ -98,7 +104,8 @@ Result<> append(std::string_view path, std::string_view bytes, Content content) 
       const int descriptor = file.value().get();
       const FileTraits traits = traitsOf(descriptor);
       if (round < kRounds - 1 && traits.isRemoved) continue;
-      return writeToEnd(descriptor, traits.isRegular ? Target::kRegularFile : Target::kAny, bytes, content);
+      return writeToEnd(descriptor, traits.isRegular ? Target::kRegularFile : Target::kAny, bytes,
+                        content);
     }
     if (file.error().number() != ENOENT) return file.error();
     Result<> created = create(name, bytes);
@@ -115,7 +122,8 @@ Result<> overwrite(const std::string& path, std::string_view bytes) {
   const int file = opened.value().get();
   if (::fcntl(file, F_SETFL, 0) != 0) return Error::last();  // a pipe that is read is waited for
   // A disk without room for it is found out while the file still holds what it did.
-  if (size > 0 && ::fallocate(file, FALLOC_FL_KEEP_SIZE, 0, size) != 0 && isLackOfRoom(errno)) return Error::last();
+  if (size > 0 && ::fallocate(file, FALLOC_FL_KEEP_SIZE, 0, size) != 0 && isLackOfRoom(errno))
+    return Error::last();
   if (Result<> written = writeAll(file, Target::kAny, bytes); !written.ok()) return written;
   // Only a regular file has a length. What else there is, as a pipe, has taken the bytes.
   if (::ftruncate(file, size) != 0 && errno != EINVAL) return Error::last();
@@ -135,7 +143,8 @@ Result<> appendLineToFile(std::string_view path, std::string_view line) {
 Result<> createFile(std::string_view path, std::string_view bytes, Readers readers) {
   constexpr mode_t kOwnersAlone = 0600;
   if (!canExist(path)) return Error(ENOENT, shownPath(path));
-  return of(path, create(std::string(path), bytes, readers == Readers::kOwner ? kOwnersAlone : kNewFileMode));
+  return of(path, create(std::string(path), bytes,
+                         readers == Readers::kOwner ? kOwnersAlone : kNewFileMode));
 }
 
 Result<> overwriteFile(std::string_view path, std::string_view bytes) {

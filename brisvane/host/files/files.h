@@ -34,7 +34,8 @@ enum class Readers : std::uint8_t { kUsual, kOwner };
 // Makes a file that holds `bytes`, with mode 0666 under the umask, or 0600. It is made beside
 // `path` and moved into place complete. EEXIST: something is at `path` already, which may be a
 // dangling symbolic link. It stays.
-BRISVANE_EXPORT Result<> createFile(std::string_view path, std::string_view bytes, Readers readers = Readers::kUsual);
+BRISVANE_EXPORT Result<> createFile(std::string_view path, std::string_view bytes,
+                                    Readers readers = Readers::kUsual);
 
 // Replaces the content of the file at `path` by `bytes`, in place. Symbolic links are followed.
 //

@@ -135,7 +135,8 @@ class MoveAcross {
   }
 
   Result<> copy() noexcept {
-    Result<Descriptor> file = memoryPermitting(Error(ENOMEM), [&] { return openExisting(aside(), O_RDONLY); });
+    Result<Descriptor> file =
+        memoryPermitting(Error(ENOMEM), [&] { return openExisting(aside(), O_RDONLY); });
     if (!file.ok()) return file.error();
     file_ = std::move(file).value();
     return copyFile(file_.get(), copy_.file.get());
@@ -150,8 +151,9 @@ class MoveAcross {
     return result;
   }
 
-  // Undoes the moving aside: the file itself, which a program may still have open, stands at `from_` again. One
-  // that has begun there meanwhile is added to it. The remains are then what could not be put back.
+  // Undoes the moving aside: the file itself, which a program may still have open, stands at
+  // `from_` again. One that has begun there meanwhile is added to it. The remains are then what
+  // could not be put back.
   void moveBack() noexcept {
     constexpr int kRounds = 100;  // of further lines, each with a file of its own
     for (int round = 0; round < kRounds; ++round) {
@@ -167,8 +169,9 @@ class MoveAcross {
     }
   }
 
-  // Moves what the file `newer` holds, and is still being written to it, to the end of the file moved aside. A line
-  // that is written to `newer` after its removal, and that the file does not take, as on a full disk, is lost.
+  // Moves what the file `newer` holds, and is still being written to it, to the end of the file
+  // moved aside. A line that is written to `newer` after its removal, and that the file does not
+  // take, as on a full disk, is lost.
   Result<> addToFile(const std::string& newer) {
     const Result<Descriptor> from = openExisting(newer, O_RDONLY);
     if (!from.ok()) return from.error();
@@ -182,8 +185,8 @@ class MoveAcross {
     return {};
   }
 
-  // Copies the lines of those who found the file before it was moved aside, and opened it only when it had been
-  // copied and removed. Those that cannot be copied go back to where the file was.
+  // Copies the lines of those who found the file before it was moved aside, and opened it only when
+  // it had been copied and removed. Those that cannot be copied go back to where the file was.
   Result<> copyLateLines() {
     struct stat before {};
     const off_t position = ::lseek(file_.get(), 0, SEEK_CUR);
@@ -240,7 +243,8 @@ MoveOutcome moveFile(std::string_view from, std::string_view to) {
     Result<> moved = renameWithoutReplacing(source, destination);
     return failedWith(moved, EXDEV) ? MoveAcross(source, destination, outcome).run() : moved;
   };
-  outcome.result = memoryPermitting(Error(ENOMEM), move);  // what remains is reported, whatever failed
+  outcome.result =
+      memoryPermitting(Error(ENOMEM), move);  // what remains is reported, whatever failed
   if (!outcome.result.ok()) {
     unlessOutOfMemory([&] {
       outcome.result = outcome.result.error().of(join({shownPath(from), " to ", shownPath(to)}));

@@ -19,8 +19,8 @@ struct NewFile {
 // Makes an empty file beside `path`, of a name that is short enough for any file system.
 Result<NewFile> createBeside(const std::string& path, mode_t mode = kNewFileMode);
 
-// Moves a file within its file system; EEXIST when something is at `to` already. EXDEV when it is another
-// file system, and when this one cannot move without replacing.
+// Moves a file within its file system; EEXIST when something is at `to` already. EXDEV when it is
+// another file system, and when this one cannot move without replacing.
 Result<> renameWithoutReplacing(const std::string& from, const std::string& to) noexcept;
 
 }  // namespace brisvane::host::real

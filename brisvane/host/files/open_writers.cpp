@@ -28,15 +28,16 @@ Result<> copyToEnd(int from, int to) noexcept {
 }  // namespace
 
 Writers writersOf(int file) noexcept {
-  // Who opened it while the lease stands, for a moment, would have it broken by a signal. SIGIO, the
-  // usual one, ends a program; this one is ignored unless a program asks for it.
+  // Who opened it while the lease stands, for a moment, would have it broken by a signal. SIGIO,
+  // the usual one, ends a program; this one is ignored unless a program asks for it.
   if (::fcntl(file, F_SETSIG, SIGURG) != 0) return Writers::kUnknown;
   if (::fcntl(file, F_SETLEASE, F_RDLCK) == 0) {
     ::fcntl(file, F_SETLEASE, F_UNLCK);
     return Writers::kNone;
   }
-  if (errno == EACCES) return Writers::kNotOurs;                // the file belongs to someone else
-  return errno == EAGAIN ? Writers::kSome : Writers::kUnknown;  // EINVAL: the file system has no leases
+  if (errno == EACCES) return Writers::kNotOurs;  // the file belongs to someone else
+  return errno == EAGAIN ? Writers::kSome
+                         : Writers::kUnknown;  // EINVAL: the file system has no leases
 }
 
 Result<> copyWithLastLines(int from, int to) noexcept {

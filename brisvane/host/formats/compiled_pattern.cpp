@@ -14,19 +14,22 @@ namespace brisvane::host {
 namespace {
 
 // The verbs that act on other positions than the one where they stand.
-constexpr std::array<std::string_view, 5> kVerbs{"(*COMMIT", "(*SKIP", "(*THEN", "(*PRUNE", "(*NOTEMPTY_ATSTART"};
+constexpr std::array<std::string_view, 5> kVerbs{"(*COMMIT", "(*SKIP", "(*THEN", "(*PRUNE",
+                                                 "(*NOTEMPTY_ATSTART"};
 constexpr unsigned kMostUncounted = 16;
 
-// A pattern in PCRE2's own words. \uHHHH becomes \x{HHHH}: PCRE2_ALT_BSUX would do as much, but takes away \x{...} and
-// \U with it. \G, where a search begins, becomes \A, because a search begins at the text's start and has several runs.
-// What \Q...\E quotes becomes \x{HH} each, so that every ( and | that is left is one.
+// A pattern in PCRE2's own words. \uHHHH becomes \x{HHHH}: PCRE2_ALT_BSUX would do as much, but
+// takes away \x{...} and \U with it. \G, where a search begins, becomes \A, because a search begins
+// at the text's start and has several runs. What \Q...\E quotes becomes \x{HH} each, so that every
+// ( and | that is left is one.
 std::string translated(std::string_view pattern) {
   constexpr std::size_t kDigits = 4;
   std::string result;
   bool quoted = false;
   while (!pattern.empty()) {
     const char kind = pattern.front() == '\\' && pattern.size() > 1 ? pattern[1] : '\0';
-    const std::string_view digits = kind == 'u' ? pattern.substr(2).substr(0, kDigits) : std::string_view();
+    const std::string_view digits =
+        kind == 'u' ? pattern.substr(2).substr(0, kDigits) : std::string_view();
     std::size_t taken = kind == '\0' ? 1 : 2;
     if (quoted ? kind == 'E' : kind == 'Q') {
       quoted = !quoted;
@@ -40,14 +43,16 @@ std::string translated(std::string_view pattern) {
       } else {
         result += pattern.front();
       }
-    } else if (digits.size() == kDigits &&
-               std::all_of(digits.begin(), digits.end(), [](char c) { return hexValue(c).has_value(); })) {
+    } else if (digits.size() == kDigits && std::all_of(digits.begin(), digits.end(), [](char c) {
+                 return hexValue(c).has_value();
+               })) {
       taken += kDigits;
       result.append("\\x{").append(digits).append("}");
     } else if (kind == 'G') {
       result.append("\\A");
     } else {
-      if (kind == 'c') taken = std::min<std::size_t>(3, pattern.size());  // any character, a backslash too
+      if (kind == 'c')
+        taken = std::min<std::size_t>(3, pattern.size());  // any character, a backslash too
       result.append(pattern.substr(0, taken));
     }
     pattern.remove_prefix(taken);
@@ -71,8 +76,8 @@ Result<pcre::Code> compile(std::string_view pattern, std::uint32_t options) {
   int error = 0;
   PCRE2_SIZE position = 0;
   options |= PCRE2_CASELESS | PCRE2_UTF | PCRE2_NEVER_BACKSLASH_C | PCRE2_USE_OFFSET_LIMIT;
-  pcre::Code code(pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(), options, &error,
-                                &position, context.get()));
+  pcre::Code code(pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(),
+                                options, &error, &position, context.get()));
   if (!code) return compileError(error);
   return code;
 }
@@ -95,7 +100,8 @@ class Alternations {
   [[nodiscard]] const std::vector<std::size_t>& begins() const noexcept { return begins_; }
 
  private:
-  // Automatic callouts stand before every item: a group's begin, its alternatives, and its end are items of their own.
+  // Automatic callouts stand before every item: a group's begin, its alternatives, and its end are
+  // items of their own.
   static int visit(pcre2_callout_enumerate_block* block, void* self) noexcept {
     static_cast<Alternations*>(self)->take(block->pattern_position, block->next_item_length);
     return 0;
@@ -107,14 +113,16 @@ class Alternations {
       if (depth_++ == 0) outermost_ = at;
     } else if (item.starts_with(')') && depth_ > 0) {
       --depth_;
-    } else if (item.starts_with('|') && depth_ > 0 && (begins_.empty() || begins_.back() != outermost_)) {
+    } else if (item.starts_with('|') && depth_ > 0 &&
+               (begins_.empty() || begins_.back() != outermost_)) {
       begins_.push_back(outermost_);
     }
   }
 
   // Whether it is no begin of a group, but an item in brackets, as (?i) or (?1).
   static bool isWhole(std::string_view item) {
-    constexpr std::string_view kWords = "(?*^+-&>=_0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+    constexpr std::string_view kWords =
+        "(?*^+-&>=_0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
     const std::size_t end = item.find_first_not_of(kWords);
     return end != item.npos && item[end] == ')';
   }
@@ -125,28 +133,35 @@ class Alternations {
   std::size_t outermost_ = 0;
 };
 
-// JIT (up to 10.42) takes it for sure that a repeat behind a group has failed wherever it has failed once, and so
-// misses "ab" with (ab|a)\s*b. An empty assertion ends its search for such repeats.
+// JIT (up to 10.42) takes it for sure that a repeat behind a group has failed wherever it has
+// failed once, and so misses "ab" with (ab|a)\s*b. An empty assertion ends its search for such
+// repeats.
 std::string guarded(std::string_view pattern, const pcre::Code& withCallouts) {
   std::string result(pattern);
   const Alternations alternations(pattern, withCallouts);
-  for (auto at = alternations.begins().rbegin(); at != alternations.begins().rend(); ++at) result.insert(*at, "(?=)");
+  for (auto at = alternations.begins().rbegin(); at != alternations.begins().rend(); ++at)
+    result.insert(*at, "(?=)");
   return result;
 }
 
-// As a pattern can say. JIT then misses the last position of a run, and on arm64 lines that follow another line end.
-bool hasCrLfAsOnlyLineEnd(const pcre::Code& code) { return info(code, PCRE2_INFO_NEWLINE) == PCRE2_NEWLINE_CRLF; }
+// As a pattern can say. JIT then misses the last position of a run, and on arm64 lines that follow
+// another line end.
+bool hasCrLfAsOnlyLineEnd(const pcre::Code& code) {
+  return info(code, PCRE2_INFO_NEWLINE) == PCRE2_NEWLINE_CRLF;
+}
 
 // Whether a pattern is none for runs that are bounded in steps and in positions.
 bool needsCallouts(std::string_view pattern, const pcre::Code& code) {
-  if (std::any_of(kVerbs.begin(), kVerbs.end(), [&](auto verb) { return pattern.find(verb) != pattern.npos; })) {
+  if (std::any_of(kVerbs.begin(), kVerbs.end(),
+                  [&](auto verb) { return pattern.find(verb) != pattern.npos; })) {
     return true;
   }
   if (hasCrLfAsOnlyLineEnd(code)) return true;
-  // JIT counts no step for a group that captures and is not repeated: many of them that have alternatives could run
-  // away uncounted.
+  // JIT counts no step for a group that captures and is not repeated: many of them that have
+  // alternatives could run away uncounted.
   const auto alternatives = std::count(pattern.begin(), pattern.end(), '|');
-  return std::min<std::ptrdiff_t>(info(code, PCRE2_INFO_CAPTURECOUNT), alternatives) > kMostUncounted;
+  return std::min<std::ptrdiff_t>(info(code, PCRE2_INFO_CAPTURECOUNT), alternatives) >
+         kMostUncounted;
 }
 
 }  // namespace
@@ -162,7 +177,8 @@ Result<CompiledPattern> compilePattern(std::string_view pattern) {
     if (!code.ok()) return code.error();
   }
   compiled.code = std::move(code).value();
-  compiled.inOnePiece = compiled.hasCallouts || (info(compiled.code, PCRE2_INFO_ALLOPTIONS) & PCRE2_ANCHORED) != 0;
+  compiled.inOnePiece =
+      compiled.hasCallouts || (info(compiled.code, PCRE2_INFO_ALLOPTIONS) & PCRE2_ANCHORED) != 0;
   compiled.atLines = info(compiled.code, PCRE2_INFO_FIRSTCODETYPE) == 2;
   // Without JIT (a system that forbids writable code) the search is slower, not wrong.
   if (!hasCrLfAsOnlyLineEnd(compiled.code)) {

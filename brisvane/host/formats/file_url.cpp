@@ -14,7 +14,8 @@ constexpr std::string_view kLocalHost = "localhost/";
 
 bool standsForItself(char character) noexcept {
   return (character >= 'A' && character <= 'Z') || (character >= 'a' && character <= 'z') ||
-         (character >= '0' && character <= '9') || std::string_view("-._~/").find(character) != std::string_view::npos;
+         (character >= '0' && character <= '9') ||
+         std::string_view("-._~/").find(character) != std::string_view::npos;
 }
 
 }  // namespace

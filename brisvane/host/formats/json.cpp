@@ -55,7 +55,8 @@ class ObjectBuilder final : public nlohmann::json_sax<json> {
 
   ObjectBuilder() = default;
   // Finds the line of a place, too.
-  ObjectBuilder(std::string_view wanted, const Progress& progress) : wanted_(wanted), progress_(&progress) {}
+  ObjectBuilder(std::string_view wanted, const Progress& progress)
+      : wanted_(wanted), progress_(&progress) {}
 
   // Of the wanted place, or of the nearest thing around it.
   std::size_t line = 1;
@@ -64,7 +65,9 @@ class ObjectBuilder final : public nlohmann::json_sax<json> {
   bool boolean(bool value) override { return put(value); }
   bool number_integer(number_integer_t value) override { return putNumber(value); }
   bool number_unsigned(number_unsigned_t value) override { return putNumber(value); }
-  bool number_float(number_float_t value, const string_t& /*spelling*/) override { return putNumber(value); }
+  bool number_float(number_float_t value, const string_t& /*spelling*/) override {
+    return putNumber(value);
+  }
   bool string(string_t& value) override { return put(std::move(value)); }
   bool binary(binary_t& /*value*/) override { return false; }
 
@@ -116,8 +119,8 @@ class ObjectBuilder final : public nlohmann::json_sax<json> {
       if (isNext) rest.remove_prefix(piece.size());
       return isNext;
     };
-    const bool isOnTheWay =
-        in.isObject ? (in.end == 0 || skip(".")) && skip(in.key) : skip("[" + std::to_string(in.array.size()) + "]");
+    const bool isOnTheWay = in.isObject ? (in.end == 0 || skip(".")) && skip(in.key)
+                                        : skip("[" + std::to_string(in.array.size()) + "]");
     const std::size_t end = wanted_.size() - rest.size();
     const bool isWhole = end == 0 || rest.empty() || rest.front() == '.' || rest.front() == '[';
     return isOnTheWay && isWhole ? end : kElsewhere;
@@ -168,7 +171,8 @@ class ObjectBuilder final : public nlohmann::json_sax<json> {
   bool close() {
     Container closed = std::move(open_.back());
     open_.pop_back();
-    return store(closed.isObject ? Object(std::move(closed.dictionary)) : Object(std::move(closed.array)));
+    return store(closed.isObject ? Object(std::move(closed.dictionary))
+                                 : Object(std::move(closed.array)));
   }
 
   std::string_view wanted_;
@@ -213,7 +217,8 @@ std::string escapeOf(char32_t character) {
   return escape;
 }
 
-// Writes values one after the other. Each step is false when the text would become longer than kJsonTextLimit.
+// Writes values one after the other. Each step is false when the text would become longer than
+// kJsonTextLimit.
 class JsonWriter {
  public:
   explicit JsonWriter(JsonLayout layout) noexcept : isIndented_(layout == JsonLayout::kIndented) {}
@@ -234,11 +239,13 @@ class JsonWriter {
       case Object::Kind::kData:
         return putHex(*value.ifData());
       case Object::Kind::kDate:
-        return put(json(std::chrono::duration<double>(value.date()->time_since_epoch()).count()).dump());
+        return put(
+            json(std::chrono::duration<double>(value.date()->time_since_epoch()).count()).dump());
       case Object::Kind::kArray:
         return depth == kJsonDepthLimit ? put("null") : putArray(*value.ifArray(), depth + 1);
       case Object::Kind::kDictionary:
-        return depth == kJsonDepthLimit ? put("null") : putDictionary(*value.ifDictionary(), depth + 1);
+        return depth == kJsonDepthLimit ? put("null")
+                                        : putDictionary(*value.ifDictionary(), depth + 1);
     }
     return false;
   }
@@ -296,7 +303,9 @@ class JsonWriter {
     return putLineEnd(depth - 1) && put("}");
   }
 
-  bool putLineEnd(std::size_t depth) { return !isIndented_ || (put("\n") && put(std::string(depth * 2, ' '))); }
+  bool putLineEnd(std::size_t depth) {
+    return !isIndented_ || (put("\n") && put(std::string(depth * 2, ' ')));
+  }
 
   bool isIndented_;
   std::string text_;
@@ -317,7 +326,8 @@ Result<Object> parseJson(std::string_view text) {
 std::size_t jsonLine(std::string_view text, std::string_view place) {
   Progress progress;
   ObjectBuilder builder(place, progress);
-  json::sax_parse(LineCounter(text.data(), &progress), LineCounter(text.data() + text.size(), &progress), &builder);
+  json::sax_parse(LineCounter(text.data(), &progress),
+                  LineCounter(text.data() + text.size(), &progress), &builder);
   return builder.line;
 }
 

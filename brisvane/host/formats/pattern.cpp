@@ -17,7 +17,9 @@ constexpr std::uint32_t kHeapLimitKiB = 20'000;
 constexpr std::size_t kJitStackStart = std::size_t{32} << 10U;
 constexpr std::size_t kJitStackLimit = std::size_t{8} << 20U;
 
-constexpr bool isContinuation(char byte) noexcept { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
+constexpr bool isContinuation(char byte) noexcept {
+  return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
+}
 
 Pattern::Match rangesOf(pcre2_match_data* data) {
   const PCRE2_SIZE* const offsets = pcre2_get_ovector_pointer(data);
@@ -32,14 +34,15 @@ Pattern::Match rangesOf(pcre2_match_data* data) {
   return match;
 }
 
-// One search. The compiled code cannot be stopped, so that it runs in parts between which the clock is looked at: it
-// tries a window of the positions where a match may begin, and at each of them no more steps than a limit. A window in
-// which the limit is hit is tried again, narrower, until it is one position; there the limit grows by a factor, and so
-// does the time that it takes. That costs a third of what the position costs anyway. Each part sees the whole text:
-// what is behind a window counts for assertions.
+// One search. The compiled code cannot be stopped, so that it runs in parts between which the clock
+// is looked at: it tries a window of the positions where a match may begin, and at each of them no
+// more steps than a limit. A window in which the limit is hit is tried again, narrower, until it is
+// one position; there the limit grows by a factor, and so does the time that it takes. That costs a
+// third of what the position costs anyway. Each part sees the whole text: what is behind a window
+// counts for assertions.
 //
-// Callouts could look at the clock at any time, but slow a search down by two to several hundred times. They serve the
-// few patterns that the parts do not.
+// Callouts could look at the clock at any time, but slow a search down by two to several hundred
+// times. They serve the few patterns that the parts do not.
 class Search {
  public:
   Search(const CompiledPattern& pattern, std::string_view text, const Pattern::TimeLeft& timeLeft)
@@ -79,8 +82,8 @@ class Search {
   // A finite time, to calculate with.
   [[nodiscard]] double timeLeft() const { return std::min(timeLeft_(), 1e9); }
 
-  // The end of the window that begins at at_: no wider than can be tried in the time that is left, should each
-  // position take all its steps.
+  // The end of the window that begins at at_: no wider than can be tried in the time that is left,
+  // should each position take all its steps.
   std::size_t endOfWindow(double left) {
     if (pattern_.inOnePiece) return text_.size();
     const double inTime = left / (maxSteps_ * secondsAStep_);
@@ -89,11 +92,14 @@ class Search {
     std::size_t end = at_ + width_;
     // Only the beginnings of lines are tried, and the first position of a window.
     if (pattern_.atLines) end = std::min(text_.find('\n', end - 1), text_.size() - 1) + 1;
-    // A match may begin before CR LF, but not between the two; that is not seen of the last position of a window.
+    // A match may begin before CR LF, but not between the two; that is not seen of the last
+    // position of a window.
     const auto isBehindCrLf = [this](std::size_t at) {
       return at > 1 && text_[at - 1] == '\n' && text_[at - 2] == '\r';
     };
-    while (end < text_.size() && (isContinuation(text_[end]) || isBehindCrLf(end) || isBehindCrLf(end + 1))) ++end;
+    while (end < text_.size() &&
+           (isContinuation(text_[end]) || isBehindCrLf(end) || isBehindCrLf(end + 1)))
+      ++end;
     return end;
   }
 
@@ -105,8 +111,9 @@ class Search {
     }
     pcre2_set_offset_limit(context_.get(), last);
     pcre2_set_match_limit(context_.get(), pattern_.hasCallouts ? kMostSteps : maxSteps_);
-    return pcre2_match(pattern_.code.get(), reinterpret_cast<PCRE2_SPTR>(text_.data()), text_.size(), at_,
-                       options_ | PCRE2_NO_UTF_CHECK, data_.get(), context_.get());
+    return pcre2_match(pattern_.code.get(), reinterpret_cast<PCRE2_SPTR>(text_.data()),
+                       text_.size(), at_, options_ | PCRE2_NO_UTF_CHECK, data_.get(),
+                       context_.get());
   }
 
   void widen(double taken, double left) {
@@ -127,7 +134,8 @@ class Search {
     return true;
   }
 
-  // The few patterns that recurse deeply need more stack than the thread has to spare, or even the heap.
+  // The few patterns that recurse deeply need more stack than the thread has to spare, or even the
+  // heap.
   void takeMoreStack() {
     if (stack_) {
       options_ = PCRE2_NO_JIT;
@@ -181,7 +189,8 @@ Result<Pattern> Pattern::compile(std::string_view pattern) {
   return Pattern(std::make_shared<const Code>(Code{std::move(compiled).value()}));
 }
 
-Result<std::optional<Pattern::Match>> Pattern::firstMatch(std::string_view text, const TimeLeft& timeLeft) const {
+Result<std::optional<Pattern::Match>> Pattern::firstMatch(std::string_view text,
+                                                          const TimeLeft& timeLeft) const {
   if (!isUtf8(text)) return std::optional<Match>();
   return Search(code_->compiled, text, timeLeft).run();
 }
@@ -189,7 +198,8 @@ Result<std::optional<Pattern::Match>> Pattern::firstMatch(std::string_view text,
 Result<std::optional<Pattern::Match>> Pattern::firstMatch(std::string_view text) const {
   using std::chrono::steady_clock;
   const auto end = steady_clock::now() + std::chrono::seconds(1);
-  return firstMatch(text, [end] { return std::chrono::duration<double>(end - steady_clock::now()).count(); });
+  return firstMatch(
+      text, [end] { return std::chrono::duration<double>(end - steady_clock::now()).count(); });
 }
 
 }  // namespace brisvane::host

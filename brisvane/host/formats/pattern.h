@@ -24,7 +24,9 @@ class BRISVANE_EXPORT Pattern {
   struct Range {
     std::size_t begin;  // in bytes
     std::size_t length;
-    [[nodiscard]] std::string_view of(std::string_view text) const noexcept { return text.substr(begin, length); }
+    [[nodiscard]] std::string_view of(std::string_view text) const noexcept {
+      return text.substr(begin, length);
+    }
   };
   // The whole match, then each group; an unset group is an empty range.
   using Match = std::vector<Range>;
@@ -43,7 +45,8 @@ class BRISVANE_EXPORT Pattern {
   // ETIMEDOUT: the search was given up, at about the time when none was left.
   // ENOMEM: it needs more memory than there is, or more than 20 MB.
   // REQUIRES: `timeLeft` is not empty.
-  [[nodiscard]] Result<std::optional<Match>> firstMatch(std::string_view text, const TimeLeft& timeLeft) const;
+  [[nodiscard]] Result<std::optional<Match>> firstMatch(std::string_view text,
+                                                        const TimeLeft& timeLeft) const;
   // The same with one second.
   [[nodiscard]] Result<std::optional<Match>> firstMatch(std::string_view text) const;
 

@@ -10,8 +10,12 @@ namespace brisvane::host::pcre {
 
 struct Free {
   void operator()(pcre2_code* code) const noexcept { pcre2_code_free(code); }
-  void operator()(pcre2_compile_context* context) const noexcept { pcre2_compile_context_free(context); }
-  void operator()(pcre2_match_context* context) const noexcept { pcre2_match_context_free(context); }
+  void operator()(pcre2_compile_context* context) const noexcept {
+    pcre2_compile_context_free(context);
+  }
+  void operator()(pcre2_match_context* context) const noexcept {
+    pcre2_match_context_free(context);
+  }
   void operator()(pcre2_match_data* data) const noexcept { pcre2_match_data_free(data); }
   void operator()(pcre2_jit_stack* stack) const noexcept { pcre2_jit_stack_free(stack); }
 };

@@ -62,8 +62,8 @@ unsigned sizeOf(std::uint64_t number) noexcept {
 double secondsSince2001(Date date) noexcept {
   using std::chrono::seconds;
   constexpr std::int64_t k2001 = 978'307'200;  // in seconds since 1970
-  // Whole seconds by themselves: a Date that is early enough has no room for the difference. They are
-  // cut towards 1970: the first of all seconds begins before the first Date.
+  // Whole seconds by themselves: a Date that is early enough has no room for the difference. They
+  // are cut towards 1970: the first of all seconds begins before the first Date.
   const auto whole = std::chrono::time_point_cast<seconds>(date);
   return static_cast<double>(whole.time_since_epoch().count() - k2001) +
          std::chrono::duration<double>(date - whole).count();
@@ -81,7 +81,8 @@ class Numbering {
       case Kind::kBoolean:
         return put({Kind::kBoolean, false, *value.boolean() ? 1U : 0U, {}}, ref);
       case Kind::kInteger:
-        if (const auto number = value.unsignedInteger()) return put({Kind::kInteger, false, *number, {}}, ref);
+        if (const auto number = value.unsignedInteger())
+          return put({Kind::kInteger, false, *number, {}}, ref);
         return put({Kind::kInteger, true, static_cast<std::uint64_t>(*value.integer()), {}}, ref);
       case Kind::kReal:
         return put({Kind::kReal, false, std::bit_cast<std::uint64_t>(*value.real()), {}}, ref);
@@ -90,9 +91,12 @@ class Numbering {
       case Kind::kData:
         return put({Kind::kData, false, 0, view(*value.ifData())}, ref);
       case Kind::kDate:
-        return put({Kind::kDate, false, std::bit_cast<std::uint64_t>(secondsSince2001(*value.date())), {}}, ref);
+        return put(
+            {Kind::kDate, false, std::bit_cast<std::uint64_t>(secondsSince2001(*value.date())), {}},
+            ref);
       case Kind::kArray:
-        return addOnce(value.ifArray(), depth, ref, [&] { return addArray(*value.ifArray(), depth, ref); });
+        return addOnce(value.ifArray(), depth, ref,
+                       [&] { return addArray(*value.ifArray(), depth, ref); });
       case Kind::kDictionary:
         return addOnce(value.ifDictionary(), depth, ref,
                        [&] { return addDictionary(*value.ifDictionary(), depth, ref); });
@@ -132,7 +136,8 @@ class Numbering {
   template <typename Add>
   bool addOnce(const void* container, std::size_t depth, Ref& ref, const Add& add) {
     static_assert(kPropertyListDepthLimit == 512);
-    if (depth == kPropertyListDepthLimit) return refuse("arrays and dictionaries nest deeper than 512 levels");
+    if (depth == kPropertyListDepthLimit)
+      return refuse("arrays and dictionaries nest deeper than 512 levels");
     const auto found = containers_.find(container);
     if (found != containers_.end() && depth <= found->second.depth) {
       ref = found->second.ref;
@@ -155,10 +160,13 @@ class Numbering {
     std::vector<const Dictionary::value_type*> items;
     items.reserve(dictionary.size());
     for (const auto& item : dictionary) items.push_back(&item);
-    std::sort(items.begin(), items.end(), [](const auto* a, const auto* b) { return a->first < b->first; });
+    std::sort(items.begin(), items.end(),
+              [](const auto* a, const auto* b) { return a->first < b->first; });
     std::vector<Ref> refs(items.size() * 2);  // the keys, then the values
     for (std::size_t i = 0; i < items.size(); ++i) {
-      if (!addText(items[i]->first, refs[i]) || !add(items[i]->second, refs[items.size() + i], depth + 1)) return false;
+      if (!addText(items[i]->first, refs[i]) ||
+          !add(items[i]->second, refs[items.size() + i], depth + 1))
+        return false;
     }
     return putContainer(Kind::kDictionary, std::move(refs), ref);
   }
@@ -183,7 +191,8 @@ class Numbering {
 class Writer {
  public:
   // Strict readers want Refs that could number one object more, the one after the last.
-  explicit Writer(const std::vector<Entry>& entries) : entries_(entries), refSize_(sizeOf(entries.size())) {}
+  explicit Writer(const std::vector<Entry>& entries)
+      : entries_(entries), refSize_(sizeOf(entries.size())) {}
 
   // The file whose value is the last entry.
   Data file() {
@@ -246,7 +255,8 @@ class Writer {
       return;
     }
     const unsigned size = isNegative ? 8 : sizeOf(bits);
-    bytes_.push_back(static_cast<std::uint8_t>(kInteger | static_cast<unsigned>(std::countr_zero(size))));
+    bytes_.push_back(
+        static_cast<std::uint8_t>(kInteger | static_cast<unsigned>(std::countr_zero(size))));
     appendNumber(bits, size);
   }
 

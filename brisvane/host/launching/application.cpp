@@ -40,7 +40,8 @@ Result<DesktopEntry> entryAt(const std::string& path) {
 // Fails for an entry that must not be started.
 Result<> mayBeStarted(const DesktopEntry& entry) {
   const auto type = entry.text("Type");
-  if (type && *type != "Application") return Error::because("is no application, but of the type " + *type);
+  if (type && *type != "Application")
+    return Error::because("is no application, but of the type " + *type);
   if (entry.flag("Hidden")) return Error::because("is marked as deleted (Hidden)");
   if (entry.flag("Terminal")) return Error::because("needs a terminal, and none is available");
   const auto needed = entry.text("TryExec");
@@ -61,18 +62,21 @@ Result<std::vector<std::string>> commandOf(const DesktopEntry& entry, const Fiel
   const bool isPath = program.find('/') != std::string::npos;
   auto found = isPath ? std::optional(program) : findProgram(program);
   if (!found) {
-    return Error::because(program.empty() ? "names an empty program (Exec)"
-                                          : join({"is not installed: there is no program ", program, " (Exec)"}));
+    return Error::because(
+        program.empty() ? "names an empty program (Exec)"
+                        : join({"is not installed: there is no program ", program, " (Exec)"}));
   }
   program = std::move(*found);  // where it is now, whichever folder it is started in
   return words;
 }
 
-Result<Application> applicationOfEntry(const std::string& path, const std::vector<std::string>& arguments) {
+Result<Application> applicationOfEntry(const std::string& path,
+                                       const std::vector<std::string>& arguments) {
   const auto read = entryAt(path);
   if (!read.ok()) return read.error();
   const DesktopEntry& entry = read.value();
-  if (const auto permitted = mayBeStarted(entry); !permitted.ok()) return permitted.error().of(path);
+  if (const auto permitted = mayBeStarted(entry); !permitted.ok())
+    return permitted.error().of(path);
   Application application;
   application.identifier = identifierOf(path);
   application.isActivatedByBus = entry.flag("DBusActivatable");
@@ -80,23 +84,27 @@ Result<Application> applicationOfEntry(const std::string& path, const std::vecto
   application.directory = entry.text("Path").value_or("");
   application.command = arguments;
   if (application.isActivatedByBus) return application;
-  auto command = commandOf(entry, {arguments, entry.text("Name").value_or(""), entry.text("Icon").value_or(""), path});
+  auto command = commandOf(
+      entry, {arguments, entry.text("Name").value_or(""), entry.text("Icon").value_or(""), path});
   if (!command.ok()) return command.error().of(path);
   application.command = std::move(command).value();
   return application;
 }
 
-Result<Application> applicationOfFolder(const std::string& path, const std::vector<std::string>& arguments) {
+Result<Application> applicationOfFolder(const std::string& path,
+                                        const std::vector<std::string>& arguments) {
   auto entries = listDirectory(path);
   if (!entries.ok()) return entries.error();
-  std::erase_if(entries.value(), [](const std::string& name) { return !name.ends_with(kEntryEnding); });
+  std::erase_if(entries.value(),
+                [](const std::string& name) { return !name.ends_with(kEntryEnding); });
   if (entries.value().size() != 1) {
     return Error::because("is no AppDir, which has AppRun and exactly one desktop entry", path);
   }
   const std::string entryPath = join({path, "/", entries.value().front()});
   const auto entry = entryAt(entryPath);
   if (!entry.ok()) return entry.error();
-  if (const auto permitted = mayBeStarted(entry.value()); !permitted.ok()) return permitted.error().of(entryPath);
+  if (const auto permitted = mayBeStarted(entry.value()); !permitted.ok())
+    return permitted.error().of(entryPath);
   Application application;
   application.identifier = identifierOf(entries.value().front());
   application.command = {join({path, "/AppRun"})};
@@ -107,7 +115,8 @@ Result<Application> applicationOfFolder(const std::string& path, const std::vect
 
 }  // namespace
 
-Result<Application> applicationAt(const std::string& path, const std::vector<std::string>& arguments) {
+Result<Application> applicationAt(const std::string& path,
+                                  const std::vector<std::string>& arguments) {
   const FileKind kind = fileKind(path);
   if (kind == FileKind::kFolder) return applicationOfFolder(path, arguments);
   if (path.ends_with(kEntryEnding)) return applicationOfEntry(path, arguments);

@@ -21,6 +21,7 @@ struct Application {
 // entry, or an executable. `arguments` are passed to it.
 // Fails when the path is none of these, or when it must not be started this way. The error names
 // the path.
-Result<Application> applicationAt(const std::string& path, const std::vector<std::string>& arguments);
+Result<Application> applicationAt(const std::string& path,
+                                  const std::vector<std::string>& arguments);
 
 }  // namespace brisvane::host::real

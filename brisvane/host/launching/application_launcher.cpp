@@ -32,13 +32,17 @@ constexpr int kStep = 100;  // milliseconds between looks where the kernel canno
 class ReadySocket {
  public:
   Result<> open() {
-    socket_ = Descriptor::aboveStandardStreams(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    socket_ = Descriptor::aboveStandardStreams(
+        ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     socklen_t length = sizeof address.sun_family;  // the kernel chooses an abstract name
-    if (!socket_.valid() || ::bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), length) != 0) return last();
+    if (!socket_.valid() ||
+        ::bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), length) != 0)
+      return last();
     length = sizeof address;
-    if (::getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0) return last();
+    if (::getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0)
+      return last();
     const int on = 1;
     if (::setsockopt(socket_.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0) return last();
     const std::size_t nameLength = length - offsetof(sockaddr_un, sun_path) - 1;
@@ -66,7 +70,8 @@ class ReadySocket {
       const ssize_t length = ::recvmsg(socket_.get(), &message, MSG_CMSG_CLOEXEC);
       if (length < 0 && errno == EINTR) continue;
       if (length < 0) return isReady;
-      isReady |= isOf(message, process) && saysReady({text.data(), static_cast<std::size_t>(length)});
+      isReady |=
+          isOf(message, process) && saysReady({text.data(), static_cast<std::size_t>(length)});
     }
   }
 
@@ -75,7 +80,9 @@ class ReadySocket {
 
   static bool isOf(msghdr& message, pid_t process) noexcept {
     const cmsghdr* const header = CMSG_FIRSTHDR(&message);
-    if (header == nullptr || header->cmsg_level != SOL_SOCKET || header->cmsg_type != SCM_CREDENTIALS) return false;
+    if (header == nullptr || header->cmsg_level != SOL_SOCKET ||
+        header->cmsg_type != SCM_CREDENTIALS)
+      return false;
     ucred sender{};
     std::memcpy(&sender, CMSG_DATA(header), sizeof sender);
     return sender.uid == ::geteuid() || sender.uid == 0 || ::getsid(sender.pid) == process;
@@ -101,16 +108,19 @@ struct Launch {
   const OpenCompletion& completion;
   const std::stop_token& stop;
 
-  void tell(std::int32_t code) const noexcept { subscriptions.publish(code, application.identifier); }
+  void tell(std::int32_t code) const noexcept {
+    subscriptions.publish(code, application.identifier);
+  }
 };
 
 void activate(const Launch& launch) {
-  activateOnBus(launch.application.identifier, launch.application.command,
-                {.requested = [&] { launch.tell(LaunchCode::kRequested); },
-                 .answered = [&](const Result<>& launched) { launch.completion(nullptr, launched); },
-                 .up = [&] { launch.tell(LaunchCode::kUp); },
-                 .activated = [&] { launch.tell(LaunchCode::kActivated); },
-                 .isCalledOff = [&] { return launch.stop.stop_requested(); }});
+  activateOnBus(
+      launch.application.identifier, launch.application.command,
+      {.requested = [&] { launch.tell(LaunchCode::kRequested); },
+       .answered = [&](const Result<>& launched) { launch.completion(nullptr, launched); },
+       .up = [&] { launch.tell(LaunchCode::kUp); },
+       .activated = [&] { launch.tell(LaunchCode::kActivated); },
+       .isCalledOff = [&] { return launch.stop.stop_requested(); }});
 }
 
 // Becomes readable when the worker is asked to stop.
@@ -135,12 +145,14 @@ class StopEvent {
 
 // Waits for the process, so that it leaves no zombie, and on the way for its readiness.
 void accompany(const Launch& launch, pid_t process, const ReadySocket* ready) {
-  const Descriptor ended = Descriptor::aboveStandardStreams(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
+  const Descriptor ended =
+      Descriptor::aboveStandardStreams(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
   const StopEvent stop(launch.stop);
   const bool canWait = ended.valid() && stop.get() >= 0;
   bool isUp = false;
   for (bool isGone = false; !isGone && !launch.stop.stop_requested();) {
-    std::array<pollfd, 3> open{{{ended.get(), POLLIN, 0}, {stop.get(), POLLIN, 0}, {-1, POLLIN, 0}}};
+    std::array<pollfd, 3> open{
+        {{ended.get(), POLLIN, 0}, {stop.get(), POLLIN, 0}, {-1, POLLIN, 0}}};
     if (ready != nullptr) open[2].fd = ready->get();
     static_cast<void>(::poll(open.data(), open.size(), canWait ? -1 : kStep));
     // Gone also when someone else has waited for it, or its end is ignored. It may have told of
@@ -174,10 +186,13 @@ void execute(const Launch& launch) {
   accompany(launch, child.value().id, application.tellsWhenReady ? &ready : nullptr);
 }
 
-void launchAt(const std::string& url, const std::vector<std::string>& arguments, LaunchSubscriptions& subscriptions,
-              const OpenCompletion& completion, const std::stop_token& stop) {
+void launchAt(const std::string& url, const std::vector<std::string>& arguments,
+              LaunchSubscriptions& subscriptions, const OpenCompletion& completion,
+              const std::stop_token& stop) {
   const auto path = pathOfFileUrl(url);
-  if (!path) return completion(nullptr, Error::because("is no file URL", url.empty() ? "an empty URL" : url));
+  if (!path)
+    return completion(nullptr,
+                      Error::because("is no file URL", url.empty() ? "an empty URL" : url));
   auto application = applicationAt(*path, arguments);
   if (!application.ok()) return completion(nullptr, application.error());
   const Launch launch{std::move(application).value(), subscriptions, completion, stop};
@@ -186,15 +201,17 @@ void launchAt(const std::string& url, const std::vector<std::string>& arguments,
 
 }  // namespace
 
-Result<SubscriptionHandle> ApplicationLauncher::subscribe(std::int32_t /*session*/, std::int32_t /*flags*/,
+Result<SubscriptionHandle> ApplicationLauncher::subscribe(std::int32_t /*session*/,
+                                                          std::int32_t /*flags*/,
                                                           const SerialQueue& queue,
                                                           NotificationCallback callback) const {
   return subscriptions_->subscribe(queue, std::move(callback));
 }
 
-Result<> ApplicationLauncher::selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes,
-                                          std::int32_t /*first*/, std::int32_t /*second*/, std::int32_t /*third*/,
-                                          std::int32_t /*fourth*/) const {
+Result<> ApplicationLauncher::selectCodes(SubscriptionHandle subscription,
+                                          std::span<const std::int32_t> codes,
+                                          std::int32_t /*first*/, std::int32_t /*second*/,
+                                          std::int32_t /*third*/, std::int32_t /*fourth*/) const {
   return subscriptions_->selectCodes(subscription, codes);
 }
 
@@ -202,13 +219,17 @@ void ApplicationLauncher::unsubscribe(SubscriptionHandle subscription) const noe
   subscriptions_->unsubscribe(subscription);
 }
 
-Result<> ApplicationLauncher::registerBundle(std::string_view /*url*/, bool /*forceUpdate*/) const { return {}; }
+Result<> ApplicationLauncher::registerBundle(std::string_view /*url*/, bool /*forceUpdate*/) const {
+  return {};
+}
 
 void ApplicationLauncher::open(std::string_view url, const OpenConfiguration& configuration,
                                OpenCompletion completion) const {
   const auto started = workers_.start([subscriptions = subscriptions_, url = std::string(url),
-                                       arguments = configuration.arguments, completion](const std::stop_token& stop) {
-    // The caller waits for an answer, and every step that may lack memory comes ahead of the answer.
+                                       arguments = configuration.arguments,
+                                       completion](const std::stop_token& stop) {
+    // The caller waits for an answer, and every step that may lack memory comes ahead of the
+    // answer.
     const bool hadMemory = memoryPermitting(false, [&] {
       launchAt(url, arguments, *subscriptions, completion, stop);
       return true;

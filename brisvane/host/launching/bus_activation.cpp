@@ -16,9 +16,11 @@ namespace {
 constexpr char kBus[] = "org.freedesktop.DBus";
 constexpr char kBusPath[] = "/org/freedesktop/DBus";
 constexpr char kApplication[] = "org.freedesktop.Application";
-constexpr std::uint64_t kStep = 100'000;             // microseconds between looks at whether it is called off
-constexpr std::uint64_t kCallLimit = 5'000'000;      // microseconds that the bus itself has for an answer
-constexpr std::uint64_t kAnswerLimit = 120'000'000;  // microseconds that a bus gives a program to start
+constexpr std::uint64_t kStep = 100'000;  // microseconds between looks at whether it is called off
+constexpr std::uint64_t kCallLimit =
+    5'000'000;  // microseconds that the bus itself has for an answer
+constexpr std::uint64_t kAnswerLimit =
+    120'000'000;  // microseconds that a bus gives a program to start
 
 struct CloseBus {
   void operator()(sd_bus* bus) const noexcept { ::sd_bus_flush_close_unref(bus); }
@@ -38,7 +40,9 @@ class BusError {
   ~BusError() { ::sd_bus_error_free(&error_); }
 
   sd_bus_error* get() noexcept { return &error_; }
-  [[nodiscard]] bool is(const char* name) const noexcept { return ::sd_bus_error_has_name(&error_, name) != 0; }
+  [[nodiscard]] bool is(const char* name) const noexcept {
+    return ::sd_bus_error_has_name(&error_, name) != 0;
+  }
 
  private:
   sd_bus_error error_{};  // SD_BUS_ERROR_NULL, which is no C++
@@ -91,7 +95,8 @@ class Activation {
     sd_bus* bus = nullptr;
     const int result = ::sd_bus_open_user(&bus);
     bus_.reset(bus);
-    if (result < 0) return Error(-result, name(), join({"there is no session bus: ", errorText(-result)}));
+    if (result < 0)
+      return Error(-result, name(), join({"there is no session bus: ", errorText(-result)}));
     static_cast<void>(::sd_bus_set_method_call_timeout(bus, kCallLimit));
     return {};
   }
@@ -101,15 +106,15 @@ class Activation {
     if (::sd_bus_service_name_is_valid(identifier_.c_str()) <= 0 || identifier_.front() == ':') {
       return Error::because("is no name on the bus", name());
     }
-    const std::string rule = join(
-        {"type='signal',sender='", kBus, "',path='", kBusPath, "',member='NameOwnerChanged',arg0='", identifier_, "'"});
+    const std::string rule = join({"type='signal',sender='", kBus, "',path='", kBusPath,
+                                   "',member='NameOwnerChanged',arg0='", identifier_, "'"});
     return checked(::sd_bus_add_match(bus_.get(), nullptr, rule.c_str(), &onOwnerChanged, this));
   }
 
   Result<Owner> findOwner() {
     BusError error;
-    const int result = ::sd_bus_call_method(bus_.get(), kBus, kBusPath, kBus, "GetNameOwner", error.get(), nullptr, "s",
-                                            identifier_.c_str());
+    const int result = ::sd_bus_call_method(bus_.get(), kBus, kBusPath, kBus, "GetNameOwner",
+                                            error.get(), nullptr, "s", identifier_.c_str());
     if (result >= 0) return Owner::kRunning;
     if (error.is("org.freedesktop.DBus.Error.NameHasNoOwner")) return Owner::kNone;
     return errorOf(*error.get(), -result);
@@ -117,9 +122,9 @@ class Activation {
 
   Result<> send(const std::vector<std::string>& arguments) {
     sd_bus_message* created = nullptr;
-    int result =
-        ::sd_bus_message_new_method_call(bus_.get(), &created, identifier_.c_str(), objectPathOf(identifier_).c_str(),
-                                         kApplication, arguments.empty() ? "Activate" : "Open");
+    int result = ::sd_bus_message_new_method_call(bus_.get(), &created, identifier_.c_str(),
+                                                  objectPathOf(identifier_).c_str(), kApplication,
+                                                  arguments.empty() ? "Activate" : "Open");
     const Message message(created);
     if (result < 0) return checked(result);
     if (!arguments.empty()) {
@@ -127,7 +132,8 @@ class Activation {
     }
     result = ::sd_bus_message_append(message.get(), "a{sv}", 0);
     if (result < 0) return checked(result);
-    return checked(::sd_bus_call_async(bus_.get(), nullptr, message.get(), &onReply, this, kAnswerLimit));
+    return checked(
+        ::sd_bus_call_async(bus_.get(), nullptr, message.get(), &onReply, this, kAnswerLimit));
   }
 
   Result<> appendUrls(sd_bus_message& message, const std::vector<std::string>& arguments) const {
@@ -136,7 +142,8 @@ class Activation {
       const bool isPath = argument.starts_with('/');
       const bool isUrl = !isPath && argument.find("://") != std::string::npos;
       if (!isUrl && !isPath) {
-        return Error::because(join({"takes absolute paths and URLs alone, not \"", argument, "\""}), name());
+        return Error::because(join({"takes absolute paths and URLs alone, not \"", argument, "\""}),
+                              name());
       }
       const std::string url = isUrl ? argument : fileUrl(argument);
       if (result >= 0) result = ::sd_bus_message_append_basic(&message, 's', url.c_str());
@@ -154,10 +161,13 @@ class Activation {
   }
 
   // The result of a call of the bus library, which is a negative errno value for a failure.
-  [[nodiscard]] Result<> checked(int result) const noexcept { return result < 0 ? Error(-result, name()) : Result<>(); }
+  [[nodiscard]] Result<> checked(int result) const noexcept {
+    return result < 0 ? Error(-result, name()) : Result<>();
+  }
 
   [[nodiscard]] Error errorOf(const sd_bus_error& error, int number) const noexcept {
-    if (error.message != nullptr && *error.message != 0) return Error::because(error.message, name());
+    if (error.message != nullptr && *error.message != 0)
+      return Error::because(error.message, name());
     return Error(error.name != nullptr ? EIO : number, name());
   }
 

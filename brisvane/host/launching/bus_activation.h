@@ -12,11 +12,12 @@ namespace brisvane::host::real {
 
 // The steps of an activation. Each is called on the thread of activateOnBus(), and must not throw.
 struct ActivationEvents {
-  std::function<void()> requested;                         // it was not running, and is started
-  std::function<void(const Result<>& launched)> answered;  // once, unless called off or out of memory
-  std::function<void()> up;                                // its name has an owner
-  std::function<void()> activated;                         // it was running, and has answered
-  std::function<bool()> isCalledOff;                       // called several times a second; true ends the wait
+  std::function<void()> requested;  // it was not running, and is started
+  std::function<void(const Result<>& launched)>
+      answered;                       // once, unless called off or out of memory
+  std::function<void()> up;           // its name has an owner
+  std::function<void()> activated;    // it was running, and has answered
+  std::function<bool()> isCalledOff;  // called several times a second; true ends the wait
 };
 
 // Activates the application that owns the bus name `identifier`, or that the bus starts for it.

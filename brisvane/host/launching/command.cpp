@@ -52,12 +52,14 @@ Result<Pipe> openPipe() noexcept {
   int ends[2] = {-1, -1};
   const bool isOpen = ::pipe2(ends, O_CLOEXEC) == 0;
   Pipe pipe{Descriptor::aboveStandardStreams(ends[0]), Descriptor::aboveStandardStreams(ends[1])};
-  if (!isOpen || !pipe.output.valid() || !pipe.input.valid()) return Error::last("the pipe for the output");
+  if (!isOpen || !pipe.output.valid() || !pipe.input.valid())
+    return Error::last("the pipe for the output");
   return pipe;
 }
 
-// Appends what one read(2) gives, up to all that a pipe usually holds, and returns its result. The area
-// on the way keeps a buffer that grows from being cleared first, and from growing past what there is.
+// Appends what one read(2) gives, up to all that a pipe usually holds, and returns its result. The
+// area on the way keeps a buffer that grows from being cleared first, and from growing past what
+// there is.
 template <typename Bytes>
 ssize_t appendFrom(int descriptor, Bytes& bytes) {
   std::array<typename Bytes::value_type, std::size_t{64} << 10U> area;
@@ -103,11 +105,14 @@ Result<std::string> runCommand(std::string_view path, const std::vector<std::str
 struct Command::State {
   // Waits until the output can be read, the program has ended or the time is over.
   void wait(milliseconds time) const noexcept {
-    // Without a descriptor for the process (a sandbox may refuse it), its end is looked for in such steps.
+    // Without a descriptor for the process (a sandbox may refuse it), its end is looked for in such
+    // steps.
     constexpr milliseconds kStep{20};
     const bool needsSteps = !end.valid() && !hasEnded;
-    std::array<pollfd, 2> sources{{{output.get(), POLLIN, 0}, {hasEnded ? -1 : end.get(), POLLIN, 0}}};
-    ::poll(sources.data(), sources.size(), static_cast<int>((needsSteps ? std::min(time, kStep) : time).count()));
+    std::array<pollfd, 2> sources{
+        {{output.get(), POLLIN, 0}, {hasEnded ? -1 : end.get(), POLLIN, 0}}};
+    ::poll(sources.data(), sources.size(),
+           static_cast<int>((needsSteps ? std::min(time, kStep) : time).count()));
   }
 
   // Takes what is there now.
@@ -138,7 +143,8 @@ struct Command::State {
 Command::Command(std::unique_ptr<State> state) noexcept : state_(std::move(state)) {}
 Command::~Command() = default;
 
-Result<std::unique_ptr<Command>> Command::start(std::string_view path, const std::vector<std::string>& arguments,
+Result<std::unique_ptr<Command>> Command::start(std::string_view path,
+                                                const std::vector<std::string>& arguments,
                                                 std::string_view directory) {
   // All that may throw comes ahead of the program's start.
   std::unique_ptr<Command> command(new Command(std::make_unique<State>()));
@@ -149,7 +155,8 @@ Result<std::unique_ptr<Command>> Command::start(std::string_view path, const std
   state.output = std::move(started.value().output);
   // The program's end is another: its output has no O_NONBLOCK.
   ::fcntl(state.output.get(), F_SETFL, O_NONBLOCK);
-  state.end = Descriptor::aboveStandardStreams(static_cast<int>(::syscall(SYS_pidfd_open, state.process, 0)));
+  state.end = Descriptor::aboveStandardStreams(
+      static_cast<int>(::syscall(SYS_pidfd_open, state.process, 0)));
   return command;
 }
 

@@ -23,7 +23,8 @@ namespace brisvane::host {
 // Fails when the program cannot be started. The error names the path.
 // May throw std::bad_alloc: the program's output is then closed and its end is waited for.
 // Blocks until the program has ended and no process holds the other end of the output.
-BRISVANE_EXPORT Result<std::string> runCommand(std::string_view path, const std::vector<std::string>& arguments,
+BRISVANE_EXPORT Result<std::string> runCommand(std::string_view path,
+                                               const std::vector<std::string>& arguments,
                                                std::string_view directory);
 
 // A running program, for a caller that does other work meanwhile, sends it signals, or needs its
@@ -37,7 +38,8 @@ class BRISVANE_EXPORT Command {
   // Starts a program as runCommand() does, and returns once it runs. The result is never null.
   // Fails when the program cannot be started. The error names the path. May throw std::bad_alloc:
   // no program has then been started.
-  static Result<std::unique_ptr<Command>> start(std::string_view path, const std::vector<std::string>& arguments,
+  static Result<std::unique_ptr<Command>> start(std::string_view path,
+                                                const std::vector<std::string>& arguments,
                                                 std::string_view directory);
   Command(const Command&) = delete;
   Command& operator=(const Command&) = delete;

@@ -38,7 +38,8 @@ class ExecParser {
   // Once only: the words leave the parser.
   Result<std::vector<std::string>> parse() {
     for (skipBlanks(); !rest_.empty(); skipBlanks()) {
-      if (auto taken = rest_.front() == '"' ? takeQuoted() : takeBare(); !taken.ok()) return taken.error();
+      if (auto taken = rest_.front() == '"' ? takeQuoted() : takeBare(); !taken.ok())
+        return taken.error();
     }
     if (beginsWithCode_) return Error::because("begins with a field code");
     if (words_.empty()) return Error::because("is empty");
@@ -57,7 +58,8 @@ class ExecParser {
     for (std::size_t at = 1; at < rest_.size(); ++at) {
       if (rest_[at] == '"') {
         rest_.remove_prefix(at + 1);
-        if (!rest_.empty() && rest_.front() != ' ') return Error::because("has text right after a quoted argument");
+        if (!rest_.empty() && rest_.front() != ' ')
+          return Error::because("has text right after a quoted argument");
         words_.push_back(std::move(word));
         return {};
       }
@@ -83,7 +85,8 @@ class ExecParser {
 
   // A field code that is a word of its own.
   Result<> takeCode(char code) {
-    beginsWithCode_ |= words_.empty() && std::string_view("FUfui").find(code) != std::string_view::npos;
+    beginsWithCode_ |=
+        words_.empty() && std::string_view("FUfui").find(code) != std::string_view::npos;
     switch (code) {
       case 'F':
       case 'U':
@@ -121,8 +124,10 @@ class ExecParser {
         word += values_.file;
       } else if ((code == 'f' || code == 'u') && taken_ < values_.arguments.size()) {
         word += values_.arguments[taken_++];
-      } else if (code != 'f' && code != 'u' && (code == '\0' || kDeprecated.find(code) == std::string_view::npos)) {
-        return Error::because("has a field code that there is not, or one that must be an argument of its own");
+      } else if (code != 'f' && code != 'u' &&
+                 (code == '\0' || kDeprecated.find(code) == std::string_view::npos)) {
+        return Error::because(
+            "has a field code that there is not, or one that must be an argument of its own");
       }
     }
     const bool wasDeprecatedCode = word.empty() && !text.empty();
@@ -147,7 +152,9 @@ DesktopEntry::DesktopEntry(std::string_view content) {
     content.remove_prefix(end == std::string_view::npos ? content.size() : end + 1);
     if (line.starts_with('[')) isInGroup = line == kGroup;
     const std::size_t equals = line.find('=');
-    if (!isInGroup || line.starts_with('#') || line.starts_with('[') || equals == std::string_view::npos) continue;
+    if (!isInGroup || line.starts_with('#') || line.starts_with('[') ||
+        equals == std::string_view::npos)
+      continue;
     values_.insert_or_assign(std::string(trimmed(line.substr(0, equals))),
                              std::string(trimmed(line.substr(equals + 1))));
   }

@@ -21,7 +21,8 @@ namespace brisvane::host {
 // Runs one piece of work at a time, on the thread that calls perform(). Copies share one queue.
 class SerialQueue {
  public:
-  explicit SerialQueue(std::string label) : label_(std::move(label)), mutex_(std::make_shared<std::mutex>()) {}
+  explicit SerialQueue(std::string label)
+      : label_(std::move(label)), mutex_(std::make_shared<std::mutex>()) {}
 
   [[nodiscard]] const std::string& label() const noexcept { return label_; }
 
@@ -57,8 +58,9 @@ struct LaunchCode {
 //  - `session`: whose launch it is, on platforms that have sessions;
 //  - `further`: what else the platform passes.
 // On Linux and on the simulated machine the last three are null, 0 and null.
-using NotificationCallback = std::function<void(std::int32_t code, double time, const Dictionary* data,
-                                                const void* application, std::int32_t session, const void* further)>;
+using NotificationCallback =
+    std::function<void(std::int32_t code, double time, const Dictionary* data,
+                       const void* application, std::int32_t session, const void* further)>;
 
 // Called once for each open() that returns. It must not throw.
 //  - `application`: the platform's own reference to the running application; null on Linux, on the
@@ -89,13 +91,15 @@ class BRISVANE_EXPORT LaunchService {
   // selectCodes() chooses, and never before. `session` and `flags` choose whose launches are
   // reported, on platforms that have sessions; BVProcess passes -2 and 0.
   // The handle of the subscription, which is not 0.
-  virtual Result<SubscriptionHandle> subscribe(std::int32_t session, std::int32_t flags, const SerialQueue& queue,
+  virtual Result<SubscriptionHandle> subscribe(std::int32_t session, std::int32_t flags,
+                                               const SerialQueue& queue,
                                                NotificationCallback callback) const;
 
   // Chooses the codes that a subscription reports. When it fails, nothing is reported. `first` to
   // `fourth` are the platform's own; BVProcess passes 0.
-  virtual Result<> selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes, std::int32_t first,
-                               std::int32_t second, std::int32_t third, std::int32_t fourth) const;
+  virtual Result<> selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes,
+                               std::int32_t first, std::int32_t second, std::int32_t third,
+                               std::int32_t fourth) const;
 
   // Ends a subscription. No callback of it starts afterwards. Blocks until a running callback of it
   // has returned, unless that callback makes this call.
@@ -109,7 +113,8 @@ class BRISVANE_EXPORT LaunchService {
   virtual Result<> registerBundle(std::string_view url, bool forceUpdate) const;
 
   // Launches the application at a file URL. Returns at once; `completion` has the result.
-  virtual void open(std::string_view url, const OpenConfiguration& configuration, OpenCompletion completion) const;
+  virtual void open(std::string_view url, const OpenConfiguration& configuration,
+                    OpenCompletion completion) const;
 };
 
 }  // namespace brisvane::host

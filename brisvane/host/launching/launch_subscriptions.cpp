@@ -28,15 +28,17 @@ double secondsSinceEpoch() noexcept {
   return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
 }
 
-// A thread that takes no signal: the tool's handlers run where it expects them. Fails when there is no
-// thread `what`.
+// A thread that takes no signal: the tool's handlers run where it expects them. Fails when there is
+// no thread `what`.
 template <typename Body>
 Result<std::thread> startThread(Body body, std::string_view what) {
   sigset_t all;
   sigset_t before;
   ::sigfillset(&all);
   ::pthread_sigmask(SIG_SETMASK, &all, &before);
-  const auto restore = [&before](const void* /*scope*/) { ::pthread_sigmask(SIG_SETMASK, &before, nullptr); };
+  const auto restore = [&before](const void* /*scope*/) {
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  };
   const std::unique_ptr<const void, decltype(restore)> scope(&before, restore);
   try {
     return std::thread(std::move(body));
@@ -125,7 +127,8 @@ class LaunchSubscriptions::Subscription {
 
   void callBack(const Notification& next) {
     queue_.perform([&] {
-      if (!ended_) callback_(next.code, next.time, next.data ? &*next.data : nullptr, nullptr, 0, nullptr);
+      if (!ended_)
+        callback_(next.code, next.time, next.data ? &*next.data : nullptr, nullptr, 0, nullptr);
     });
   }
 
@@ -146,7 +149,8 @@ LaunchSubscriptions::~LaunchSubscriptions() {
   for (auto& [handle, subscription] : subscriptions_) subscription->end(subscription);
 }
 
-Result<SubscriptionHandle> LaunchSubscriptions::subscribe(const SerialQueue& queue, NotificationCallback callback) {
+Result<SubscriptionHandle> LaunchSubscriptions::subscribe(const SerialQueue& queue,
+                                                          NotificationCallback callback) {
   auto subscription = std::make_shared<Subscription>(queue, std::move(callback));
   if (const auto started = subscription->start(); !started.ok()) return started.error();
   const std::scoped_lock lock(mutex_);
@@ -154,7 +158,8 @@ Result<SubscriptionHandle> LaunchSubscriptions::subscribe(const SerialQueue& que
   return ++last_;
 }
 
-Result<> LaunchSubscriptions::selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes) {
+Result<> LaunchSubscriptions::selectCodes(SubscriptionHandle subscription,
+                                          std::span<const std::int32_t> codes) {
   const std::scoped_lock lock(mutex_);
   const auto found = subscriptions_.find(subscription);
   if (found == subscriptions_.end()) return Error(EBADF, "a subscription to launches");
@@ -174,14 +179,16 @@ void LaunchSubscriptions::unsubscribe(SubscriptionHandle subscription) noexcept 
   ended->end(ended);
 }
 
-void LaunchSubscriptions::publish(std::int32_t code, std::optional<std::string_view> identifier) noexcept {
+void LaunchSubscriptions::publish(std::int32_t code,
+                                  std::optional<std::string_view> identifier) noexcept {
   const std::scoped_lock lock(mutex_);
   for (const auto& [handle, subscription] : subscriptions_) {
     if (!subscription->wants(code)) continue;
     // One that lacks memory misses this one, and the others do not.
     unlessOutOfMemory([&, &to = *subscription] {
       std::optional<Dictionary> data;
-      if (identifier) data = Dictionary{{std::string(LaunchService::kBundleIdentifier), *identifier}};
+      if (identifier)
+        data = Dictionary{{std::string(LaunchService::kBundleIdentifier), *identifier}};
       to.push({code, secondsSinceEpoch(), std::move(data)});
     });
   }

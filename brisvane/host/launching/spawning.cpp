@@ -29,16 +29,24 @@ class FileActions {
   FileActions& operator=(const FileActions&) = delete;
   ~FileActions() { ::posix_spawn_file_actions_destroy(&actions_); }
 
-  void changeDirectory(int directory) noexcept { check(::posix_spawn_file_actions_addfchdir_np(&actions_, directory)); }
-  void duplicate(int from, int to) noexcept { check(::posix_spawn_file_actions_adddup2(&actions_, from, to)); }
+  void changeDirectory(int directory) noexcept {
+    check(::posix_spawn_file_actions_addfchdir_np(&actions_, directory));
+  }
+  void duplicate(int from, int to) noexcept {
+    check(::posix_spawn_file_actions_adddup2(&actions_, from, to));
+  }
   void openNull(int descriptor) noexcept {
     check(::posix_spawn_file_actions_addopen(&actions_, descriptor, "/dev/null", O_RDWR, 0));
   }
-  void closeFrom(int descriptor) noexcept { check(::posix_spawn_file_actions_addclosefrom_np(&actions_, descriptor)); }
+  void closeFrom(int descriptor) noexcept {
+    check(::posix_spawn_file_actions_addclosefrom_np(&actions_, descriptor));
+  }
 
   [[nodiscard]] const posix_spawn_file_actions_t* get() const noexcept { return &actions_; }
   // Whether all of them could be set up.
-  [[nodiscard]] Result<> areSetUp() const noexcept { return error_ == 0 ? Result<>() : Error(error_); }
+  [[nodiscard]] Result<> areSetUp() const noexcept {
+    return error_ == 0 ? Result<>() : Error(error_);
+  }
 
  private:
   void check(int result) noexcept {
@@ -59,8 +67,8 @@ class Attributes {
     ::sigemptyset(&signals);
     ::posix_spawnattr_setsigmask(&attributes_, &signals);
     const int session = isDetached ? POSIX_SPAWN_SETSID : 0;
-    ::posix_spawnattr_setflags(&attributes_,
-                               static_cast<short>(POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | session));
+    ::posix_spawnattr_setflags(
+        &attributes_, static_cast<short>(POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | session));
   }
   Attributes(const Attributes&) = delete;
   Attributes& operator=(const Attributes&) = delete;
@@ -72,12 +80,16 @@ class Attributes {
   posix_spawnattr_t attributes_{};
 };
 
-std::string_view nameOf(std::string_view setting) noexcept { return setting.substr(0, setting.find('=')); }
+std::string_view nameOf(std::string_view setting) noexcept {
+  return setting.substr(0, setting.find('='));
+}
 
 std::vector<std::string> environmentWith(const std::vector<std::string>& changes) {
   std::vector<std::string> variables;
   for (char* const* variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
-    const auto isSame = [variable](const std::string& change) { return nameOf(change) == nameOf(*variable); };
+    const auto isSame = [variable](const std::string& change) {
+      return nameOf(change) == nameOf(*variable);
+    };
     if (std::none_of(changes.begin(), changes.end(), isSame)) variables.emplace_back(*variable);
   }
   for (const std::string& change : changes) {
@@ -96,7 +108,8 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
 
 void setUpDescriptors(const Spawning& spawning, FileActions& actions) noexcept {
   if (spawning.isDetached) {
-    for (int descriptor = 0; descriptor < kFirstFurtherDescriptor; ++descriptor) actions.openNull(descriptor);
+    for (int descriptor = 0; descriptor < kFirstFurtherDescriptor; ++descriptor)
+      actions.openNull(descriptor);
     actions.closeFrom(kFirstFurtherDescriptor);
   }
   if (spawning.output < 0) return;
@@ -111,12 +124,13 @@ bool isRunnable(int start, const std::string& path) noexcept {
          ::faccessat(start, path.c_str(), X_OK, AT_EACCESS) == 0;
 }
 
-// The interpreter that a script names in its first line, read as the kernel does; empty when it is none.
+// The interpreter that a script names in its first line, read as the kernel does; empty when it is
+// none.
 std::string interpreterOf(int start, const std::string& path) {
   constexpr std::string_view kMark = "#!";
   constexpr std::string_view kBlanks = " \t";
-  const Descriptor file =
-      Descriptor::aboveStandardStreams(::openat(start, path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const Descriptor file = Descriptor::aboveStandardStreams(
+      ::openat(start, path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   std::array<char, 256> head{};  // as much as the kernel looks at
   const ssize_t count = file.valid() ? ::pread(file.get(), head.data(), head.size(), 0) : 0;
   std::string_view line(head.data(), static_cast<std::size_t>(std::max(count, ssize_t{0})));
@@ -150,7 +164,8 @@ Result<Descriptor> workingDirectory(const std::string& path) {
   Descriptor directory = openDescriptor(path.c_str(), O_PATH | O_DIRECTORY);
   // A folder that may not be entered can be opened so, but nothing can be found in it.
   struct stat status {};
-  if (!directory.valid() || ::fstatat(directory.get(), ".", &status, 0) != 0) return Error::last(path);
+  if (!directory.valid() || ::fstatat(directory.get(), ".", &status, 0) != 0)
+    return Error::last(path);
   return directory;
 }
 

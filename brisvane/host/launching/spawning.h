@@ -13,11 +13,12 @@
 namespace brisvane::host::real {
 
 struct Spawning {
-  std::vector<std::string> command;      // the program and its arguments
-  std::string directory;                 // the working directory; empty for the caller's
-  std::vector<std::string> environment;  // changes of the caller's: "NAME=value" sets, "NAME" removes
-  int output = -1;                       // standard output and error; -1 for the caller's
-  bool isDetached = false;               // a session of its own, no descriptor but /dev/null
+  std::vector<std::string> command;  // the program and its arguments
+  std::string directory;             // the working directory; empty for the caller's
+  std::vector<std::string>
+      environment;          // changes of the caller's: "NAME=value" sets, "NAME" removes
+  int output = -1;          // standard output and error; -1 for the caller's
+  bool isDetached = false;  // a session of its own, no descriptor but /dev/null
 };
 
 // A child that runs. The caller waits for its end.

@@ -10,15 +10,18 @@
 namespace brisvane::host::real {
 
 std::shared_ptr<const MachineDescription> AdministratorFile::read() const {
-  return ReadOnce::content<MachineDescription>(
-      path_, [this] { return MachineDescription::fromFile(path_).optional().value_or(MachineDescription{}); });
+  return ReadOnce::content<MachineDescription>(path_, [this] {
+    return MachineDescription::fromFile(path_).optional().value_or(MachineDescription{});
+  });
 }
 
 Error AdministratorFile::whyMissing() const {
   return ::access(path_.c_str(), R_OK) == 0 ? Error(ENODATA, path_) : Error::last(path_);
 }
 
-bool OverlaidNode::exists() const { return base_->exists() || ((*file_.read()).*section_).has_value(); }
+bool OverlaidNode::exists() const {
+  return base_->exists() || ((*file_.read()).*section_).has_value();
+}
 
 std::optional<Object> OverlaidNode::property(std::string_view name) const {
   const auto description = file_.read();
@@ -30,7 +33,8 @@ std::optional<Object> OverlaidNode::property(std::string_view name) const {
 std::vector<std::string> OverlaidNode::propertyNames() const {
   std::vector<std::string> names = base_->propertyNames();
   const auto description = file_.read();
-  for (const auto& [name, value] : ((*description).*section_).value_or(Dictionary())) names.push_back(name);
+  for (const auto& [name, value] : ((*description).*section_).value_or(Dictionary()))
+    names.push_back(name);
   std::sort(names.begin(), names.end());
   names.erase(std::unique(names.begin(), names.end()), names.end());
   return names;

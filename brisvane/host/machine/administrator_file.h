@@ -34,7 +34,8 @@ class OverlaidNode final : public RegistryNode {
  public:
   using Section = std::optional<Dictionary> MachineDescription::*;
 
-  OverlaidNode(std::shared_ptr<const RegistryNode> base, AdministratorFile file, Section section) noexcept
+  OverlaidNode(std::shared_ptr<const RegistryNode> base, AdministratorFile file,
+               Section section) noexcept
       : base_(std::move(base)), file_(std::move(file)), section_(section) {}
 
   [[nodiscard]] bool exists() const override;

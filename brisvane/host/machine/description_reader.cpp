@@ -16,7 +16,9 @@ std::optional<double> numberFrom(const Object& value) {
 
 }  // namespace
 
-std::string DescriptionError::text() const { return place.empty() ? what : excerpt(place) + ": " + what; }
+std::string DescriptionError::text() const {
+  return place.empty() ? what : excerpt(place) + ": " + what;
+}
 
 std::size_t countFrom(const Object& value, const std::string& place, std::size_t smallest) {
   const auto number = value.unsignedInteger();
@@ -24,7 +26,8 @@ std::size_t countFrom(const Object& value, const std::string& place, std::size_t
   throw DescriptionError{place, "must be a whole number of at least " + std::to_string(smallest)};
 }
 
-DescriptionReader::DescriptionReader(const Object& value, std::string place) : place_(std::move(place)) {
+DescriptionReader::DescriptionReader(const Object& value, std::string place)
+    : place_(std::move(place)) {
   const Dictionary* const fields = value.ifDictionary();
   if (fields == nullptr) throw DescriptionError{place_, "must be an object"};
   fields_ = *fields;
@@ -48,7 +51,8 @@ std::string DescriptionReader::text(std::string_view key) {
 std::string DescriptionReader::shortText(std::string_view key) {
   constexpr std::size_t kLongest = 255;
   std::string result = text(key);
-  if (result.size() > kLongest) fail(key, "must be at most " + std::to_string(kLongest) + " bytes long");
+  if (result.size() > kLongest)
+    fail(key, "must be at most " + std::to_string(kLongest) + " bytes long");
   return result;
 }
 
@@ -62,12 +66,13 @@ double DescriptionReader::seconds(std::string_view key, double fallback) {
   constexpr double kLongest = 86'400;
   const auto number = numberFrom(value(key));
   if (!number && !has(key)) return fallback;
-  if (!number || !(*number >= 0 && *number <= kLongest)) fail(key, "must be a number of seconds from 0 to 86400");
+  if (!number || !(*number >= 0 && *number <= kLongest))
+    fail(key, "must be a number of seconds from 0 to 86400");
   return *number;
 }
 
-std::size_t DescriptionReader::count(std::string_view key, std::size_t fallback, std::size_t smallest,
-                                     std::size_t largest) {
+std::size_t DescriptionReader::count(std::string_view key, std::size_t fallback,
+                                     std::size_t smallest, std::size_t largest) {
   const Object field = value(key);
   if (!has(key)) return fallback;
   const std::size_t number = countFrom(field, placeOf(key), smallest);
@@ -119,18 +124,21 @@ void DescriptionReader::finish() const {
   }
 }
 
-Result<> readDescription(std::string_view json, const std::function<void(const Object& value)>& read) {
+Result<> readDescription(std::string_view json,
+                         const std::function<void(const Object& value)>& read) {
   const auto value = parseJson(json);
   if (!value.ok()) return value.error();
   try {
     read(value.value());
     return {};
   } catch (const DescriptionError& wrong) {
-    return Error::because("line " + std::to_string(jsonLine(json, wrong.place)) + ": " + wrong.text());
+    return Error::because("line " + std::to_string(jsonLine(json, wrong.place)) + ": " +
+                          wrong.text());
   }
 }
 
-Result<> readDescriptionFile(std::string_view path, const std::function<void(const Object& value)>& read) {
+Result<> readDescriptionFile(std::string_view path,
+                             const std::function<void(const Object& value)>& read) {
   constexpr std::size_t kLargest = std::size_t{16} << 20U;
   const auto content = readFile(path, kLargest);
   if (!content.ok()) return content.error();

@@ -80,7 +80,8 @@ class BRISVANE_EXPORT DescriptionReader {
 
 // Parses a JSON text and calls `read` with its value. Fails when the text is no JSON, and when
 // `read` throws a DescriptionError. The error's reason names the line.
-BRISVANE_EXPORT Result<> readDescription(std::string_view json, const std::function<void(const Object& value)>& read);
+BRISVANE_EXPORT Result<> readDescription(std::string_view json,
+                                         const std::function<void(const Object& value)>& read);
 
 // The same with a file of at most 16 MiB. The error's what() is the path.
 BRISVANE_EXPORT Result<> readDescriptionFile(std::string_view path,

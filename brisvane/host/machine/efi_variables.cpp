@@ -70,7 +70,9 @@ class ImmutableFlag {
   }
 
  private:
-  [[nodiscard]] bool set(int flags) noexcept { return ::ioctl(file_.get(), FS_IOC_SETFLAGS, &flags) == 0; }
+  [[nodiscard]] bool set(int flags) noexcept {
+    return ::ioctl(file_.get(), FS_IOC_SETFLAGS, &flags) == 0;
+  }
 
   Descriptor file_;
   int flags_ = 0;  // an int for the kernel, whatever the request's name says
@@ -79,7 +81,8 @@ class ImmutableFlag {
 };
 
 // One write, as firmware wants it. `isOpened` tells whether it came so far.
-Result<> writeOnce(const std::string& path, int flags, ByteView bytes, bool cutsRest, bool& isOpened) noexcept {
+Result<> writeOnce(const std::string& path, int flags, ByteView bytes, bool cutsRest,
+                   bool& isOpened) noexcept {
   const Descriptor file = openDescriptor(path.c_str(), O_WRONLY | kOpenFlags | flags, kNewFileMode);
   isOpened = file.valid();
   if (!isOpened) return Error::last(path);
@@ -119,7 +122,8 @@ bool EfiVariables::exists() const noexcept {
 std::vector<std::string> EfiVariables::propertyNames() const {
   constexpr std::size_t kSuffix = kGuidTextLength + 1;
   std::vector<std::string> names;
-  for (const std::string& file : listDirectory(folder_).optional().value_or(std::vector<std::string>())) {
+  for (const std::string& file :
+       listDirectory(folder_).optional().value_or(std::vector<std::string>())) {
     if (file.size() <= kSuffix || file[file.size() - kSuffix] != '-') continue;
     const auto space = parseGuid(std::string_view(file).substr(file.size() - kGuidTextLength));
     if (space) names.push_back(VariableName{*space, file.substr(0, file.size() - kSuffix)}.text());

@@ -24,9 +24,9 @@ namespace brisvane::host {
 // A debug build aborts there.
 class BRISVANE_EXPORT IdentityService {
  public:
-  static constexpr std::string_view kSigningFuse = "SigningFuse";                    // a boolean
-  static constexpr std::string_view kFirmwareVersion = "FirmwareVersion";            // a text
-  static constexpr std::string_view kUniqueChipID = "UniqueChipID";                  // unsigned, 64 bits
+  static constexpr std::string_view kSigningFuse = "SigningFuse";          // a boolean
+  static constexpr std::string_view kFirmwareVersion = "FirmwareVersion";  // a text
+  static constexpr std::string_view kUniqueChipID = "UniqueChipID";        // unsigned, 64 bits
   static constexpr std::string_view kUniqueDeviceID = "ProvisioningUniqueDeviceID";  // a text
 
   IdentityService() = default;

@@ -12,7 +12,8 @@ namespace {
 std::optional<Dictionary> readNode(DescriptionReader& registry, std::string_view key) {
   auto properties = registry.members(key);
   if (!properties) return std::nullopt;
-  for (auto& [name, value] : *properties) value = describedValue(value, registry.placeOf(key) + "." + name);
+  for (auto& [name, value] : *properties)
+    value = describedValue(value, registry.placeOf(key) + "." + name);
   return properties;
 }
 
@@ -30,11 +31,13 @@ Dictionary readIdentity(DescriptionReader reader) {
     if (reader.has(key)) answers.emplace(key, reader.text(key));
   }
   if (reader.has(IdentityService::kSigningFuse)) {
-    answers.emplace(IdentityService::kSigningFuse, reader.boolean(IdentityService::kSigningFuse, false));
+    answers.emplace(IdentityService::kSigningFuse,
+                    reader.boolean(IdentityService::kSigningFuse, false));
   }
   if (reader.has(IdentityService::kUniqueChipID)) {
     const Object number = reader.value(IdentityService::kUniqueChipID);
-    if (!number.unsignedInteger()) reader.fail(IdentityService::kUniqueChipID, "must be a whole number of 64 bits");
+    if (!number.unsignedInteger())
+      reader.fail(IdentityService::kUniqueChipID, "must be a whole number of 64 bits");
     answers.emplace(IdentityService::kUniqueChipID, number);
   }
   reader.finish();
@@ -59,8 +62,10 @@ void readSystemVersion(DescriptionReader reader, MachineDescription& machine) {
 MachineDescription MachineDescription::read(DescriptionReader& reader) {
   MachineDescription machine;
   if (auto registry = reader.object("registry")) readRegistry(std::move(*registry), machine);
-  if (auto identity = reader.object("identity")) machine.identity = readIdentity(std::move(*identity));
-  if (auto version = reader.object("systemVersion")) readSystemVersion(std::move(*version), machine);
+  if (auto identity = reader.object("identity"))
+    machine.identity = readIdentity(std::move(*identity));
+  if (auto version = reader.object("systemVersion"))
+    readSystemVersion(std::move(*version), machine);
   return machine;
 }
 
@@ -95,14 +100,16 @@ Object describedValue(const Object& value, const std::string& place) {
 
 Object describeValue(const Object& value) {
   if (const Data* const bytes = value.ifData()) return Dictionary{{"hex", lowerHexText(*bytes)}};
-  return value.ifArray() == nullptr && value.ifDictionary() == nullptr && !value.date() ? value : Object();
+  return value.ifArray() == nullptr && value.ifDictionary() == nullptr && !value.date() ? value
+                                                                                        : Object();
 }
 
 std::optional<OsVersion> parseVersion(std::string_view text) noexcept {
   OsVersion version;
   const char* at = text.data();
   const char* const end = at + text.size();
-  for (std::int64_t* const part : {&version.majorVersion, &version.minorVersion, &version.patchVersion}) {
+  for (std::int64_t* const part :
+       {&version.majorVersion, &version.minorVersion, &version.patchVersion}) {
     const bool isDigit = at != end && *at >= '0' && *at <= '9';
     const auto [stop, error] = std::from_chars(at, end, *part);
     if (!isDigit || error != std::errc()) return std::nullopt;

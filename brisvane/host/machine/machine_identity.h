@@ -17,7 +17,8 @@ namespace brisvane::host::real {
 class MachineIdentity final : public IdentityService {
  public:
   // `soc` is the kernel's folder of the system on a chip.
-  MachineIdentity(std::shared_ptr<const EfiVariables> variables, std::string soc, AdministratorFile file)
+  MachineIdentity(std::shared_ptr<const EfiVariables> variables, std::string soc,
+                  AdministratorFile file)
       : variables_(std::move(variables)), soc_(std::move(soc)), file_(std::move(file)) {}
 
   [[nodiscard]] std::optional<Object> answer(std::string_view key) const override;

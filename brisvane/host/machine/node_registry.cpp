@@ -60,7 +60,8 @@ std::optional<Object> NodeRegistry::property(NodeHandle node, std::string_view n
   return found != nullptr ? found->property(name) : std::nullopt;
 }
 
-Result<> NodeRegistry::setProperty(NodeHandle node, std::string_view name, std::string_view value) const {
+Result<> NodeRegistry::setProperty(NodeHandle node, std::string_view name,
+                                   std::string_view value) const {
   const Node found = find(node);
   return found != nullptr ? found->setProperty(name, value) : Error(ENOENT);
 }

@@ -48,8 +48,10 @@ class BRISVANE_EXPORT NodeRegistry final : public Registry {
   [[nodiscard]] NodeHandle root() const override;
   [[nodiscard]] NodeHandle nodeAtPath(std::string_view path) const override;
   [[nodiscard]] NodeHandle firstNodeOfClass(std::string_view name) const override;
-  [[nodiscard]] std::optional<Object> property(NodeHandle node, std::string_view name) const override;
-  Result<> setProperty(NodeHandle node, std::string_view name, std::string_view value) const override;
+  [[nodiscard]] std::optional<Object> property(NodeHandle node,
+                                               std::string_view name) const override;
+  Result<> setProperty(NodeHandle node, std::string_view name,
+                       std::string_view value) const override;
   [[nodiscard]] std::vector<std::string> propertyNames(NodeHandle node) const override;
   Result<std::string> origin(NodeHandle node, std::string_view name) const override;
   // Releasing a handle a second time does nothing, because no handle is used again.

@@ -14,7 +14,8 @@ constexpr std::size_t kLargestFile = std::size_t{1} << 20U;
 // A value as a shell reads it: bare, or between quotes of either kind, in the double ones of
 // which a backslash keeps the next character.
 std::string unquoted(std::string_view value) {
-  if (value.size() < 2 || (value.front() != '"' && value.front() != '\'') || value.back() != value.front()) {
+  if (value.size() < 2 || (value.front() != '"' && value.front() != '\'') ||
+      value.back() != value.front()) {
     return std::string(value);
   }
   const bool escapes = value.front() == '"';
@@ -58,7 +59,8 @@ Result<OsRelease::Found> OsRelease::readFiles() const {
   }
   if (!content.ok()) return content.error();
   Found found{{}, *path};
-  if (auto build = valueIn(content.value(), "BUILD_ID")) found.entries.emplace(kBuildVersion, std::move(*build));
+  if (auto build = valueIn(content.value(), "BUILD_ID"))
+    found.entries.emplace(kBuildVersion, std::move(*build));
   if (auto version = valueIn(content.value(), "VERSION_ID"))
     found.entries.emplace(kUserVisibleVersion, std::move(*version));
   return found;
@@ -78,12 +80,14 @@ std::optional<OsVersion> OsRelease::running() const {
   const auto found = read();
   if (!found->ok()) return std::nullopt;
   const auto version = found->value().entries.find(kUserVisibleVersion);
-  return version != found->value().entries.end() ? parseVersion(*version->second.ifText()) : std::nullopt;
+  return version != found->value().entries.end() ? parseVersion(*version->second.ifText())
+                                                 : std::nullopt;
 }
 
 Result<std::string> OsRelease::origin(std::string_view entry) const {
   const auto description = administrator_.read();
-  if (description->versionEntries && description->versionEntries->contains(entry)) return administrator_.path();
+  if (description->versionEntries && description->versionEntries->contains(entry))
+    return administrator_.path();
   const auto found = read();
   if (!found->ok()) return found->error();
   if (!found->value().entries.contains(entry)) return Error(ENODATA, found->value().path);

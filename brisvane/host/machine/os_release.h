@@ -16,7 +16,9 @@ namespace brisvane::host::real {
 class OsRelease final : public SystemVersion {
  public:
   OsRelease(std::string file, std::string fallback, AdministratorFile administrator)
-      : file_(std::move(file)), fallback_(std::move(fallback)), administrator_(std::move(administrator)) {}
+      : file_(std::move(file)),
+        fallback_(std::move(fallback)),
+        administrator_(std::move(administrator)) {}
 
   [[nodiscard]] std::optional<Dictionary> entries() const override;
   [[nodiscard]] std::optional<OsVersion> running() const override;

@@ -15,8 +15,8 @@ ReadOnce::~ReadOnce() {
   if (outer_ == nullptr) outermost = nullptr;
 }
 
-std::shared_ptr<const void> ReadOnce::find(const std::string& path,
-                                           const std::function<std::shared_ptr<const void>()>& read) {
+std::shared_ptr<const void> ReadOnce::find(
+    const std::string& path, const std::function<std::shared_ptr<const void>()>& read) {
   if (outermost == nullptr) return read();
   auto& content = outermost->contents_[path];
   if (content == nullptr) content = read();

@@ -24,9 +24,12 @@ class BRISVANE_EXPORT ReadOnce {
   // The result of `read` for the file at `path`. While a ReadOnce of this thread lives, later calls
   // with this path give the same result. REQUIRES: one path is always read as the same type.
   template <typename Content, typename Read>
-  [[nodiscard]] static std::shared_ptr<const Content> content(const std::string& path, const Read& read) {
+  [[nodiscard]] static std::shared_ptr<const Content> content(const std::string& path,
+                                                              const Read& read) {
     return std::static_pointer_cast<const Content>(
-        find(path, [&read]() -> std::shared_ptr<const void> { return std::make_shared<const Content>(read()); }));
+        find(path, [&read]() -> std::shared_ptr<const void> {
+          return std::make_shared<const Content>(read());
+        }));
   }
 
  private:

@@ -45,11 +45,13 @@ class BRISVANE_EXPORT Registry {
 
   // The value of a property, of any kind. Each call makes a new Object. nullopt when there is none,
   // or when it cannot be read: origin() has the reason.
-  [[nodiscard]] virtual std::optional<Object> property(NodeHandle node, std::string_view name) const;
+  [[nodiscard]] virtual std::optional<Object> property(NodeHandle node,
+                                                       std::string_view name) const;
 
   // Sets a property to a text. On the options node this writes a variable: see VariableStore.
   // ENOTSUP: the node takes no properties. ENOENT: the handle names no node.
-  virtual Result<> setProperty(NodeHandle node, std::string_view name, std::string_view value) const;
+  virtual Result<> setProperty(NodeHandle node, std::string_view name,
+                               std::string_view value) const;
 
   // The names of a node's properties, sorted.
   [[nodiscard]] virtual std::vector<std::string> propertyNames(NodeHandle node) const;

@@ -32,11 +32,14 @@ constexpr Alias kDeviceTreePlatform[] = {{"HwPlatformSerialNumber", "serial-numb
 // What the nodes that are folders of the kernel have in common: a file is a property.
 class FolderNode : public RegistryNode {
  public:
-  FolderNode(std::string folder, std::span<const Alias> aliases) : folder_(std::move(folder)), aliases_(aliases) {}
+  FolderNode(std::string folder, std::span<const Alias> aliases)
+      : folder_(std::move(folder)), aliases_(aliases) {}
 
   bool exists() const override { return fileKind(folder_) == FileKind::kFolder; }
 
-  std::optional<Object> property(std::string_view name) const override { return read(name).optional(); }
+  std::optional<Object> property(std::string_view name) const override {
+    return read(name).optional();
+  }
 
   Result<std::string> origin(std::string_view name) const override {
     const auto value = read(name);
@@ -53,13 +56,15 @@ class FolderNode : public RegistryNode {
   [[nodiscard]] const std::string& folder() const noexcept { return folder_; }
   [[nodiscard]] std::span<const Alias> aliases() const noexcept { return aliases_; }
   [[nodiscard]] std::string_view aliasOf(std::string_view name) const noexcept {
-    const auto found =
-        std::find_if(aliases_.begin(), aliases_.end(), [name](const Alias& alias) { return alias.property == name; });
+    const auto found = std::find_if(aliases_.begin(), aliases_.end(),
+                                    [name](const Alias& alias) { return alias.property == name; });
     return found != aliases_.end() ? found->file : std::string_view();
   }
 
  private:
-  [[nodiscard]] std::string pathOf(std::string_view file) const { return join({folder_, "/", file}); }
+  [[nodiscard]] std::string pathOf(std::string_view file) const {
+    return join({folder_, "/", file});
+  }
 
   [[nodiscard]] Result<Object> read(std::string_view name) const {
     const std::string_view file = fileOf(name);
@@ -109,8 +114,10 @@ class DeviceTreeNode final : public FolderNode {
 
   std::vector<std::string> propertyNames() const override {
     std::vector<std::string> names;
-    for (std::string& name : listDirectory(folder()).optional().value_or(std::vector<std::string>())) {
-      if (fileKind(join({folder(), "/", name})) == FileKind::kOther) names.push_back(std::move(name));
+    for (std::string& name :
+         listDirectory(folder()).optional().value_or(std::vector<std::string>())) {
+      if (fileKind(join({folder(), "/", name})) == FileKind::kOther)
+        names.push_back(std::move(name));
     }
     for (const Alias& alias : aliases()) {
       if (property(alias.property)) names.emplace_back(alias.property);
@@ -126,22 +133,28 @@ class DeviceTreeNode final : public FolderNode {
     return isFileName(name) ? name : std::string_view();
   }
 
-  std::optional<Object> valueOf(std::string content) const override { return Data(content.begin(), content.end()); }
+  std::optional<Object> valueOf(std::string content) const override {
+    return Data(content.begin(), content.end());
+  }
 };
 
 // The first of several nodes that the machine has.
 class FirstNode final : public RegistryNode {
  public:
-  explicit FirstNode(std::vector<std::shared_ptr<const RegistryNode>> nodes) : nodes_(std::move(nodes)) {}
+  explicit FirstNode(std::vector<std::shared_ptr<const RegistryNode>> nodes)
+      : nodes_(std::move(nodes)) {}
 
   bool exists() const override { return first().exists(); }
-  std::optional<Object> property(std::string_view name) const override { return first().property(name); }
+  std::optional<Object> property(std::string_view name) const override {
+    return first().property(name);
+  }
   std::vector<std::string> propertyNames() const override { return first().propertyNames(); }
   Result<std::string> origin(std::string_view name) const override { return first().origin(name); }
 
  private:
   const RegistryNode& first() const {
-    const auto found = std::find_if(nodes_.begin(), nodes_.end(), [](const auto& node) { return node->exists(); });
+    const auto found =
+        std::find_if(nodes_.begin(), nodes_.end(), [](const auto& node) { return node->exists(); });
     return found != nodes_.end() ? **found : *nodes_.front();
   }
 
@@ -151,10 +164,12 @@ class FirstNode final : public RegistryNode {
 }  // namespace
 
 NodeRegistry::Nodes registryNodes(const std::string& smbios, const std::string& deviceTree,
-                                  std::shared_ptr<const EfiVariables> variables, const AdministratorFile& file) {
+                                  std::shared_ptr<const EfiVariables> variables,
+                                  const AdministratorFile& file) {
   using Node = std::shared_ptr<const RegistryNode>;
   const Node empty = std::make_shared<DescribedNode>(Dictionary(), "");
-  const Node chosen = std::make_shared<DeviceTreeNode>(deviceTree + "/chosen", std::span<const Alias>());
+  const Node chosen =
+      std::make_shared<DeviceTreeNode>(deviceTree + "/chosen", std::span<const Alias>());
   const Node identity = std::make_shared<SmbiosNode>(smbios, kSmbiosPlatform);
   const Node tree = std::make_shared<DeviceTreeNode>(deviceTree, kDeviceTreePlatform);
   const auto overlaid = [&file](Node base, OverlaidNode::Section section) {
@@ -162,8 +177,10 @@ NodeRegistry::Nodes registryNodes(const std::string& smbios, const std::string& 
   };
   return {
       .root = overlaid(empty, &MachineDescription::root),
-      .chosen = overlaid(std::make_shared<FirstNode>(std::vector{chosen, empty}), &MachineDescription::chosen),
-      .platform = overlaid(std::make_shared<FirstNode>(std::vector{identity, tree}), &MachineDescription::platform),
+      .chosen = overlaid(std::make_shared<FirstNode>(std::vector{chosen, empty}),
+                         &MachineDescription::chosen),
+      .platform = overlaid(std::make_shared<FirstNode>(std::vector{identity, tree}),
+                           &MachineDescription::platform),
       .rom = overlaid(std::make_shared<SmbiosNode>(smbios, kSmbiosRom), &MachineDescription::rom),
       .options = std::move(variables),
   };

@@ -14,6 +14,7 @@ namespace brisvane::host::real {
 // docs/linux.md lists the source of each property. `smbios` and `deviceTree` are the folders in
 // which the kernel shows them; either may be missing.
 NodeRegistry::Nodes registryNodes(const std::string& smbios, const std::string& deviceTree,
-                                  std::shared_ptr<const EfiVariables> variables, const AdministratorFile& file);
+                                  std::shared_ptr<const EfiVariables> variables,
+                                  const AdministratorFile& file);
 
 }  // namespace brisvane::host::real

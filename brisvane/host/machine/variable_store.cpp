@@ -12,7 +12,8 @@ std::optional<VariableName> VariableName::parse(std::string_view fullName) {
   if (fullName.size() <= kPrefix || fullName[kGuidTextLength] != ':') return std::nullopt;
   const auto space = parseGuid(fullName.substr(0, kGuidTextLength));
   const std::string_view name = fullName.substr(kPrefix);
-  if (!space || name.find_first_of(std::string_view("/\0", 2)) != std::string_view::npos) return std::nullopt;
+  if (!space || name.find_first_of(std::string_view("/\0", 2)) != std::string_view::npos)
+    return std::nullopt;
   return VariableName{*space, std::string(name)};
 }
 

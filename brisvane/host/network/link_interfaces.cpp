@@ -55,7 +55,8 @@ bool isLink(const ifaddrs& entry) noexcept {
 std::optional<std::string> hardwareAddress(const sockaddr_ll& link) {
   if (link.sll_halen > sizeof link.sll_addr) return std::nullopt;
   const ByteView bytes(link.sll_addr, link.sll_halen);
-  if (std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte == 0; })) return std::nullopt;
+  if (std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte == 0; }))
+    return std::nullopt;
   std::string text;
   for (const std::uint8_t byte : bytes) {
     if (!text.empty()) text += ':';
@@ -89,7 +90,8 @@ std::string LinkInterfaces::typeOf(std::string_view name, unsigned hardware) con
   if (!type.empty()) return std::string(type);
   // Some wireless drivers set no type.
   for (const std::string_view sign : {"/phy80211", "/wireless"}) {
-    if (fileKind(join({folder_, "/", name, sign})) == FileKind::kFolder) return std::string(kWireless);
+    if (fileKind(join({folder_, "/", name, sign})) == FileKind::kFolder)
+      return std::string(kWireless);
   }
   if (hardware == ARPHRD_ETHER) return std::string(kEthernet);
   return std::string(hardware == ARPHRD_LOOPBACK ? kLoopback : kOther);

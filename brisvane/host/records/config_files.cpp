@@ -56,7 +56,8 @@ std::optional<std::string> valueIn(std::string_view content, std::string_view ke
   std::optional<std::string> value;
   while (!content.empty()) {
     std::string_view line = trimmed(takeUntil(content, '\n'));
-    if (line.starts_with('#') || line.starts_with(';') || line.find('=') == std::string_view::npos) continue;
+    if (line.starts_with('#') || line.starts_with(';') || line.find('=') == std::string_view::npos)
+      continue;
     if (trimmed(takeUntil(line, '=')) == key) value = trimmed(line);
   }
   return value;
@@ -65,7 +66,8 @@ std::optional<std::string> valueIn(std::string_view content, std::string_view ke
 }  // namespace
 
 std::optional<std::string> ConfigFiles::value(std::string_view suite, std::string_view key) const {
-  const std::string_view name = suite.empty() ? std::string_view(program_invocation_short_name) : suite;
+  const std::string_view name =
+      suite.empty() ? std::string_view(program_invocation_short_name) : suite;
   if (!isFileName(name)) return std::nullopt;  // it must not lead out of its directory
   for (const std::string& directory : configurationDirectories()) {
     const auto content = readFile(join({directory, "/", name, ".conf"}), kLargestFile);

@@ -38,8 +38,8 @@ std::string filledIn(std::string_view format, std::string_view argument) {
   return text;
 }
 
-// A field of the journal's protocol. A value of several lines has its length, in little-endian order, in place of
-// the "=".
+// A field of the journal's protocol. A value of several lines has its length, in little-endian
+// order, in place of the "=".
 void addField(std::string& entry, std::string_view name, std::string_view value) {
   entry += name;
   if (value.find('\n') == std::string_view::npos) {
@@ -66,8 +66,8 @@ std::string journalEntry(const LogChannel& channel, LogType type, std::string_vi
   return entry;
 }
 
-// "<14>Mar  5 09:07:03 program: message", as syslog(3) sends it, which cannot be used: it waits for a daemon
-// that hangs.
+// "<14>Mar  5 09:07:03 program: message", as syslog(3) sends it, which cannot be used: it waits for
+// a daemon that hangs.
 std::string syslogEntry(const LogChannel& /*channel*/, LogType type, std::string_view message) {
   constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                      "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
@@ -78,9 +78,9 @@ std::string syslogEntry(const LogChannel& /*channel*/, LogType type, std::string
     ::localtime_r(&seconds, &fields);
   }
   std::array<char, 64> head{};
-  static_cast<void>(std::snprintf(head.data(), head.size(), "<%d>%s %2d %02d:%02d:%02d ", LOG_USER | priorityOf(type),
-                                  kMonths[fields.tm_mon], fields.tm_mday, fields.tm_hour, fields.tm_min,
-                                  fields.tm_sec));
+  static_cast<void>(std::snprintf(head.data(), head.size(), "<%d>%s %2d %02d:%02d:%02d ",
+                                  LOG_USER | priorityOf(type), kMonths[fields.tm_mon],
+                                  fields.tm_mday, fields.tm_hour, fields.tm_min, fields.tm_sec));
   return join({head.data(), program_invocation_short_name, ": ", message});
 }
 
@@ -90,15 +90,19 @@ using Encoder = std::string (*)(const LogChannel&, LogType, std::string_view);
 void reportDropped(LogSocket& socket, Encoder encode, const LogChannel& channel) {
   const std::uint32_t dropped = socket.takeDropped();
   if (dropped == 0) return;
-  const std::string entry = encode(
-      channel, LogType::kError,
-      join({"Entries dropped before this one, because the system log did not take them: ", std::to_string(dropped)}));
-  if (socket.send(entry, LogSocket::Waiting::kNone) != LogSocket::Outcome::kTaken) socket.addDropped(dropped);
+  const std::string entry =
+      encode(channel, LogType::kError,
+             join({"Entries dropped before this one, because the system log did not take them: ",
+                   std::to_string(dropped)}));
+  if (socket.send(entry, LogSocket::Waiting::kNone) != LogSocket::Outcome::kTaken)
+    socket.addDropped(dropped);
 }
 
 // False when the socket is not the one to use.
-bool record(LogSocket& socket, Encoder encode, const LogChannel& channel, LogType type, std::string_view message) {
-  const LogSocket::Outcome outcome = socket.send(encode(channel, type, message), LogSocket::Waiting::kShort);
+bool record(LogSocket& socket, Encoder encode, const LogChannel& channel, LogType type,
+            std::string_view message) {
+  const LogSocket::Outcome outcome =
+      socket.send(encode(channel, type, message), LogSocket::Waiting::kShort);
   if (outcome == LogSocket::Outcome::kHung) socket.addDropped(1);
   if (outcome == LogSocket::Outcome::kTaken) reportDropped(socket, encode, channel);
   return outcome != LogSocket::Outcome::kUnavailable;
@@ -110,7 +114,8 @@ void JournalLog::write(const LogChannel& channel, LogType type, std::string_view
                        std::string_view argument) const noexcept {
   unlessOutOfMemory([&] {
     const std::string message = filledIn(format, argument);
-    if (!record(journal_, journalEntry, channel, type, message)) record(syslog_, syslogEntry, channel, type, message);
+    if (!record(journal_, journalEntry, channel, type, message))
+      record(syslog_, syslogEntry, channel, type, message);
   });
 }
 

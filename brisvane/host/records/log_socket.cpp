@@ -27,9 +27,11 @@ std::int64_t now() noexcept {
 }
 
 Result<Descriptor> openSocket() noexcept {
-  Descriptor opened = Descriptor::aboveStandardStreams(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  Descriptor opened =
+      Descriptor::aboveStandardStreams(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   if (!opened.valid()) return Error::last();
-  // What has been sent and not been read counts against this; the kernel cuts it to what it permits.
+  // What has been sent and not been read counts against this; the kernel cuts it to what it
+  // permits.
   constexpr int kSendBuffer = 8 << 20;
   ::setsockopt(opened.get(), SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof kSendBuffer);
   return opened;
@@ -46,8 +48,9 @@ constinit SharedSocket shared;
 // A program may have closed every descriptor and use the number for a connection of its own by now.
 bool isStillOurs() noexcept {
   struct stat status {};
-  return shared.descriptor >= 0 && ::fstat(shared.descriptor, &status) == 0 && S_ISSOCK(status.st_mode) &&
-         status.st_dev == shared.device && status.st_ino == shared.inode;
+  return shared.descriptor >= 0 && ::fstat(shared.descriptor, &status) == 0 &&
+         S_ISSOCK(status.st_mode) && status.st_dev == shared.device &&
+         status.st_ino == shared.inode;
 }
 
 Result<SharedSocket> sharedSocket() noexcept {
@@ -57,16 +60,18 @@ Result<SharedSocket> sharedSocket() noexcept {
   if (!opened.ok()) return opened.error();
   struct stat status {};
   if (::fstat(opened.value().get(), &status) != 0) return Error::last();
-  shared = {opened.value().release(), status.st_dev, status.st_ino};  // the former number is not ours to close
+  shared = {opened.value().release(), status.st_dev,
+            status.st_ino};  // the former number is not ours to close
   return shared;
 }
 
 // The entry as a file in memory that nobody can change any more.
 Result<Descriptor> sealedMemory(std::string_view entry) noexcept {
-  Descriptor memory =
-      Descriptor::aboveStandardStreams(::memfd_create("brisvane-log-entry", MFD_CLOEXEC | MFD_ALLOW_SEALING));
+  Descriptor memory = Descriptor::aboveStandardStreams(
+      ::memfd_create("brisvane-log-entry", MFD_CLOEXEC | MFD_ALLOW_SEALING));
   if (!memory.valid()) return Error::last();
-  if (const auto written = writeAll(memory.get(), Target::kRegularFile, entry); !written.ok()) return written.error();
+  if (const auto written = writeAll(memory.get(), Target::kRegularFile, entry); !written.ok())
+    return written.error();
   constexpr int kSeals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL;
   if (::fcntl(memory.get(), F_ADD_SEALS, kSeals) != 0) return Error::last();
   return memory;
@@ -106,16 +111,20 @@ class Datagram {
   alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control_{};
 };
 
-std::uint64_t thisProcess() noexcept { return std::uint64_t{static_cast<std::uint32_t>(::getpid())} << 32U; }
+std::uint64_t thisProcess() noexcept {
+  return std::uint64_t{static_cast<std::uint32_t>(::getpid())} << 32U;
+}
 
 constexpr std::uint64_t kCount = std::numeric_limits<std::uint32_t>::max();
 
 }  // namespace
 
 // A path that is too long is left out: nobody listens there.
-LogSocket::LogSocket(std::string_view path, LargeEntries largeEntries) noexcept : largeEntries_(largeEntries) {
+LogSocket::LogSocket(std::string_view path, LargeEntries largeEntries) noexcept
+    : largeEntries_(largeEntries) {
   address_.sun_family = AF_UNIX;
-  if (path.size() < sizeof address_.sun_path) std::copy(path.begin(), path.end(), std::begin(address_.sun_path));
+  if (path.size() < sizeof address_.sun_path)
+    std::copy(path.begin(), path.end(), std::begin(address_.sun_path));
 }
 
 LogSocket::Outcome LogSocket::send(std::string_view entry, Waiting waiting) noexcept {
@@ -138,11 +147,12 @@ Result<> LogSocket::attempt(const msghdr& message, Waiting waiting) noexcept {
   if (!socket.ok()) return socket.error();
   if (::sendmsg(socket.value().descriptor, &message, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0) return {};
   const Error refused = Error::last();
-  return refused.number() == EAGAIN && waiting == Waiting::kShort ? sendToFullQueue(message) : refused;
+  return refused.number() == EAGAIN && waiting == Waiting::kShort ? sendToFullQueue(message)
+                                                                  : refused;
 }
 
-// The kernel wakes the waiting in their order, which keeps a busy daemon fair. The limit belongs to a socket:
-// this one is the caller's own.
+// The kernel wakes the waiting in their order, which keeps a busy daemon fair. The limit belongs to
+// a socket: this one is the caller's own.
 Result<> LogSocket::sendToFullQueue(const msghdr& message) noexcept {
   std::int64_t since = 0;
   const std::int64_t start = now();

@@ -46,7 +46,8 @@ std::vector<Data> chunksOf(const FixtureScript::Reply& reply, const Data& bytes)
   for (std::size_t i = 0; at != bytes.end(); ++i) {
     const auto left = static_cast<std::size_t>(bytes.end() - at);
     const std::size_t index = reply.splitsEvenly ? 0 : i;
-    const std::size_t asked = index < reply.split.size() ? std::max(reply.split[index], std::size_t{1}) : left;
+    const std::size_t asked =
+        index < reply.split.size() ? std::max(reply.split[index], std::size_t{1}) : left;
     const std::size_t size = std::min(asked, left);
     chunks.emplace_back(at, at + static_cast<std::ptrdiff_t>(size));
     at += static_cast<std::ptrdiff_t>(size);
@@ -82,7 +83,9 @@ void Conversation::receive(ByteView bytes, Time now) {
 
 void Conversation::advance(Time now) {
   if (received_.empty() || now < lastReceived_ + seconds(script_.commandGap)) return;
-  const auto isWhole = [this](const FixtureScript::Command& command) { return command.text == received_; };
+  const auto isWhole = [this](const FixtureScript::Command& command) {
+    return command.text == received_;
+  };
   const auto found = std::find_if(script_.commands.begin(), script_.commands.end(), isWhole);
   if (found != script_.commands.end()) {
     received_.clear();
@@ -108,9 +111,10 @@ bool Conversation::takeBytesCommand() {
 // byte as any other.
 bool Conversation::mayBecomeBytesCommand() const {
   return !received_.empty() &&
-         std::any_of(script_.commands.begin(), script_.commands.end(), [this](const FixtureScript::Command& command) {
-           return command.bytes && asCharacters(*command.bytes).starts_with(received_);
-         });
+         std::any_of(script_.commands.begin(), script_.commands.end(),
+                     [this](const FixtureScript::Command& command) {
+                       return command.bytes && asCharacters(*command.bytes).starts_with(received_);
+                     });
 }
 
 bool Conversation::takeLine(Time now) {
@@ -133,10 +137,12 @@ void Conversation::answer(std::string_view line, Time now) {
   say(script_.unknown, now);
 }
 
-void Conversation::answer(const FixtureScript::Command& command, std::string_view line, const Pattern::Match* match,
-                          Time now) {
+void Conversation::answer(const FixtureScript::Command& command, std::string_view line,
+                          const Pattern::Match* match, Time now) {
   for (const FixtureScript::Reply& reply : command.replies) {
-    say(reply, match != nullptr && reply.isText ? withGroups(reply.bytes, line, *match) : reply.bytes, now);
+    say(reply,
+        match != nullptr && reply.isText ? withGroups(reply.bytes, line, *match) : reply.bytes,
+        now);
   }
   if (command.hangsUp) enqueue({std::max(now, lastDue_), {}, true});
 }
@@ -146,7 +152,8 @@ void Conversation::say(const FixtureScript::Replies& replies, Time now) {
 }
 
 void Conversation::say(const FixtureScript::Reply& reply, Data bytes, Time now) {
-  for (std::size_t i = 0; i < reply.noise; ++i) bytes.push_back(static_cast<std::uint8_t>(noise_() >> 8U));
+  for (std::size_t i = 0; i < reply.noise; ++i)
+    bytes.push_back(static_cast<std::uint8_t>(noise_() >> 8U));
   Time due = std::min(std::max(now, lastDue_) + seconds(reply.delay), farthest(now));
   lastDue_ = due;
   for (Data& chunk : chunksOf(reply, bytes)) {

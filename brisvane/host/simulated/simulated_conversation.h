@@ -51,7 +51,8 @@ class Conversation {
   bool takeLine(Time now);
   [[nodiscard]] bool mayBecomeBytesCommand() const;
   void answer(std::string_view line, Time now);
-  void answer(const FixtureScript::Command& command, std::string_view line, const Pattern::Match* match, Time now);
+  void answer(const FixtureScript::Command& command, std::string_view line,
+              const Pattern::Match* match, Time now);
   void say(const FixtureScript::Replies& replies, Time now);
   void say(const FixtureScript::Reply& reply, Data bytes, Time now);
   void schedule(Data bytes, Time due);

@@ -37,7 +37,8 @@ constexpr milliseconds kStep{5};
 // Moves bytes between the pseudo-terminal and the conversation, on the fixture's thread.
 class Fixture::Worker {
  public:
-  Worker(FixtureScript script, Observer observer) : conversation_(std::move(script)), observer_(std::move(observer)) {}
+  Worker(FixtureScript script, Observer observer)
+      : conversation_(std::move(script)), observer_(std::move(observer)) {}
   Worker(const Worker&) = delete;
   Worker& operator=(const Worker&) = delete;
   ~Worker() {
@@ -109,9 +110,10 @@ class Fixture::Worker {
 
   void waitForSomething() {
     const bool blocked = !outgoing_.empty() && !hangUpRequested_;
-    std::array<pollfd, 3> requests{{{terminal_.device(), static_cast<short>(blocked ? POLLIN | POLLOUT : POLLIN), 0},
-                                    {terminal_.watch(), POLLIN, 0},
-                                    {wake_.get(), POLLIN, 0}}};
+    std::array<pollfd, 3> requests{
+        {{terminal_.device(), static_cast<short>(blocked ? POLLIN | POLLOUT : POLLIN), 0},
+         {terminal_.watch(), POLLIN, 0},
+         {wake_.get(), POLLIN, 0}}};
     ::poll(requests.data(), requests.size(), timeToWait());
   }
 
@@ -140,7 +142,8 @@ class Fixture::Worker {
     if (!terminal_.isLocked()) {
       hear(std::exchange(received, {}));  // it is the closing program's
       end();
-      terminal_.endExclusiveUse();  // which the program may have left; not when the next has come, whose mark it is
+      terminal_.endExclusiveUse();  // which the program may have left; not when the next has come,
+                                    // whose mark it is
     } else if (now - *closedAt_ > kClosingTime) {
       closedAt_.reset();
     }
@@ -185,15 +188,18 @@ class Fixture::Worker {
   void send() {
     const Data due = conversation_.takeDue(Conversation::Clock::now());
     outgoing_.insert(outgoing_.end(), due.begin(), due.end());
-    const std::size_t allowed = conversation_.hangUpAfter().value_or(sent_ + outgoing_.size()) - sent_;
+    const std::size_t allowed =
+        conversation_.hangUpAfter().value_or(sent_ + outgoing_.size()) - sent_;
     if (!outgoing_.empty() && allowed > 0) {
-      const ssize_t count = ::write(terminal_.device(), outgoing_.data(), std::min(outgoing_.size(), allowed));
+      const ssize_t count =
+          ::write(terminal_.device(), outgoing_.data(), std::min(outgoing_.size(), allowed));
       const auto sent = static_cast<std::size_t>(std::max(count, ssize_t{0}));
       if (sent > 0) tell(Event::kSent, ByteView(outgoing_).first(sent));
       outgoing_.erase(outgoing_.begin(), outgoing_.begin() + static_cast<std::ptrdiff_t>(sent));
       sent_ += sent;
     }
-    const bool over = conversation_.hangUpAfter() == sent_ || (conversation_.wantsHangUp() && outgoing_.empty());
+    const bool over =
+        conversation_.hangUpAfter() == sent_ || (conversation_.wantsHangUp() && outgoing_.empty());
     if (over && !hangUpRequested_) hangUpRequested_ = Conversation::Clock::now();
   }
 
@@ -211,7 +217,8 @@ class Fixture::Worker {
   Data outgoing_;
   std::size_t sent_ = 0;  // bytes, over the fixture's life
   bool connected_ = false;
-  std::optional<Conversation::Clock::time_point> closedAt_;  // a program whose lock may still be held
+  std::optional<Conversation::Clock::time_point>
+      closedAt_;  // a program whose lock may still be held
   std::optional<Conversation::Clock::time_point> hangUpRequested_;
   std::atomic<bool> stopping_{false};
   std::atomic<bool> hungUp_{false};

@@ -27,7 +27,8 @@ class BRISVANE_EXPORT Fixture {
   using Observer = std::function<void(Event event, ByteView bytes)>;
 
   // Starts a fixture. Never null. Fails when the system gives no pseudo-terminal or no thread.
-  [[nodiscard]] static Result<std::unique_ptr<Fixture>> start(FixtureScript script, Observer observer = nullptr);
+  [[nodiscard]] static Result<std::unique_ptr<Fixture>> start(FixtureScript script,
+                                                              Observer observer = nullptr);
   Fixture(const Fixture&) = delete;
   Fixture& operator=(const Fixture&) = delete;
   // Hangs up and joins the thread.

@@ -17,7 +17,8 @@ Data hexBytes(DescriptionReader& reader, std::string_view key) {
 }
 
 // Exactly one of these fields must be there; gives its name.
-std::string_view oneOf(const DescriptionReader& reader, std::initializer_list<std::string_view> keys) {
+std::string_view oneOf(const DescriptionReader& reader,
+                       std::initializer_list<std::string_view> keys) {
   std::string_view found;
   std::string names;
   for (const std::string_view key : keys) {
@@ -33,7 +34,8 @@ std::string_view oneOf(const DescriptionReader& reader, std::initializer_list<st
 
 void readSplit(DescriptionReader& reader, FixtureScript::Reply& reply) {
   if (reader.value("split").ifArray() != nullptr) {
-    for (const auto& [size, place] : reader.elements("split")) reply.split.push_back(countFrom(size, place, 1));
+    for (const auto& [size, place] : reader.elements("split"))
+      reply.split.push_back(countFrom(size, place, 1));
   } else if (reader.has("split")) {
     reply.split.push_back(reader.count("split", 1, 1));
     reply.splitsEvenly = true;
@@ -63,7 +65,8 @@ FixtureScript::Reply readReply(const Object& description, const std::string& pla
 
 FixtureScript::Replies readReplies(DescriptionReader& reader, std::string_view key) {
   FixtureScript::Replies replies;
-  for (const auto& [description, place] : reader.elements(key)) replies.push_back(readReply(description, place));
+  for (const auto& [description, place] : reader.elements(key))
+    replies.push_back(readReply(description, place));
   return replies;
 }
 
@@ -73,13 +76,15 @@ FixtureScript::Command readCommand(const Object& description, const std::string&
   const std::string_view kind = oneOf(reader, {"command", "pattern", "hex"});
   if (kind == "command") {
     command.text = reader.text(kind);
-    const bool isLine = !command.text->empty() && command.text->find_first_of("\r\n") == std::string::npos;
+    const bool isLine =
+        !command.text->empty() && command.text->find_first_of("\r\n") == std::string::npos;
     if (!isLine) reader.fail(kind, "must be one line, without its end");
   }
   if (kind == "hex") command.bytes = hexBytes(reader, kind);
   if (kind == "pattern") {
     auto pattern = Pattern::compile(reader.text(kind));
-    if (!pattern.ok()) reader.fail(kind, "is not a regular expression: " + pattern.error().reason());
+    if (!pattern.ok())
+      reader.fail(kind, "is not a regular expression: " + pattern.error().reason());
     command.pattern = std::move(pattern).value();
   }
   command.replies = readReplies(reader, "replies");
@@ -113,7 +118,8 @@ FixtureScript FixtureScript::read(const Object& description, const std::string& 
 
 Result<FixtureScript> FixtureScript::fromJson(std::string_view json) {
   FixtureScript script;
-  const auto read = readDescription(json, [&script](const Object& value) { script = readScript(value, ""); });
+  const auto read =
+      readDescription(json, [&script](const Object& value) { script = readScript(value, ""); });
   if (!read.ok()) return read.error();
   return script;
 }

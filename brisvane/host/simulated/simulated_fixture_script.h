@@ -48,7 +48,8 @@ struct FixtureScript {
 
   // Reads a script from a description, whose form is in docs/simulated.md. `place` is where it is
   // within a larger description. Throws DescriptionError when it is malformed.
-  [[nodiscard]] BRISVANE_EXPORT static FixtureScript read(const Object& description, const std::string& place);
+  [[nodiscard]] BRISVANE_EXPORT static FixtureScript read(const Object& description,
+                                                          const std::string& place);
   // The same from JSON text. The error names the line and the place of what is wrong.
   [[nodiscard]] BRISVANE_EXPORT static Result<FixtureScript> fromJson(std::string_view json);
 };

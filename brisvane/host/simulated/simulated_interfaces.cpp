@@ -34,8 +34,8 @@ DescribedInterfaces::DescribedInterfaces(DescriptionReader& machine) {
   std::vector<InterfaceAddress> links;
   for (const auto& [description, place] : machine.elements("interfaces")) {
     DescriptionReader reader(description, place);
-    interfaces_.push_back(
-        {readOptionalText(reader, "name"), readText(reader, "type"), readOptionalText(reader, "mac")});
+    interfaces_.push_back({readOptionalText(reader, "name"), readText(reader, "type"),
+                           readOptionalText(reader, "mac")});
     InterfaceAddress entry{interfaces_.back().name.value_or(""), reader.boolean("up", true),
                            reader.boolean("loopback", false), std::nullopt};
     links.push_back(entry);

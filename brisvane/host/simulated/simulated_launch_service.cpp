@@ -35,7 +35,8 @@ DescribedLauncher::DescribedLauncher(DescriptionReader& machine) {
   }
 }
 
-DescribedLauncher::Application DescribedLauncher::readApplication(const Object& description, const std::string& place) {
+DescribedLauncher::Application DescribedLauncher::readApplication(const Object& description,
+                                                                  const std::string& place) {
   DescriptionReader reader(description, place);
   Application application;
   application.path = reader.text("path");
@@ -54,7 +55,8 @@ DescribedLauncher::Application DescribedLauncher::readApplication(const Object& 
   return application;
 }
 
-DescribedLauncher::Event DescribedLauncher::readEvent(const Object& description, const std::string& place,
+DescribedLauncher::Event DescribedLauncher::readEvent(const Object& description,
+                                                      const std::string& place,
                                                       const std::string& identifier) {
   DescriptionReader reader(description, place);
   Event event;
@@ -65,21 +67,25 @@ DescribedLauncher::Event DescribedLauncher::readEvent(const Object& description,
     event.identifier = identifier;
     if (reader.has("identifier")) event.identifier = reader.value("identifier").text();
   } else {
-    if (!reader.boolean("answer", false)) reader.fail("answer", "must be true, or there must be a code");
+    if (!reader.boolean("answer", false))
+      reader.fail("answer", "must be true, or there must be a code");
     if (reader.has("error")) event.error = Error::because(reader.text("error"));
   }
   reader.finish();
   return event;
 }
 
-Result<SubscriptionHandle> DescribedLauncher::subscribe(std::int32_t /*session*/, std::int32_t /*flags*/,
-                                                        const SerialQueue& queue, NotificationCallback callback) const {
+Result<SubscriptionHandle> DescribedLauncher::subscribe(std::int32_t /*session*/,
+                                                        std::int32_t /*flags*/,
+                                                        const SerialQueue& queue,
+                                                        NotificationCallback callback) const {
   if (refusesSubscriptions_) return Error(EPERM, "subscriptions to launches");
   return subscriptions_->subscribe(queue, std::move(callback));
 }
 
-Result<> DescribedLauncher::selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes,
-                                        std::int32_t /*first*/, std::int32_t /*second*/, std::int32_t /*third*/,
+Result<> DescribedLauncher::selectCodes(SubscriptionHandle subscription,
+                                        std::span<const std::int32_t> codes, std::int32_t /*first*/,
+                                        std::int32_t /*second*/, std::int32_t /*third*/,
                                         std::int32_t /*fourth*/) const {
   return subscriptions_->selectCodes(subscription, codes);
 }
@@ -88,31 +94,35 @@ void DescribedLauncher::unsubscribe(SubscriptionHandle subscription) const noexc
   subscriptions_->unsubscribe(subscription);
 }
 
-Result<> DescribedLauncher::registerBundle(std::string_view /*url*/, bool /*forceUpdate*/) const { return {}; }
+Result<> DescribedLauncher::registerBundle(std::string_view /*url*/, bool /*forceUpdate*/) const {
+  return {};
+}
 
 void DescribedLauncher::open(std::string_view url, const OpenConfiguration& /*configuration*/,
                              OpenCompletion completion) const {
   const auto path = pathOfFileUrl(url);
-  const auto found = std::find_if(applications_.begin(), applications_.end(),
-                                  [&path](const Application& application) { return application.path == path; });
+  const auto found =
+      std::find_if(applications_.begin(), applications_.end(),
+                   [&path](const Application& application) { return application.path == path; });
   std::vector<Event> events;
   if (found != applications_.end()) {
     events = found->events;
   } else {
     events.emplace_back().error =
-        path ? Error(ENOENT, shownPath(*path)) : Error::because("is no file URL", url.empty() ? "an empty URL" : url);
+        path ? Error(ENOENT, shownPath(*path))
+             : Error::because("is no file URL", url.empty() ? "an empty URL" : url);
   }
-  const auto started = workers_.start(
-      [subscriptions = subscriptions_, events = std::move(events), completion](const std::stop_token& stop) {
-        for (const Event& event : events) {
-          if (!pauseFor(event.delay, stop)) return;
-          if (event.code) {
-            subscriptions->publish(*event.code, event.identifier);
-          } else {
-            completion(nullptr, event.error ? Result<>(*event.error) : Result<>());
-          }
-        }
-      });
+  const auto started = workers_.start([subscriptions = subscriptions_, events = std::move(events),
+                                       completion](const std::stop_token& stop) {
+    for (const Event& event : events) {
+      if (!pauseFor(event.delay, stop)) return;
+      if (event.code) {
+        subscriptions->publish(*event.code, event.identifier);
+      } else {
+        completion(nullptr, event.error ? Result<>(*event.error) : Result<>());
+      }
+    }
+  });
   if (!started.ok()) completion(nullptr, started.error());
 }
 

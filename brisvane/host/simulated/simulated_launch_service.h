@@ -18,13 +18,16 @@ class DescribedLauncher final : public LaunchService {
   // From the fields "applications" and "launchService" of a description. Throws DescriptionError.
   explicit DescribedLauncher(DescriptionReader& machine);
 
-  Result<SubscriptionHandle> subscribe(std::int32_t session, std::int32_t flags, const SerialQueue& queue,
+  Result<SubscriptionHandle> subscribe(std::int32_t session, std::int32_t flags,
+                                       const SerialQueue& queue,
                                        NotificationCallback callback) const override;
-  Result<> selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes, std::int32_t first,
-                       std::int32_t second, std::int32_t third, std::int32_t fourth) const override;
+  Result<> selectCodes(SubscriptionHandle subscription, std::span<const std::int32_t> codes,
+                       std::int32_t first, std::int32_t second, std::int32_t third,
+                       std::int32_t fourth) const override;
   void unsubscribe(SubscriptionHandle subscription) const noexcept override;
   Result<> registerBundle(std::string_view url, bool forceUpdate) const override;
-  void open(std::string_view url, const OpenConfiguration& configuration, OpenCompletion completion) const override;
+  void open(std::string_view url, const OpenConfiguration& configuration,
+            OpenCompletion completion) const override;
 
  private:
   // One thing that happens after an application has been asked for.
@@ -39,11 +42,13 @@ class DescribedLauncher final : public LaunchService {
     std::vector<Event> events;
   };
   static Application readApplication(const Object& description, const std::string& place);
-  static Event readEvent(const Object& description, const std::string& place, const std::string& identifier);
+  static Event readEvent(const Object& description, const std::string& place,
+                         const std::string& identifier);
 
   std::vector<Application> applications_;
   bool refusesSubscriptions_ = false;
-  const std::shared_ptr<LaunchSubscriptions> subscriptions_ = std::make_shared<LaunchSubscriptions>();
+  const std::shared_ptr<LaunchSubscriptions> subscriptions_ =
+      std::make_shared<LaunchSubscriptions>();
   mutable LaunchWorkers workers_;
 };
 

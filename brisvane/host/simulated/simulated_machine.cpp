@@ -23,8 +23,10 @@ Dictionary readStore(const Object& description, const std::string& place) {
   const Dictionary* const values = description.ifDictionary();
   if (values == nullptr) throw DescriptionError{place, "must be an object"};
   for (const auto& [key, value] : *values) {
-    const bool simple = value.ifArray() == nullptr && value.ifDictionary() == nullptr && !value.isNull();
-    if (!simple) throw DescriptionError{place + "." + key, "must be a text, a number, true or false"};
+    const bool simple =
+        value.ifArray() == nullptr && value.ifDictionary() == nullptr && !value.isNull();
+    if (!simple)
+      throw DescriptionError{place + "." + key, "must be a text, a number, true or false"};
     const auto text = value.ifText() != nullptr ? value.text() : jsonText(value);
     if (!text) throw DescriptionError{place + "." + key, "is too long"};
     store.emplace(key, *text);
@@ -49,7 +51,8 @@ Dictionary readPreferences(DescriptionReader reader) {
 Device readDevice(const Object& description, const std::string& place) {
   DescriptionReader reader(description, place);
   Device device{reader.text("name"), nullptr};
-  if (device.name.empty() || device.name.find('/') != std::string::npos) reader.fail("name", "must be a file name");
+  if (device.name.empty() || device.name.find('/') != std::string::npos)
+    reader.fail("name", "must be a file name");
   const Object fixture = reader.value("fixture");
   reader.finish();
   if (fixture.isNull()) return device;
@@ -90,7 +93,8 @@ std::unique_ptr<Machine> Machine::make(const Object& description, const std::str
   Platform platform;
   const MachineDescription machine = MachineDescription::read(reader);
   auto firmware = reader.object("firmware");
-  auto variables = firmware ? std::make_shared<const MemoryVariables>(std::move(*firmware)) : nullptr;
+  auto variables =
+      firmware ? std::make_shared<const MemoryVariables>(std::move(*firmware)) : nullptr;
   platform.setLaunchService(std::make_shared<const DescribedLauncher>(reader));
   auto interfaces = std::make_shared<const DescribedInterfaces>(reader);
   services->devices = std::make_shared<const DescribedDevices>(readDevices(reader));
@@ -116,8 +120,9 @@ Result<std::unique_ptr<Machine>> Machine::fromDescription(const Object& descript
 
 Result<std::unique_ptr<Machine>> Machine::fromJson(std::string_view json) {
   std::unique_ptr<Machine> machine;
-  const auto made = readDescription(
-      json, [&machine](const Object& description) { machine = make(description, std::string(kNoFile)); });
+  const auto made = readDescription(json, [&machine](const Object& description) {
+    machine = make(description, std::string(kNoFile));
+  });
   if (!made.ok()) return made.error();
   return machine;
 }
@@ -125,7 +130,8 @@ Result<std::unique_ptr<Machine>> Machine::fromJson(std::string_view json) {
 Result<std::unique_ptr<Machine>> Machine::fromFile(Text path) {
   std::unique_ptr<Machine> machine;
   const std::string place(path.orEmpty());
-  const auto made = readDescriptionFile(place, [&](const Object& description) { machine = make(description, place); });
+  const auto made = readDescriptionFile(
+      place, [&](const Object& description) { machine = make(description, place); });
   if (!made.ok()) return made.error();
   return machine;
 }
@@ -191,6 +197,8 @@ Machine::~Machine() { services_->devices->hangUp(); }
 std::shared_ptr<const Platform> Machine::platform() const noexcept { return services_->platform; }
 std::vector<LogEntry> Machine::systemLog() const { return services_->systemLog->entries(); }
 void Machine::clearSystemLog() noexcept { services_->systemLog->clear(); }
-Fixture* Machine::fixture(std::string_view device) const noexcept { return services_->devices->fixture(device); }
+Fixture* Machine::fixture(std::string_view device) const noexcept {
+  return services_->devices->fixture(device);
+}
 
 }  // namespace brisvane::host::simulated

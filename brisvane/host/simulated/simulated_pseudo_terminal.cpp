@@ -45,7 +45,8 @@ Result<> PseudoTerminal::open() {
   const auto failure = [] { return Error::last("pseudo-terminal"); };
   std::array<char, 64> name{};
   device_.set(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-  if (device_.get() < 0 || ::grantpt(device_.get()) != 0 || ::unlockpt(device_.get()) != 0) return failure();
+  if (device_.get() < 0 || ::grantpt(device_.get()) != 0 || ::unlockpt(device_.get()) != 0)
+    return failure();
   if (const int number = ::ptsname_r(device_.get(), name.data(), name.size()); number != 0) {
     return Error(number, "pseudo-terminal");
   }
@@ -57,7 +58,8 @@ Result<> PseudoTerminal::open() {
   ::cfmakeraw(&settings);
   if (::tcsetattr(ownEnd_.get(), TCSANOW, &settings) != 0) return failure();
   watch_.set(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-  const bool watches = watch_.get() >= 0 && ::inotify_add_watch(watch_.get(), node_.c_str(), IN_OPEN | IN_CLOSE) >= 0;
+  const bool watches = watch_.get() >= 0 &&
+                       ::inotify_add_watch(watch_.get(), node_.c_str(), IN_OPEN | IN_CLOSE) >= 0;
   return watches ? Result<>() : failure();
 }
 
@@ -82,11 +84,13 @@ bool PseudoTerminal::isLocked() const {
   struct stat status {};
   if (::fstat(ownEnd_.get(), &status) != 0) return false;
   std::array<char, 64> id{};
-  static_cast<void>(std::snprintf(id.data(), id.size(), " %02x:%02x:%ju ", major(status.st_dev), minor(status.st_dev),
+  static_cast<void>(std::snprintf(id.data(), id.size(), " %02x:%02x:%ju ", major(status.st_dev),
+                                  minor(status.st_dev),
                                   static_cast<std::uintmax_t>(status.st_ino)));
   std::istringstream locks(readFile("/proc/locks", kMostLocks).optional().value_or(""));
   for (std::string line; std::getline(locks, line);) {
-    if (line.find(" FLOCK ") != std::string::npos && line.find(id.data()) != std::string::npos) return true;
+    if (line.find(" FLOCK ") != std::string::npos && line.find(id.data()) != std::string::npos)
+      return true;
   }
   return false;
 }

@@ -9,7 +9,8 @@ namespace brisvane::host::simulated {
 namespace {
 
 // The origin of a value of a dictionary that a description gave.
-Result<std::string> originIn(const std::string& place, const Dictionary& values, std::string_view key) {
+Result<std::string> originIn(const std::string& place, const Dictionary& values,
+                             std::string_view key) {
   return values.contains(key) ? Result<std::string>(place) : Error(ENODATA, place);
 }
 
@@ -18,8 +19,8 @@ Result<std::string> originIn(const std::string& place, const Dictionary& values,
 void RecordedLog::write(const LogChannel& channel, LogType type, std::string_view format,
                         std::string_view argument) const noexcept {
   try {
-    LogEntry entry{std::string(channel.subsystem), std::string(channel.category), type, std::string(format),
-                   std::string(argument)};
+    LogEntry entry{std::string(channel.subsystem), std::string(channel.category), type,
+                   std::string(format), std::string(argument)};
     const std::scoped_lock lock(mutex_);
     entries_.push_back(std::move(entry));
   } catch (const std::bad_alloc&) {
@@ -37,7 +38,8 @@ void RecordedLog::clear() const noexcept {
   entries_.clear();
 }
 
-std::optional<std::string> DescribedPreferences::value(std::string_view suite, std::string_view key) const {
+std::optional<std::string> DescribedPreferences::value(std::string_view suite,
+                                                       std::string_view key) const {
   const auto store = stores_.find(suite);
   const Dictionary* const values = store != stores_.end() ? store->second.ifDictionary() : nullptr;
   if (values == nullptr) return std::nullopt;
@@ -78,7 +80,9 @@ std::optional<Object> DescribedIdentity::answer(std::string_view key) const {
   return found != answers_.end() ? std::optional(found->second) : std::nullopt;
 }
 
-Result<std::string> DescribedIdentity::origin(std::string_view key) const { return originIn(place_, answers_, key); }
+Result<std::string> DescribedIdentity::origin(std::string_view key) const {
+  return originIn(place_, answers_, key);
+}
 
 Result<std::string> DescribedVersion::origin(std::string_view entry) const {
   return entries_ ? originIn(place_, *entries_, entry) : originIn(place_, {}, entry);

@@ -67,7 +67,8 @@ class DescribedDevices final : public DeviceNodes {
 // `place` is the description that the answers come from.
 class DescribedIdentity final : public IdentityService {
  public:
-  DescribedIdentity(Dictionary answers, std::string place) : answers_(std::move(answers)), place_(std::move(place)) {}
+  DescribedIdentity(Dictionary answers, std::string place)
+      : answers_(std::move(answers)), place_(std::move(place)) {}
 
   [[nodiscard]] std::optional<Object> answer(std::string_view key) const override;
   Result<std::string> origin(std::string_view key) const override;

@@ -24,12 +24,14 @@ Data bytesOf(const Object& value, const std::string& place) {
 }  // namespace
 
 MemoryVariables::MemoryVariables(DescriptionReader reader)
-    : readOnly_(reader.boolean("readOnly", false)), capacity_(reader.count("capacity", kCapacity, 0)) {
+    : readOnly_(reader.boolean("readOnly", false)),
+      capacity_(reader.count("capacity", kCapacity, 0)) {
   const std::string variables = reader.placeOf("variables");
   for (const auto& [fullName, value] : reader.members("variables").value_or(Dictionary())) {
     const std::string place = variables + "." + fullName;
     const auto name = VariableName::parse(fullName);
-    if (!name || name->name.size() > kLongestName) throw DescriptionError{place, "must be named \"GUID:name\""};
+    if (!name || name->name.size() > kLongestName)
+      throw DescriptionError{place, "must be named \"GUID:name\""};
     Data bytes = bytesOf(value, place);
     if (bytes.empty()) throw DescriptionError{place, "must have a value"};
     values_.insert_or_assign(name->text(), std::move(bytes));

@@ -43,7 +43,8 @@ Result<Mark> claim(int descriptor) noexcept {
   if (::flock(descriptor, LOCK_EX | LOCK_NB) == -1 && errno == EWOULDBLOCK) return Error::last();
   int alreadyExclusive = 0;
   ::ioctl(descriptor, TIOCGEXCL, &alreadyExclusive);
-  if (::ioctl(descriptor, TIOCEXCL) != -1) return alreadyExclusive == 0 ? Mark::kOwn : Mark::kOthers;
+  if (::ioctl(descriptor, TIOCEXCL) != -1)
+    return alreadyExclusive == 0 ? Mark::kOwn : Mark::kOthers;
   const Error refused = Error::last();
   release(descriptor, Mark::kOthers);
   return refused;
@@ -86,7 +87,8 @@ Result<short> pollFor(int descriptor, microseconds time) noexcept {
   for (;;) {
     const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now());
     pollfd request{descriptor, POLLIN, 0};
-    const int ready = ::poll(&request, 1, static_cast<int>(std::max(left, milliseconds::zero()).count()));
+    const int ready =
+        ::poll(&request, 1, static_cast<int>(std::max(left, milliseconds::zero()).count()));
     if (ready < 0 && errno == EINTR) continue;
     if (ready < 0) return Error::last();
     if ((request.revents & POLLNVAL) != 0) return Error(EBADF);
@@ -133,7 +135,8 @@ bool waitReadable(int descriptor, microseconds time) noexcept {
   return events.ok() && (events.value() & (POLLIN | POLLHUP | POLLERR)) != 0;
 }
 
-Result<std::size_t> read(int descriptor, std::span<std::uint8_t> buffer, microseconds time) noexcept {
+Result<std::size_t> read(int descriptor, std::span<std::uint8_t> buffer,
+                         microseconds time) noexcept {
   const auto deadline = steady_clock::now() + time;
   for (;;) {
     const auto left = std::chrono::ceil<microseconds>(deadline - steady_clock::now());

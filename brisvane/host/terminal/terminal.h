@@ -41,7 +41,8 @@ class BRISVANE_EXPORT Line {
   // the driver does not come within 3 % of the speed.
   [[nodiscard]] static Result<Line> open(const std::string& path, std::uint32_t speed);
 
-  Line(Line&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)), mark_(other.mark_) {}
+  Line(Line&& other) noexcept
+      : descriptor_(std::exchange(other.descriptor_, -1)), mark_(other.mark_) {}
   Line& operator=(Line&&) = delete;
   ~Line();
 
@@ -66,14 +67,16 @@ BRISVANE_EXPORT void release(int descriptor, Mark mark) noexcept;
 
 // Blocks until the descriptor is readable, for at most `time`. A line that has hung up is readable.
 // False on time-out, and when the wait fails. A read afterwards shows which of the two it was.
-[[nodiscard]] BRISVANE_EXPORT bool waitReadable(int descriptor, std::chrono::microseconds time) noexcept;
+[[nodiscard]] BRISVANE_EXPORT bool waitReadable(int descriptor,
+                                                std::chrono::microseconds time) noexcept;
 
 // Reads once into `buffer`. The number of bytes; 0 for a quiet line.
 // Fails when the read fails, and with EIO when the line has hung up.
 // Blocks for at most `time` until the first byte, and for kQuietTime more when another reader takes
 // that byte.
-[[nodiscard]] BRISVANE_EXPORT Result<std::size_t> read(int descriptor, std::span<std::uint8_t> buffer,
-                                                       std::chrono::microseconds time = kQuietTime) noexcept;
+[[nodiscard]] BRISVANE_EXPORT Result<std::size_t> read(
+    int descriptor, std::span<std::uint8_t> buffer,
+    std::chrono::microseconds time = kQuietTime) noexcept;
 
 // Writes once. The number of bytes that the device took, which may be fewer than all.
 // Blocks until the device takes some bytes.
