@@ -59,8 +59,9 @@ namespace brisvane {
 // The file gets every line.
 //
 //   namespace bv = brisvane;
-//   bv::BVLog::configureDefault(bv::SystemLogHandle::waylineLog(), "/var/tmp/run.log",
-//   std::nullopt); bv::BVLog::Default::info("port opened");
+//   const auto& channel = bv::SystemLogHandle::waylineLog();
+//   bv::BVLog::configureDefault(channel, "/var/tmp/run.log", std::nullopt);
+//   bv::BVLog::Default::info("port opened");
 class BRISVANE_EXPORT BVLog final {
  public:
   // A logger on a channel of the system log, with an optional log file. Without a verbosity level,

@@ -72,7 +72,7 @@ class ReplySearch {
   Seconds time_ = kFirstTime;
 };
 
-// An info line that tells of a command and what came of it.
+// An info line about a command and what came of it.
 void logExchange(Text command, std::string_view relation, std::string_view reply) {
   BVLog::Default::info(join(
       {stringByTrimmingWhitespace(command), relation, stringByTrimmingWhitespace(reply), "\n"}));

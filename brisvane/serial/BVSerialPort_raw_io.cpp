@@ -58,7 +58,8 @@ Result<std::size_t> BVSerialPort::readInput(std::span<std::uint8_t> buffer) cons
 
 // Waits as a quiet terminal does for the first byte. The number of bytes, 0 for a quiet line.
 Result<std::size_t> BVSerialPort::readOnce(std::span<std::uint8_t> buffer) const noexcept {
-  static_cast<void>(waitForInput(terminal::kQuietTime));  // the read tells silence from failure
+  static_cast<void>(
+      waitForInput(terminal::kQuietTime));  // the read distinguishes silence from failure
   return readInput(buffer);
 }
 

@@ -28,19 +28,18 @@ struct MoveOutcome {
 //
 // To another file system:
 // - The file is first moved aside in its own folder. Whoever appends to `from` meanwhile, opening
-// it
-//   for each line, begins a new file there. A line that is under way is waited for.
+//   it for each line, begins a new file there. A line that is under way is waited for.
 // - It is then copied, with its mode and, where permitted, its owner. The copy is synced, and the
 //   file removed.
 // - EBUSY: a program keeps the file open for writing for more than a second.
 // - EACCES: the file belongs to someone else. Only its owner and the superuser can find its
-// writers.
-// - Some file systems, as a network's, know no writers. There, what a program writes that keeps the
-//   file open for longer than 50 ms is lost.
+//   writers.
+// - Some file systems, as a network's, know no writers. There, what a program writes that keeps
+//   the file open for longer than 50 ms is lost.
 //
 // When that fails:
 // - The copy is removed and the file moved back. Lines that have begun at `from` meanwhile are
-// added.
+//   added.
 // - If it cannot be moved back, nothing is removed: `remains` has the paths beside `from`.
 // - If only the last lines fail, written when the copy stood at `to` already, the copy stays:
 //   `remains` has `to`, and `from` when these lines have gone back to it.

@@ -44,7 +44,7 @@ Result<> copyWithLastLines(int from, int to) noexcept {
   using std::chrono::steady_clock;
   constexpr std::chrono::milliseconds kPause{1};
   constexpr std::chrono::milliseconds kLongestWrite{1000};
-  constexpr std::chrono::milliseconds kUsualWrite{50};  // where nothing tells of it
+  constexpr std::chrono::milliseconds kUsualWrite{50};  // where its end is not reported
   const auto start = steady_clock::now();
   for (;;) {
     const Writers writers = writersOf(from);

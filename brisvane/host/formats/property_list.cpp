@@ -35,7 +35,7 @@ constexpr std::uint8_t kCountFollows = 0x0F;  // as an integer
 
 constexpr std::string_view kHeader = "bplist00";
 
-// What tells one object of a file from the others, and all that is needed to write it.
+// What distinguishes one object of a file from the others, and all that is needed to write it.
 struct Entry {
   Kind kind;
   bool isNegative = false;   // of an integer

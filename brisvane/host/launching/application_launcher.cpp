@@ -26,9 +26,9 @@
 namespace brisvane::host::real {
 namespace {
 
-constexpr int kStep = 100;  // milliseconds between looks where the kernel cannot tell
+constexpr int kStep = 100;  // milliseconds between looks where the kernel reports no end
 
-// A socket that an application tells its readiness to, as sd_notify(3) does.
+// A socket that an application reports its readiness to, as sd_notify(3) does.
 class ReadySocket {
  public:
   Result<> open() {
@@ -101,7 +101,7 @@ class ReadySocket {
   std::string name_;
 };
 
-// One application on its way: what it is, and whom to tell.
+// One application on its way: what it is, and who hears of it.
 struct Launch {
   Application application;
   LaunchSubscriptions& subscriptions;
@@ -155,7 +155,7 @@ void accompany(const Launch& launch, pid_t process, const ReadySocket* ready) {
         {{ended.get(), POLLIN, 0}, {stop.get(), POLLIN, 0}, {-1, POLLIN, 0}}};
     if (ready != nullptr) open[2].fd = ready->get();
     static_cast<void>(::poll(open.data(), open.size(), canWait ? -1 : kStep));
-    // Gone also when someone else has waited for it, or its end is ignored. It may have told of
+    // Gone also when someone else has waited for it, or its end is ignored. It may have reported
     // its readiness right before.
     isGone = ::waitpid(process, nullptr, WNOHANG) != 0;
     // Read to its end: what it says later must not fill the queue, on which it would wait.

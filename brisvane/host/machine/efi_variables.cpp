@@ -80,7 +80,7 @@ class ImmutableFlag {
   Result<> taking_;
 };
 
-// One write, as firmware wants it. `isOpened` tells whether it came so far.
+// One write, as firmware wants it. `isOpened` is whether it came so far.
 Result<> writeOnce(const std::string& path, int flags, ByteView bytes, bool cutsRest,
                    bool& isOpened) noexcept {
   const Descriptor file = openDescriptor(path.c_str(), O_WRONLY | kOpenFlags | flags, kNewFileMode);

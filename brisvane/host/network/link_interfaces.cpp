@@ -82,7 +82,7 @@ std::string LinkInterfaces::typeOf(std::string_view name, unsigned hardware) con
   constexpr std::size_t kLargest = 4096;
   if (!isFileName(name)) return std::string(kOther);
   const auto uevent = readFile(join({folder_, "/", name, "/uevent"}), kLargest);
-  // Whether it is plain cannot be told then, and a bridge must not pass for an adapter.
+  // Whether it is plain is unknown then, and a bridge must not pass for an adapter.
   if (!uevent.ok()) return std::string(kOther);
   const std::string_view type = deviceType(uevent.value());
   if (type == "wlan") return std::string(kWireless);

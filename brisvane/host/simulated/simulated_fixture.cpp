@@ -80,7 +80,7 @@ class Fixture::Worker {
     } catch (const std::bad_alloc&) {
       // A fixture that cannot go on hangs up.
     }
-    // In this order: who sees the line hang up finds it told.
+    // In this order: who sees the line hang up finds it reported.
     hungUp_ = true;
     terminal_.hangUp();
     closed_ = true;
@@ -127,7 +127,7 @@ class Fixture::Worker {
     return static_cast<int>(std::max(left, milliseconds::zero()).count());
   }
 
-  // inotify tells that programs have opened or closed the node, but merges events that
+  // inotify reports that programs have opened or closed the node, but merges events that
   // follow each other, so that they cannot be counted. One program at a time is what a
   // fixture is for; a second one that is refused opens and closes, too. Only the lock
   // tells them apart, which a program may give back a moment after its close is told.

@@ -79,7 +79,7 @@ std::vector<bool> PseudoTerminal::openedOrClosed() {
 }
 
 // Asking for the lock oneself could refuse it to a program that comes at that moment;
-// /proc/locks only tells. Its lines: "1: FLOCK  ADVISORY  WRITE 1234 00:18:5 0 EOF".
+// /proc/locks only reports it. Its lines: "1: FLOCK  ADVISORY  WRITE 1234 00:18:5 0 EOF".
 bool PseudoTerminal::isLocked() const {
   struct stat status {};
   if (::fstat(ownEnd_.get(), &status) != 0) return false;

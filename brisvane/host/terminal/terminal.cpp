@@ -79,7 +79,7 @@ Result<> assertDtr(int descriptor) noexcept {
   return errno == ENOTTY || errno == EINVAL ? Result<>() : Error::last();
 }
 
-// Polls until something is to be told or the time is over; a signal takes nothing
+// Polls until there is something to report or the time is over; a signal takes nothing
 // from the time and adds nothing. The events; 0 on time-out.
 Result<short> pollFor(int descriptor, microseconds time) noexcept {
   if (descriptor < 0) return Error(EBADF);  // poll would only wait
@@ -97,7 +97,7 @@ Result<short> pollFor(int descriptor, microseconds time) noexcept {
 }
 
 // A tty that has hung up reads 0 bytes at once, for ever, just as a silent one does
-// after its wait; only poll tells them apart.
+// after its wait; only poll distinguishes them.
 bool hasHungUp(int descriptor) noexcept {
   const auto events = pollFor(descriptor, microseconds::zero());
   return !events.ok() || (events.value() & (POLLHUP | POLLERR)) != 0;
