@@ -45,6 +45,16 @@ TEST(Pattern, FindsTheFirstMatchWithItsGroupsWhateverTheCase) {
   EXPECT_EQ(found("^OK$", "OK\r\n\r\n"), std::nullopt);
 }
 
+TEST(Pattern, KnowsItsGroupsByTheirNames) {
+  const auto pattern =
+      Pattern::compile("(V)=(?<volt>\\d+) (?'amp'\\d+)|(?J)(?<twice>a)(?<twice>b)").value();
+  EXPECT_EQ(pattern.groupNumber("volt"), 2U);
+  EXPECT_EQ(pattern.groupNumber("amp"), 3U);
+  for (const std::string_view name : {"", "ohm", "Volt", "twice", "1"})
+    EXPECT_EQ(pattern.groupNumber(name), std::nullopt) << name;
+  EXPECT_EQ(pattern.groupNumber(std::string_view("volt\0", 5)), std::nullopt);
+}
+
 TEST(Pattern, KnowsCodePointEscapesAndLeavesQuotedTextAlone) {
   EXPECT_EQ(found("a\\u2192b", "a\u2192b"), "a\u2192b");
   EXPECT_EQ(found("a\\x{2192}b", "a\u2192b"), "a\u2192b");

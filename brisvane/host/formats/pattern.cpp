@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <limits>
+#include <string>
 #include <utility>
 
 #include "brisvane/host/formats/compiled_pattern.h"
@@ -187,6 +188,14 @@ Result<Pattern> Pattern::compile(std::string_view pattern) {
   auto compiled = compilePattern(pattern);
   if (!compiled.ok()) return compiled.error();
   return Pattern(std::make_shared<const Code>(Code{std::move(compiled).value()}));
+}
+
+std::optional<std::size_t> Pattern::groupNumber(std::string_view name) const {
+  const std::string terminated(name);
+  if (terminated.find('\0') != std::string::npos) return std::nullopt;
+  const int number = pcre2_substring_number_from_name(
+      code_->compiled.code.get(), reinterpret_cast<PCRE2_SPTR>(terminated.c_str()));
+  return number > 0 ? std::optional(static_cast<std::size_t>(number)) : std::nullopt;
 }
 
 Result<std::optional<Pattern::Match>> Pattern::firstMatch(std::string_view text,

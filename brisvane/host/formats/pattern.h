@@ -35,6 +35,10 @@ class BRISVANE_EXPORT Pattern {
   // ENOMEM: PCRE2 is out of memory.
   [[nodiscard]] static Result<Pattern> compile(std::string_view pattern);
 
+  // The number of the group that the pattern names, as in (?<name>...): its range in a Match.
+  // nullopt for a name that the pattern does not have, or has for several groups.
+  [[nodiscard]] std::optional<std::size_t> groupNumber(std::string_view name) const;
+
   // The seconds that a search may still take. The searching thread calls it from time to time.
   // It must not throw.
   using TimeLeft = std::function<double()>;
