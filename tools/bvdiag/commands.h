@@ -11,6 +11,7 @@ namespace bvdiag {
 void addDemo(AnyCommand& program);
 void addPorts(AnyCommand& program);
 void addSend(AnyCommand& program);
+void addRepeat(AnyCommand& program);
 void addMonitor(AnyCommand& program);
 void addFixture(AnyCommand& program);
 void addLog(AnyCommand& program);

@@ -1,8 +1,10 @@
 #include "interrupt.h"
 
-#include <csignal>
+#include <poll.h>
 
+#include <algorithm>
 #include <atomic>
+#include <csignal>
 
 namespace bvdiag {
 namespace {
@@ -58,6 +60,16 @@ std::shared_ptr<const brisvane::host::Clock> interruptibleClock() {
 bool RunTime::isOver() const noexcept {
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start_;
   return interrupted() || (limit_ && elapsed.count() >= *limit_);
+}
+
+void RunTime::waitUntil(std::chrono::steady_clock::time_point then) const noexcept {
+  constexpr std::chrono::milliseconds kStep{50};
+  while (!isOver()) {
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(then - std::chrono::steady_clock::now());
+    if (left.count() <= 0) return;
+    ::poll(nullptr, 0, static_cast<int>(std::min(left, kStep).count()));  // a signal ends it
+  }
 }
 
 }  // namespace bvdiag

@@ -40,6 +40,9 @@ class RunTime {
   // When the flag is up or `limit` seconds have passed.
   [[nodiscard]] bool isOver() const noexcept;
 
+  // Blocks until then, or until the run is over.
+  void waitUntil(std::chrono::steady_clock::time_point then) const noexcept;
+
  private:
   std::optional<double> limit_;
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();

@@ -1,6 +1,5 @@
 #include "status_line.h"
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,9 +12,8 @@
 #include <string_view>
 #include <utility>
 
-#include <brisvane/types/unicode.h>
-
 #include "output.h"
+#include "terminal_columns.h"
 
 namespace bvdiag {
 namespace {
@@ -27,42 +25,6 @@ using std::chrono::steady_clock;
 constexpr milliseconds kPatience{500};
 constexpr milliseconds kStep{100};
 
-// The columns that a line may take: not the last one, in which a terminal may go on to the next
-// line.
-std::size_t room() {
-  constexpr std::size_t kUsual = 80;
-  winsize size{};
-  const bool isKnown = ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-  return (isKnown ? size.ws_col : kUsual) - 1;
-}
-
-// The columns of a character at most: some of those beyond ASCII take two.
-std::size_t columnsOf(const brisvane::CodePoint& character) {
-  return character.value < 0x80 ? 1 : 2;
-}
-
-std::size_t columnsOf(std::string_view text) {
-  std::size_t columns = 0;
-  while (!text.empty()) {
-    const auto next = brisvane::firstCodePoint(text);
-    columns += columnsOf(next);
-    text.remove_prefix(next.length);
-  }
-  return columns;
-}
-
-// The beginning of the text that takes so many columns at most.
-std::string_view fitting(std::string_view text, std::size_t columns) {
-  std::size_t length = 0;
-  while (length < text.size()) {
-    const auto next = brisvane::firstCodePoint(text.substr(length));
-    if (columnsOf(next) > columns) break;
-    columns -= columnsOf(next);
-    length += next.length;
-  }
-  return text.substr(0, length);
-}
-
 // Of a line that is too long, the hint goes first, then the end of what goes on.
 std::string lineOf(std::string_view what, const std::string& progress, std::size_t columns) {
   const std::string_view hint = " (Ctrl-C ends it)";
@@ -70,12 +32,10 @@ std::string lineOf(std::string_view what, const std::string& progress, std::size
   const std::size_t needed = columnsOf(tail);
   if (columnsOf(what) + needed + hint.size() <= columns)
     return std::string(what).append(tail).append(hint);
-  return std::string(
-      fitting(std::string(fitting(what, columns - std::min(columns, needed))) + tail, columns));
+  return std::string(fitting(what, columns - std::min(columns, needed))) + tail;
 }
 
-void show(const std::stop_token& stop, const std::string& what,
-          const StatusLine::Progress& progress) {
+void show(const std::stop_token& stop, const StatusLine::Drawing& draw) {
   const auto start = steady_clock::now();
   std::mutex mutex;
   std::condition_variable_any wake;
@@ -93,20 +53,26 @@ void show(const std::stop_token& stop, const std::string& what,
   };
   for (milliseconds pause = kPatience; !stoppedWithin(pause); pause = kStep) {
     const std::chrono::duration<double> elapsed = steady_clock::now() - start;
-    const std::size_t columns = room();
-    write(lineOf(what, progress(elapsed.count()), columns), columns);
+    const std::size_t columns = lineColumns(STDERR_FILENO);
+    write(std::string(fitting(draw(elapsed.count(), columns), columns)), columns);
   }
   if (width == 0) return;
-  write("", room());
+  write("", lineColumns(STDERR_FILENO));
   std::cerr << "\r";
 }
 
 }  // namespace
 
-StatusLine::StatusLine(std::string what, Progress progress) {
+StatusLine::StatusLine(std::string what, Progress progress)
+    : StatusLine([what = escaped(what), progress = std::move(progress)](double seconds,
+                                                                        std::size_t columns) {
+        return lineOf(what, progress(seconds), columns);
+      }) {}
+
+StatusLine::StatusLine(Drawing draw) {
   if (!isCapableTerminal(STDERR_FILENO)) return;
-  thread_ = std::jthread([what = escaped(what), progress = std::move(progress)](
-                             const std::stop_token& stop) { show(stop, what, progress); });
+  thread_ =
+      std::jthread([draw = std::move(draw)](const std::stop_token& stop) { show(stop, draw); });
 }
 
 StatusLine::Progress timeLeft(double limit) {
