@@ -23,6 +23,7 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::IsSupersetOf;
 using ::testing::Optional;
+using ::testing::UnorderedElementsAre;
 
 // The result of the operation, as "name type MAC address" in each line.
 std::vector<std::string> linesOf(const std::optional<Array>& records) {
@@ -229,6 +230,18 @@ TEST(LinuxInterfaces, OfANetworkOfTheirOwnAreThoseThatWereMade) {
                      InterfaceAddress{"p0", true, false, Ipv4Address{198, 51, 100, 2}},
                      InterfaceAddress{"caf\xE9", true, false, Ipv4Address{203, 0, 113, 1}},
                      InterfaceAddress{"br0", true, false, Ipv4Address{10, 0, 0, 1}}})));
+    const NetworkListing inUse = network.inUse();
+    EXPECT_THAT(inUse.interfaces.optional(),
+                Optional(UnorderedElementsAre(
+                    NetworkInterface{std::nullopt, "Ethernet", "02:00:5e:00:00:02"},
+                    NetworkInterface{"p0", "Ethernet", "02:00:5e:00:00:ab"},
+                    NetworkInterface{"br0", "bridge", "02:00:5e:00:00:03"})));
+    EXPECT_THAT(inUse.addresses.optional(),
+                Optional(UnorderedElementsAre(
+                    InterfaceAddress{"p0", true, false, Ipv4Address{192, 0, 2, 1}},
+                    InterfaceAddress{"p0", true, false, Ipv4Address{198, 51, 100, 2}},
+                    InterfaceAddress{"caf\xE9", true, false, Ipv4Address{203, 0, 113, 1}},
+                    InterfaceAddress{"br0", true, false, Ipv4Address{10, 0, 0, 1}})));
     const std::string line = "p0 Ethernet 02:00:5e:00:00:ab 198.51.100.2";
     EXPECT_THAT(linesOf(foundIn(folder)), ElementsAre(line, line));
     EXPECT_TRUE(ip("link set p0 down"));

@@ -101,6 +101,7 @@ Result<std::vector<NetworkInterface>> NetworkInterfaces::interfaces() const {
 Result<std::vector<InterfaceAddress>> NetworkInterfaces::addresses() const {
   return Error(ENODEV, "network interfaces");
 }
+NetworkListing NetworkInterfaces::inUse() const { return {interfaces(), addresses()}; }
 
 Platform::Platform() noexcept {
   setSystemLog(nullptr);

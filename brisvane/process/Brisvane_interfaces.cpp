@@ -52,18 +52,18 @@ void setAddress(Dictionary& fields, const host::Ipv4Address& address) {
   fields.try_emplace("MacAddress", text);
 }
 
-std::optional<Array> interfacesOf(const NetworkInterfaces& network) {
-  const auto interfaces = network.interfaces();
-  if (!interfaces.ok()) return std::nullopt;
-  Records records = recordsOf(interfaces.value());
+std::optional<Array> interfacesOf(const host::NetworkListing& found) {
+  if (!found.interfaces.ok()) return std::nullopt;
+  Records records = recordsOf(found.interfaces.value());
   std::vector<Record*> listed;
-  for (const auto& entry :
-       network.addresses().optional().value_or(std::vector<host::InterfaceAddress>())) {
-    if (!entry.isUp || entry.isLoopback || !entry.ipv4) continue;
-    const auto found = records.find(entry.name);
-    if (found == records.end()) continue;
-    setAddress(found->second.fields, *entry.ipv4);
-    listed.push_back(&found->second);
+  if (found.addresses.ok()) {
+    for (const host::InterfaceAddress& entry : found.addresses.value()) {
+      if (!isInUse(entry)) continue;
+      const auto record = records.find(entry.name);
+      if (record == records.end()) continue;
+      setAddress(record->second.fields, *entry.ipv4);
+      listed.push_back(&record->second);
+    }
   }
   Array result;
   for (Record* const record : listed) {
@@ -78,7 +78,7 @@ std::optional<Array> interfacesOf(const NetworkInterfaces& network) {
 std::optional<Array> Brisvane::findEthernetInterfaces() noexcept {
   const auto platform = host::platform();
   return memoryPermitting(std::nullopt,
-                          [&] { return interfacesOf(platform->networkInterfaces()); });
+                          [&] { return interfacesOf(platform->networkInterfaces().inUse()); });
 }
 
 }  // namespace brisvane

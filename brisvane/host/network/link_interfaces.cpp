@@ -52,6 +52,22 @@ bool isLink(const ifaddrs& entry) noexcept {
   return entry.ifa_addr == nullptr || entry.ifa_addr->sa_family == AF_PACKET;
 }
 
+template <typename Visit>
+void forEach(const Entries& entries, Visit visit) {
+  for (const ifaddrs* entry = entries.get(); entry != nullptr; entry = entry->ifa_next)
+    visit(*entry);
+}
+
+InterfaceAddress interfaceAddress(const ifaddrs& entry) {
+  const std::string_view name = entry.ifa_name;
+  InterfaceAddress found{std::string(name.substr(0, name.find(':'))),
+                         (entry.ifa_flags & IFF_UP) != 0, (entry.ifa_flags & IFF_LOOPBACK) != 0,
+                         std::nullopt};
+  if (const auto address = addressOf<sockaddr_in>(entry, AF_INET))
+    std::memcpy(found.ipv4.emplace().data(), &address->sin_addr, sizeof address->sin_addr);
+  return found;
+}
+
 std::optional<std::string> hardwareAddress(const sockaddr_ll& link) {
   if (link.sll_halen > sizeof link.sll_addr) return std::nullopt;
   const ByteView bytes(link.sll_addr, link.sll_halen);
@@ -97,19 +113,23 @@ std::string LinkInterfaces::typeOf(std::string_view name, unsigned hardware) con
   return std::string(hardware == ARPHRD_LOOPBACK ? kLoopback : kOther);
 }
 
+NetworkInterface LinkInterfaces::interfaceOf(const ifaddrs& link) const {
+  const std::string_view name = link.ifa_name;
+  const auto address = addressOf<sockaddr_ll>(link, AF_PACKET);
+  NetworkInterface found;
+  if (isUtf8(name)) found.name = name;
+  found.type = typeOf(name, address ? address->sll_hatype : ARPHRD_VOID);
+  if (address) found.hardwareAddress = hardwareAddress(*address);
+  return found;
+}
+
 Result<std::vector<NetworkInterface>> LinkInterfaces::interfaces() const {
   const auto entries = takeEntries();
   if (!entries.ok()) return entries.error();
   std::vector<NetworkInterface> interfaces;
-  for (const ifaddrs* entry = entries.value().get(); entry != nullptr; entry = entry->ifa_next) {
-    if (!isLink(*entry)) continue;
-    const std::string_view name = entry->ifa_name;
-    const auto link = addressOf<sockaddr_ll>(*entry, AF_PACKET);
-    NetworkInterface& found = interfaces.emplace_back();
-    if (isUtf8(name)) found.name = name;
-    found.type = typeOf(name, link ? link->sll_hatype : ARPHRD_VOID);
-    if (link) found.hardwareAddress = hardwareAddress(*link);
-  }
+  forEach(entries.value(), [&](const ifaddrs& entry) {
+    if (isLink(entry)) interfaces.push_back(interfaceOf(entry));
+  });
   return interfaces;
 }
 
@@ -117,17 +137,28 @@ Result<std::vector<InterfaceAddress>> LinkInterfaces::addresses() const {
   const auto entries = takeEntries();
   if (!entries.ok()) return entries.error();
   std::vector<InterfaceAddress> addresses;
-  for (const ifaddrs* entry = entries.value().get(); entry != nullptr; entry = entry->ifa_next) {
-    const std::string_view name = entry->ifa_name;
-    InterfaceAddress& found = addresses.emplace_back();
-    found.name = name.substr(0, name.find(':'));
-    found.isUp = (entry->ifa_flags & IFF_UP) != 0;
-    found.isLoopback = (entry->ifa_flags & IFF_LOOPBACK) != 0;
-    if (const auto address = addressOf<sockaddr_in>(*entry, AF_INET)) {
-      std::memcpy(found.ipv4.emplace().data(), &address->sin_addr, sizeof address->sin_addr);
-    }
-  }
+  forEach(entries.value(),
+          [&](const ifaddrs& entry) { addresses.push_back(interfaceAddress(entry)); });
   return addresses;
+}
+
+NetworkListing LinkInterfaces::inUse() const {
+  const auto entries = takeEntries();
+  if (!entries.ok()) return {entries.error(), entries.error()};
+  std::vector<InterfaceAddress> addresses;
+  forEach(entries.value(), [&](const ifaddrs& entry) {
+    if (InterfaceAddress address = interfaceAddress(entry); isInUse(address))
+      addresses.push_back(std::move(address));
+  });
+  std::vector<NetworkInterface> interfaces;
+  forEach(entries.value(), [&](const ifaddrs& entry) {
+    const auto isItsAddress = [&](const InterfaceAddress& one) {
+      return one.name == entry.ifa_name;
+    };
+    if (isLink(entry) && std::any_of(addresses.begin(), addresses.end(), isItsAddress))
+      interfaces.push_back(interfaceOf(entry));
+  });
+  return {std::move(interfaces), std::move(addresses)};
 }
 
 }  // namespace brisvane::host::real

@@ -2,6 +2,8 @@
 // Safe from any thread: each call reads everything again.
 #pragma once
 
+#include <ifaddrs.h>
+
 #include <string>
 #include <string_view>
 #include <utility>
@@ -22,8 +24,12 @@ class LinkInterfaces final : public NetworkInterfaces {
   // The entries of getifaddrs(3). The label of an address is removed: "eth0:1" becomes "eth0".
   Result<std::vector<InterfaceAddress>> addresses() const override;
 
+  // Both from one call of getifaddrs(3). Only the links in use are asked for their type.
+  [[nodiscard]] NetworkListing inUse() const override;
+
  private:
   [[nodiscard]] std::string typeOf(std::string_view name, unsigned hardware) const;
+  [[nodiscard]] NetworkInterface interfaceOf(const ifaddrs& link) const;
 
   const std::string folder_;
 };

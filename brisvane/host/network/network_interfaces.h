@@ -35,8 +35,14 @@ struct InterfaceAddress {
   bool operator==(const InterfaceAddress&) const = default;
 };
 
-// The two operations are independent: one may fail while the other succeeds.
-// By default both fail.
+// The interfaces and the addresses, each of which may be unavailable while the other is not.
+struct NetworkListing {
+  Result<std::vector<NetworkInterface>> interfaces;
+  Result<std::vector<InterfaceAddress>> addresses;
+};
+
+// Enumerating the interfaces and listing the addresses are independent: one may fail while the
+// other succeeds. By default both fail.
 //
 // REQUIRES of an implementation: it throws nothing but std::bad_alloc.
 class BRISVANE_EXPORT NetworkInterfaces {
@@ -56,7 +62,17 @@ class BRISVANE_EXPORT NetworkInterfaces {
 
   // The addresses of every interface, in the kernel's order.
   [[nodiscard]] virtual Result<std::vector<InterfaceAddress>> addresses() const;
+
+  // Both, of the interfaces in use only: those that are up, are no loopback and have an IPv4
+  // address. An implementation may leave out any other interface and its addresses. By default
+  // this is all that interfaces() and addresses() give.
+  [[nodiscard]] virtual NetworkListing inUse() const;
 };
+
+// Whether an address makes its interface one in use.
+[[nodiscard]] inline bool isInUse(const InterfaceAddress& address) noexcept {
+  return address.isUp && !address.isLoopback && address.ipv4;
+}
 
 // The address as a text, such as "192.0.2.1".
 [[nodiscard]] BRISVANE_EXPORT std::string dottedText(const Ipv4Address& address);
