@@ -1,6 +1,10 @@
-// Marks what the shared libraries export. Refuses a build whose standard library has another layout
-// of strings and vectors than theirs.
+// Marks what the shared libraries export. Refuses a build for a C++ that is too old, and one whose
+// standard library has another layout of strings and vectors than theirs.
 #pragma once
+
+#if __cplusplus < 202002L
+#error "Brisvane's headers need C++20 or later: build with -std=c++20 or -std=c++23"
+#endif
 
 #include <string>  // defines the standard library's own configuration macros
 
