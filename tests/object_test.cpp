@@ -3,8 +3,11 @@
 #include <gmock/gmock.h>
 
 #include <limits>
+#include <sstream>
 #include <thread>
 #include <type_traits>
+
+#include "brisvane/types/result.h"
 
 namespace brisvane {
 namespace {
@@ -55,6 +58,63 @@ TEST(Object, TellsOnlyWhatItHoldsAndOnlyWhatFits) {
   EXPECT_EQ(Object(1.0).integer(), std::nullopt);
   EXPECT_EQ(Object("text").ifData(), nullptr);
   EXPECT_EQ(Object(std::string("a\0b", 3)).text(), std::string("a\0b", 3));
+}
+
+TEST(Object, IsWrittenInBracesAndFoundByItsPath) {
+  const Object settings = {{"speed", 115200}, {"line", {{"parity", "even"}, {"none", nullptr}}}};
+  EXPECT_EQ(settings, Object(Dictionary{{"speed", 115200},
+                                        {"line", Dictionary{{"parity", "even"}, {"none", {}}}}}));
+  const Dictionary machine{{"devices", Array{{{"name", "a"}}, {{"name", "b"}}}}};
+  EXPECT_EQ(valueAt(machine, "devices", 1, "name"), Object("b"));
+  EXPECT_EQ(settings.at("line", std::string("none")), Object());
+  EXPECT_TRUE(settings.at().value().same(settings));
+  // No such place: a key or an index too far, of another kind, in something that has no places.
+  const Object devices = machine.at("devices");
+  for (const auto& nothing :
+       {devices.at(2), devices.at(-1), devices.at("0"), devices.at(0, 0), devices.at(0, "name", 0),
+        settings.at("spee"), settings.at(0), settings.at("line", "parity", "even"),
+        valueAt(Array{1}, 1), valueAt(machine, 0)})
+    EXPECT_EQ(nothing, std::nullopt);
+  static_assert(!std::is_constructible_v<Object, int, int>);
+}
+
+TEST(Object, ShowsWhatItHoldsToAPerson) {
+  using std::chrono::milliseconds;
+  const Object value = Dictionary{
+      {"b", Array{nullptr, true, -1, ~std::uint64_t{0}, 1.0, 0.1, 1e300, -0.0}},
+      {"a", Data{1, 2, 3, 4, 255}},
+      {"\"", "tab\t\x1B[1m\xFF \u00E9\u202E"},
+      {"c", Array{Date(milliseconds(-1)), Date(std::chrono::hours(24)), Array{}, Dictionary{}}}};
+  const std::string shown =
+      R"({"\"": "tab\t\u{1B}[1m\xFF é\u{202E}", "a": <5 bytes: 01020304 FF>, )"
+      R"("b": [null, true, -1, 18446744073709551615, 1.0, 0.1, 1e+300, -0.0], )"
+      R"("c": [1969-12-31T23:59:59.999Z, 1970-01-02T00:00:00Z, [], {}]})";
+  EXPECT_EQ(value.description(), shown);
+  EXPECT_EQ(::testing::PrintToString(value), shown);
+  EXPECT_EQ(::testing::PrintToString(Object(std::numeric_limits<double>::infinity())), "inf");
+  std::ostringstream stream;
+  stream << *value.ifDictionary() << Array{1} << Data{16} << Error(ENOENT, "here")
+         << Result<Data>(Data{1}) << Result<>(Error(EIO)) << Result<>() << Result<Object>(Object(2));
+  EXPECT_EQ(stream.str(), shown + "[1]1 byte: 10here: No such file or directoryok: 1 byte: 01"
+                                  "failed: Input/output errorokok: 2");
+}
+
+TEST(Object, ShowsNoMoreThanAPersonReads) {
+  Object deep;
+  Object wide("x");
+  for (int level = 0; level < 100; ++level) {
+    deep = Object(Array{deep});
+    wide = Object(Array{wide, wide});  // 2^100 texts
+  }
+  const std::string brackets(Object::kDeepestDescription + 1, '[');
+  EXPECT_TRUE(deep.description().starts_with(brackets + "...]")) << deep;
+  EXPECT_LT(wide.description().size(), Object::kLongestDescription + 1'000);
+  for (const Object& large : {Object(std::string(1'000'000, 'x')), Object(Data(1'000'000)),
+                              Object(Array(1'000'000, Object(1)))}) {
+    const std::string shown = large.description();
+    EXPECT_LT(shown.size(), 2 * Object::kLongestDescription);
+    EXPECT_NE(shown.find("..."), std::string::npos);
+  }
 }
 
 TEST(Object, NestedAMillionDeepIsComparedAndReleasedWithoutOverflow) {

@@ -1,6 +1,7 @@
 #include "brisvane/types/error.h"
 
 #include <cstring>
+#include <ostream>
 
 #include "brisvane/types/join.h"
 #include "brisvane/types/out_of_memory.h"
@@ -47,6 +48,10 @@ std::string Error::reason() const {
 
 std::string Error::text() const {
   return what().empty() ? reason() : join({what(), ": ", reason()});
+}
+
+std::ostream& operator<<(std::ostream& stream, const Error& error) {
+  return stream << error.text();
 }
 
 }  // namespace brisvane

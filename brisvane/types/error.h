@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cerrno>
+#include <iosfwd>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -57,6 +58,8 @@ class BRISVANE_EXPORT Error {
 
   // "what: reason"; the reason alone when what() is empty.
   [[nodiscard]] std::string text() const;
+  // Prints the text.
+  friend BRISVANE_EXPORT std::ostream& operator<<(std::ostream& stream, const Error& error);
 
  private:
   struct Words {

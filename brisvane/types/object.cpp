@@ -89,6 +89,9 @@ Object::Object(Date date) : value_(new Value(date)) {}
 Object::Object(Array array) : value_(new Value(std::move(array))) {}
 Object::Object(Dictionary dictionary) : value_(new Value(std::move(dictionary))) {}
 
+Object::Object(std::initializer_list<std::pair<std::string_view, Object>> entries)
+    : Object(Dictionary(entries.begin(), entries.end())) {}
+
 Object::Object(const Object& other) noexcept : value_(other.value_) {
   if (value_ != nullptr) value_->owners.fetch_add(1, std::memory_order_relaxed);
 }
@@ -171,6 +174,22 @@ const std::string* Object::ifText() const noexcept { return contentIf<std::strin
 const Data* Object::ifData() const noexcept { return contentIf<Data>(value_); }
 const Array* Object::ifArray() const noexcept { return contentIf<Array>(value_); }
 const Dictionary* Object::ifDictionary() const noexcept { return contentIf<Dictionary>(value_); }
+
+const Object* ValueStep::in(const Array& array) const noexcept {
+  return !isKey_ && index_ < array.size() ? &array[index_] : nullptr;
+}
+
+const Object* ValueStep::in(const Dictionary& dictionary) const noexcept {
+  if (!isKey_) return nullptr;
+  const auto found = dictionary.find(key_);
+  return found != dictionary.end() ? &found->second : nullptr;
+}
+
+const Object* Object::find(ValueStep step) const noexcept {
+  if (const Array* array = ifArray()) return step.in(*array);
+  if (const Dictionary* dictionary = ifDictionary()) return step.in(*dictionary);
+  return nullptr;
+}
 
 bool operator==(const Object& left, const Object& right) {
   if (left.same(right)) return true;

@@ -9,7 +9,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
+#include <iosfwd>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -46,6 +49,30 @@ concept ObjectInteger = std::integral<T> && sizeof(T) <= sizeof(std::uint64_t) &
                         !std::same_as<T, bool> && !std::same_as<T, char> &&
                         !std::same_as<T, wchar_t> && !std::same_as<T, char8_t> &&
                         !std::same_as<T, char16_t> && !std::same_as<T, char32_t>;
+
+// One step of a path into a value: the key of a dictionary, or the index of an array, from 0.
+// A step does not own its key. Use it as an argument, never as a member.
+class ValueStep {
+ public:
+  // NOLINTBEGIN(google-explicit-constructor): a key or an index is a step as it is.
+  constexpr ValueStep(std::string_view key) noexcept : key_(key), isKey_(true) {}
+  constexpr ValueStep(const char* key) noexcept : ValueStep(std::string_view(key)) {}
+  ValueStep(const std::string& key) noexcept : ValueStep(std::string_view(key)) {}
+  // No array has a negative index.
+  template <ObjectInteger T>
+  constexpr ValueStep(T index) noexcept
+      : index_(index < 0 ? ~std::uint64_t{0} : static_cast<std::uint64_t>(index)) {}
+  // NOLINTEND(google-explicit-constructor)
+
+  // What stands there; null when the array is shorter, or the dictionary does not have the key.
+  [[nodiscard]] BRISVANE_EXPORT const Object* in(const Array& array) const noexcept;
+  [[nodiscard]] BRISVANE_EXPORT const Object* in(const Dictionary& dictionary) const noexcept;
+
+ private:
+  std::string_view key_;
+  std::uint64_t index_ = 0;
+  bool isKey_ = false;
+};
 
 // A shared handle to one immutable value. Copying a handle is cheap. A copy shares the value and
 // its identity; each other construction makes a value of its own. A handle without a value is the
@@ -85,6 +112,11 @@ class BRISVANE_EXPORT Object {
   Object(Date date);
   Object(Array array);
   Object(Dictionary dictionary);
+  // A dictionary in braces: `Object settings = {{"speed", 115200}, {"line", {{"parity", "even"}}}};`
+  // An array among them is named: `{{"limits", Array{1, 2}}}`.
+  Object(std::initializer_list<std::pair<std::string_view, Object>> entries);
+  template <typename First, typename Second, typename... More>
+  Object(First&&, Second&&, More&&...) = delete;  // write Array{...}, or {{key, value}, ...}
   // NOLINTEND(google-explicit-constructor)
   template <typename T>
   Object(const std::optional<T>&) = delete;  // say what absent means: Brisvane::objectOrNull
@@ -118,6 +150,26 @@ class BRISVANE_EXPORT Object {
   [[nodiscard]] const Array* ifArray() const noexcept;
   [[nodiscard]] const Dictionary* ifDictionary() const noexcept;
 
+  // What stands at the end of a path of keys and indexes: `profile.at("devices", 0, "name")`.
+  // nullopt when there is no such place. Without a step it is the value itself.
+  template <std::convertible_to<ValueStep>... Steps>
+  [[nodiscard]] std::optional<Object> at(const Steps&... steps) const noexcept {
+    const Object* place = this;
+    (void)((place = place->find(steps)) && ...);
+    return place != nullptr ? std::optional<Object>(*place) : std::nullopt;
+  }
+
+  // The value for a person to read, in a form like JSON: `{"a": [1, 1.0, null], "b": <2 bytes:
+  // 0AFF>}`. Keys stand in byte order, and a date is in ISO 8601. What is not printable in a text
+  // is escaped: \\u{1B}, or \\xFF for a byte that is not UTF-8. Nothing parses this form. What nests
+  // deeper than kDeepestDescription is "...", and so is what does not fit into about
+  // kLongestDescription bytes.
+  [[nodiscard]] std::string description() const;
+  static constexpr std::size_t kDeepestDescription = 32;
+  static constexpr std::size_t kLongestDescription = std::size_t{64} << 10U;
+  // Prints the description. Tests therefore show it where values differ.
+  friend BRISVANE_EXPORT std::ostream& operator<<(std::ostream& stream, const Object& value);
+
   // Whether both handles share one value. Any two null markers do.
   [[nodiscard]] bool same(const Object& other) const noexcept { return value_ == other.value_; }
   // Whether both hold equal content. Containers are compared to any depth. The time grows with the
@@ -146,11 +198,30 @@ class BRISVANE_EXPORT Object {
   explicit Object(Integer value);
   explicit Object(Real value);
 
+  [[nodiscard]] const Object* find(ValueStep step) const noexcept;
   static void release(const Value* value) noexcept;
   // Whether another handle holds the same value.
   [[nodiscard]] bool isShared() const noexcept;
 
   const Value* value_ = nullptr;
 };
+
+// What stands at the end of a path that begins in an array or a dictionary, as Object::at().
+template <std::convertible_to<ValueStep>... Steps>
+[[nodiscard]] std::optional<Object> valueAt(const Array& array, ValueStep first,
+                                            const Steps&... steps) noexcept {
+  const Object* const element = first.in(array);
+  return element != nullptr ? element->at(steps...) : std::nullopt;
+}
+template <std::convertible_to<ValueStep>... Steps>
+[[nodiscard]] std::optional<Object> valueAt(const Dictionary& dictionary, ValueStep first,
+                                            const Steps&... steps) noexcept {
+  const Object* const element = first.in(dictionary);
+  return element != nullptr ? element->at(steps...) : std::nullopt;
+}
+
+// Print the description of an Object that holds the same.
+BRISVANE_EXPORT std::ostream& operator<<(std::ostream& stream, const Array& array);
+BRISVANE_EXPORT std::ostream& operator<<(std::ostream& stream, const Dictionary& dictionary);
 
 }  // namespace brisvane

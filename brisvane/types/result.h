@@ -4,11 +4,15 @@
 
 #include <cassert>
 #include <concepts>
+#include <iosfwd>
 #include <optional>
+#include <string_view>
 #include <utility>
 #include <variant>
 
+#include "brisvane/types/data.h"
 #include "brisvane/types/error.h"
+#include "brisvane/types/export.h"
 
 namespace brisvane {
 
@@ -83,5 +87,20 @@ class [[nodiscard]] Result<void> {
  private:
   std::optional<Error> error_;
 };
+
+// Prints the words. It spares whoever includes this header <ostream>.
+BRISVANE_EXPORT std::ostream& printWords(std::ostream& stream, std::string_view words);
+
+// Prints "ok: " and the value, or "ok" when that does not print itself; or "failed: " and the text
+// of the Error.
+template <typename T>
+std::ostream& operator<<(std::ostream& stream, const Result<T>& result) {
+  if (!result.ok()) return printWords(stream, "failed: ") << result.error();
+  if constexpr (requires { stream << result.value(); }) {
+    return printWords(stream, "ok: ") << result.value();
+  } else {
+    return printWords(stream, "ok");
+  }
+}
 
 }  // namespace brisvane
