@@ -1,10 +1,12 @@
 #include "brisvane/logging/BVLog.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -251,6 +253,48 @@ void withFilesUpTo(rlim_t size, const Write& write) {
   ::setrlimit(RLIMIT_FSIZE, &small);
   write();
   ::setrlimit(RLIMIT_FSIZE, &usual);
+}
+
+// Standard error in the place of a descriptor, for one log line through its path.
+void logToStandardError(BVLog& log, int descriptor) {
+  const int kept = ::dup(STDERR_FILENO);
+  ::dup2(descriptor, STDERR_FILENO);
+  log.info("seen");
+  ::dup2(kept, STDERR_FILENO);
+  ::close(kept);
+}
+
+TEST_F(BVLogTest, StandardErrorTakesLinesWhereItIsATerminalAPipeOrAFileButNotASocket) {
+  BVLog toError(SystemLogHandle::waylineLog(), "/dev/stderr", 0);
+  const auto readFrom = [](int descriptor) {
+    char line[100];
+    const ssize_t size = ::read(descriptor, line, sizeof line);
+    return std::string(line, size > 0 ? static_cast<std::size_t>(size) : 0);
+  };
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  logToStandardError(toError, ends[1]);
+  EXPECT_TRUE(readFrom(ends[0]).ends_with("seen \n"));
+
+  const int master = ::posix_openpt(O_RDWR | O_NOCTTY);
+  ASSERT_EQ(::grantpt(master) | ::unlockpt(master), 0);
+  const int terminal = ::open(::ptsname(master), O_RDWR | O_NOCTTY);
+  logToStandardError(toError, terminal);
+  EXPECT_TRUE(readFrom(master).ends_with("seen \r\n"));
+
+  writeFile(path, "before\n");
+  const int file = ::open(path.c_str(), O_RDWR);
+  logToStandardError(toError, file);
+  EXPECT_TRUE(contentOf(path).starts_with("before\n")) << "the line is appended";
+  EXPECT_TRUE(contentOf(path).ends_with("seen \n"));
+  EXPECT_EQ(toError.logFileFailure(), std::nullopt);
+
+  int sockets[2];
+  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, sockets), 0);
+  logToStandardError(toError, sockets[0]);
+  EXPECT_EQ(toError.logFileFailure().value().number(), ENXIO) << "no path opens a socket";
+  for (const int used : {ends[0], ends[1], master, terminal, file, sockets[0], sockets[1]})
+    ::close(used);
 }
 
 TEST_F(BVLogTest, LineAfterOneThatWasCutShortBeginsOnALineOfItsOwn) {

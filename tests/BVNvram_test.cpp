@@ -141,6 +141,8 @@ TEST_F(BVNvramTest, WriteAndDeleteGiveTheStoresStatusAndOnlyADoneDeleteIsCommitt
     EXPECT_EQ(N::deleteVariable("x"), status);
     EXPECT_THAT(calls(), ElementsAre("open", "write HwNVRAM-DELETE-PROPERTY=x"));
   }
+  EXPECT_EQ(N::statusText(EACCES), "Permission denied");
+  EXPECT_EQ(N::statusText(N::kNoStore), "the machine has no variable store");
   store->result = Error::because("the firmware does not answer");  // no errno value, and no success
   EXPECT_EQ(N::writeStringVariable("x", ""), EIO);
   EXPECT_EQ(calls().size(), 2U);

@@ -245,6 +245,12 @@ TEST(BVProcess, TakesAnyTimeLimit) {
   }
   Bench bench(R"({"answer": true, "delay": 0.1}, {"code": 258})");
   EXPECT_EQ(Bench::run(std::numeric_limits<std::int32_t>::max()), 0);
+  using std::chrono::seconds;
+  for (const seconds time : {seconds(30), seconds::max()}) {
+    EXPECT_EQ(BVProcess::runApp(kPath, {}, kID, time), 0);
+    EXPECT_TRUE(BVProcess::openItemWithURL("file:///opt/app", {}, time));
+  }
+  EXPECT_EQ(BVProcess::runApp(kPath, {}, kID, seconds::min()), 3);
 }
 
 TEST(BVProcess, OpensByFileUrl) {

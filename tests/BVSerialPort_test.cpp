@@ -160,6 +160,42 @@ TEST_F(BVSerialPortTest, OpeningThatFailsGivesItsReasonToWhoAsks) {
   EXPECT_TRUE(other.isPortOpen());
 }
 
+// A pseudo-terminal takes every option but the parity and the number of data bits, which its driver
+// puts back.
+TEST_F(BVSerialPortTest, OpensWithOptionsAndSaysWhichOneTheDeviceDoesNotSupport) {
+  const auto openedWith = [this](const LineOptions& options) {
+    port.closePort();
+    const auto opened = port.openPortOrError(options);
+    return opened.ok() ? "" : opened.error().text();
+  };
+  const auto settings = [this] {
+    termios now{};
+    EXPECT_EQ(::tcgetattr(port.spHandle(), &now), 0);
+    return now;
+  };
+  const std::string failed = port.path() + ": ";
+  EXPECT_EQ(openedWith({.speed = 9600, .stopBits = 2, .flowControl = FlowControl::kSoftware}), "");
+  EXPECT_EQ(settings().c_cflag & (CSTOPB | CRTSCTS), static_cast<tcflag_t>(CSTOPB));
+  EXPECT_EQ(settings().c_iflag & (IXON | IXOFF), static_cast<tcflag_t>(IXON | IXOFF));
+  EXPECT_EQ(host::real::lineSpeed(port.spHandle()).value(), (LineSpeed{9600, 9600}));
+  EXPECT_EQ(openedWith({.flowControl = FlowControl::kHardware}), "");
+  EXPECT_EQ(settings().c_cflag & (CSTOPB | CRTSCTS), static_cast<tcflag_t>(CSTOPB | CRTSCTS))
+      << "what is unset stays as the device has it";
+  EXPECT_EQ(settings().c_iflag & (IXON | IXOFF), 0U);
+  EXPECT_EQ(openedWith({.parity = Parity::kNone,
+                        .dataBits = 8,
+                        .stopBits = 1,
+                        .flowControl = FlowControl::kNone}),
+            "");
+  EXPECT_EQ(settings().c_cflag & (CSTOPB | CRTSCTS), 0U);
+
+  EXPECT_EQ(openedWith({.parity = Parity::kMark}), failed + "does not support the parity");
+  EXPECT_EQ(openedWith({.dataBits = 7}), failed + "does not support the number of data bits");
+  EXPECT_EQ(openedWith({.dataBits = 9}), failed + "data bits are 5, 6, 7 or 8");
+  EXPECT_EQ(openedWith({.stopBits = 0}), failed + "stop bits are 1 or 2");
+  EXPECT_FALSE(port.isPortOpen());
+}
+
 TEST_F(BVSerialPortTest, SpeedNeedNotBeAStandardOne) {
   port.closePort();
   BVSerialPort other(port.path());

@@ -111,8 +111,9 @@ TEST_F(BvdiagBytes, KeysComeFromAFileOrTheEnvironmentAlone) {
 TEST_F(BvdiagBytes, CiphersTellTheCauseAndItsNumberAndReplaceNoFile) {
   const std::vector<std::string> decrypt = {"decrypt", "--key-file", file,
                                             file,      "--output",   output};
-  EXPECT_THAT(errorsOf(decrypt, 1),
-              AllOf(HasSubstr(file + ": it is not a whole number of blocks"), HasSubstr("(-4)")));
+  EXPECT_THAT(
+      errorsOf(decrypt, 1),
+      AllOf(HasSubstr(file + ": the input is not a whole number of blocks"), HasSubstr("(-4)")));
   EXPECT_FALSE(fs::exists(output));
   writeFile(folder / "empty", "");
   EXPECT_THAT(errorsOf({"encrypt", "--algorithm", "rc4", "--key-file", folder / "empty", file}, 1),

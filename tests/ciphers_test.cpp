@@ -284,6 +284,8 @@ TEST(Ciphers, TellEachCauseByItsNumber) {
             CipherStatus::kPartialBlock);
   EXPECT_EQ(failureOf({}, CipherAlgorithm::kAes, "key", kPadded, dataDecryptedUsingAlgorithm),
             CipherStatus::kBadPadding);
+  EXPECT_EQ(CipherStatus::text(CipherStatus::kBadPadding), "the padding is bad");
+  EXPECT_EQ(CipherStatus::text(-8), "an unknown status");
   // Decrypted, the last byte is 0x11: no padding of a block of 16.
   const auto unpadded =
       dataEncryptedUsingAlgorithm(Data(16, 0x11), CipherAlgorithm::kAes, "key", nullptr, kCbc);

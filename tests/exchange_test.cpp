@@ -63,6 +63,25 @@ TEST_F(ExchangeTest, ByteReplyIsCompleteAtTheThirdQuietPollOnceItIsLongEnough) {
   EXPECT_THAT(logged(), IsEmpty());
 }
 
+template <typename Port, typename Polls>
+concept PollsFor = requires(Port& port, std::uint8_t& byte, Polls polls) {
+  port.readSerialWithTimeout(polls);
+  port.receiveByte(byte, polls);
+};
+
+TEST_F(ExchangeTest, TakesATextWhereBytesAreDueAndADurationAsItsLimit) {
+  EXPECT_TRUE(port.sendDataCommand("status", data, 1, 1'500ms));
+  EXPECT_EQ(textOf(data), "\t  status: OK\r\n");
+  EXPECT_TRUE(port.sendStringCommand("status", text, 1min));
+  EXPECT_EQ(text, "status: OK\r\n");
+  EXPECT_TRUE(port.sendStringCommand("status", text, "o[a-z]", std::chrono::duration<float>(2)));
+  EXPECT_EQ(text, "OK");
+  clock->stepBy(100ms);
+  EXPECT_FALSE(port.sendStringCommand("status", text, "never", 250ms));
+  static_assert(PollsFor<BVSerialPort, int> && !PollsFor<BVSerialPort, double> &&
+                !PollsFor<BVSerialPort, std::chrono::seconds>);
+}
+
 TEST_F(ExchangeTest, QuietPollsBeforeTheFirstByteCountForTheByteReply) {
   // Three have passed when the first half comes: it is handed out without the second.
   EXPECT_TRUE(port.sendDataCommand(Data{0xAA, 0x0A, 0x03}, data, 2, 5.0));

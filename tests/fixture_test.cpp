@@ -24,7 +24,8 @@ using std::chrono::steady_clock;
 // A program's use of a serial line, from opening to closing.
 class Line {
  public:
-  explicit Line(const std::string& node) : line_(terminal::Line::open(node, 115200).value()) {}
+  explicit Line(const std::string& node)
+      : line_(terminal::Line::open(node, {.speed = 115200}).value()) {}
 
   void say(std::string_view bytes) {
     const Data data(bytes.begin(), bytes.end());
@@ -204,7 +205,7 @@ TEST(Machine, ADeviceHangsUpAsItsScriptOrItsOwnerSaysAndIsGone) {
   EXPECT_TRUE(told.hangsUp());
   EXPECT_TRUE(machine->fixture("told")->hasHungUp());
   EXPECT_EQ(nodes.list().value(), std::vector<std::string>{"idle"});
-  EXPECT_FALSE(terminal::Line::open(nodes.location("/dev/told"), 115200).ok());
+  EXPECT_FALSE(terminal::Line::open(nodes.location("/dev/told"), {.speed = 115200}).ok());
 
   Line idle(nodes.location("/dev/idle"));
   EXPECT_EQ(idle.hear("", 1ms), "");

@@ -59,7 +59,7 @@ TYPED_TEST(EveryPlatform, ListsItsDevicesAndLeadsToEachThatCanBeOpened) {
   const DeviceNodes& nodes = this->bench_.platform->deviceNodes();
   EXPECT_THAT(nodes.list().value(), ::testing::UnorderedElementsAre("cu.usbserial-1", "cu.dead"));
   for (int program = 0; program < 3; ++program) {
-    const auto line = terminal::Line::open(nodes.location("/dev/cu.usbserial-1"), 9600);
+    const auto line = terminal::Line::open(nodes.location("/dev/cu.usbserial-1"), {.speed = 9600});
     ASSERT_TRUE(line.ok());
     const int descriptor = line.value().descriptor();
     const std::string command = "version\r";
@@ -74,7 +74,7 @@ TYPED_TEST(EveryPlatform, ListsItsDevicesAndLeadsToEachThatCanBeOpened) {
     EXPECT_EQ(reply, "FW 1.20\r\n");
   }
   for (const char* const absent : {"/dev/cu.dead", "/dev/cu.usbserial-2", "/dev/null"}) {
-    const auto line = terminal::Line::open(nodes.location(absent), 9600);
+    const auto line = terminal::Line::open(nodes.location(absent), {.speed = 9600});
     EXPECT_EQ(line.ok() ? 0 : line.error().number(), ENOENT) << absent;
   }
   for (const char* const elsewhere :

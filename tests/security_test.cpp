@@ -26,7 +26,7 @@ Data bytesOf(std::string_view text) { return {text.begin(), text.end()}; }
 
 TEST(Sha1Hash, IsThePublishedOneAtEveryLengthAroundABlock) {
   EXPECT_EQ(sha1Hash({}), parseHex("da39a3ee5e6b4b0d3255bfef95601890afd80709"));
-  EXPECT_EQ(sha1Hash(bytesOf("abc")), parseHex("a9993e364706816aba3e25717850c26c9cd0d89d"));
+  EXPECT_EQ(sha1Hash("abc"), parseHex("a9993e364706816aba3e25717850c26c9cd0d89d"));
   EXPECT_EQ(sha1Hash(bytesOf("abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq")),
             parseHex("84983e441c3bd26ebaae4aa1f95129e5e54670f1"));
   EXPECT_EQ(sha1Hash(Data(1'000'000, 'a')), parseHex("34aa973cd4c4daa4f61eeb2bdbad27316534016f"));

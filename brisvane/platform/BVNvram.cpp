@@ -17,8 +17,6 @@ using host::OpenNode;
 using host::Registry;
 using host::VariableStore;
 
-constexpr std::int32_t kNoStore = -1;
-
 std::string fullName(const Guid& space, Text name) {
   return join({guidText(space), ":", name.orEmpty()});
 }
@@ -36,7 +34,7 @@ bool isRefused(bool requireDevFused, bool requireInternalOS) {
 // The status of a write: an errno value, also where the store's error has none.
 std::int32_t setProperty(const Registry& registry, std::string_view name, std::string_view value) {
   const OpenNode options(registry, registry.nodeAtPath(Registry::kOptionsPath));
-  if (!options) return kNoStore;
+  if (!options) return BVNvram::kNoStore;
   const auto written = registry.setProperty(options.handle(), name, value);
   if (written.ok()) return 0;
   return written.error().number() != 0 ? written.error().number() : EIO;
@@ -110,6 +108,10 @@ std::optional<std::string> BVNvram::stringFromVariable(Text name) noexcept {
     const auto value = stringFromVariable(name, false, false, std::nullopt);
     return value ? value->text() : std::nullopt;
   });
+}
+
+std::string BVNvram::statusText(std::int32_t status) {
+  return status == kNoStore ? "the machine has no variable store" : errorText(status);
 }
 
 std::int32_t BVNvram::writeStringVariable(Text name, Text withValue) noexcept {

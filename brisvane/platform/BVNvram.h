@@ -35,8 +35,8 @@ namespace brisvane {
 // use gathers the profile. A read without guards does not use it. A refused read does not reach the
 // store.
 //
-// Writes and deletions. The result is 0, or -1 when the machine has no variable store, or an errno
-// value:
+// Writes and deletions. The result is 0, or kNoStore (-1) when the machine has no variable store,
+// or an errno value:
 //  - EACCES, EPERM: this user may not change the variable.
 //  - EROFS: the store is mounted read-only.
 //  - ENOSPC: the store is full.
@@ -60,6 +60,12 @@ class BRISVANE_EXPORT BVNvram final {
                                     0xA9, 0x21, 0xC1, 0x31, 0x03, 0x6F, 0xC9, 0x39};
   static constexpr Guid kLarderGuid{0xA5, 0xD4, 0x20, 0x23, 0x9B, 0xB9, 0x43, 0x66,
                                     0x87, 0x41, 0xA4, 0xA0, 0x16, 0x1F, 0xDE, 0xDE};
+
+  // The status where the machine has no variable store.
+  static constexpr std::int32_t kNoStore = -1;
+
+  // The status of a write or a deletion in words: "Permission denied". It may throw std::bad_alloc.
+  [[nodiscard]] static std::string statusText(std::int32_t status);
 
   // --- Full names ---
 

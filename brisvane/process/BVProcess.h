@@ -2,7 +2,10 @@
 // The class keeps no state. Any number of threads may launch at the same time.
 #pragma once
 
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -39,6 +42,10 @@ class BRISVANE_EXPORT BVProcess final {
   // application is up. A limit of 0 or less fails, unless the service answers at once.
   [[nodiscard]] static std::int64_t runApp(Text path, const std::vector<std::string>& arguments,
                                            Text bundleID, std::int32_t timeOut) noexcept;
+  [[nodiscard]] static std::int64_t runApp(Text path, const std::vector<std::string>& arguments,
+                                           Text bundleID, std::chrono::seconds timeOut) noexcept {
+    return runApp(path, arguments, bundleID, wholeSeconds(timeOut));
+  }
 
   // Launches the application at a file URL with these arguments. Waits for the launch service's
   // answer. host::fileUrl() makes such a URL of a path.
@@ -48,6 +55,19 @@ class BRISVANE_EXPORT BVProcess final {
   [[nodiscard]] static bool openItemWithURL(Text url,
                                             const std::vector<std::string>& launchParameters,
                                             std::int32_t timeOut) noexcept;
+  [[nodiscard]] static bool openItemWithURL(Text url,
+                                            const std::vector<std::string>& launchParameters,
+                                            std::chrono::seconds timeOut) noexcept {
+    return openItemWithURL(url, launchParameters, wholeSeconds(timeOut));
+  }
+
+ private:
+  // The limit nearest to `time` that is a number of seconds of 32 bits.
+  static std::int32_t wholeSeconds(std::chrono::seconds time) noexcept {
+    using Limits = std::numeric_limits<std::int32_t>;
+    return static_cast<std::int32_t>(
+        std::clamp<std::int64_t>(time.count(), Limits::min(), Limits::max()));
+  }
 };
 
 }  // namespace brisvane

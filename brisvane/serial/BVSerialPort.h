@@ -26,6 +26,8 @@
 #include <string>
 
 #include "brisvane/host/platform.h"
+#include "brisvane/host/terminal/line_options.h"
+#include "brisvane/types/bytes.h"
 #include "brisvane/types/data.h"
 #include "brisvane/types/export.h"
 #include "brisvane/types/result.h"
@@ -35,8 +37,17 @@ namespace brisvane {
 
 // A time limit, in seconds.
 using Seconds = double;
+template <typename Rep, typename Period>
+[[nodiscard]] constexpr Seconds inSeconds(std::chrono::duration<Rep, Period> time) noexcept {
+  return std::chrono::duration<Seconds>(time).count();
+}
 // A number of polls of up to about 11 ms each; not a time.
 using PollCount = std::int64_t;
+// What is refused where a number of polls is due.
+template <typename T>
+concept TimeNotPolls = std::floating_point<T> || requires(const T& time) {
+  inSeconds(time);
+};
 
 // Opens a device raw and exclusively, polls it, and exchanges commands and replies with it.
 // The results report failures. Messages go to the default logger.
@@ -91,6 +102,12 @@ class BRISVANE_EXPORT BVSerialPort final {
   //   if (!opened.ok()) std::puts(opened.error().text().c_str());
   [[nodiscard]] Result<> openPortOrError(std::int32_t speed) noexcept;
 
+  // The same, with framing and flow control. Fails also when an option is out of its range, and
+  // when the driver does not support it.
+  //
+  //   port.openPortOrError({.speed = 9600, .parity = bv::Parity::kEven, .dataBits = 7});
+  [[nodiscard]] Result<> openPortOrError(const LineOptions& options) noexcept;
+
   // The same on any path, without a change to the object. The caller closes the descriptor.
   // -1, with nothing left open, also in these cases:
   //  - Another program holds the device's advisory lock.
@@ -125,25 +142,26 @@ class BRISVANE_EXPORT BVSerialPort final {
   // quiet polls together exceed 4.
   // nullopt when nothing came or the port is closed.
   [[nodiscard]] std::optional<Data> readSerialWithTimeout(PollCount pollCount);
-  template <std::floating_point Time>
+  template <TimeNotPolls Time>
   std::optional<Data> readSerialWithTimeout(Time) = delete;  // a number of polls, not seconds
 
   // Takes the oldest byte from serialReadBuffer(). When that is empty, fills it by
   // readSerialWithTimeout first.
   // 0 when it has set `byte`; -1, with `byte` unchanged, when there is none.
   std::int32_t receiveByte(std::uint8_t& byte, std::uint32_t pollCount);
-  template <std::floating_point Time>
+  template <TimeNotPolls Time>
   std::int32_t receiveByte(std::uint8_t& byte, Time) = delete;  // a number of polls, not seconds
 
-  // Writes all bytes, in as many writes as the device needs. Blocks while the device takes nothing.
-  // False when the port is closed or a write fails. The rest is dropped then.
-  [[nodiscard]] bool sendLargeData(ByteView data);
+  // Writes all bytes, of a buffer or a text, in as many writes as the device needs. Blocks while
+  // the device takes nothing. False when the port is closed or a write fails. The rest is dropped
+  // then.
+  [[nodiscard]] bool sendLargeData(Bytes data);
 
   // Overwrites the bytes of serialReadBuffer() with 0, and empties it.
   void clearReadBuffer() noexcept;
 
   // Each byte as two upper-case digits and a space: "0A FF 10 ".
-  [[nodiscard]] static std::string hexStringFromData(ByteView data);
+  [[nodiscard]] static std::string hexStringFromData(Bytes data);
 
   // --- Exchanges: a command, and its reply ---
   //
@@ -151,22 +169,34 @@ class BRISVANE_EXPORT BVSerialPort final {
   // time limit. The limit is measured on the wall clock and on the steady clock; the larger
   // difference counts. The limit of the first two is one of silence: a device that keeps sending
   // keeps them going.
+  // A limit is a number of seconds or a duration: 0.5, or 500ms.
   // Each sets `getResponse` only when it gives true. None uses serialReadBuffer().
   // A text command must be 7-bit ASCII. A received byte above 0x7F becomes U+FFFD.
 
-  // Sends the bytes. The reply is complete when it has `minimumLength` bytes (a negative length
-  // counts as 0) and more than two reads have been quiet in all. Holds spLock to its end.
-  // False when the command is not written whole, or the line is quiet for longer than `timeout`.
-  [[nodiscard]] bool sendDataCommand(ByteView command, Data& getResponse,
-                                     std::int32_t minimumLength, Seconds timeout);
+  // Sends the bytes, of a buffer or a text. The reply is complete when it has `minimumLength` bytes
+  // (a negative length counts as 0) and more than two reads have been quiet in all. Holds spLock to
+  // its end. False when the command is not written whole, or the line is quiet for longer than
+  // `timeout`.
+  [[nodiscard]] bool sendDataCommand(Bytes command, Data& getResponse, std::int32_t minimumLength,
+                                     Seconds timeout);
+  template <typename Rep, typename Period>
+  [[nodiscard]] bool sendDataCommand(Bytes command, Data& getResponse, std::int32_t minimumLength,
+                                     std::chrono::duration<Rep, Period> timeout) {
+    return sendDataCommand(command, getResponse, minimumLength, inSeconds(timeout));
+  }
   template <std::floating_point Length, typename Time>
-  bool sendDataCommand(ByteView, Data&, Length, Time) = delete;  // the length comes before the time
+  bool sendDataCommand(Bytes, Data&, Length, Time) = delete;  // the length comes before the time
 
   // Sends the text as it is. The reply is all that comes until the line has been quiet for
   // `withTimeout`, without blanks and tabs at its ends. Takes that long even if the reply is
   // complete. Holds spLock to its end.
   // False when the command is not written whole, or a read fails.
   [[nodiscard]] bool sendStringCommand(Text command, std::string& getResponse, Seconds withTimeout);
+  template <typename Rep, typename Period>
+  [[nodiscard]] bool sendStringCommand(Text command, std::string& getResponse,
+                                       std::chrono::duration<Rep, Period> withTimeout) {
+    return sendStringCommand(command, getResponse, inSeconds(withTimeout));
+  }
 
   // Sends the text and a line feed. Ends as soon as the reply so far matches `acceptPattern`, and
   // gives the matched part alone. Holds spLock around each write and each read only.
@@ -179,6 +209,11 @@ class BRISVANE_EXPORT BVSerialPort final {
   // the limit, too, but has at least 0.1 s for what came in time.
   [[nodiscard]] bool sendStringCommand(Text command, std::string& getResponse, Text acceptPattern,
                                        Seconds withTimeout);
+  template <typename Rep, typename Period>
+  [[nodiscard]] bool sendStringCommand(Text command, std::string& getResponse, Text acceptPattern,
+                                       std::chrono::duration<Rep, Period> withTimeout) {
+    return sendStringCommand(command, getResponse, acceptPattern, inSeconds(withTimeout));
+  }
   bool sendStringCommand(Text, std::string&, Seconds, Seconds) = delete;  // the pattern is a text
   bool sendStringCommand(Text, std::string&, Seconds, Text) = delete;     // the pattern comes first
 
@@ -220,8 +255,8 @@ class BRISVANE_EXPORT BVSerialPort final {
 
   static constexpr std::chrono::microseconds kPollPause{1'000};  // ahead of each read of a poll
 
-  Result<Opened> openDevice(std::string_view path, std::uint32_t speed) const;
-  Result<Opened> openOwnDevice(std::int32_t speed) noexcept;
+  Result<Opened> openDevice(std::string_view path, const LineOptions& options) const;
+  Result<Opened> openOwnDevice(const LineOptions& options) noexcept;
   bool replaceHandle(const HandleUse& use, Opened next, WhoseHandle toClose) noexcept;
   bool waitForInput(std::chrono::microseconds time) const noexcept;
   Result<std::size_t> readInput(std::span<std::uint8_t> buffer) const noexcept;

@@ -41,19 +41,24 @@ BVSerialPort::BVSerialPort(Text path) : path_(path.orEmpty()), platform_(host::p
 BVSerialPort::~BVSerialPort() { replaceHandle(HandleUse(*this), {}, WhoseHandle::kOpenPorts); }
 
 std::int32_t BVSerialPort::openPort(std::int32_t speed) noexcept {
-  const auto opened = openOwnDevice(speed);
+  const auto opened = openOwnDevice({.speed = static_cast<std::uint32_t>(speed)});
   return opened.ok() ? opened.value().handle : -1;
 }
 
 Result<> BVSerialPort::openPortOrError(std::int32_t speed) noexcept {
-  const auto opened = openOwnDevice(speed);
+  return openPortOrError(LineOptions{.speed = static_cast<std::uint32_t>(speed)});
+}
+
+Result<> BVSerialPort::openPortOrError(const LineOptions& options) noexcept {
+  const auto opened = openOwnDevice(options);
   return opened.ok() ? Result<>() : opened.error();
 }
 
 std::int32_t BVSerialPort::openSerialPortWithPath(const char* path,
                                                   std::uint32_t baudrate) const noexcept {
   if (path == nullptr) return -1;
-  const auto opened = memoryPermitting(Error(ENOMEM), [&] { return openDevice(path, baudrate); });
+  const auto opened = memoryPermitting(
+      Error(ENOMEM), [&] { return openDevice(path, LineOptions{.speed = baudrate}); });
   if (!opened.ok()) return -1;
   const std::scoped_lock lock(propertyMutex_);
   if (opened.value().isMarked) markedForCaller_ = opened.value().handle;
@@ -61,10 +66,10 @@ std::int32_t BVSerialPort::openSerialPortWithPath(const char* path,
 }
 
 // Opens path() and puts it in the place of the present handle, which is closed even if that fails.
-Result<BVSerialPort::Opened> BVSerialPort::openOwnDevice(std::int32_t speed) noexcept {
+Result<BVSerialPort::Opened> BVSerialPort::openOwnDevice(const LineOptions& options) noexcept {
   auto opened = memoryPermitting(Error(ENOMEM), [&]() -> Result<Opened> {
     if (!isAscii(path_)) return Error(EINVAL, path_, "a device path is ASCII");
-    return openDevice(path_, static_cast<std::uint32_t>(speed));
+    return openDevice(path_, options);
   });
   const Opened next = opened.ok() ? opened.value() : Opened{};
   while (!replaceHandle(HandleUse(*this), next, WhoseHandle::kOpenPorts)) {
@@ -77,8 +82,8 @@ Result<BVSerialPort::Opened> BVSerialPort::openOwnDevice(std::int32_t speed) noe
 
 // The caller closes the descriptor, and ends its exclusive use.
 Result<BVSerialPort::Opened> BVSerialPort::openDevice(std::string_view path,
-                                                      std::uint32_t speed) const {
-  auto line = terminal::Line::open(platform_->deviceNodes().location(path), speed);
+                                                      const LineOptions& options) const {
+  auto line = terminal::Line::open(platform_->deviceNodes().location(path), options);
   if (!line.ok()) return line.error().of(shownPath(path));
   const bool isMarked = line.value().mark() == terminal::Mark::kOwn;
   return Opened{line.value().giveUp(), isMarked};

@@ -86,10 +86,10 @@ bool BVSerialPort::writeCommand(ByteView command) const noexcept {
 
 // --- The described operations, where lack of memory ends ---
 
-bool BVSerialPort::sendDataCommand(ByteView command, Data& getResponse, std::int32_t minimumLength,
+bool BVSerialPort::sendDataCommand(Bytes command, Data& getResponse, std::int32_t minimumLength,
                                    Seconds timeout) {
   return memoryPermitting(
-      false, [&] { return exchangeBytes(command, getResponse, minimumLength, timeout); });
+      false, [&] { return exchangeBytes(command.orEmpty(), getResponse, minimumLength, timeout); });
 }
 
 bool BVSerialPort::sendStringCommand(Text command, std::string& getResponse, Seconds withTimeout) {

@@ -156,8 +156,8 @@ std::int32_t BVSerialPort::receiveByte(std::uint8_t& byte, std::uint32_t pollCou
   });
 }
 
-bool BVSerialPort::sendLargeData(ByteView data) {
-  return memoryPermitting(false, [&] { return writeAll(data); });
+bool BVSerialPort::sendLargeData(Bytes data) {
+  return memoryPermitting(false, [&] { return writeAll(data.orEmpty()); });
 }
 
 bool BVSerialPort::writeAll(ByteView data) {
@@ -186,6 +186,6 @@ void BVSerialPort::clearReadBuffer() noexcept {
   handedOut_ = 0;
 }
 
-std::string BVSerialPort::hexStringFromData(ByteView data) { return spacedHexText(data); }
+std::string BVSerialPort::hexStringFromData(Bytes data) { return spacedHexText(data.orEmpty()); }
 
 }  // namespace brisvane

@@ -56,20 +56,22 @@ std::optional<Data> outputOf(Cipher::Direction direction, ByteView data, std::ui
 
 }  // namespace
 
-std::optional<Data> SecurityAdditions::dataEncryptedUsingAlgorithm(ByteView data,
+std::optional<Data> SecurityAdditions::dataEncryptedUsingAlgorithm(Bytes data,
                                                                    std::uint32_t algorithm,
                                                                    Bytes key, Bytes initVector,
                                                                    std::uint32_t options,
                                                                    std::int32_t* error) noexcept {
-  return outputOf(Cipher::Direction::kEncrypt, data, algorithm, key, initVector, options, error);
+  return outputOf(Cipher::Direction::kEncrypt, data.orEmpty(), algorithm, key, initVector, options,
+                  error);
 }
 
-std::optional<Data> SecurityAdditions::dataDecryptedUsingAlgorithm(ByteView data,
+std::optional<Data> SecurityAdditions::dataDecryptedUsingAlgorithm(Bytes data,
                                                                    std::uint32_t algorithm,
                                                                    Bytes key, Bytes initVector,
                                                                    std::uint32_t options,
                                                                    std::int32_t* error) noexcept {
-  return outputOf(Cipher::Direction::kDecrypt, data, algorithm, key, initVector, options, error);
+  return outputOf(Cipher::Direction::kDecrypt, data.orEmpty(), algorithm, key, initVector, options,
+                  error);
 }
 
 }  // namespace brisvane

@@ -24,30 +24,30 @@ std::optional<Data> SecurityAdditions::randomDataOfLength(std::int64_t length) n
   });
 }
 
-std::optional<Data> SecurityAdditions::sha1Hash(ByteView data) noexcept {
+std::optional<Data> SecurityAdditions::sha1Hash(Bytes data) noexcept {
   return memoryPermitting(std::nullopt, [&]() -> std::optional<Data> {
-    const auto digest = host::sha1(data);
+    const auto digest = host::sha1(data.orEmpty());
     if (!digest.ok()) return std::nullopt;
     return Data(digest.value().begin(), digest.value().end());
   });
 }
 
-std::optional<std::string> SecurityAdditions::HMACSHA1(ByteView data, Bytes key) noexcept {
+std::optional<std::string> SecurityAdditions::HMACSHA1(Bytes data, Bytes key) noexcept {
   return memoryPermitting(std::nullopt, [&]() -> std::optional<std::string> {
-    const auto code = host::hmacSha1(key.orEmpty(), data);
+    const auto code = host::hmacSha1(key.orEmpty(), data.orEmpty());
     if (!code.ok()) return std::nullopt;
     return lowerHexText(code.value());
   });
 }
 
-std::uint64_t SecurityAdditions::crc32(ByteView data) noexcept {
+std::uint64_t SecurityAdditions::crc32(Bytes data) noexcept {
   host::Crc32 crc;
-  crc.add(data);
+  crc.add(data.orEmpty());
   return crc.value();
 }
 
-std::string SecurityAdditions::bin2hex(ByteView data) { return lowerHexText(data); }
+std::string SecurityAdditions::bin2hex(Bytes data) { return lowerHexText(data.orEmpty()); }
 
-std::string SecurityAdditions::bin2percentHex(ByteView data) { return percentHexText(data); }
+std::string SecurityAdditions::bin2percentHex(Bytes data) { return percentHexText(data.orEmpty()); }
 
 }  // namespace brisvane

@@ -2,6 +2,8 @@
 // encryption and decryption.
 // The functions keep no state and may be called from any thread at the same time. bin2hex() and
 // bin2percentHex() may throw std::bad_alloc. No other function throws.
+//
+// Bytes are a buffer or the UTF-8 bytes of a text: sha1Hash("abc"). Absent ones count as empty.
 #pragma once
 
 #include <cstdint>
@@ -32,24 +34,21 @@ namespace brisvane::SecurityAdditions {
 // The 20 bytes of SHA-1 (FIPS 180-4). nullopt for 2^32 bytes and more, when OpenSSL has no SHA-1,
 // and when memory runs out. SHA-1 detects a change by accident. It does not detect a change on
 // purpose.
-[[nodiscard]] BRISVANE_EXPORT std::optional<Data> sha1Hash(ByteView data) noexcept;
+[[nodiscard]] BRISVANE_EXPORT std::optional<Data> sha1Hash(Bytes data) noexcept;
 
-// The HMAC with SHA-1 (RFC 2104) of `data` under `key`, as 40 lower-case hexadecimal digits. The
-// key is a buffer or the UTF-8 bytes of a text. An absent key counts as an empty one. nullopt as
-// for sha1Hash().
-[[nodiscard]] BRISVANE_EXPORT std::optional<std::string> HMACSHA1(ByteView data,
-                                                                  Bytes key) noexcept;
+// The HMAC with SHA-1 (RFC 2104) of `data` under `key`, as 40 lower-case hexadecimal digits.
+// nullopt as for sha1Hash().
+[[nodiscard]] BRISVANE_EXPORT std::optional<std::string> HMACSHA1(Bytes data, Bytes key) noexcept;
 
 // The CRC-32 of IEEE 802.3, which zip, gzip and PNG use, in the low 32 bits. The others are zero.
-[[nodiscard]] BRISVANE_EXPORT std::uint64_t crc32(ByteView data) noexcept;
+[[nodiscard]] BRISVANE_EXPORT std::uint64_t crc32(Bytes data) noexcept;
 
 // Two lower-case hexadecimal digits a byte: "00abff".
-[[nodiscard]] BRISVANE_EXPORT std::string bin2hex(ByteView data);
+[[nodiscard]] BRISVANE_EXPORT std::string bin2hex(Bytes data);
 // A percent sign and two upper-case hexadecimal digits a byte: "%00%AB%FF".
-[[nodiscard]] BRISVANE_EXPORT std::string bin2percentHex(ByteView data);
+[[nodiscard]] BRISVANE_EXPORT std::string bin2percentHex(Bytes data);
 
-// Encrypt or decrypt `data` under `key`. The key is a buffer or the UTF-8 bytes of a text. An
-// absent key counts as an empty one. Copies of key and vector are wiped.
+// Encrypt or decrypt `data` under `key`. Copies of key and vector are wiped.
 //
 // `algorithm` is one of host::CipherAlgorithm. Key and vector are cut to its length, or filled up
 // to it with zero bytes:
@@ -66,7 +65,7 @@ namespace brisvane::SecurityAdditions {
 // 0x0002 for ECB instead of CBC. RC4 ignores vector and options, also unknown bits.
 //
 // On success `error` is untouched. On failure the result is nullopt, and `error` is the cause, one
-// of host::CipherStatus:
+// of host::CipherStatus, whose text() says it in words:
 //
 //   -1 unknown algorithm     -5 bad padding, as after decryption with another key
 //   -2 unsuitable key        -6 no memory
@@ -76,10 +75,10 @@ namespace brisvane::SecurityAdditions {
 // Decryption does not detect data that was changed on its way. Make an authentication code of the
 // encrypted data for that.
 [[nodiscard]] BRISVANE_EXPORT std::optional<Data> dataEncryptedUsingAlgorithm(
-    ByteView data, std::uint32_t algorithm, Bytes key, Bytes initVector, std::uint32_t options,
+    Bytes data, std::uint32_t algorithm, Bytes key, Bytes initVector, std::uint32_t options,
     std::int32_t* error = nullptr) noexcept;
 [[nodiscard]] BRISVANE_EXPORT std::optional<Data> dataDecryptedUsingAlgorithm(
-    ByteView data, std::uint32_t algorithm, Bytes key, Bytes initVector, std::uint32_t options,
+    Bytes data, std::uint32_t algorithm, Bytes key, Bytes initVector, std::uint32_t options,
     std::int32_t* error = nullptr) noexcept;
 
 }  // namespace brisvane::SecurityAdditions

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include <brisvane/all.h>
-#include <brisvane/host/crypto/cipher.h>
 
 #include "byte_streams.h"
 #include "commands.h"
@@ -52,21 +51,20 @@ std::vector<std::string> namesOf(const std::map<std::string, std::uint32_t>& num
   return names;
 }
 
-std::string reasonOf(std::int32_t status) {
+const char* adviceFor(std::int32_t status) {
   switch (status) {
     case CipherStatus::kUnsuitableKey:
-      return "the algorithm does not accept a key of this length; check the key";
+      return "check the key";
     case CipherStatus::kPartialBlock:
-      return "it is not a whole number of blocks; check that the file is complete, or omit "
-             "--no-padding";
+      return "check that the file is complete, or omit --no-padding";
     case CipherStatus::kBadPadding:
-      return "the padding is bad; check the key, the algorithm and the options";
+      return "check the key, the algorithm and the options";
     case CipherStatus::kNoMemory:
-      return "there is not enough memory; free some and try again";
+      return "free some and try again";
     case CipherStatus::kLibraryMissing:
-      return "OpenSSL has no such algorithm; install its \"legacy\" provider";
+      return "install its \"legacy\" provider";
     default:
-      return "the algorithm or an option is unknown; check them";
+      return "check the algorithm and the options";
   }
 }
 
@@ -86,8 +84,8 @@ int run(Operation operation, const CipherOptions& options, Session& session) {
       operation(*input, algorithms().at(options.algorithm), *key,
                 options.vector.empty() ? bv::Bytes() : *vector, options.bits(), &status);
   if (!result) {
-    output.complain(nameOf(options.file) + ": " + reasonOf(status) + " (" + std::to_string(status) +
-                    ")");
+    output.complain(nameOf(options.file) + ": " + std::string(CipherStatus::text(status)) + " (" +
+                    std::to_string(status) + "); " + adviceFor(status));
     return kFailure;
   }
   // What is worth a cipher is for the owner alone, also when it is plain again.

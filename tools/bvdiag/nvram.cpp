@@ -34,7 +34,9 @@ struct NvramOptions {
   }
 };
 
-constexpr const char* kNoStore = "the machine has no variable store; a PC must be started by UEFI";
+std::string noStore() {
+  return BVNvram::statusText(BVNvram::kNoStore) + "; a PC must be started by UEFI";
+}
 
 std::string adviceFor(int error) {
   switch (error) {
@@ -68,7 +70,7 @@ std::string explainAbsence(const NvramOptions& options) {
   const auto platform = bv::host::platform();
   const Registry& registry = platform->registry();
   const bv::host::OpenNode store(registry, registry.nodeAtPath(Registry::kOptionsPath));
-  if (!store) return name + ": " + kNoStore;
+  if (!store) return name + ": " + noStore();
   const auto origin = registry.origin(store.handle(), name);
   if (!origin.ok()) {
     const bv::Error& error = origin.error();
@@ -111,11 +113,11 @@ int get(const NvramOptions& options, Session& session) {
 
 int finish(const NvramOptions& options, Session& session, std::int32_t status) {
   Output& output = session.output();
-  if (status == -1) {
-    output.complain(options.fullName() + ": " + kNoStore);
+  if (status == BVNvram::kNoStore) {
+    output.complain(options.fullName() + ": " + noStore());
   } else if (status != 0) {
-    output.complain(bv::errorText(options.fullName(), status) + " (" + std::to_string(status) +
-                    "); " + adviceFor(status));
+    output.complain(options.fullName() + ": " + BVNvram::statusText(status) + " (" +
+                    std::to_string(status) + "); " + adviceFor(status));
   } else if (session.isSimulated()) {
     output.remark("done; the simulated machine forgets it when this command ends");
   }
@@ -143,7 +145,7 @@ int list(const NvramOptions& options, Session& session) {
   const Registry& registry = platform->registry();
   const bv::host::OpenNode store(registry, registry.nodeAtPath(Registry::kOptionsPath));
   if (!store) {
-    output.complain(kNoStore);
+    output.complain(noStore());
     return kFailure;
   }
   const std::string prefix = options.space.empty() ? "" : options.fullName();

@@ -67,6 +67,29 @@ std::int32_t CipherStatus::of(const Error& error) noexcept {
   }
 }
 
+std::string_view CipherStatus::text(std::int32_t status) noexcept {
+  switch (status) {
+    case kSuccess:
+      return "success";
+    case kUnknownAlgorithm:
+      return "the algorithm is unknown";
+    case kUnsuitableKey:
+      return "the algorithm does not accept a key of this length";
+    case kUnsuitableOptions:
+      return "an option is unknown";
+    case kPartialBlock:
+      return "the input is not a whole number of blocks";
+    case kBadPadding:
+      return "the padding is bad";
+    case kNoMemory:
+      return "there is not enough memory";
+    case kLibraryMissing:
+      return "OpenSSL has no such algorithm";
+    default:
+      return "an unknown status";
+  }
+}
+
 // The functions leave errors in OpenSSL's queue.
 struct Cipher::Context {
   openssl::CipherContext openssl;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string_view>
 
 #include "brisvane/types/data.h"
 #include "brisvane/types/export.h"
@@ -45,6 +46,9 @@ struct CipherStatus {
 
   // The status of an Error that Cipher returned.
   [[nodiscard]] BRISVANE_EXPORT static std::int32_t of(const Error& error) noexcept;
+
+  // The status in words: "the padding is bad".
+  [[nodiscard]] BRISVANE_EXPORT static std::string_view text(std::int32_t status) noexcept;
 };
 
 class BRISVANE_EXPORT Cipher final {

@@ -1,5 +1,7 @@
 #include "brisvane/host/simulated/simulated_machine.h"
 
+#include <cstdlib>
+#include <mutex>
 #include <unordered_set>
 #include <utility>
 
@@ -199,6 +201,21 @@ std::vector<LogEntry> Machine::systemLog() const { return services_->systemLog->
 void Machine::clearSystemLog() noexcept { services_->systemLog->clear(); }
 Fixture* Machine::fixture(std::string_view device) const noexcept {
   return services_->devices->fixture(device);
+}
+
+Result<> useIfAsked() {
+  // Never destroyed: static objects may use the machine until the process ends.
+  static Machine* inForce = nullptr;
+  static std::mutex mutex;
+  const char* const path = ::secure_getenv("BRISVANE_MACHINE");
+  if (path == nullptr || *path == '\0') return {};
+  const std::scoped_lock lock(mutex);
+  if (inForce != nullptr) return {};
+  auto machine = Machine::fromFile(path);
+  if (!machine.ok()) return machine.error();
+  static_cast<void>(new ScopedPlatform(machine.value()->platform()));
+  inForce = std::move(machine).value().release();
+  return {};
 }
 
 }  // namespace brisvane::host::simulated

@@ -71,4 +71,15 @@ class BRISVANE_EXPORT Machine {
   std::unique_ptr<Services> services_;
 };
 
+// Puts the simulated machine in force whose file the environment variable BRISVANE_MACHINE names,
+// until the process ends. Does nothing when the variable is unset or empty, when a call before has
+// done it, and in a program that runs with other rights than its caller's, such as a set-user-ID
+// program. Call it before the first use of the library:
+//
+//   const auto used = bv::host::simulated::useIfAsked();
+//   if (!used.ok()) return std::puts(used.error().text().c_str()), 1;
+//
+// Fails as Machine::fromFile(). The platform stays as it was then. It may throw std::bad_alloc.
+[[nodiscard]] BRISVANE_EXPORT Result<> useIfAsked();
+
 }  // namespace brisvane::host::simulated

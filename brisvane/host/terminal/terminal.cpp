@@ -12,6 +12,7 @@
 
 #include "brisvane/host/files/descriptor.h"
 #include "brisvane/host/files/file_access.h"
+#include "brisvane/host/terminal/framing.h"
 #include "brisvane/host/terminal/termios2.h"
 #include "brisvane/types/join.h"
 
@@ -50,7 +51,8 @@ Result<Mark> claim(int descriptor) noexcept {
   return refused;
 }
 
-Result<> makeRaw(int descriptor, std::uint32_t speed) {
+Result<> makeRaw(int descriptor, const LineOptions& options) {
+  const std::uint32_t speed = options.speed;
   const auto wrongSpeed = [speed] {
     return Error(ERANGE, {}, join({"does not run at ", std::to_string(speed), " bits per second"}));
   };
@@ -62,14 +64,21 @@ Result<> makeRaw(int descriptor, std::uint32_t speed) {
   settings.c_iflag &= ~static_cast<tcflag_t>(INPCK | IXOFF | IXANY);
   settings.c_cflag |= CREAD;
   settings.c_cflag &= ~static_cast<tcflag_t>(CIBAUD);  // an input speed of its own, if it had one
+  if (const auto set = real::setOptions(settings, options); !set.ok()) return set.error();
   settings.c_cc[VMIN] = 0;
   settings.c_cc[VTIME] = 1;
   if (speed >= kSlowestStandardRate) ::cfsetspeed(&settings, speed);
-  if (::tcsetattr(descriptor, TCSANOW, &settings) == -1) return Error::last();
+  // glibc fails with EINVAL for some of the options that the driver ignored.
+  const bool isSet = ::tcsetattr(descriptor, TCSANOW, &settings) != -1;
+  const Error refused = Error::last();
+  termios reported{};
+  if (::tcgetattr(descriptor, &reported) == -1) return Error::last();
+  if (const auto taken = real::checkOptions(reported, options); !taken.ok()) return taken.error();
+  if (!isSet) return refused;
   if (runsAt(descriptor, speed)) return {};
   // Not a standard rate: cfsetspeed has left the old one, or taken a number for a code.
-  const bool isSet = real::setLineSpeed(descriptor, speed).ok() && runsAt(descriptor, speed);
-  return isSet ? Result<>() : wrongSpeed();
+  const bool runs = real::setLineSpeed(descriptor, speed).ok() && runsAt(descriptor, speed);
+  return runs ? Result<>() : wrongSpeed();
 }
 
 Result<> assertDtr(int descriptor) noexcept {
@@ -105,7 +114,7 @@ bool hasHungUp(int descriptor) noexcept {
 
 }  // namespace
 
-Result<Line> Line::open(const std::string& path, std::uint32_t speed) {
+Result<Line> Line::open(const std::string& path, const LineOptions& options) {
   if (!real::canExist(path)) return Error(ENOENT, path);
   real::Descriptor opened = real::openDescriptor(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
   if (!opened.valid()) return Error::last(path);
@@ -113,7 +122,7 @@ Result<Line> Line::open(const std::string& path, std::uint32_t speed) {
   if (!mark.ok()) return mark.error().of(path);
   Line line(opened.release(), mark.value());
   if (::fcntl(line.descriptor(), F_SETFL, 0) == -1) return Error::last(path);
-  if (const auto raw = makeRaw(line.descriptor(), speed); !raw.ok()) return raw.error().of(path);
+  if (const auto raw = makeRaw(line.descriptor(), options); !raw.ok()) return raw.error().of(path);
   if (const auto ready = assertDtr(line.descriptor()); !ready.ok()) return ready.error().of(path);
   return line;
 }

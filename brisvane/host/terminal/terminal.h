@@ -11,6 +11,7 @@
 #include <string>
 #include <utility>
 
+#include "brisvane/host/terminal/line_options.h"
 #include "brisvane/types/data.h"
 #include "brisvane/types/export.h"
 #include "brisvane/types/result.h"
@@ -33,13 +34,14 @@ class BRISVANE_EXPORT Line {
   //  - Exclusive use is an advisory lock and the mark TIOCEXCL. The mark keeps all programs out
   //    except the superuser's. The lock keeps those out, too, if they ask for it.
   //  - Every file status flag is cleared, O_NONBLOCK among them.
-  //  - Raw mode is set (cfmakeraw), with VMIN 0, VTIME 1 and the speed of both directions, in bits
-  //    per second. All other settings keep the values that the device reported.
+  //  - Raw mode is set (cfmakeraw), with VMIN 0, VTIME 1 and the options. All other settings keep
+  //    the values that the device reported.
   //  - DTR is asserted, on a terminal that has modem lines.
   // Fails with the error of the step that failed. The line is closed again then, and its use by
   // another program goes on. EWOULDBLOCK means that another program has the lock. ERANGE means that
-  // the driver does not come within 3 % of the speed.
-  [[nodiscard]] static Result<Line> open(const std::string& path, std::uint32_t speed);
+  // the driver does not come within 3 % of the speed, ENOTSUP that it ignored another option, and
+  // EINVAL that an option is out of its range.
+  [[nodiscard]] static Result<Line> open(const std::string& path, const LineOptions& options);
 
   Line(Line&& other) noexcept
       : descriptor_(std::exchange(other.descriptor_, -1)), mark_(other.mark_) {}
