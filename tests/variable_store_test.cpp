@@ -165,6 +165,15 @@ TEST(EfiVariables, KeepTheAttributesOfAVariableAndGiveANewOneTheCommonOnes) {
   EXPECT_EQ(testing::contentOf(real.machine / fileOf("mine")), std::string("\7\0\0\0value", 9));
 }
 
+TEST(EfiVariables, AreReadWholeUpToOneMebibyte) {
+  const RealStore real;
+  const std::string large(200'000, 'x');
+  real.machine.write(fileOf("large"), std::string("\7\0\0\0", 4) + large);
+  real.machine.write(fileOf("endless"), std::string(3U << 20U, 'x'));
+  EXPECT_EQ(real.store.get(named("large")), bytes(large));
+  EXPECT_EQ(real.store.originError(named("endless")), EFBIG);
+}
+
 TEST(EfiVariables, ARefusedWriteLeavesNothingBehind) {
   const RealStore real;
   real.machine.write(fileOf("leftover"), std::string(3, '\7'));

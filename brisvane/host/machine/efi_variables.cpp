@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <memory>
+#include <optional>
 
 #include "brisvane/host/files/descriptor.h"
 #include "brisvane/host/files/directory.h"
@@ -26,31 +28,46 @@ constexpr mode_t kNewFileMode = 0644;  // the kernel's own for a variable
 constexpr int kRounds = 10;
 constexpr std::size_t kLargestVariable = std::size_t{1} << 20U;
 
+// The content of a variable's file. `attributes` is nullopt when the file is too short for them: it
+// is no variable then.
+struct Variable {
+  std::optional<Attributes> attributes;
+  Data value;
+};
+
+Variable variableIn(ByteView file) {
+  Variable variable;
+  if (file.size() < kNewAttributes.size()) return variable;
+  std::copy_n(file.begin(), kNewAttributes.size(), variable.attributes.emplace().begin());
+  variable.value.assign(file.begin() + kNewAttributes.size(), file.end());
+  return variable;
+}
+
 // The whole file, by as few reads as it takes: the kernel lets ordinary users have about
 // a hundred a second. What it says of the file's size is not to be trusted.
-Result<Data> readWhole(int descriptor) {
-  constexpr std::size_t kFirst = std::size_t{64} << 10U;
-  Data content(kFirst);
+Result<Variable> readWhole(int descriptor) {
+  std::size_t size = std::size_t{64} << 10U;
+  auto bytes = std::make_unique_for_overwrite<std::uint8_t[]>(size);
   std::size_t length = 0;
   for (;;) {
-    const ssize_t count = ::read(descriptor, content.data() + length, content.size() - length);
+    const ssize_t count = ::read(descriptor, bytes.get() + length, size - length);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return Error::last();
     length += static_cast<std::size_t>(count);
-    if (length < content.size()) break;
+    if (length < size) return variableIn({bytes.get(), length});
     if (length > kLargestVariable) return Error(EFBIG);
-    content.resize(content.size() * 2);
+    size *= 2;
+    auto larger = std::make_unique_for_overwrite<std::uint8_t[]>(size);
+    std::copy_n(bytes.get(), length, larger.get());
+    bytes = std::move(larger);
   }
-  content.resize(length);
-  return content;
 }
 
-// The content of a variable's file.
-Result<Data> readFileOf(const std::string& path) {
+Result<Variable> readFileOf(const std::string& path) {
   const Descriptor file = openDescriptor(path.c_str(), O_RDONLY | kOpenFlags);
   if (!file.valid()) return Error::last(path);
-  auto content = readWhole(file.get());
-  return content.ok() ? std::move(content) : content.error().of(path);
+  auto variable = readWhole(file.get());
+  return variable.ok() ? std::move(variable) : variable.error().of(path);
 }
 
 // Takes the immutable flag of a file away, where it has one, and on request puts it back.
@@ -142,12 +159,10 @@ std::string EfiVariables::place(const VariableName& name) const {
 
 Result<Data> EfiVariables::read(const VariableName& name) const {
   const std::string path = place(name);
-  auto content = readFileOf(path);
-  if (!content.ok()) return content;
-  Data& bytes = content.value();
-  if (bytes.size() < Attributes().size()) return Error(ENOENT, path);
-  bytes.erase(bytes.begin(), bytes.begin() + Attributes().size());
-  return content;
+  auto variable = readFileOf(path);
+  if (!variable.ok()) return variable.error();
+  if (!variable.value().attributes) return Error(ENOENT, path);
+  return std::move(variable.value().value);
 }
 
 Result<> EfiVariables::write(const VariableName& name, ByteView value) const {
@@ -159,10 +174,9 @@ Result<> EfiVariables::write(const VariableName& name, ByteView value) const {
     const auto before = readFileOf(path);
     const bool isNew = !before.ok();
     if (isNew && before.error().number() != ENOENT) return before.error();
-    Data bytes(kNewAttributes.begin(), kNewAttributes.end());
-    if (!isNew && before.value().size() >= bytes.size()) {
-      std::copy_n(before.value().begin(), bytes.size(), bytes.begin());
-    }
+    const Attributes attributes =
+        (isNew ? std::nullopt : before.value().attributes).value_or(kNewAttributes);
+    Data bytes(attributes.begin(), attributes.end());
     bytes.insert(bytes.end(), value.begin(), value.end());
     // From here on nothing needs memory: the flag is put back.
     ImmutableFlag flag(path);
