@@ -254,30 +254,56 @@ TEST(BVSystemInfo, SourcesAreThoseThatTheDocumentationLists) {
   EXPECT_EQ(rows, documentedSources());
 }
 
-TEST(BVSystemInfo, OneGatheringReadsEachSharedFileOnce) {
-  const testing::LinuxMachine machine;
-  machine.write("machine.json",
-                R"({"registry": {"chosen": {"model": "A"}, "platform": {}}, "identity": {}})");
-  machine.write("os-release", "VERSION_ID=12\nBUILD_ID=1\n");
-  const auto opensOf = [&machine](const char* name) {
-    const int events = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
-    EXPECT_NE(inotify_add_watch(events, (machine / name).c_str(), IN_OPEN | IN_CLOSE),
+// The names of the files in these folders that the gathering of a profile opens, each as often as
+// it is opened.
+std::vector<std::string> filesOpened(const testing::LinuxMachine& machine,
+                                     const std::vector<std::string>& folders) {
+  const int events = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+  for (const std::string& folder : folders) {
+    EXPECT_NE(inotify_add_watch(events, (machine / folder).c_str(), IN_OPEN | IN_CLOSE),
               -1);  // opens in a row would be merged
-    const host::ScopedPlatform installed(machine.platform());
-    EXPECT_EQ(BVSystemInfo().modelID(), "A");
-    char buffer[4096];
-    int opens = 0;
-    const ssize_t length = read(events, buffer, sizeof buffer);
-    for (ssize_t at = 0; at < length; at += static_cast<ssize_t>(sizeof(inotify_event))) {
-      inotify_event event{};
-      std::memcpy(&event, buffer + at, sizeof event);
-      if ((event.mask & IN_OPEN) != 0) ++opens;
-    }
-    close(events);
-    return opens;
-  };
-  EXPECT_EQ(opensOf("machine.json"), 1);
-  EXPECT_EQ(opensOf("os-release"), 1);
+  }
+  const host::ScopedPlatform installed(machine.platform());
+  const BVSystemInfo info;
+  std::vector<char> buffer(1 << 16);
+  const ssize_t length = read(events, buffer.data(), buffer.size());
+  close(events);
+  std::vector<std::string> names;
+  for (ssize_t at = 0; at < length;) {
+    inotify_event event{};
+    std::memcpy(&event, &buffer[static_cast<std::size_t>(at)], sizeof event);
+    at += static_cast<ssize_t>(sizeof event);
+    if ((event.mask & IN_OPEN) != 0) names.emplace_back(&buffer[static_cast<std::size_t>(at)]);
+    at += event.len;
+  }
+  return names;
+}
+
+TEST(BVSystemInfo, OneGatheringOpensEachFileOnce) {
+  using ::testing::UnorderedElementsAre;
+  const testing::LinuxMachine pc;
+  for (const char* const name :
+       {"product_serial", "product_uuid", "product_name", "board_name", "bios_version"})
+    pc.write(std::string("smbios/") + name, "A\n");
+  const std::string secureBoot = "SecureBoot-8be4df61-93ca-11d2-aa0d-00e098032b8c";
+  const std::string setupMode = "SetupMode-8be4df61-93ca-11d2-aa0d-00e098032b8c";
+  for (const std::string& name : {secureBoot, setupMode})
+    pc.write("variables/" + name, std::string("\6\0\0\0\1", 5));
+  pc.write("soc/serial_number", "0x17\n");
+  pc.write("os-release", "VERSION_ID=12\nBUILD_ID=1\n");
+  pc.write("machine.json", R"({"registry": {"chosen": {"model": "A"}, "platform": {}}})");
+  EXPECT_THAT(
+      filesOpened(pc, {"", "smbios", "soc", "variables"}),
+      UnorderedElementsAre("product_serial", "product_uuid", "board_name", "bios_version",
+                           secureBoot, setupMode, "serial_number", "os-release", "machine.json"));
+
+  const testing::LinuxMachine board;
+  for (const char* const name :
+       {"chosen/chip-id", "chosen/board-id", "board-id", "serial-number", "model", "bridge-model"})
+    board.write(std::string("tree/") + name, "A");
+  EXPECT_THAT(filesOpened(board, {"tree", "tree/chosen"}),
+              UnorderedElementsAre("chip-id", "board-id", "board-id", "serial-number", "model",
+                                   "bridge-model"));
 }
 
 TEST(BVSystemInfo, CompanionBoardIsLookedUpByTheNumberThatTheHostBoardEndsWith) {

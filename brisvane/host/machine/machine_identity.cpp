@@ -12,9 +12,9 @@ namespace {
 constexpr std::string_view kSecureBoot = "8BE4DF61-93CA-11D2-AA0D-00E098032B8C:SecureBoot";
 constexpr std::string_view kSetupMode = "8BE4DF61-93CA-11D2-AA0D-00E098032B8C:SetupMode";
 
-// A variable of one byte.
-Result<std::uint8_t> byteOf(const EfiVariables& variables, std::string_view name) {
-  const auto value = variables.exists() ? variables.property(name) : std::nullopt;
+// A variable of one byte. `isStore` is whether there is a store of variables.
+Result<std::uint8_t> byteOf(const EfiVariables& variables, bool isStore, std::string_view name) {
+  const auto value = isStore ? variables.property(name) : std::nullopt;
   const Data* const bytes = value ? value->ifData() : nullptr;
   if (bytes != nullptr && bytes->size() == 1) return bytes->front();
   const auto origin = variables.origin(name);
@@ -34,9 +34,10 @@ std::optional<std::uint64_t> hexNumber(std::string_view text) {
 }  // namespace
 
 Result<Object> MachineIdentity::signingFuse() const {
-  const auto secureBoot = byteOf(*variables_, kSecureBoot);
+  const bool isStore = variables_->exists();
+  const auto secureBoot = byteOf(*variables_, isStore, kSecureBoot);
   if (!secureBoot.ok()) return secureBoot.error();
-  const auto setupMode = byteOf(*variables_, kSetupMode);
+  const auto setupMode = byteOf(*variables_, isStore, kSetupMode);
   if (!setupMode.ok()) return setupMode.error();
   return Object(secureBoot.value() == 1 && setupMode.value() == 0);
 }

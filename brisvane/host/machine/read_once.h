@@ -11,9 +11,10 @@
 
 namespace brisvane::host {
 
-// While a ReadOnce exists, its thread reads the administrator's file and os-release at most once
-// each. So a file that is replaced meanwhile never gives a mixture of its old and its new content.
-// ReadOnces nest: what is read is kept until the outermost one is destroyed.
+// While a ReadOnce exists, its thread reads the administrator's file, os-release and each file of a
+// registry node at most once, and looks for the folder of a node once. So a file that is replaced
+// meanwhile never gives a mixture of its old and its new content. Firmware variables are read each
+// time. ReadOnces nest: what is read is kept until the outermost one is destroyed.
 class BRISVANE_EXPORT ReadOnce {
  public:
   ReadOnce() noexcept;
@@ -21,8 +22,9 @@ class BRISVANE_EXPORT ReadOnce {
   ReadOnce& operator=(const ReadOnce&) = delete;
   ~ReadOnce();
 
-  // The result of `read` for the file at `path`. While a ReadOnce of this thread lives, later calls
-  // with this path give the same result. REQUIRES: one path is always read as the same type.
+  // The result of `read` for the file or folder at `path`. While a ReadOnce of this thread lives,
+  // later calls with this path give the same result. REQUIRES: one path is always read as the same
+  // type.
   template <typename Content, typename Read>
   [[nodiscard]] static std::shared_ptr<const Content> content(const std::string& path,
                                                               const Read& read) {

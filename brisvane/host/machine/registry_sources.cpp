@@ -8,6 +8,7 @@
 #include "brisvane/host/files/directory.h"
 #include "brisvane/host/files/files.h"
 #include "brisvane/host/machine/described_node.h"
+#include "brisvane/host/machine/read_once.h"
 #include "brisvane/types/join.h"
 #include "brisvane/types/unicode.h"
 
@@ -35,7 +36,10 @@ class FolderNode : public RegistryNode {
   FolderNode(std::string folder, std::span<const Alias> aliases)
       : folder_(std::move(folder)), aliases_(aliases) {}
 
-  bool exists() const override { return fileKind(folder_) == FileKind::kFolder; }
+  bool exists() const override {
+    return *ReadOnce::content<bool>(folder_,
+                                    [this] { return fileKind(folder_) == FileKind::kFolder; });
+  }
 
   std::optional<Object> property(std::string_view name) const override {
     return read(name).optional();
@@ -70,9 +74,10 @@ class FolderNode : public RegistryNode {
     const std::string_view file = fileOf(name);
     if (file.empty()) return Error(ENOENT);
     const std::string path = pathOf(file);
-    auto content = readFile(path, kLargestProperty);
-    if (!content.ok()) return content.error();
-    auto value = valueOf(std::move(content).value());
+    const auto content = ReadOnce::content<Result<std::string>>(
+        path, [&path] { return readFile(path, kLargestProperty); });
+    if (!content->ok()) return content->error();
+    auto value = valueOf(content->value());
     if (!value) return Error(ENODATA, path);
     return std::move(*value);
   }
