@@ -12,6 +12,7 @@ void addDemo(AnyCommand& program);
 void addPorts(AnyCommand& program);
 void addSend(AnyCommand& program);
 void addRepeat(AnyCommand& program);
+void addTerminal(AnyCommand& program);
 void addMonitor(AnyCommand& program);
 void addFixture(AnyCommand& program);
 void addLog(AnyCommand& program);

@@ -14,9 +14,28 @@ std::atomic<bool> byTerminal{false};
 static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free,
               "a signal handler must not wait");
 
+std::atomic<void (*)() noexcept> restoration{nullptr};
+
+// The signal is delivered again, with its default action, when the handler has returned.
+extern "C" void restoreAndEnd(int signal) {
+  if (const auto restore = restoration.load()) restore();
+  static_cast<void>(std::signal(signal, SIG_DFL));
+  static_cast<void>(std::raise(signal));
+}
+
 extern "C" void raiseFlag(int signal, siginfo_t* info, void* /*context*/) {
+  if (restoration.load() != nullptr) static_cast<void>(std::signal(signal, restoreAndEnd));
   byTerminal = info->si_code == SI_KERNEL;
   raised = signal;
+}
+
+void watchFor(int signal) {
+  struct sigaction action {};
+  action.sa_sigaction = raiseFlag;
+  // The default action is back for the second one, and no SA_RESTART: a blocked call ends.
+  action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_SIGINFO;
+  sigemptyset(&action.sa_mask);
+  ::sigaction(signal, &action, nullptr);
 }
 
 class InterruptibleClock final : public brisvane::host::Clock {
@@ -35,16 +54,18 @@ class InterruptibleClock final : public brisvane::host::Clock {
 }  // namespace
 
 void watchForInterrupt() {
-  struct sigaction action {};
-  action.sa_sigaction = raiseFlag;
-  // The default action is back for the second one, and no SA_RESTART: a blocked call ends.
-  action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_SIGINFO;
-  sigemptyset(&action.sa_mask);
-  ::sigaction(SIGINT, &action, nullptr);
-  ::sigaction(SIGTERM, &action, nullptr);
+  watchFor(SIGINT);
+  watchFor(SIGTERM);
   struct sigaction hangUp {};
   ::sigaction(SIGHUP, nullptr, &hangUp);
-  if (hangUp.sa_handler != SIG_IGN) ::sigaction(SIGHUP, &action, nullptr);  // nohup stays in force
+  if (hangUp.sa_handler != SIG_IGN) watchFor(SIGHUP);  // nohup stays in force
+}
+
+void restoreBeforeSuddenEnd(void (*restore)() noexcept) {
+  restoration = restore;
+  watchFor(SIGQUIT);
+  for (const int crash : {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV})
+    static_cast<void>(std::signal(crash, restoreAndEnd));
 }
 
 bool interrupted() noexcept { return raised != 0; }

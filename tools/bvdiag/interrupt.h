@@ -14,6 +14,10 @@ namespace bvdiag {
 // From now on SIGINT, SIGTERM and SIGHUP raise the flag.
 void watchForInterrupt();
 
+// From now on SIGQUIT does so, too, and `restore` is called before a second signal or a crash ends
+// the program. REQUIRES: `restore` is safe in a signal handler.
+void restoreBeforeSuddenEnd(void (*restore)() noexcept);
+
 [[nodiscard]] bool interrupted() noexcept;
 
 // The signal that has raised the flag, the last one; 0 for none.

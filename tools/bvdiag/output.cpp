@@ -262,9 +262,9 @@ void Output::complain(std::string_view message) {
   const std::string prefix =
       colorsError_ ? std::string(sequence(Color::kRed)).append("bvdiag:").append(kReset)
                    : std::string("bvdiag:");
-  std::cerr << prefix + " " + escaped(message) + "\n";
+  std::cerr << prefix + " " + escaped(message) + messageEnd_;
 }
 
-void Output::remark(std::string_view message) const { std::cerr << escaped(message) + "\n"; }
+void Output::remark(std::string_view message) const { std::cerr << escaped(message) + messageEnd_; }
 
 }  // namespace bvdiag

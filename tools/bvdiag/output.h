@@ -71,6 +71,9 @@ class Output {
   // Prints a message that is no failure on standard error.
   void remark(std::string_view message) const;
 
+  // From now on messages end with a carriage return, too, or no longer: for a terminal in raw mode.
+  void setRaw(bool isRaw) noexcept { messageEnd_ = isRaw ? "\r\n" : "\n"; }
+
   // Prints a result of its own for complaints that no result has reported.
   void finish();
 
@@ -82,6 +85,7 @@ class Output {
   bool colorsOutput_;
   bool colorsError_;
   bool broken_ = false;
+  const char* messageEnd_ = "\n";
   std::string unreported_;  // complaints, for the next result
 };
 

@@ -59,6 +59,7 @@ void addPortOptions(AnyCommand& command, PortOptions& options) {
   command.option("--speed", &options.speed, "N", "Bits per second")
       .showsDefault()
       .between(1, std::numeric_limits<std::int32_t>::max());
+  addLineOptions(command, options.line);
 }
 
 OpenedPort openPort(const PortOptions& options) {
@@ -67,11 +68,17 @@ OpenedPort openPort(const PortOptions& options) {
                            : bv::BVSerialPort::createPortWithSerial(options.serial);
   if (port == nullptr) {
     opened.error = explainAbsence(options.serial);
+    opened.isAbsent = true;
     return opened;
   }
   opened.path = port->path();
   if (const auto result = port->openPortOrError(options.speed); !result.ok()) {
-    opened.error = result.error().text() + "; " + adviceFor(result.error().number());
+    const int reason = result.error().number();
+    opened.error = result.error().text() + "; " + adviceFor(reason);
+    opened.isAbsent = reason == ENOENT || reason == ENXIO || reason == ENODEV;
+  } else if (const auto applied = apply(options.line, port->spHandle()); !applied.ok()) {
+    opened.error = port->path() + ": the device does not take the --framing or --flow (" +
+                   applied.error().reason() + "); try others, or none";
   } else {
     opened.port = std::move(port);
   }

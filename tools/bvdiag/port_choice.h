@@ -11,6 +11,7 @@
 #include <brisvane/serial/BVSerialPort.h>
 
 #include "command_line.h"
+#include "line_settings.h"
 
 namespace bvdiag {
 
@@ -25,6 +26,7 @@ struct PortOptions {
   std::optional<std::string> path;
   std::string serial;  // the first adapter, when it is empty
   std::int32_t speed = 115200;
+  LineSettings line;
 };
 
 void addPortOptions(AnyCommand& command, PortOptions& options);
@@ -33,6 +35,7 @@ struct OpenedPort {
   std::unique_ptr<brisvane::BVSerialPort> port;  // null when it could not be opened
   std::string path;                              // empty when there is none
   std::string error;                             // what failed, why, and what to try
+  bool isAbsent = false;                         // for want of the device, which may come yet
 };
 
 [[nodiscard]] OpenedPort openPort(const PortOptions& options);
