@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <tuple>
 #include <utility>
 
 #include "brisvane/host/files/file_access.h"
@@ -87,7 +88,7 @@ Result<> copyFile(int from, int to) noexcept {
   if (::fstat(from, &status) != 0) return Error::last();
   if (Result<> copied = copyWithLastLines(from, to); !copied.ok()) return copied;
   // The mode last, which a change of the owner cuts. Only the superuser can give a file away.
-  static_cast<void>(::fchown(to, status.st_uid, status.st_gid));
+  std::ignore = ::fchown(to, status.st_uid, status.st_gid);
   constexpr mode_t kPermissions = 0777;
   if (::fchmod(to, status.st_mode & kPermissions) != 0 && errno != EPERM) return Error::last();
   if (::fsync(to) != 0) return Error::last();
@@ -198,7 +199,7 @@ class MoveAcross {
     if (result.ok()) return {};
     outcome_.remains.push_back(to_);
     if (!isCopied) {
-      static_cast<void>(::ftruncate(copy_.file.get(), before.st_size));  // no line stands in both
+      std::ignore = ::ftruncate(copy_.file.get(), before.st_size);  // no line stands in both
       giveBackLines(position);
     }
     return result;

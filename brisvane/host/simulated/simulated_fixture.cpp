@@ -12,6 +12,7 @@
 #include <new>
 #include <system_error>
 #include <thread>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -61,7 +62,7 @@ class Fixture::Worker {
   void stop() noexcept {
     stopping_ = true;
     const std::uint64_t one = 1;
-    static_cast<void>(::write(wake_.get(), &one, sizeof one));
+    std::ignore = ::write(wake_.get(), &one, sizeof one);
   }
 
   // Until the thread has closed its end.
