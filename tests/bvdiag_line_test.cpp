@@ -93,5 +93,157 @@ TEST(BvdiagRepeat, ShowsABarThatFitsAndItsSummaryAfterAnInterrupt) {
   }
 }
 
+// A fixture on a link that stays the same, as an adapter's name does.
+class BvdiagTerminal : public ::testing::Test {
+ protected:
+  [[nodiscard]] std::vector<std::string> terminal(std::vector<std::string> more = {}) const {
+    more.insert(more.begin(), {"terminal", "--port", link});
+    return more;
+  }
+  static void expectToLeave(Program& program) {
+    EXPECT_FALSE(program.isCooked()) << program.output;
+    program.type("\x14q");
+    EXPECT_EQ(program.status(), 0) << program.output;
+  }
+
+  const TemporaryFolder folder;
+  const std::string link = folder / "tty";
+};
+
+TEST_F(BvdiagTerminal, PassesKeysAndRepliesAndComesBackWithTheAdapter) {
+  Program program(terminal({"--log", folder / "log", "--line-ends-out", "lf", "--echo"}),
+                  {.terminal = true, .columns = 40});
+  EXPECT_TRUE(program.prints("waiting for it\r\n")) << program.output;
+  {
+    Program fixture({"fixture", "--link", link});
+    EXPECT_TRUE(program.prints("*** connected to " + link + " at 115200 bits/s\r\n"));
+    program.type("echo \x1b[1mA\t\x14\x14\r");
+    EXPECT_TRUE(program.prints("echo \\x1b[1mA\\t\\x14\r\n")) << program.output;  // the local echo
+    EXPECT_TRUE(program.prints("\x1b[1mA\t\x14\r\r\n")) << program.output;        // the fixture's
+    EXPECT_TRUE(fixture.prints("received  echo \\x1b[1mA\\t\\x14\\n")) << fixture.output;
+    program.type("\x14hversion\r");
+    EXPECT_TRUE(program.prints("|FW 1.2.3 OK..|\r\n")) << program.output;
+    program.type("\x14L\x14gd\x14?\x14q");
+    EXPECT_EQ(program.status(), 0) << program.output;
+    fixture.signal(SIGTERM);  // it removes its link
+    EXPECT_EQ(fixture.status(), 143);
+  }
+  EXPECT_THAT(program.output, AllOf(HasSubstr("modem lines: Inappropriate ioctl"),
+                                    HasSubstr("  Ctrl-T  send Ctrl-T\r\n")));
+  EXPECT_THAT(contentOf(folder / "log"),
+              AllOf(HasSubstr("sent: version\\n"), HasSubstr("received: FW 1.2.3 OK\\r\\n")));
+
+  Program again(terminal({"--timestamps"}), {.terminal = true});
+  for (int i = 0; i < 2; ++i) {
+    Program fixture({"fixture", "--link", link});
+    again.output.clear();
+    EXPECT_TRUE(again.prints("connected to")) << again.output;
+    again.type("version\r");
+    EXPECT_TRUE(again.prints("] FW 1.2.3 OK\r\r\n")) << again.output;
+    fixture.signal(SIGTERM);
+    EXPECT_TRUE(again.prints("hung up")) << again.output;
+    EXPECT_EQ(fixture.status(), 143);
+  }
+  expectToLeave(again);
+  Program once(terminal({"--no-reconnect"}), {.terminal = true});
+  EXPECT_EQ(once.status(), 1);
+  EXPECT_THAT(once.output, HasSubstr("No such file or directory; check the name"));
+}
+
+TEST_F(BvdiagTerminal, LeavesTheTerminalAsItWas) {
+  Program fixture({"fixture", "--link", link});
+  ASSERT_TRUE(fixture.prints("\n"));
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+    Program program(terminal(), {.terminal = true});
+    EXPECT_TRUE(program.prints("connected")) << program.output;
+    EXPECT_FALSE(program.isCooked());
+    program.signal(signal);
+    EXPECT_EQ(program.status(), 128 + signal);
+    EXPECT_TRUE(program.isCooked()) << signal;
+  }
+  Program crashing(terminal(), {.terminal = true});
+  EXPECT_TRUE(crashing.prints("connected")) << crashing.output;
+  crashing.signal(SIGABRT);
+  EXPECT_EQ(crashing.status(), -1);
+  EXPECT_TRUE(crashing.isCooked());
+
+  // A shell that has stopped it takes the terminal for itself.
+  Program stopped(terminal(), {.terminal = true});
+  EXPECT_TRUE(stopped.prints("connected")) << stopped.output;
+  stopped.signal(SIGSTOP);
+  stopped.cook();
+  stopped.signal(SIGCONT);
+  EXPECT_TRUE(stopped.prints("continued")) << stopped.output;
+  expectToLeave(stopped);
+  EXPECT_TRUE(stopped.isCooked());
+
+  Program shell({"-c", "set -m; \"$0\" terminal --port \"$1\"; stty -a; echo; fg; stty -a",
+                 BVDIAG_PATH, link},
+                {.terminal = true, .environment = {"PATH=/usr/bin:/bin"}, .program = "/bin/sh"});
+  EXPECT_TRUE(shell.prints("connected")) << shell.output;
+  shell.type("\x14z");
+  EXPECT_TRUE(shell.prints(" icanon ")) << shell.output;
+  EXPECT_TRUE(shell.prints("continued")) << shell.output;
+  shell.output.clear();
+  shell.type("\x14q");
+  EXPECT_EQ(shell.status(), 0);
+  EXPECT_THAT(shell.output, HasSubstr(" icanon "));
+}
+
+TEST_F(BvdiagTerminal, SendsAFileAPipeAndABreak) {
+  writeFile(folder / "commands", "version\necho a\n");
+  Program fixture({"fixture", "--link", link});
+  ASSERT_TRUE(fixture.prints("\n"));
+  const auto piped = [&](std::vector<std::string> more) {
+    Program program(terminal(std::move(more)), {.input = folder / "commands"});
+    EXPECT_EQ(program.status(), 0) << program.errors;
+    return program.output;
+  };
+  EXPECT_EQ(piped({"--wait", "0.5"}), "FW 1.2.3 OK\r\na\r\n");
+  EXPECT_EQ(piped({"--wait", "0.5", "--line-ends-in", "any", "--line-ends-out", "crlf"}),
+            "FW 1.2.3 OK\na\n");
+  EXPECT_TRUE(fixture.prints("version\\r\\necho a\\r\\n")) << fixture.output;
+
+  Program program(terminal(), {.terminal = true, .environment = {"TERM=xterm"}});
+  EXPECT_TRUE(program.prints("connected")) << program.output;
+  program.type("\x14s" + folder.path() + "/\xc3\xa9\x7f" + "commands\r");
+  EXPECT_TRUE(program.prints("commands: 15 bytes sent\r\n")) << program.output;
+  EXPECT_TRUE(program.prints("FW 1.2.3 OK\r\r\na\r\r\n")) << program.output;
+  program.type(
+      "\x14"
+      "b\x14"
+      "f/nonexistent\r\x14"
+      "c");
+  EXPECT_TRUE(program.prints("break sent\r\n")) << program.output;
+  EXPECT_TRUE(program.prints("/nonexistent: cannot be read")) << program.output;
+  EXPECT_TRUE(program.prints("*** framing: 8N1, flow control: none\r\n")) << program.output;
+  EXPECT_TRUE(program.prints("*** sent 15 bytes, received 16\r\n")) << program.output;
+  expectToLeave(program);
+
+  EXPECT_THAT(errorsOf(terminal({"--framing", "7E1"}), 1), HasSubstr("does not take"));
+  EXPECT_THAT(errorsOf(terminal({"--framing", "9N1"}), 2), HasSubstr("8N1"));
+  fixture.signal(SIGTERM);
+  EXPECT_EQ(fixture.status(), 143);
+  EXPECT_THAT(errorsOf(terminal(), 1), HasSubstr("No such file"));  // a pipe does not wait
+}
+
+TEST_F(BvdiagTerminal, HasTheViewOfTheMonitorWhichWaitsToo) {
+  Program monitor(
+      {"monitor", "--port", link, "--reconnect", "--timestamps", "--log", folder / "log"});
+  writeFile(folder / "script.json", R"({"greeting": ["one\r\n\u001b[mtwo"]})");
+  for (int i = 0; i < 2; ++i) {
+    monitor.output.clear();
+    Program fixture({"fixture", folder / "script.json", "--link", link});
+    EXPECT_TRUE(monitor.prints("] \\x1b[mtwo")) << monitor.output;
+    EXPECT_THAT(monitor.output, HasSubstr("] one\n["));
+    fixture.signal(SIGTERM);
+    EXPECT_EQ(fixture.status(), 143);
+  }
+  monitor.signal(SIGINT);
+  EXPECT_EQ(monitor.status(), 130);
+  EXPECT_THAT(monitor.output, EndsWith("two\n"));
+  EXPECT_EQ(countOf(contentOf(folder / "log"), "received: \\x1b[mtwo"), 2U);
+}
+
 }  // namespace
 }  // namespace brisvane

@@ -94,9 +94,11 @@ TEST(Object, ShowsWhatItHoldsToAPerson) {
   EXPECT_EQ(::testing::PrintToString(Object(std::numeric_limits<double>::infinity())), "inf");
   std::ostringstream stream;
   stream << *value.ifDictionary() << Array{1} << Data{16} << Error(ENOENT, "here")
-         << Result<Data>(Data{1}) << Result<>(Error(EIO)) << Result<>() << Result<Object>(Object(2));
-  EXPECT_EQ(stream.str(), shown + "[1]1 byte: 10here: No such file or directoryok: 1 byte: 01"
-                                  "failed: Input/output errorokok: 2");
+         << Result<Data>(Data{1}) << Result<>(Error(EIO)) << Result<>()
+         << Result<Object>(Object(2));
+  EXPECT_EQ(stream.str(), shown +
+                              "[1]1 byte: 10here: No such file or directoryok: 1 byte: 01"
+                              "failed: Input/output errorokok: 2");
 }
 
 TEST(Object, ShowsNoMoreThanAPersonReads) {

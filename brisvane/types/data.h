@@ -28,8 +28,8 @@ using ByteView = std::span<const std::uint8_t>;
 }
 
 // The buffer's length and its bytes in upper-case hexadecimal, in groups of four bytes, as in
-// "5 bytes: 0A0B0C0D 0E". It is meant for log lines. Nothing parses this form. "..." stands for what
-// follows the first `most` bytes.
+// "5 bytes: 0A0B0C0D 0E". It is meant for log lines. Nothing parses this form. "..." stands for
+// what follows the first `most` bytes.
 [[nodiscard]] BRISVANE_EXPORT std::string describe(ByteView bytes, std::size_t most = SIZE_MAX);
 
 // Prints the description. Argument-dependent lookup does not find it, because Data is a type of the

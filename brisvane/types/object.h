@@ -112,8 +112,8 @@ class BRISVANE_EXPORT Object {
   Object(Date date);
   Object(Array array);
   Object(Dictionary dictionary);
-  // A dictionary in braces: `Object settings = {{"speed", 115200}, {"line", {{"parity", "even"}}}};`
-  // An array among them is named: `{{"limits", Array{1, 2}}}`.
+  // A dictionary in braces: `Object settings = {{"speed", 115200}, {"line", {{"parity",
+  // "even"}}}};` An array among them is named: `{{"limits", Array{1, 2}}}`.
   Object(std::initializer_list<std::pair<std::string_view, Object>> entries);
   template <typename First, typename Second, typename... More>
   Object(First&&, Second&&, More&&...) = delete;  // write Array{...}, or {{key, value}, ...}
@@ -161,8 +161,8 @@ class BRISVANE_EXPORT Object {
 
   // The value for a person to read, in a form like JSON: `{"a": [1, 1.0, null], "b": <2 bytes:
   // 0AFF>}`. Keys stand in byte order, and a date is in ISO 8601. What is not printable in a text
-  // is escaped: \\u{1B}, or \\xFF for a byte that is not UTF-8. Nothing parses this form. What nests
-  // deeper than kDeepestDescription is "...", and so is what does not fit into about
+  // is escaped: \\u{1B}, or \\xFF for a byte that is not UTF-8. Nothing parses this form. What
+  // nests deeper than kDeepestDescription is "...", and so is what does not fit into about
   // kLongestDescription bytes.
   [[nodiscard]] std::string description() const;
   static constexpr std::size_t kDeepestDescription = 32;

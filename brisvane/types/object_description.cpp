@@ -49,8 +49,9 @@ void appendEscaped(std::string& text, const CodePoint& character, std::string_vi
     text += "\\u{";
     std::string digits;
     appendNumber(digits, static_cast<std::uint32_t>(character.value), 16);
-    std::ranges::transform(digits, digits.begin(),
-                           [](char digit) { return digit >= 'a' ? hexDigit(*hexValue(digit)) : digit; });
+    std::ranges::transform(digits, digits.begin(), [](char digit) {
+      return digit >= 'a' ? hexDigit(*hexValue(digit)) : digit;
+    });
     text += digits + '}';
   } else {
     text += bytes;
@@ -127,7 +128,8 @@ class Description {
     std::vector<const Dictionary::value_type*> entries;
     entries.reserve(dictionary.size());
     for (const auto& entry : dictionary) entries.push_back(&entry);
-    std::ranges::sort(entries, {}, [](const auto* entry) -> const auto& { return entry->first; });
+    std::ranges::sort(
+        entries, {}, [](const auto* entry) -> const auto& { return entry->first; });
     addAll('{', entries, '}', [this](const auto* entry) {
       add(std::string_view(entry->first));
       text_ += ": ";

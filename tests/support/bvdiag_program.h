@@ -10,6 +10,7 @@
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -30,15 +31,17 @@ struct Setting {
   bool terminal = false;  // its controlling terminal as all three streams, all read as output
   std::vector<std::string> environment = {};  // beside what every program here gets
   StandardOutput output = StandardOutput::kRead;
-  rlim_t memory = RLIM_INFINITY;  // bytes of address space
-  unsigned short columns = 200;   // of the terminal
+  rlim_t memory = RLIM_INFINITY;    // bytes of address space
+  unsigned short columns = 200;     // of the terminal
+  std::string input = "/dev/null";  // without a terminal
+  std::string program = BVDIAG_PATH;
 };
 
 class Program {
  public:
   explicit Program(std::vector<std::string> arguments, const Setting& setting = {}) {
     setting.terminal ? openTerminal(setting.columns) : openPipes();
-    arguments.insert(arguments.begin(), BVDIAG_PATH);
+    arguments.insert(arguments.begin(), setting.program);
     std::vector<std::string> environment = setting.environment;
     environment.insert(environment.end(), {"LC_ALL=C", "HOME=/nonexistent"});
     posix_spawn_file_actions_t files;
@@ -56,8 +59,8 @@ class Program {
     ::getrlimit(RLIMIT_AS, &before);
     const rlimit limit{std::min(setting.memory, before.rlim_max), before.rlim_max};
     ::setrlimit(RLIMIT_AS, &limit);
-    EXPECT_EQ(posix_spawn(&child_, BVDIAG_PATH, &files, &attributes, pointers(arguments).data(),
-                          pointers(environment).data()),
+    EXPECT_EQ(posix_spawn(&child_, setting.program.c_str(), &files, &attributes,
+                          pointers(arguments).data(), pointers(environment).data()),
               0);
     ::setrlimit(RLIMIT_AS, &before);
     posix_spawnattr_destroy(&attributes);
@@ -92,6 +95,20 @@ class Program {
     EXPECT_EQ(::ioctl(ends_[0], TIOCSWINSZ, &size), 0);
   }
 
+  // Whether the terminal's settings are those of a line, as a shell has them, and not raw.
+  [[nodiscard]] bool isCooked() const {
+    termios settings{};
+    EXPECT_EQ(::tcgetattr(ends_[0], &settings), 0);
+    return (settings.c_lflag & ICANON) != 0 && (settings.c_oflag & OPOST) != 0;
+  }
+  void cook() const {
+    termios settings{};
+    ::tcgetattr(ends_[0], &settings);
+    settings.c_lflag |= ICANON;
+    settings.c_oflag |= OPOST;
+    ::tcsetattr(ends_[0], TCSANOW, &settings);
+  }
+
   void stopReading() {
     ::close(ends_[0]);
     ends_[0] = -1;
@@ -119,7 +136,7 @@ class Program {
  private:
   void setUpStreams(posix_spawn_file_actions_t& files, const Setting& setting) {
     // In a session of its own, a terminal that is opened first becomes the controlling one.
-    const char* const input = setting.terminal ? terminal_.data() : "/dev/null";
+    const char* const input = setting.terminal ? terminal_.data() : setting.input.c_str();
     posix_spawn_file_actions_addopen(&files, STDIN_FILENO, input, O_RDWR, 0);
     posix_spawn_file_actions_adddup2(&files, childEnds_[0], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&files, childEnds_[1], STDERR_FILENO);

@@ -107,6 +107,11 @@ Option Option::secondsUpTo(double most) const {
   return *this;
 }
 
+Option Option::oneEach() const {
+  option_->allow_extra_args(false);
+  return *this;
+}
+
 Option Option::check(std::function<std::string(const std::string&)> rule) const {
   option_->check(CLI::Validator(std::move(rule), ""));
   return *this;

@@ -46,6 +46,7 @@ class Option {
   Option oneOf(std::vector<std::string> values) const;
   Option between(std::int32_t least, std::int32_t most) const;
   Option secondsUpTo(double most) const;  // a number of seconds from 0 to `most`
+  Option oneEach() const;  // of several values: may be given several times, with one value each
   // The rule gives what is wrong with a value; empty when nothing is.
   Option check(std::function<std::string(const std::string&)> rule) const;
   Option excludes(Option other) const;

@@ -13,6 +13,7 @@ void addPorts(AnyCommand& program);
 void addSend(AnyCommand& program);
 void addRepeat(AnyCommand& program);
 void addTerminal(AnyCommand& program);
+void addRun(AnyCommand& program);
 void addMonitor(AnyCommand& program);
 void addFixture(AnyCommand& program);
 void addLog(AnyCommand& program);

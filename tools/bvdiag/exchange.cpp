@@ -31,19 +31,24 @@ bool converse(const ExchangeOptions& options, bv::BVSerialPort& port, bv::Data& 
   return answered;
 }
 
-std::string explainFailure(const ExchangeOptions& options, const bv::BVSerialPort& port) {
-  if (interrupted()) return port.path() + ": interrupted";
-  if (auto failure = lineFailure(port)) return *failure;
-  const std::string limit = " within " + secondsText(options.timeout);
-  if (options.accept) {
-    return port.path() + ": no reply matched \"" + *options.accept + "\"" + limit +
-           "; try a longer --timeout, or omit --accept to see the whole reply";
+void explainFailure(const ExchangeOptions& options, const bv::BVSerialPort& port,
+                    Exchange& failed) {
+  failed.error = port.path();
+  if (interrupted()) {
+    failed.error += ": interrupted";
+  } else if (auto failure = lineFailure(port)) {
+    failed.error = *failure;
+  } else if (options.endsBySilence()) {
+    failed.error += ": the command was not sent completely; check the adapter";
+  } else {
+    failed.error += options.accept
+                        ? ": no reply matched \"" + *options.accept + "\""
+                        : ": fewer than " + std::to_string(*options.bytes) + " bytes arrived";
+    failed.error += " within " + secondsText(options.timeout);
+    failed.advice = options.accept
+                        ? "; try a longer --timeout, or omit --accept to see the whole reply"
+                        : "; try a longer --timeout or a smaller --bytes";
   }
-  if (options.bytes) {
-    return port.path() + ": fewer than " + std::to_string(*options.bytes) + " bytes arrived" +
-           limit + "; try a longer --timeout or a smaller --bytes";
-  }
-  return port.path() + ": the command was not sent completely; check the adapter";
 }
 
 }  // namespace
@@ -92,7 +97,7 @@ Exchange exchange(const ExchangeOptions& options, bv::BVSerialPort& port) {
   const bool answered = converse(options, port, result.reply);
   result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   if (!answered || (interrupted() && options.endsBySilence()))
-    result.error = explainFailure(options, port);
+    explainFailure(options, port, result);
   return result;
 }
 

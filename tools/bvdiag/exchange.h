@@ -37,7 +37,8 @@ void checkExchange(ExchangeOptions& options);
 struct Exchange {
   brisvane::Data reply;
   double seconds = 0;
-  std::string error;  // empty for a success
+  std::string error;   // empty for a success
+  std::string advice;  // what to try, for who has given the options; begins with "; ", or is empty
 };
 
 // Sends the command and waits for the reply. REQUIRES that the port is open. Silence that an

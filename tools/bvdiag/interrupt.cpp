@@ -11,6 +11,7 @@ namespace {
 
 std::atomic<int> raised{0};  // by this signal
 std::atomic<bool> byTerminal{false};
+std::atomic<bool> isFinishing{false};
 static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free,
               "a signal handler must not wait");
 
@@ -68,7 +69,11 @@ void restoreBeforeSuddenEnd(void (*restore)() noexcept) {
     static_cast<void>(std::signal(crash, restoreAndEnd));
 }
 
-bool interrupted() noexcept { return raised != 0; }
+bool interrupted() noexcept { return raised != 0 && !isFinishing; }
+
+FinishingWork::FinishingWork() noexcept { isFinishing = true; }
+
+FinishingWork::~FinishingWork() { isFinishing = false; }
 
 int raisingSignal() noexcept { return raised; }
 

@@ -23,6 +23,16 @@ void restoreBeforeSuddenEnd(void (*restore)() noexcept);
 // The signal that has raised the flag, the last one; 0 for none.
 [[nodiscard]] int raisingSignal() noexcept;
 
+// While it exists, interrupted() is false: what has to be done after a signal, too, is not called
+// off. A second signal of its kind ends the program all the same.
+class FinishingWork {
+ public:
+  FinishingWork() noexcept;
+  FinishingWork(const FinishingWork&) = delete;
+  FinishingWork& operator=(const FinishingWork&) = delete;
+  ~FinishingWork();
+};
+
 // Whether the terminal sent it, to all programs in its foreground: not to this one alone.
 [[nodiscard]] bool isFromTerminal() noexcept;
 

@@ -86,10 +86,10 @@ int run(std::vector<std::string> words) {
       "130 after Ctrl-C. `exec` ends with the status of its program.\n"
       "`bvdiag COMMAND --help` describes a command.");
   for (const auto add :
-       {addDemo,     addPorts,      addSend,    addRepeat,  addTerminal, addMonitor,
-        addFixture,  addLog,        addExec,    addLaunch,  addProfile,  addNvram,
-        addRegistry, addInterfaces, addMachine, addDigest,  addHmac,     addCrc32,
-        addHex,      addBase64,     addEncrypt, addDecrypt, addRandom,   addPlist}) {
+       {addDemo,       addPorts,   addSend,   addRepeat, addTerminal, addRun,   addMonitor,
+        addFixture,    addLog,     addExec,   addLaunch, addProfile,  addNvram, addRegistry,
+        addInterfaces, addMachine, addDigest, addHmac,   addCrc32,    addHex,   addBase64,
+        addEncrypt,    addDecrypt, addRandom, addPlist}) {
     add(program);
   }
   const auto parsed = line.parse(std::move(words));

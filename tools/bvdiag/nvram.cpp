@@ -10,6 +10,7 @@
 
 #include "commands.h"
 #include "confirmation.h"
+#include "variable_name.h"
 
 namespace bvdiag {
 namespace {
@@ -28,34 +29,9 @@ struct NvramOptions {
   bool yes = false;
 
   [[nodiscard]] std::string fullName() const {
-    if (space.empty()) return name;
-    return bv::guidText(space == "system" ? BVNvram::kSystemGuid : BVNvram::kLarderGuid) + ":" +
-           name;
+    return space.empty() ? name : fullVariableName(name, space);
   }
 };
-
-std::string noStore() {
-  return BVNvram::statusText(BVNvram::kNoStore) + "; a PC must be started by UEFI";
-}
-
-std::string adviceFor(int error) {
-  switch (error) {
-    case EACCES:
-    case EPERM:
-      return "run it as root";
-    case EROFS:
-      return "the variables are mounted read-only: mount -o remount,rw /sys/firmware/efi/efivars";
-    case ENOSPC:
-      return "the store is full: delete a variable, or reboot so that the firmware frees space";
-    case EINVAL:
-      return "check the name (GUID:name, or --namespace) and the value: neither empty nor too "
-             "large";
-    case ENOENT:
-      return "see `bvdiag nvram list`";
-    default:
-      return "check the store with `bvdiag nvram list`";
-  }
-}
 
 // Why a read has found nothing.
 std::string explainAbsence(const NvramOptions& options) {
@@ -70,12 +46,12 @@ std::string explainAbsence(const NvramOptions& options) {
   const auto platform = bv::host::platform();
   const Registry& registry = platform->registry();
   const bv::host::OpenNode store(registry, registry.nodeAtPath(Registry::kOptionsPath));
-  if (!store) return name + ": " + noStore();
+  if (!store) return name + ": " + kNoStore;
   const auto origin = registry.origin(store.handle(), name);
   if (!origin.ok()) {
     const bv::Error& error = origin.error();
     return (error.what().empty() ? error.of(name) : error).text() + "; " +
-           adviceFor(error.number());
+           adviceForVariable(error.number());
   }
   return name + (options.view == "dictionary" ? ": holds no JSON object; " : ": holds no text; ") +
          "--view data prints its bytes";
@@ -113,11 +89,8 @@ int get(const NvramOptions& options, Session& session) {
 
 int finish(const NvramOptions& options, Session& session, std::int32_t status) {
   Output& output = session.output();
-  if (status == BVNvram::kNoStore) {
-    output.complain(options.fullName() + ": " + noStore());
-  } else if (status != 0) {
-    output.complain(options.fullName() + ": " + BVNvram::statusText(status) + " (" +
-                    std::to_string(status) + "); " + adviceFor(status));
+  if (const auto failure = variableFailure(options.fullName(), status); !failure.empty()) {
+    output.complain(failure);
   } else if (session.isSimulated()) {
     output.remark("done; the simulated machine forgets it when this command ends");
   }
@@ -145,7 +118,7 @@ int list(const NvramOptions& options, Session& session) {
   const Registry& registry = platform->registry();
   const bv::host::OpenNode store(registry, registry.nodeAtPath(Registry::kOptionsPath));
   if (!store) {
-    output.complain(noStore());
+    output.complain(kNoStore);
     return kFailure;
   }
   const std::string prefix = options.space.empty() ? "" : options.fullName();

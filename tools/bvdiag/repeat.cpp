@@ -169,7 +169,7 @@ class Repetition {
     if (afterFailure_) {
       if (++progress_.failed == 1) {
         firstFailed_ = progress_.done;
-        firstError_ = result.error;
+        firstError_ = result.error + result.advice;
       }
       lineIsDead_ = lineFailure(port_).has_value();
       bv::BVLog::Default::error("exchange " + std::to_string(progress_.done) +

@@ -32,7 +32,7 @@ struct Conversation {
 
 Conversation converse(const SendOptions& options) {
   OpenedPort opened = openPort(options.port);
-  Conversation result{opened.path, {{}, 0, opened.error}};
+  Conversation result{opened.path, {{}, 0, opened.error, {}}};
   if (opened.port == nullptr) return result;
   bv::BVSerialPort& port = *opened.port;
   bv::BVLog::Default::info("opened " + port.path() + " at " + std::to_string(options.port.speed));
@@ -73,7 +73,7 @@ int run(const SendOptions& options, Session& session) {
   const Conversation result = converse(options);
   const std::string& error = result.exchange.error;
   if (!output.json()) printText(options, result, output);
-  if (!error.empty()) output.complain(error);
+  if (!error.empty()) output.complain(error + result.exchange.advice);
   const bool isLogged = session.logIsComplete();
   if (output.json()) printJson(options, result, output);
   return isLogged && error.empty() ? kSuccess : kFailure;
