@@ -111,10 +111,8 @@ bool isWanted(const Table& table, const std::vector<std::string_view>& words) {
 }
 
 int run(bool mustReachGoals, const std::vector<std::string_view>& words) {
-  constexpr std::vector<Table> (*kFamilies[])() = {
-      bytesTables, cryptoTables, textTables, logTables, serialTables, processTables, valuesTables};
   Verdict verdict;
-  for (const auto family : kFamilies) {
+  for (const auto family : families()) {
     for (const Table& table : family()) {
       if (isWanted(table, words)) printTable(table, verdict);
     }

@@ -61,5 +61,9 @@ std::vector<Table> logTables();
 std::vector<Table> serialTables();
 std::vector<Table> processTables();
 std::vector<Table> valuesTables();
+std::vector<Table> machineTables();
+
+// The families of this program.
+std::vector<std::vector<Table> (*)()> families();
 
 }  // namespace brisvane::bench
