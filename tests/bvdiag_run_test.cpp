@@ -25,7 +25,7 @@ using ::testing::StartsWith;
 using testing::TemporaryFolder;
 using testing::writeFile;
 
-constexpr Setting kTerminal{.terminal = true};
+const Setting kTerminal{.terminal = true};
 
 std::string plan(const std::string& steps, const std::string& more = "") {
   return R"({"name": "Test", )" + more + R"("steps": [)" + steps + "]}";
