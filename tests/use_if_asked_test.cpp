@@ -56,9 +56,8 @@ TEST_F(UseIfAsked, PutsTheNamedMachineInForceUntilTheEnd) {
 // What the set-user-ID copy of this program runs. In an ordinary one it has nothing to do.
 TEST_F(UseIfAsked, IsNotAskedByTheEnvironmentOfASetUserIdProgram) {
   if (::geteuid() != ::getuid()) {
-    ASSERT_TRUE(useIfAsked().ok());
-    ASSERT_FALSE(isSimulated());
-    return;
+    // At once: the search for leaks at the end needs rights that such a process does not have.
+    ::_exit(useIfAsked().ok() && !isSimulated() ? 0 : 1);
   }
   if (::getuid() != 0) GTEST_SKIP() << "only root makes a program another user's";
   const std::string copy = folder / "copy";

@@ -204,8 +204,12 @@ Fixture* Machine::fixture(std::string_view device) const noexcept {
 }
 
 Result<> useIfAsked() {
+  struct InForce {
+    std::unique_ptr<Machine> machine;
+    ScopedPlatform installed{machine->platform()};
+  };
   // Never destroyed: static objects may use the machine until the process ends.
-  static Machine* inForce = nullptr;
+  static const InForce* inForce = nullptr;
   static std::mutex mutex;
   const char* const path = ::secure_getenv("BRISVANE_MACHINE");
   if (path == nullptr || *path == '\0') return {};
@@ -213,8 +217,7 @@ Result<> useIfAsked() {
   if (inForce != nullptr) return {};
   auto machine = Machine::fromFile(path);
   if (!machine.ok()) return machine.error();
-  static_cast<void>(new ScopedPlatform(machine.value()->platform()));
-  inForce = std::move(machine).value().release();
+  inForce = new InForce{.machine = std::move(machine).value()};
   return {};
 }
 
