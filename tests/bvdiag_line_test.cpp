@@ -220,7 +220,7 @@ TEST_F(BvdiagTerminal, SendsAFileAPipeAndABreak) {
   EXPECT_TRUE(program.prints("*** sent 15 bytes, received 16\r\n")) << program.output;
   expectToLeave(program);
 
-  EXPECT_THAT(errorsOf(terminal({"--framing", "7E1"}), 1), HasSubstr("does not take"));
+  EXPECT_THAT(errorsOf(terminal({"--framing", "7E1"}), 1), HasSubstr("does not support"));
   EXPECT_THAT(errorsOf(terminal({"--framing", "9N1"}), 2), HasSubstr("8N1"));
   fixture.signal(SIGTERM);
   EXPECT_EQ(fixture.status(), 143);

@@ -4,7 +4,8 @@
 #include <termios.h>
 
 #include <array>
-#include <cerrno>
+#include <optional>
+#include <string_view>
 #include <utility>
 
 #include <brisvane/types/error.h>
@@ -14,7 +15,6 @@ namespace {
 
 namespace bv = brisvane;
 
-constexpr tcflag_t kFraming = CSIZE | PARENB | PARODD | CMSPAR | CSTOPB;
 constexpr tcflag_t kSoftwareFlow = IXON | IXOFF;
 
 constexpr std::array<std::pair<char, tcflag_t>, 4> kSizes{
@@ -28,15 +28,6 @@ constexpr std::array<std::pair<char, tcflag_t>, 5> kParities{{{'N', 0},
 constexpr std::array<std::pair<char, tcflag_t>, 2> kStops{{{'1', 0}, {'2', CSTOPB}}};
 
 template <std::size_t kCount>
-std::optional<tcflag_t> flagOf(const std::array<std::pair<char, tcflag_t>, kCount>& table,
-                               char letter) {
-  for (const auto& [name, flag] : table) {
-    if (name == letter) return flag;
-  }
-  return std::nullopt;
-}
-
-template <std::size_t kCount>
 char letterOf(const std::array<std::pair<char, tcflag_t>, kCount>& table, tcflag_t flags) {
   for (const auto& [name, flag] : table) {
     if (flag == flags) return name;
@@ -44,24 +35,24 @@ char letterOf(const std::array<std::pair<char, tcflag_t>, kCount>& table, tcflag
   return '?';
 }
 
-// nullopt for a text that is no framing.
-std::optional<tcflag_t> framingFlags(const std::string& framing) {
-  if (framing.size() != 3) return std::nullopt;
-  const auto size = flagOf(kSizes, framing[0]);
-  const auto parity = flagOf(kParities, framing[1]);
-  const auto stop = flagOf(kStops, framing[2]);
-  if (!size || !parity || !stop) return std::nullopt;
-  return *size | *parity | *stop;
+// nullopt for a letter that is none of theirs.
+std::optional<bv::Parity> parityOf(char letter) {
+  constexpr std::string_view kLetters = "NEOMS";  // in the order of Parity
+  const auto place = kLetters.find(letter);
+  if (place == std::string_view::npos) return std::nullopt;
+  return static_cast<bv::Parity>(place);
 }
 
-void set(termios& line, const LineSettings& settings) {
-  if (const auto flags = framingFlags(settings.framing))
-    line.c_cflag = (line.c_cflag & ~kFraming) | *flags;
-  if (settings.flow.empty()) return;
-  line.c_cflag &= ~CRTSCTS;
-  line.c_iflag &= ~kSoftwareFlow;
-  if (settings.flow == "hardware") line.c_cflag |= CRTSCTS;
-  if (settings.flow == "software") line.c_iflag |= kSoftwareFlow;
+// Sets the options that a framing names; false for a text that is no framing.
+bool setFraming(const std::string& framing, bv::LineOptions& options) {
+  if (framing.size() != 3) return false;
+  const char size = framing[0];
+  const char stop = framing[2];
+  options.parity = parityOf(framing[1]);
+  if (size < '5' || size > '8' || !options.parity || stop < '1' || stop > '2') return false;
+  options.dataBits = static_cast<std::uint8_t>(size - '0');
+  options.stopBits = static_cast<std::uint8_t>(stop - '0');
+  return true;
 }
 
 }  // namespace
@@ -72,7 +63,8 @@ void addLineOptions(AnyCommand& command, LineSettings& settings) {
               "Data bits (5 to 8), parity (N, E, O, M or S) and stop bits (1 or 2), as in 7E1; "
               "default: 8 data bits, no parity")
       .check([](const std::string& text) {
-        return framingFlags(text) ? std::string() : "must be like 8N1 or 7E2";
+        bv::LineOptions options;
+        return setFraming(text, options) ? std::string() : "must be like 8N1 or 7E2";
       });
   command
       .option("--flow", &settings.flow, "CONTROL",
@@ -80,19 +72,13 @@ void addLineOptions(AnyCommand& command, LineSettings& settings) {
       .oneOf({"none", "hardware", "software"});
 }
 
-bv::Result<> apply(const LineSettings& settings, int descriptor) {
-  if (settings.framing.empty() && settings.flow.empty()) return {};
-  termios line{};
-  if (::tcgetattr(descriptor, &line) == -1) return bv::Error::last();
-  set(line, settings);
-  if (::tcsetattr(descriptor, TCSANOW, &line) == -1) return bv::Error::last();
-  // A device that takes a part of it succeeds, too.
-  termios taken{};
-  if (::tcgetattr(descriptor, &taken) == -1) return bv::Error::last();
-  const bool isTaken = ((taken.c_cflag ^ line.c_cflag) & (kFraming | CRTSCTS)) == 0 &&
-                       ((taken.c_iflag ^ line.c_iflag) & kSoftwareFlow) == 0;
-  if (!isTaken) return bv::Error(EINVAL);
-  return {};
+bv::LineOptions lineOptions(const LineSettings& settings, std::int32_t speed) {
+  bv::LineOptions options{.speed = static_cast<std::uint32_t>(speed)};
+  setFraming(settings.framing, options);
+  if (settings.flow == "none") options.flowControl = bv::FlowControl::kNone;
+  if (settings.flow == "hardware") options.flowControl = bv::FlowControl::kHardware;
+  if (settings.flow == "software") options.flowControl = bv::FlowControl::kSoftware;
+  return options;
 }
 
 LineSettings settingsOf(int descriptor) {

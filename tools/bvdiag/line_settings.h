@@ -2,9 +2,10 @@
 // modem lines. The functions keep no state; descriptors are those of open ports.
 #pragma once
 
-#include <optional>
+#include <cstdint>
 #include <string>
 
+#include <brisvane/host/terminal/line_options.h>
 #include <brisvane/types/result.h>
 
 #include "command_line.h"
@@ -18,8 +19,8 @@ struct LineSettings {
 
 void addLineOptions(AnyCommand& command, LineSettings& settings);
 
-// Sets what is given. Fails with EINVAL when the device has not taken all of it.
-[[nodiscard]] brisvane::Result<> apply(const LineSettings& settings, int descriptor);
+// The options with which a port is opened at this speed, in bits per second.
+[[nodiscard]] brisvane::LineOptions lineOptions(const LineSettings& settings, std::int32_t speed);
 
 // The settings in force. Nothing of them is empty, unless the descriptor is no terminal.
 [[nodiscard]] LineSettings settingsOf(int descriptor);

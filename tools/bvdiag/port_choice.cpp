@@ -29,6 +29,8 @@ std::string adviceFor(int error) {
       return "it is no serial device; `bvdiag ports` lists the adapters";
     case ERANGE:
       return "try --speed 115200";
+    case ENOTSUP:
+      return "try another --framing or --flow, or none";
     case ENXIO:
     case ENODEV:
     case EIO:
@@ -72,13 +74,11 @@ OpenedPort openPort(const PortOptions& options) {
     return opened;
   }
   opened.path = port->path();
-  if (const auto result = port->openPortOrError(options.speed); !result.ok()) {
+  if (const auto result = port->openPortOrError(lineOptions(options.line, options.speed));
+      !result.ok()) {
     const int reason = result.error().number();
     opened.error = result.error().text() + "; " + adviceFor(reason);
     opened.isAbsent = reason == ENOENT || reason == ENXIO || reason == ENODEV;
-  } else if (const auto applied = apply(options.line, port->spHandle()); !applied.ok()) {
-    opened.error = port->path() + ": the device does not take the --framing or --flow (" +
-                   applied.error().reason() + "); try others, or none";
   } else {
     opened.port = std::move(port);
   }
