@@ -123,7 +123,7 @@ bv::Result<std::string> modemLines(int descriptor) {
 }
 
 bv::Result<> sendBreak(int descriptor) {
-  if (::tcsendbreak(descriptor, 0) == -1) return bv::Error::last();
+  if (::ioctl(descriptor, TCSBRK, 0) == -1) return bv::Error::last();
   return {};
 }
 
