@@ -140,11 +140,13 @@ class Fixture::Worker {
       if (!opened && connected_) closedAt_ = now;
     }
     if (!closedAt_) return;
+    // Asked for before the lock: a mark that was there, while nobody has the lock afterwards, is
+    // not that of a program which comes at this moment.
+    const bool marked = terminal_.isMarked();
     if (!terminal_.isLocked()) {
       hear(std::exchange(received, {}));  // it is the closing program's
       end();
-      terminal_.endExclusiveUse();  // which the program may have left; not when the next has come,
-                                    // whose mark it is
+      if (marked) terminal_.clearMark();
     } else if (now - *closedAt_ > kClosingTime) {
       closedAt_.reset();
     }

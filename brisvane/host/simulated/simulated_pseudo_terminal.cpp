@@ -95,7 +95,15 @@ bool PseudoTerminal::isLocked() const {
   return false;
 }
 
-void PseudoTerminal::endExclusiveUse() noexcept { ::ioctl(ownEnd_.get(), TIOCNXCL); }
+bool PseudoTerminal::isMarked() const noexcept {
+  int marked = 0;
+  return ::ioctl(ownEnd_.get(), TIOCGEXCL, &marked) == 0 && marked != 0;
+}
+
+void PseudoTerminal::clearMark() {
+  ::ioctl(ownEnd_.get(), TIOCNXCL);
+  if (isLocked()) ::ioctl(ownEnd_.get(), TIOCEXCL);
+}
 
 void PseudoTerminal::discardUnread() noexcept { ::tcflush(ownEnd_.get(), TCIFLUSH); }
 

@@ -46,9 +46,11 @@ class PseudoTerminal {
 
   // Whether a program has the advisory lock on the node. The lock ends with the program.
   [[nodiscard]] bool isLocked() const;
-  // Clears the mark of exclusive use that a killed program has left. TIOCEXCL belongs to the pair,
-  // and would keep out all but the superuser.
-  void endExclusiveUse() noexcept;
+  // Whether the node bears the mark of exclusive use, TIOCEXCL. The mark belongs to the pair: one
+  // that a killed program has left would keep out all but the superuser.
+  [[nodiscard]] bool isMarked() const noexcept;
+  // Clears the mark, unless the superuser's next program has come meanwhile: then it is that one's.
+  void clearMark();
   // Discards what the program has not read.
   void discardUnread() noexcept;
   // The number of bytes that the program has not read.
