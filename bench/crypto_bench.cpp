@@ -55,7 +55,7 @@ using DigestContext = std::shared_ptr<EVP_MD_CTX>;
 using Cipher = std::shared_ptr<EVP_CIPHER>;
 using CipherContext = std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)>;
 
-Row sha1Row(std::string size, std::size_t count, double goal) {
+Row sha1Row(std::string size, std::size_t count, const Goal& goal) {
   const Data bytes = someBytes(count);
   const Data expected = bareSha1(bytes);
   const Digest sha1(EVP_MD_fetch(nullptr, "SHA1", nullptr), &EVP_MD_free);
@@ -78,7 +78,7 @@ Row sha1Row(std::string size, std::size_t count, double goal) {
                expected)}};
 }
 
-Row hmacRow(std::string size, std::size_t count, double goal) {
+Row hmacRow(std::string size, std::size_t count, const Goal& goal) {
   const Data bytes = someBytes(count);
   const Data key = someBytes(20);
   const std::string expected = bareHmac(key, bytes);
@@ -104,7 +104,7 @@ Data evpCipher(const EVP_CIPHER* cipher, ByteView bytes, ByteView key, ByteView 
   return output;
 }
 
-Row aesRow(std::string size, std::size_t count, bool encrypts, double goal) {
+Row aesRow(std::string size, std::size_t count, bool encrypts, const Goal& goal) {
   constexpr std::uint32_t kAes = 0;
   constexpr std::uint32_t kPkcs7Padding = 1;
   const Data key = someBytes(16);
@@ -135,8 +135,9 @@ std::vector<Table> cryptoTables() {
   return {{"sha1Hash", {sha1Row("64 B", 64, 2.7), sha1Row("1 MiB", kMi, 1.02)}},
           {"HMACSHA1", {hmacRow("64 B", 64, 2.1), hmacRow("1 MiB", kMi, 1.02)}},
           {"AES-128-CBC",
-           {aesRow("64 B", 64, true, 1.25), aesRow("64 B", 64, false, 1.25),
-            aesRow("1 MiB", kMi, true, 1.02), aesRow("1 MiB", kMi, false, 1.02)}}};
+           {aesRow("64 B, encrypted", 64, true, 1.25), aesRow("64 B, decrypted", 64, false, 1.25),
+            aesRow("1 MiB, encrypted", kMi, true, 1.02),
+            aesRow("1 MiB, decrypted", kMi, false, 1.02)}}};
 }
 
 }  // namespace brisvane::bench
