@@ -15,9 +15,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr double kBatch = 500e-6;  // seconds that a case runs at a time, or once
-constexpr double kRow = 0.6;       // seconds for all the rounds of a row
+constexpr double kRow = 1.0;       // seconds for all the rounds of a row
 constexpr std::size_t kMostRounds = 200;
-constexpr std::size_t kFewestRounds = 7;
+constexpr std::size_t kFewestRounds = 25;
 constexpr double kTolerance = 1.25;  // times the ratio that is accepted
 
 struct Measured {

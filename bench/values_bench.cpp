@@ -242,14 +242,15 @@ Row patternRow(std::string size, const std::string& pattern) {
 }  // namespace
 
 std::vector<Table> valuesTables() {
-  return {arrays(),
-          {"JSON",
-           {jsonReadRow("1 MB read", 1'000'000, {6, 8, "each value is an allocation"}),
-            jsonWriteRow("1 MB written", 1'000'000, {2, 7, "each key is copied and sorted"})}},
-          {"Pattern over 64 KiB in chunks of 16 B",
-           {patternRow("words", "login successful"), patternRow("a class", "fan at \\d+ rpm, done"),
-            patternRow("a choice", "(passed|failed): \\d+")}},
-          growthTable()};
+  return {
+      arrays(),
+      {"JSON",
+       {jsonReadRow("1 MB read", 1'000'000, 6),
+        jsonWriteRow("1 MB written", 1'000'000, {2, 3, "the keys of each dictionary are sorted"})}},
+      {"Pattern over 64 KiB in chunks of 16 B",
+       {patternRow("words", "login successful"), patternRow("a class", "fan at \\d+ rpm, done"),
+        patternRow("a choice", "(passed|failed): \\d+")}},
+      growthTable()};
 }
 
 }  // namespace brisvane::bench

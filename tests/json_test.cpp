@@ -157,6 +157,54 @@ TEST(Json, IsWrittenAsAnotherWriterWritesIt) {
   }
 }
 
+TEST(Json, IsReadAsAnotherReaderReadsIt) {
+  constexpr std::string_view kPieces[] = {"{",
+                                          "}",
+                                          "[",
+                                          "]",
+                                          ":",
+                                          ",",
+                                          "\"",
+                                          "\\",
+                                          "\\u00e",
+                                          "\\ud83d",
+                                          "\\udE00",
+                                          "0",
+                                          "-",
+                                          ".5",
+                                          "E+",
+                                          "1e-400",
+                                          "-2e-324",
+                                          "1e999",
+                                          "true",
+                                          "nul",
+                                          " ",
+                                          "\r\n\t",
+                                          "\x1F",
+                                          "\x7F",
+                                          "\u00e9",
+                                          "\xC3",
+                                          "\"long as two words\"",
+                                          "\"k\":",
+                                          "18446744073709551616",
+                                          "-9223372036854775809"};
+  std::mt19937 random(2);  // NOLINT(bugprone-random-generator-seed): the same each time
+  int correct = 0;
+  for (int i = 0; i < 20'000; ++i) {
+    std::string text =
+        R"([{"a":1,"b":[true,null,-0.25e2],"\ud83d\ude00\n":{"":{}}},"plain and more of it",0])";
+    for (unsigned edits = random() % 4; edits != 0; --edits) {
+      text.replace(random() % text.size(), random() % 3, kPieces[random() % std::size(kPieces)]);
+    }
+    const auto read = parseJson(text);
+    ASSERT_EQ(read.ok(), nlohmann::json::accept(text)) << text;
+    if (!read.ok()) continue;
+    ++correct;
+    ASSERT_EQ(jsonText(read.value()), nlohmann::json::parse(text).dump()) << text;
+  }
+  EXPECT_GT(correct, 5000);
+}
+
 TEST(Json, IsRefusedBeyondItsLimitHoweverLittleItIsMadeOf) {
   const std::string most(kJsonTextLimit - 2, 'x');
   EXPECT_EQ(jsonText(most).value_or("").size(), kJsonTextLimit);

@@ -1,17 +1,14 @@
 #include "brisvane/host/formats/json.h"
 
-#include <algorithm>
-#include <chrono>
+// parseJson, jsonLine.
 #include <cstddef>
 #include <iterator>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <utility>
 #include <vector>
 
+#include "brisvane/host/formats/json_reader.h"
 #include "brisvane/types/excerpt.h"
-#include "brisvane/types/hex.h"
-#include "brisvane/types/unicode.h"
 
 namespace brisvane::host {
 namespace {
@@ -47,28 +44,27 @@ class LineCounter {
   Progress* progress_;
 };
 
-// Builds Objects from the parser's events, so that no second tree stands between.
-class ObjectBuilder final : public nlohmann::json_sax<json> {
+// Finds out from the parser's events what is wrong with a text, or on which line a value stands.
+class Survey final : public nlohmann::json_sax<json> {
  public:
-  Object result;
   std::string error;
 
-  ObjectBuilder() = default;
+  Survey() = default;
   // Finds the line of a place, too.
-  ObjectBuilder(std::string_view wanted, const Progress& progress)
+  Survey(std::string_view wanted, const Progress& progress)
       : wanted_(wanted), progress_(&progress) {}
 
   // Of the wanted place, or of the nearest thing around it.
   std::size_t line = 1;
 
-  bool null() override { return put({}); }
-  bool boolean(bool value) override { return put(value); }
-  bool number_integer(number_integer_t value) override { return putNumber(value); }
-  bool number_unsigned(number_unsigned_t value) override { return putNumber(value); }
-  bool number_float(number_float_t value, const string_t& /*spelling*/) override {
-    return putNumber(value);
+  bool null() override { return pass(); }
+  bool boolean(bool /*value*/) override { return pass(); }
+  bool number_integer(number_integer_t /*value*/) override { return passNumber(); }
+  bool number_unsigned(number_unsigned_t /*value*/) override { return passNumber(); }
+  bool number_float(number_float_t /*value*/, const string_t& /*spelling*/) override {
+    return passNumber();
   }
-  bool string(string_t& value) override { return put(std::move(value)); }
+  bool string(string_t& /*value*/) override { return pass(); }
   bool binary(binary_t& /*value*/) override { return false; }
 
   bool start_object(std::size_t /*size*/) override { return open(true); }
@@ -100,10 +96,9 @@ class ObjectBuilder final : public nlohmann::json_sax<json> {
 
   struct Container {
     bool isObject;
-    std::size_t end;  // of its place, as a beginning of the wanted one; or kElsewhere
-    std::string key;
-    Array array;
-    Dictionary dictionary;
+    std::size_t end;        // of its place, as a beginning of the wanted one; or kElsewhere
+    std::string key;        // of an object: the last
+    std::size_t count = 0;  // of what is complete in it
   };
 
   // Where the place of what comes next ends in the wanted one; kElsewhere when the wanted one is
@@ -120,7 +115,7 @@ class ObjectBuilder final : public nlohmann::json_sax<json> {
       return isNext;
     };
     const bool isOnTheWay = in.isObject ? (in.end == 0 || skip(".")) && skip(in.key)
-                                        : skip("[" + std::to_string(in.array.size()) + "]");
+                                        : skip("[" + std::to_string(in.count) + "]");
     const std::size_t end = wanted_.size() - rest.size();
     const bool isWhole = end == 0 || rest.empty() || rest.front() == '.' || rest.front() == '[';
     return isOnTheWay && isWhole ? end : kElsewhere;
@@ -136,24 +131,18 @@ class ObjectBuilder final : public nlohmann::json_sax<json> {
   }
 
   // A number ends where the parser meets what is none, and be it the line's end.
-  bool putNumber(Object value) {
+  bool passNumber() {
     noteElement(progress_ != nullptr && progress_->atLineStart ? 1 : 0);
-    return store(std::move(value));
+    return complete();
   }
 
-  bool put(Object value) {
+  bool pass() {
     noteElement();
-    return store(std::move(value));
+    return complete();
   }
 
-  bool store(Object value) {
-    if (open_.empty()) {
-      result = std::move(value);
-    } else if (open_.back().isObject) {
-      open_.back().dictionary.insert_or_assign(std::move(open_.back().key), std::move(value));
-    } else {
-      open_.back().array.push_back(std::move(value));
-    }
+  bool complete() noexcept {
+    if (!open_.empty()) ++open_.back().count;
     return true;
   }
 
@@ -163,152 +152,18 @@ class ObjectBuilder final : public nlohmann::json_sax<json> {
       return false;
     }
     noteElement();
-    const std::size_t end = endOfNext();
-    open_.push_back({isObject, end, {}, {}, {}});
+    open_.push_back({isObject, endOfNext(), {}});
     return true;
   }
 
   bool close() {
-    Container closed = std::move(open_.back());
     open_.pop_back();
-    return store(closed.isObject ? Object(std::move(closed.dictionary))
-                                 : Object(std::move(closed.array)));
+    return complete();
   }
 
   std::string_view wanted_;
   const Progress* progress_ = nullptr;
   std::vector<Container> open_;
-};
-
-bool isPlain(char character) {
-  const auto byte = static_cast<unsigned char>(character);
-  return byte >= 0x20 && byte < 0x80 && byte != '"' && byte != '\\';
-}
-
-// How much of the beginning stands in a JSON text as it is, without a look at what is not ASCII.
-std::size_t lengthOfPlain(std::string_view text) {
-  const auto end = std::find_if_not(text.begin(), text.end(), isPlain);
-  return static_cast<std::size_t>(end - text.begin());
-}
-
-// The escape of a character that cannot stand in a JSON text; empty for any other.
-std::string escapeOf(char32_t character) {
-  switch (character) {
-    case U'"':
-      return "\\\"";
-    case U'\\':
-      return "\\\\";
-    case U'\b':
-      return "\\b";
-    case U'\f':
-      return "\\f";
-    case U'\n':
-      return "\\n";
-    case U'\r':
-      return "\\r";
-    case U'\t':
-      return "\\t";
-    default:
-      break;
-  }
-  if (character >= 0x20) return {};
-  std::string escape = "\\u00";
-  appendLowerHex(escape, static_cast<std::uint8_t>(character));
-  return escape;
-}
-
-// Writes values one after the other. Each step is false when the text would become longer than
-// kJsonTextLimit.
-class JsonWriter {
- public:
-  explicit JsonWriter(JsonLayout layout) noexcept : isIndented_(layout == JsonLayout::kIndented) {}
-
-  [[nodiscard]] bool write(const Object& value, std::size_t depth = 0) {
-    switch (value.kind()) {
-      case Object::Kind::kNull:
-        return put("null");
-      case Object::Kind::kBoolean:
-        return put(*value.boolean() ? "true" : "false");
-      case Object::Kind::kInteger:
-        if (const auto number = value.integer()) return put(std::to_string(*number));
-        return put(std::to_string(*value.unsignedInteger()));
-      case Object::Kind::kReal:
-        return put(json(*value.real()).dump());
-      case Object::Kind::kText:
-        return putText(*value.ifText());
-      case Object::Kind::kData:
-        return putHex(*value.ifData());
-      case Object::Kind::kDate:
-        return put(
-            json(std::chrono::duration<double>(value.date()->time_since_epoch()).count()).dump());
-      case Object::Kind::kArray:
-        return depth == kJsonDepthLimit ? put("null") : putArray(*value.ifArray(), depth + 1);
-      case Object::Kind::kDictionary:
-        return depth == kJsonDepthLimit ? put("null")
-                                        : putDictionary(*value.ifDictionary(), depth + 1);
-    }
-    return false;
-  }
-
-  [[nodiscard]] std::string take() { return std::move(text_); }
-
- private:
-  bool put(std::string_view piece) {
-    if (piece.size() > kJsonTextLimit - text_.size()) return false;
-    text_ += piece;
-    return true;
-  }
-
-  bool putText(std::string_view text) {
-    if (!put("\"")) return false;
-    while (!text.empty()) {
-      const std::size_t plain = lengthOfPlain(text);
-      if (!put(text.substr(0, plain))) return false;
-      text.remove_prefix(plain);
-      if (text.empty()) break;
-      const CodePoint next = firstCodePoint(text);
-      std::string piece = next.valid ? escapeOf(next.value) : std::string();
-      if (piece.empty()) appendUtf8(piece, next.value);
-      if (!put(piece)) return false;
-      text.remove_prefix(next.length);
-    }
-    return put("\"");
-  }
-
-  bool putHex(const Data& data) {
-    if (data.size() >= kJsonTextLimit / 2) return false;
-    return put("\"") && put(upperHexText(data)) && put("\"");
-  }
-
-  bool putArray(const Array& array, std::size_t depth) {
-    if (array.empty()) return put("[]");
-    std::string_view mark = "[";
-    for (const Object& element : array) {
-      if (!put(mark) || !putLineEnd(depth) || !write(element, depth)) return false;
-      mark = ",";
-    }
-    return putLineEnd(depth - 1) && put("]");
-  }
-
-  bool putDictionary(const Dictionary& dictionary, std::size_t depth) {
-    if (dictionary.empty()) return put("{}");
-    std::map<std::string, const Object*> members;  // sorted, which makes the text reproducible
-    for (const auto& [key, element] : dictionary) members.insert_or_assign(toUtf8(key), &element);
-    std::string_view mark = "{";
-    for (const auto& [key, element] : members) {
-      if (!put(mark) || !putLineEnd(depth) || !putText(key)) return false;
-      if (!put(isIndented_ ? ": " : ":") || !write(*element, depth)) return false;
-      mark = ",";
-    }
-    return putLineEnd(depth - 1) && put("}");
-  }
-
-  bool putLineEnd(std::size_t depth) {
-    return !isIndented_ || (put("\n") && put(std::string(depth * 2, ' ')));
-  }
-
-  bool isIndented_;
-  std::string text_;
 };
 
 }  // namespace
@@ -318,22 +173,18 @@ Result<Object> parseJson(std::string_view text) {
   if (text.find('\0') != std::string_view::npos || text.starts_with("\xEF\xBB\xBF")) {
     return Error::because("a zero byte or a byte-order mark is no JSON");
   }
-  ObjectBuilder builder;
-  if (!json::sax_parse(text, &builder)) return Error::because(builder.error);
-  return std::move(builder.result);
+  if (auto value = readJson(text)) return std::move(*value);
+  Survey survey;
+  json::sax_parse(text, &survey);
+  return Error::because(survey.error);
 }
 
 std::size_t jsonLine(std::string_view text, std::string_view place) {
   Progress progress;
-  ObjectBuilder builder(place, progress);
+  Survey survey(place, progress);
   json::sax_parse(LineCounter(text.data(), &progress),
-                  LineCounter(text.data() + text.size(), &progress), &builder);
-  return builder.line;
-}
-
-std::optional<std::string> jsonText(const Object& value, JsonLayout layout) {
-  JsonWriter writer(layout);
-  return writer.write(value) ? std::optional(writer.take()) : std::nullopt;
+                  LineCounter(text.data() + text.size(), &progress), &survey);
+  return survey.line;
 }
 
 }  // namespace brisvane::host

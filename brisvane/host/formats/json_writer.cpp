@@ -1,0 +1,191 @@
+// jsonText.
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <cstddef>
+#include <forward_list>
+#include <nlohmann/json.hpp>
+#include <utility>
+#include <vector>
+
+#include "brisvane/host/formats/json.h"
+#include "brisvane/host/formats/json_reader.h"
+#include "brisvane/types/hex.h"
+#include "brisvane/types/unicode.h"
+
+namespace brisvane::host {
+namespace {
+
+// The escape of a character that cannot stand in a JSON text; empty for any other.
+std::string escapeOf(char32_t character) {
+  switch (character) {
+    case U'"':
+      return "\\\"";
+    case U'\\':
+      return "\\\\";
+    case U'\b':
+      return "\\b";
+    case U'\f':
+      return "\\f";
+    case U'\n':
+      return "\\n";
+    case U'\r':
+      return "\\r";
+    case U'\t':
+      return "\\t";
+    default:
+      break;
+  }
+  if (character >= 0x20) return {};
+  std::string escape = "\\u00";
+  appendLowerHex(escape, static_cast<std::uint8_t>(character));
+  return escape;
+}
+
+// Writes values one after the other. Each step is false when the text would become longer than
+// kJsonTextLimit.
+class JsonWriter {
+ public:
+  explicit JsonWriter(JsonLayout layout) noexcept : isIndented_(layout == JsonLayout::kIndented) {}
+
+  [[nodiscard]] bool write(const Object& value, std::size_t depth = 0) {
+    switch (value.kind()) {
+      case Object::Kind::kNull:
+        return put("null");
+      case Object::Kind::kBoolean:
+        return put(*value.boolean() ? "true" : "false");
+      case Object::Kind::kInteger:
+        if (const auto number = value.integer()) return putInteger(*number);
+        return putInteger(*value.unsignedInteger());
+      case Object::Kind::kReal:
+        return putReal(*value.real());
+      case Object::Kind::kText:
+        return putText(*value.ifText());
+      case Object::Kind::kData:
+        return putHex(*value.ifData());
+      case Object::Kind::kDate:
+        return putReal(std::chrono::duration<double>(value.date()->time_since_epoch()).count());
+      case Object::Kind::kArray:
+        return depth == kJsonDepthLimit ? put("null") : putArray(*value.ifArray(), depth + 1);
+      case Object::Kind::kDictionary:
+        return depth == kJsonDepthLimit ? put("null")
+                                        : putDictionary(*value.ifDictionary(), depth + 1);
+    }
+    return false;
+  }
+
+  [[nodiscard]] std::string take() { return std::move(text_); }
+
+ private:
+  bool put(std::string_view piece) {
+    if (piece.size() > kJsonTextLimit - text_.size()) return false;
+    text_ += piece;
+    return true;
+  }
+
+  bool put(char character) {
+    if (text_.size() == kJsonTextLimit) return false;
+    text_ += character;
+    return true;
+  }
+
+  template <typename Integer>
+  bool putInteger(Integer number) {
+    std::array<char, 20> digits;  // as many as the longest has, with its sign
+    const auto written = std::to_chars(digits.data(), digits.data() + digits.size(), number);
+    return put({digits.data(), written.ptr});
+  }
+
+  // As the JSON library writes it: few digits that read back as the number.
+  bool putReal(double number) {
+    if (!std::isfinite(number)) return put("null");
+    std::array<char, 64> digits;  // as the library's own writer has them
+    return put({digits.data(),
+                nlohmann::detail::to_chars(digits.data(), digits.data() + digits.size(), number)});
+  }
+
+  bool putText(std::string_view text) {
+    if (!put('"')) return false;
+    while (!text.empty()) {
+      const std::size_t plain = lengthOfPlain(text);
+      if (!put(text.substr(0, plain))) return false;
+      text.remove_prefix(plain);
+      if (text.empty()) break;
+      const CodePoint next = firstCodePoint(text);
+      std::string piece = next.valid ? escapeOf(next.value) : std::string();
+      if (piece.empty()) appendUtf8(piece, next.value);
+      if (!put(piece)) return false;
+      text.remove_prefix(next.length);
+    }
+    return put('"');
+  }
+
+  bool putHex(const Data& data) {
+    if (data.size() >= kJsonTextLimit / 2) return false;
+    return put('"') && put(upperHexText(data)) && put('"');
+  }
+
+  bool putArray(const Array& array, std::size_t depth) {
+    if (array.empty()) return put("[]");
+    char mark = '[';
+    for (const Object& element : array) {
+      if (!put(mark) || !putLineEnd(depth) || !write(element, depth)) return false;
+      mark = ',';
+    }
+    return putLineEnd(depth - 1) && put(']');
+  }
+
+  bool putDictionary(const Dictionary& dictionary, std::size_t depth) {
+    if (dictionary.empty()) return put("{}");
+    std::forward_list<std::string> mended;  // keys that are not UTF-8, as they are written
+    const std::size_t first = members_.size();
+    for (const auto& [key, element] : dictionary) {
+      const std::string& written = isUtf8(key) ? key : mended.emplace_front(toUtf8(key));
+      members_.push_back({written, &element});
+    }
+    sortMembers(first);
+    char mark = '{';
+    for (std::size_t i = first; i < members_.size(); ++i) {
+      const auto [key, element] = members_[i];
+      if (!put(mark) || !putLineEnd(depth) || !putText(key)) return false;
+      if (!put(isIndented_ ? ": " : ":") || !write(*element, depth)) return false;
+      mark = ',';
+    }
+    members_.resize(first);
+    return putLineEnd(depth - 1) && put('}');
+  }
+
+  // Puts those from `first` on in the order of their keys, which makes the text reproducible.
+  void sortMembers(std::size_t first) {
+    const auto begin = members_.begin() + static_cast<std::ptrdiff_t>(first);
+    std::sort(begin, members_.end(),
+              [](const Member& a, const Member& b) { return a.key < b.key; });
+    const auto end = std::unique(begin, members_.end(),
+                                 [](const Member& a, const Member& b) { return a.key == b.key; });
+    members_.erase(end, members_.end());
+  }
+
+  bool putLineEnd(std::size_t depth) {
+    return !isIndented_ || (put('\n') && put(std::string(depth * 2, ' ')));
+  }
+
+  struct Member {
+    std::string_view key;
+    const Object* element;
+  };
+
+  bool isIndented_;
+  std::string text_;
+  std::vector<Member> members_;  // of the dictionaries on the way down
+};
+
+}  // namespace
+
+std::optional<std::string> jsonText(const Object& value, JsonLayout layout) {
+  JsonWriter writer(layout);
+  return writer.write(value) ? std::optional(writer.take()) : std::nullopt;
+}
+
+}  // namespace brisvane::host
