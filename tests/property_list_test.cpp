@@ -80,6 +80,10 @@ TEST(BinaryPropertyList, WritesEqualValuesOfOneKindOnce) {
   EXPECT_EQ(encoded(Dictionary{{"b", Array{"a"}}, {"a", Array{"a"}}}),
             fileOf({"5161", "a100", "5162", "d200020101"}));
   EXPECT_EQ(encoded(Array{Array(), Dictionary(), Array()}), fileOf({"a0", "d0", "a3000100"}));
+  Array many;
+  for (int i = 0; i < 3000; ++i) many.insert(many.end(), {i % 1000, std::to_string(i % 1000)});
+  const std::string trailer = encoded(many).substr(encoded(many).size() - 64);
+  EXPECT_EQ(trailer.substr(16, 16), "00000000000007d1");  // 2,000 objects, and the array
   // No two of these are the same number of the same kind.
   EXPECT_EQ(encoded(Array{-1, 0xFFFFFFFFFFFFFFFF, 0.0, -0.0}),
             fileOf({"13ffffffffffffffff", "140000000000000000ffffffffffffffff",

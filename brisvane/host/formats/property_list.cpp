@@ -44,12 +44,53 @@ struct Entry {
   bool operator==(const Entry&) const = default;
 };
 
-struct EntryHash {
-  std::size_t operator()(const Entry& entry) const noexcept {
-    constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;  // 2^64 over the golden ratio
-    const std::uint64_t scalar = (entry.bits + static_cast<std::uint64_t>(entry.kind)) * kSpread;
-    return std::hash<std::string_view>{}(entry.content) ^ static_cast<std::size_t>(scalar);
+std::uint64_t hashOf(const Entry& entry) noexcept {
+  constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;  // 2^64 over the golden ratio
+  std::uint64_t hash = (entry.bits + static_cast<std::uint64_t>(entry.kind)) * kSpread;
+  if (!entry.content.empty()) hash += std::hash<std::string_view>{}(entry.content);
+  hash = (hash ^ hash >> 32U) * kSpread;
+  return hash ^ hash >> 32U;
+}
+
+// Numbers entries from 0, equal ones alike. Beside each entry stand some ten bytes in a table with
+// open addressing: where a node for each lay anywhere in memory, a large value took three times as
+// long as the memory caches hold it.
+class Entries {
+ public:
+  Ref numberOf(const Entry& entry) {
+    if (entries_.size() >= slots_.size() / 4 * 3) grow();
+    const std::uint64_t hash = hashOf(entry);
+    std::size_t at = hash & (slots_.size() - 1);
+    for (; slots_[at] != kFree; at = (at + 1) & (slots_.size() - 1)) {
+      const Ref number = (slots_[at] & kNumber) - 1;
+      if (((slots_[at] ^ hash) & ~kNumber) == 0 && entries_[number] == entry) return number;
+    }
+    entries_.push_back(entry);
+    slots_[at] = (hash & ~kNumber) | entries_.size();
+    return entries_.size() - 1;
   }
+
+  [[nodiscard]] const std::vector<Entry>& inOrder() const noexcept { return entries_; }
+
+ private:
+  // A slot: a number and one, and above it bits of the hash, which spare most looks at entries.
+  static constexpr std::uint64_t kFree = 0;
+  static constexpr std::uint64_t kNumber = (std::uint64_t{1} << 40U) - 1;  // no memory holds more
+
+  void grow() {
+    constexpr std::size_t kFew = 64;
+    std::vector<std::uint64_t> slots(std::max(kFew, slots_.size() * 2), kFree);
+    for (std::size_t i = 0; i < entries_.size(); ++i) {
+      const std::uint64_t hash = hashOf(entries_[i]);
+      std::size_t at = hash & (slots.size() - 1);
+      while (slots[at] != kFree) at = (at + 1) & (slots.size() - 1);
+      slots[at] = (hash & ~kNumber) | (i + 1);
+    }
+    slots_ = std::move(slots);
+  }
+
+  std::vector<Entry> entries_;
+  std::vector<std::uint64_t> slots_;  // a power of two of them
 };
 
 // How many bytes a number takes: 1, 2, 4 or 8.
@@ -107,7 +148,7 @@ class Numbering {
   [[nodiscard]] std::string_view fault() const noexcept { return fault_; }
 
   // In the order of their numbers.
-  [[nodiscard]] const std::vector<Entry>& entries() const noexcept { return entries_; }
+  [[nodiscard]] const std::vector<Entry>& entries() const noexcept { return entries_.inOrder(); }
 
  private:
   template <typename T>
@@ -121,9 +162,7 @@ class Numbering {
   }
 
   bool put(const Entry& entry, Ref& ref) {
-    const auto [found, isNew] = numbers_.try_emplace(entry, entries_.size());
-    if (isNew) entries_.push_back(entry);
-    ref = found->second;
+    ref = entries_.numberOf(entry);
     return true;
   }
 
@@ -182,8 +221,7 @@ class Numbering {
   };
 
   std::string_view fault_;
-  std::vector<Entry> entries_;
-  std::unordered_map<Entry, Ref, EntryHash> numbers_;
+  Entries entries_;
   std::unordered_map<const void*, Container> containers_;
   std::deque<std::vector<Ref>> lists_;  // what Entries of containers view
 };
