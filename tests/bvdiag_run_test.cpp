@@ -15,6 +15,7 @@ namespace {
 
 using ::testing::AllOf;
 using testing::contentOf;
+using testing::countOf;
 using testing::errorsOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
@@ -109,7 +110,7 @@ TEST_F(BvdiagRun, BeginsOnlyWhenNothingCanKeepItFromItsEnd) {
   real.erase(real.begin());
   EXPECT_THAT(errorsOf(real, 2), HasSubstr("give --yes to confirm"));
   EXPECT_FALSE(exists("reports"));
-  for (const char* const ending : {".log", ".json", ".plist"}) {
+  for (const char* const ending : {".log", ".json", ".plist", ".html"}) {
     std::filesystem::create_directory(folder_ / "reports");
     writeFile(folder_ / "reports/r" + ending, "earlier");
     EXPECT_THAT(errorsOf(words(plan(marks)), 2),
@@ -210,6 +211,29 @@ TEST_F(BvdiagRun, DoesWhatIsAlwaysDoneWithoutAConnectionToo) {
            1);
   EXPECT_TRUE(exists("done"));
   EXPECT_THAT(report(".json"), HasSubstr("cu.usbserial-none*: there is no such adapter"));
+}
+
+TEST_F(BvdiagRun, LeavesAPageWithVerdictMachineValuesAndCharts) {
+  const std::string count = folder_ / "count";
+  const std::string program =
+      R"~("run": {"program": "sh", "arguments": ["-c", "echo x >>)~" + count +
+      "; echo v=$(wc -l <" + count + R"~()"], "matches": "v=(?<v>\\d+)", "values": [)~" +
+      R"~({"group": "v", "name": "Supply", "low": 1, "high": 249, "unit": "V"}]}, )~" +
+      R"~("onFailure": "continue", "repeat": {"times": 250})~";
+  result(program, 1);
+  const std::string page = report(".html");
+  EXPECT_THAT(page,
+              AllOf(StartsWith("<!DOCTYPE html>\n<html lang=\"en\">"), HasSubstr("✗ </span>FAIL"),
+                    HasSubstr("<bdi>BV00SIM0001</bdi>"), HasSubstr(">1 to 250</td>"),
+                    HasSubstr("1 of 250 repetitions failed: Supply is 250 V, not 1 to 249 V"),
+                    HasSubstr("Measured 1 to 250 V; limits 1 to 249 V; 1 failed.</desc>"),
+                    HasSubstr("at most 249</text>"), HasSubstr("Content-Security-Policy")));
+  // Of 250 repetitions three share a row of the table, and a cross marks those that failed.
+  EXPECT_THAT(page,
+              AllOf(HasSubstr("<th scope=\"row\">1 to 3</th><td>1</td><td>3</td><td>passed"),
+                    HasSubstr("<th scope=\"row\">250</th><td>250</td><td>250</td><td>failed")));
+  EXPECT_EQ(countOf(page, "class=\"cross\""), 1U);
+  EXPECT_EQ(countOf(page, "<figure>"), 2U);  // with the times
 }
 
 TEST_F(BvdiagRun, IsEndedByTheInterruptKeyWithItsLastStepsAndReports) {

@@ -1,7 +1,6 @@
 #include "latencies.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <iomanip>
 #include <sstream>
@@ -11,27 +10,6 @@ namespace bvdiag {
 namespace {
 
 namespace bv = brisvane;
-
-// What is shown of the times.
-struct Figure {
-  const char* name;
-  const char* key;  // in JSON
-  double percent;
-};
-constexpr std::array<Figure, 5> kFigures{{{"least", "least", 0},
-                                          {"median", "median", 50},
-                                          {"90 %", "p90", 90},
-                                          {"99 %", "p99", 99},
-                                          {"most", "most", 100}}};
-
-// The least of 1, 2 and 5 times a power of ten that is not below `width`.
-double roundWidth(double width) {
-  const double power = std::pow(10, std::floor(std::log10(width)));
-  for (const double factor : {1.0, 2.0, 5.0}) {
-    if (width <= factor * power) return factor * power;
-  }
-  return 10 * power;
-}
 
 // How the ends of the bins are written: all with one unit and as many digits as their width needs.
 struct Scale {
@@ -63,14 +41,10 @@ std::size_t widthOf(const std::vector<std::string>& texts) {
 }
 
 std::string barsText(const std::vector<Latencies::Bin>& bins, std::size_t columns) {
-  const double width = bins.front().to.value_or(1) - bins.front().from;
-  const Scale scale(bins.back().from, width);
-  std::vector<std::string> ranges;
+  const std::vector<std::string> ranges = rangeTexts(bins);
   std::vector<std::string> counts;
   std::size_t most = 1;
   for (const Latencies::Bin& bin : bins) {
-    ranges.push_back(scale.text(bin.from) + (bin.to ? " to " + scale.text(*bin.to) + scale.unit()
-                                                    : scale.unit() + std::string(" or more")));
     counts.push_back(std::to_string(bin.count));
     most = std::max(most, bin.count);
   }
@@ -135,7 +109,8 @@ std::vector<Latencies::Bin> Latencies::histogram() const {
 bv::Dictionary Latencies::described() const {
   bv::Dictionary description{{"count", count()}};
   if (times_.empty()) return description;
-  for (const Figure& figure : kFigures) description.emplace(figure.key, percentile(figure.percent));
+  for (const LatencyFigure& figure : kLatencyFigures)
+    description.emplace(figure.key, percentile(figure.percent));
   bv::Array bins;
   for (const Bin& bin : histogram()) {
     bins.emplace_back(bv::Dictionary{{"from", bin.from},
@@ -149,7 +124,7 @@ bv::Dictionary Latencies::described() const {
 std::string Latencies::text(std::size_t columns) const {
   std::string text;
   if (times_.empty()) return text;
-  for (const Figure& figure : kFigures) {
+  for (const LatencyFigure& figure : kLatencyFigures) {
     constexpr std::size_t kNameWidth = 10;
     std::string line = "  " + std::string(figure.name);
     line.resize(kNameWidth, ' ');
@@ -157,6 +132,26 @@ std::string Latencies::text(std::size_t columns) const {
   }
   constexpr std::size_t kLeastColumns = 32;
   return text + '\n' + barsText(histogram(), std::max(columns, kLeastColumns));
+}
+
+double roundWidth(double width) {
+  const double power = std::pow(10, std::floor(std::log10(width)));
+  for (const double factor : {1.0, 2.0, 5.0}) {
+    if (width <= factor * power) return factor * power;
+  }
+  return 10 * power;
+}
+
+std::vector<std::string> rangeTexts(const std::vector<Latencies::Bin>& bins) {
+  const double width = bins.front().to.value_or(1) - bins.front().from;
+  const Scale scale(bins.back().from, width);
+  std::vector<std::string> texts;
+  texts.reserve(bins.size());
+  for (const Latencies::Bin& bin : bins) {
+    texts.push_back(scale.text(bin.from) + (bin.to ? " to " + scale.text(*bin.to) + scale.unit()
+                                                   : scale.unit() + std::string(" or more")));
+  }
+  return texts;
 }
 
 std::string latencyText(double seconds) {

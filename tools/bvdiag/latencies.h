@@ -2,6 +2,7 @@
 // spread. A Latencies belongs to one thread.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -10,6 +11,18 @@
 #include <brisvane/types/object.h>
 
 namespace bvdiag {
+
+// What is shown of the times.
+struct LatencyFigure {
+  const char* name;
+  const char* key;  // in JSON
+  double percent;
+};
+inline constexpr std::array<LatencyFigure, 5> kLatencyFigures{{{"least", "least", 0},
+                                                               {"median", "median", 50},
+                                                               {"90 %", "p90", 90},
+                                                               {"99 %", "p99", 99},
+                                                               {"most", "most", 100}}};
 
 class Latencies {
  public:
@@ -48,6 +61,13 @@ class Latencies {
   mutable std::vector<double> times_;
   mutable bool isSorted_ = true;
 };
+
+// The least of 1, 2 and 5 times a power of ten that is not below `width`. REQUIRES: width > 0.
+[[nodiscard]] double roundWidth(double width);
+
+// The times that each bin covers, as in "2.0 to 2.2 ms" or "2.4 ms or more".
+// REQUIRES: there is a bin.
+[[nodiscard]] std::vector<std::string> rangeTexts(const std::vector<Latencies::Bin>& bins);
 
 // A time as a person reads it, with three digits: "2.13 ms", "15.0 s".
 [[nodiscard]] std::string latencyText(double seconds);

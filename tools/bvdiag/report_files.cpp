@@ -6,6 +6,8 @@
 #include <brisvane/host/files/files.h>
 #include <brisvane/host/formats/property_list.h>
 
+#include "report_page.h"
+
 namespace bvdiag {
 namespace {
 
@@ -14,6 +16,7 @@ namespace bv = brisvane;
 constexpr const char* kLog = ".log";
 constexpr const char* kJson = ".json";
 constexpr const char* kPropertyList = ".plist";
+constexpr const char* kPage = ".html";
 
 }  // namespace
 
@@ -27,7 +30,7 @@ bool ReportFiles::begin(const Session& session) {
     output.complain(writingFailure("folder " + folder_, made.error().number()));
     return false;
   }
-  for (const char* const ending : {kLog, kJson, kPropertyList}) {
+  for (const char* const ending : {kLog, kJson, kPropertyList, kPage}) {
     if (bv::host::fileKind(pathOf(ending)) == bv::host::FileKind::kNone) continue;
     output.complain(pathOf(ending) + ": is there already; give another --name");
     return false;
@@ -59,6 +62,7 @@ bool ReportFiles::write(const RunResult& result, Output& output) {
   const bv::Dictionary description = described(result);
   bool isComplete =
       save(kJson, jsonOf(description, bv::host::JsonLayout::kIndented) + "\n", output);
+  isComplete &= save(kPage, reportPage(result), output);
   const auto list = bv::host::binaryPropertyList(description);
   if (!list.ok()) {
     output.complain("the result cannot become a property list: " + list.error().reason());

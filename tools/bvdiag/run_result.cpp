@@ -41,6 +41,10 @@ bv::Dictionary described(const Attempt& attempt) {
   return result;
 }
 
+std::string withUnit(const std::string& text, const MeasuredValue& value) {
+  return value.unit.empty() ? text : text + " " + value.unit;
+}
+
 // Without the values that are absent: a property list has no null.
 bv::Dictionary withoutNulls(bv::Dictionary values) {
   std::erase_if(values, [](const auto& entry) { return entry.second.isNull(); });
@@ -70,28 +74,30 @@ std::string numberText(double number) {
   return {text.data(), static_cast<std::size_t>(length)};
 }
 
+std::string limitsText(const Limits& limits) {
+  const auto& [low, high] = limits;
+  if (low && high) return numberText(*low) + " to " + numberText(*high);
+  if (low) return "at least " + numberText(*low);
+  return high ? "at most " + numberText(*high) : std::string();
+}
+
 std::string limitsText(const MeasuredValue& value) {
-  const std::string unit = value.unit.empty() ? "" : " " + value.unit;
-  const auto& [low, high] = value.limits;
-  if (low && high) return numberText(*low) + " to " + numberText(*high) + unit;
-  if (low) return "at least " + numberText(*low) + unit;
-  return high ? "at most " + numberText(*high) + unit : std::string();
+  return value.limits.any() ? withUnit(limitsText(value.limits), value) : std::string();
 }
 
 std::string valueText(const MeasuredValue& value) {
-  if (value.text.empty()) return "none";
-  return value.unit.empty() ? value.text : value.text + " " + value.unit;
+  return value.text.empty() ? "none" : withUnit(value.text, value);
 }
 
 std::vector<ValueSeries> seriesOf(const StepResult& step) {
   std::vector<ValueSeries> all;
-  for (const Attempt& attempt : step.attempts) {
-    for (const MeasuredValue& value : attempt.values) {
+  for (std::size_t i = 0; i < step.attempts.size(); ++i) {
+    for (const MeasuredValue& value : step.attempts[i].values) {
       auto series = std::find_if(all.begin(), all.end(), [&value](const ValueSeries& one) {
         return one.first.name == value.name;
       });
       if (series == all.end()) series = all.insert(all.end(), ValueSeries{value, {}, true});
-      if (value.number) series->numbers.push_back(*value.number);
+      if (value.number) series->readings.push_back({i + 1, *value.number, value.isGood});
       // Of texts the wrong one is shown.
       if (series->isGood && !value.isGood) series->first = value;
       series->isGood &= value.isGood;
@@ -100,11 +106,17 @@ std::vector<ValueSeries> seriesOf(const StepResult& step) {
   return all;
 }
 
+std::string rangeText(const ValueSeries& series) {
+  const auto [least, most] = std::minmax_element(
+      series.readings.begin(), series.readings.end(),
+      [](const Reading& one, const Reading& other) { return one.number < other.number; });
+  const std::string text = numberText(least->number);
+  return least->number < most->number ? text + " to " + numberText(most->number) : text;
+}
+
 std::string valueText(const ValueSeries& series) {
-  if (series.numbers.empty()) return valueText(series.first);
-  const auto [least, most] = std::minmax_element(series.numbers.begin(), series.numbers.end());
-  const std::string unit = series.first.unit.empty() ? "" : " " + series.first.unit;
-  return numberText(*least) + (*least < *most ? " to " + numberText(*most) : "") + unit;
+  return series.readings.empty() ? valueText(series.first)
+                                 : withUnit(rangeText(series), series.first);
 }
 
 std::string isoTime(bv::Date moment) {

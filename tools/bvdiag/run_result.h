@@ -25,11 +25,18 @@ struct MeasuredValue {
   bool isGood = true;
 };
 
+// A number that one repetition of a step has given.
+struct Reading {
+  std::size_t repetition = 1;  // from 1
+  double number = 0;
+  bool isGood = true;
+};
+
 // A value over the repetitions of a step.
 struct ValueSeries {
-  MeasuredValue first;          // in the first repetition that has it
-  std::vector<double> numbers;  // of the repetitions in which it is one
-  bool isGood = true;           // in all of them
+  MeasuredValue first;            // in the first repetition that has it
+  std::vector<Reading> readings;  // of the repetitions in which it is a number
+  bool isGood = true;             // in all of them
 };
 
 // One repetition of a step.
@@ -86,13 +93,18 @@ struct RunResult {
 
 // A number as people write it, with at most ten digits.
 [[nodiscard]] std::string numberText(double number);
-// "4.75 to 5.25 V", "at least 3 V", "at most 1 A"; empty without limits.
+// "4.75 to 5.25", "at least 3", "at most 1"; empty without limits.
+[[nodiscard]] std::string limitsText(const Limits& limits);
+// The same with the unit: "4.75 to 5.25 V".
 [[nodiscard]] std::string limitsText(const MeasuredValue& value);
 // The value with its unit; "none" when there was none.
 [[nodiscard]] std::string valueText(const MeasuredValue& value);
 // The values of a step's repetitions, each over all of them.
 [[nodiscard]] std::vector<ValueSeries> seriesOf(const StepResult& step);
-// The value of a series, or its least and its greatest: "5.01 to 5.03 V".
+// The number of a series, or its least and its greatest, without the unit: "5.01 to 5.03".
+// REQUIRES: it has readings.
+[[nodiscard]] std::string rangeText(const ValueSeries& series);
+// The same with the unit; the value of a series that has no numbers.
 [[nodiscard]] std::string valueText(const ValueSeries& series);
 // A moment in UTC, as in "2026-03-05T09:07:03Z".
 [[nodiscard]] std::string isoTime(brisvane::Date moment);
