@@ -4,18 +4,13 @@
 
 #include <gmock/gmock.h>
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
-#include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <type_traits>
@@ -23,8 +18,9 @@
 
 #include "brisvane/all.h"
 #include "brisvane/host/platform.h"
-#include "brisvane/types/process_locks.h"
 #include "tests/support/failing_allocations.h"
+#include "tests/support/hasty_clock.h"
+#include "tests/support/leftovers.h"
 #include "tests/support/linux_machine.h"
 
 // Sweeps an expression, see AllocationFailures::sweep().
@@ -64,58 +60,6 @@ inline void reportCrashes() {
   for (const int number : {SIGABRT, SIGSEGV}) ::signal(number, reportCrash);
 }
 
-// A port's mutex, or one of the process, which is of a class of its own in a debug build.
-template <typename Mutex>
-bool isFree(Mutex& mutex) {
-  return std::unique_lock(mutex, std::try_to_lock).owns_lock();
-}
-
-inline bool areLocksFree() {
-  return std::ranges::all_of(host::processLocks(), isFree<host::ProcessMutex>);
-}
-
-inline std::size_t openDescriptors() { return namesIn("/proc/self/fd").size(); }
-
-// How many are open when other threads, as a fixture's, have done with the first call.
-inline std::size_t settledDescriptors() {
-  std::size_t count = openDescriptors();
-  for (int same = 0; same < 20; ++same) {
-    ::usleep(1000);
-    if (const std::size_t now = openDescriptors(); now != std::exchange(count, now)) same = 0;
-  }
-  return count;
-}
-
-inline bool hasChild() {
-  siginfo_t child;
-  return ::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == 0;
-}
-
-// For what the threads of a launch service still do when an operation is over.
-template <typename Condition>
-bool comesTrue(Condition condition) {
-  for (int i = 0; i < 4000; ++i) {
-    if (condition()) return true;  // seen once: such a thread may open something again meanwhile
-    ::usleep(5000);
-  }
-  return false;
-}
-
-// Runs a hundred times as fast once an allocation has failed: what an operation then waits for may
-// never come.
-class HastyClock final : public host::Clock {
- public:
-  Wall wall() const noexcept override { return std::chrono::system_clock::now(); }
-  Steady steady() const noexcept override {
-    const auto now = std::chrono::steady_clock::now();
-    if (!FailingAllocations::areUnderWay()) calm_ = now;
-    return now + 99 * (now - calm_.load());
-  }
-
- private:
-  mutable std::atomic<Steady> calm_{std::chrono::steady_clock::now()};
-};
-
 class AllocationFailures : public ::testing::Test {
  protected:
   AllocationFailures() {
@@ -136,7 +80,7 @@ class AllocationFailures : public ::testing::Test {
   }
 
   void install(std::shared_ptr<host::Platform> platform) {
-    platform->setClock(std::make_shared<HastyClock>());
+    platform->setClock(std::make_shared<HastyClock>(FailingAllocations::areUnderWay));
     installed.reset();
     installed = std::make_unique<host::ScopedPlatform>(std::move(platform));
     BVLog::setDefault(std::make_shared<BVLog>(SystemLogHandle::waylineLog(), folder / "log", 0));
@@ -157,7 +101,7 @@ class AllocationFailures : public ::testing::Test {
     if constexpr (kHasFailure) {
       EXPECT_THAT(success, ::testing::Not(failure));
     }
-    const std::size_t descriptors = settledDescriptors();
+    const Leftovers before;
     for (const Fails fails : {Fails::kOne, Fails::kAllFromThere}) {
       for (std::size_t n = 1; n < 10'000; ++n) {
         SCOPED_TRACE("allocation " + std::to_string(n) +
@@ -178,10 +122,7 @@ class AllocationFailures : public ::testing::Test {
         } else {
           EXPECT_EQ(*result, success);
         }
-        EXPECT_TRUE(areLocksFree());
-        EXPECT_TRUE(comesTrue([&] { return openDescriptors() <= descriptors; }))
-            << descriptors << " were open";
-        EXPECT_TRUE(comesTrue([] { return !hasChild(); }));
+        before.expectNone();
         prepare();
         EXPECT_THAT(call(), success) << "afterwards";
         if (over || HasFailure()) break;
