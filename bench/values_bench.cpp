@@ -29,17 +29,12 @@ Container integers(int count) {
   return made;
 }
 
-template <typename Container>
-std::size_t sizeOf(const Container& container) {
-  return container.size();
-}
-
 Table arrays() {
   constexpr int kCount = 1000;
   const auto variants = std::make_shared<Variants>(integers<Variants>(kCount));
   const auto ours = std::make_shared<Array>(integers<Array>(kCount));
-  using Theirs = std::vector<nlohmann::json>;
-  const auto theirs = std::make_shared<Theirs>(integers<Theirs>(kCount));
+  using nlohmann::json;
+  const auto theirs = std::make_shared<json>(integers<json::array_t>(kCount));
   const auto isWhole = [](const auto& all) { return all.size() == kCount; };
   return {"Array of 1,000 integers",
           {{"made",
@@ -49,7 +44,7 @@ Table arrays() {
              measured(
                  "Array", [] { return integers<Array>(kCount); }, isWhole),
              measured(
-                 "nlohmann", [] { return integers<Theirs>(kCount); }, isWhole)}},
+                 "nlohmann", [] { return json(integers<json::array_t>(kCount)); }, isWhole)}},
            {"copied",
             9,
             {measured(
@@ -57,7 +52,7 @@ Table arrays() {
              measured(
                  "Array", [ours] { return Array(*ours); }, isWhole),
              measured(
-                 "nlohmann", [theirs] { return Theirs(*theirs); }, isWhole)}}}};
+                 "nlohmann", [theirs] { return json(*theirs); }, isWhole)}}}};
 }
 
 std::string jsonOf(std::size_t size) {

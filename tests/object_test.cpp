@@ -15,6 +15,11 @@ namespace {
 // What would quietly become true, or a number, or hide that something is absent.
 static_assert(!std::is_constructible_v<Object, int*> &&
               !std::is_constructible_v<Object, const void*>);
+// What needs no memory.
+static_assert(std::is_nothrow_constructible_v<Object, bool> &&
+              std::is_nothrow_constructible_v<Object, int> &&
+              std::is_nothrow_constructible_v<Object, double> &&
+              std::is_nothrow_constructible_v<Object, Date>);
 static_assert(!std::is_constructible_v<Object, char> &&
               !std::is_constructible_v<Object, std::optional<bool>>);
 
@@ -53,6 +58,10 @@ TEST(Object, TellsOnlyWhatItHoldsAndOnlyWhatFits) {
   EXPECT_EQ(Object(kLeast).unsignedInteger(), std::nullopt);
   EXPECT_NE(Object(kMost), Object(-1));  // the same bits
   EXPECT_EQ(Object(std::uint8_t{200}), Object(200LL));
+  EXPECT_EQ(Object(kLeast), Object(kLeast));
+  EXPECT_EQ(Object(-0.0), Object(0.0));
+  EXPECT_EQ(Object(Date::min()).date(), Date::min());
+  EXPECT_EQ(Object(1).date(), std::nullopt);
   EXPECT_EQ(Object(true).integer(), std::nullopt);
   EXPECT_EQ(Object(1).boolean(), std::nullopt);
   EXPECT_EQ(Object(1.0).integer(), std::nullopt);
@@ -117,6 +126,38 @@ TEST(Object, ShowsNoMoreThanAPersonReads) {
     EXPECT_LT(shown.size(), 2 * Object::kLongestDescription);
     EXPECT_NE(shown.find("..."), std::string::npos);
   }
+}
+
+TEST(Object, OfANumberHasAnIdentityThatNoOtherConstructionHas) {
+  for (const Object& value : {Object(true), Object(7), Object(0.5), Object(Date())}) {
+    const Object copy = value;
+    Object assigned;
+    assigned = copy;
+    EXPECT_TRUE(assigned.same(value));
+    const Object taken = std::move(assigned);
+    EXPECT_TRUE(taken.same(value));
+    EXPECT_TRUE(assigned.isNull());  // NOLINT(bugprone-use-after-move)
+    EXPECT_TRUE(assigned.same(Object()));
+  }
+  // Enough for a thread to need more identities than it draws at once.
+  constexpr std::size_t kEach = 1500;
+  std::vector<Array> made(2);
+  {
+    std::vector<std::jthread> threads;
+    for (Array& mine : made) {
+      threads.emplace_back([&mine] {
+        for (std::size_t i = 0; i < kEach; ++i) mine.emplace_back(7);
+      });
+    }
+  }
+  Array all = made[0];
+  all.insert(all.end(), made[1].begin(), made[1].end());
+  std::size_t pairsOfOneIdentity = 0;
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    for (std::size_t j = 0; j < i; ++j) pairsOfOneIdentity += all[i].same(all[j]) ? 1 : 0;
+  }
+  EXPECT_EQ(pairsOfOneIdentity, 0U);
+  EXPECT_EQ(made[0], made[1]);
 }
 
 TEST(Object, NestedAMillionDeepIsComparedAndReleasedWithoutOverflow) {

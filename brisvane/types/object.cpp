@@ -9,9 +9,9 @@
 namespace brisvane {
 
 struct Object::Value {
-  using Content = std::variant<Boolean, Integer, Real, std::string, Data, Date, Array, Dictionary>;
+  using Content = std::variant<std::string, Data, Array, Dictionary>;
 
-  explicit Value(Content from) : content(std::move(from)) {}
+  explicit Value(auto from) : content(std::move(from)) {}
 
   Content content;
   mutable std::atomic<std::size_t> owners{1};
@@ -19,6 +19,18 @@ struct Object::Value {
 };
 
 namespace {
+
+// Threads draw identities in blocks, so that they do not wait for each other. There are enough for
+// a thousand million a second for nine years.
+std::uint64_t newIdentity() noexcept {
+  constexpr std::uint64_t kBlock = 1024;
+  static constinit std::atomic<std::uint64_t> nextBlock{0};
+  // By the initial-exec model it stands in room that each thread has from its start. Another model
+  // would allocate it at its first use where the library was loaded by dlopen.
+  [[gnu::tls_model("initial-exec")]] static constinit thread_local std::uint64_t next = 0;
+  if (next % kBlock == 0) next = nextBlock.fetch_add(kBlock, std::memory_order_relaxed);
+  return next++;
+}
 
 template <typename T>
 const T* contentIf(const Object::Value* value) noexcept {
@@ -78,102 +90,102 @@ class EqualValues {
 
 }  // namespace
 
-Object::Object(Boolean value) : value_(new Value(value)) {}
-Object::Object(Integer value) : value_(new Value(value)) {}
-Object::Object(Real value) : value_(new Value(value)) {}
-Object::Object(std::string text) : value_(new Value(std::move(text))) {}
-Object::Object(const char* text)
-    : value_(text != nullptr ? new Value(std::string(text)) : nullptr) {}
-Object::Object(Data data) : value_(new Value(std::move(data))) {}
-Object::Object(Date date) : value_(new Value(date)) {}
-Object::Object(Array array) : value_(new Value(std::move(array))) {}
-Object::Object(Dictionary dictionary) : value_(new Value(std::move(dictionary))) {}
+Object::Object(Kind kind, std::uint64_t content, std::uint64_t sign) noexcept
+    : content_(content),
+      tag_(static_cast<std::uint64_t>(kind) | sign | (newIdentity() << kIdentityShift)) {}
+Object::Object(Date date) noexcept
+    : Object(Kind::kDate, std::bit_cast<std::uint64_t>(date.time_since_epoch().count())) {}
+Object::Object(std::string text) : Object(Kind::kText, new Value(std::move(text))) {}
+Object::Object(const char* text) {
+  if (text != nullptr) *this = Object(std::string(text));
+}
 
 Object::Object(std::initializer_list<std::pair<std::string_view, Object>> entries)
     : Object(Dictionary(entries.begin(), entries.end())) {}
+Object::Object(Data data) : Object(Kind::kData, new Value(std::move(data))) {}
+Object::Object(Array array) : Object(Kind::kArray, new Value(std::move(array))) {}
+Object::Object(Dictionary dictionary)
+    : Object(Kind::kDictionary, new Value(std::move(dictionary))) {}
 
-Object::Object(const Object& other) noexcept : value_(other.value_) {
-  if (value_ != nullptr) value_->owners.fetch_add(1, std::memory_order_relaxed);
-}
-
-Object& Object::operator=(const Object& other) noexcept {
-  Object copy(other);
-  std::swap(value_, copy.value_);
-  return *this;
-}
+Object& Object::operator=(const Object& other) noexcept { return *this = Object(other); }
 
 Object& Object::operator=(Object&& other) noexcept {
   Object taken(std::move(other));
-  std::swap(value_, taken.value_);
+  std::swap(content_, taken.content_);
+  std::swap(tag_, taken.tag_);
   return *this;
 }
 
-Object::~Object() { release(value_); }
+void Object::retain() const noexcept { value()->owners.fetch_add(1, std::memory_order_relaxed); }
 
 // A value whose last owner has gone joins a list threaded through the values
 // themselves, so that releasing neither recurses nor allocates.
-void Object::release(const Value* value) noexcept {
+void Object::release() noexcept {
   const Value* pending = nullptr;
-  const auto giveUp = [&pending](const Value* owned) {
+  const auto giveUp = [&pending](Object& handle) {
+    const Value* const owned = handle.value();
+    handle.tag_ = 0;
     if (owned == nullptr || owned->owners.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
     owned->nextToRelease = pending;
     pending = owned;
   };
-  giveUp(value);
+  giveUp(*this);
   while (pending != nullptr) {
     // The list owns the value alone now, which is what makes writing to it sound.
     auto* const released = const_cast<Value*>(std::exchange(pending, pending->nextToRelease));
     if (auto* array = std::get_if<Array>(&released->content)) {
-      for (Object& element : *array) giveUp(std::exchange(element.value_, nullptr));
+      for (Object& element : *array) giveUp(element);
     } else if (auto* dictionary = std::get_if<Dictionary>(&released->content)) {
-      for (auto& [key, element] : *dictionary) giveUp(std::exchange(element.value_, nullptr));
+      for (auto& [key, element] : *dictionary) giveUp(element);
     }
     delete released;
   }
 }
 
 bool Object::isShared() const noexcept {
-  return value_ != nullptr && value_->owners.load(std::memory_order_relaxed) > 1;
-}
-
-Object::Kind Object::kind() const noexcept {
-  // The variant lists its alternatives in the order of Kind.
-  return value_ == nullptr ? Kind::kNull : static_cast<Kind>(value_->content.index() + 1);
+  return holdsValue() && value()->owners.load(std::memory_order_relaxed) > 1;
 }
 
 std::optional<bool> Object::boolean() const noexcept {
-  const auto* content = contentIf<Boolean>(value_);
-  return content != nullptr ? std::optional<bool>(content->value) : std::nullopt;
+  return kind() == Kind::kBoolean ? std::optional<bool>(content_ != 0) : std::nullopt;
 }
 
 std::optional<std::int64_t> Object::integer() const noexcept {
-  constexpr auto kLargest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-  const auto* content = contentIf<Integer>(value_);
-  if (content == nullptr || (!content->negative && content->bits > kLargest)) return std::nullopt;
-  return static_cast<std::int64_t>(content->bits);
+  const auto number = static_cast<std::int64_t>(content_);
+  const bool fits = kind() == Kind::kInteger && (number < 0) == ((tag_ & kNegative) != 0);
+  return fits ? std::optional<std::int64_t>(number) : std::nullopt;
 }
 
 std::optional<std::uint64_t> Object::unsignedInteger() const noexcept {
-  const auto* content = contentIf<Integer>(value_);
-  if (content == nullptr || content->negative) return std::nullopt;
-  return content->bits;
+  const bool fits = kind() == Kind::kInteger && (tag_ & kNegative) == 0;
+  return fits ? std::optional<std::uint64_t>(content_) : std::nullopt;
 }
 
 std::optional<double> Object::real() const noexcept {
-  const auto* content = contentIf<Real>(value_);
-  return content != nullptr ? std::optional<double>(content->value) : std::nullopt;
+  return kind() == Kind::kReal ? std::optional<double>(std::bit_cast<double>(content_))
+                               : std::nullopt;
+}
+
+std::optional<Date> Object::date() const noexcept {
+  if (kind() != Kind::kDate) return std::nullopt;
+  return Date(Date::duration(std::bit_cast<Date::rep>(content_)));
 }
 
 std::optional<std::string> Object::text() const { return copyOf(ifText()); }
 std::optional<Data> Object::data() const { return copyOf(ifData()); }
-std::optional<Date> Object::date() const noexcept { return copyOf(contentIf<Date>(value_)); }
 std::optional<Array> Object::array() const { return copyOf(ifArray()); }
 std::optional<Dictionary> Object::dictionary() const { return copyOf(ifDictionary()); }
 
-const std::string* Object::ifText() const noexcept { return contentIf<std::string>(value_); }
-const Data* Object::ifData() const noexcept { return contentIf<Data>(value_); }
-const Array* Object::ifArray() const noexcept { return contentIf<Array>(value_); }
-const Dictionary* Object::ifDictionary() const noexcept { return contentIf<Dictionary>(value_); }
+const std::string* Object::ifText() const noexcept { return contentIf<std::string>(value()); }
+const Data* Object::ifData() const noexcept { return contentIf<Data>(value()); }
+const Array* Object::ifArray() const noexcept { return contentIf<Array>(value()); }
+const Dictionary* Object::ifDictionary() const noexcept { return contentIf<Dictionary>(value()); }
+
+bool Object::hasContentOf(const Object& other) const {
+  if (holdsValue()) return value()->content == other.value()->content;
+  if (kind() == Kind::kReal) return real() == other.real();
+  return content_ == other.content_ && (tag_ & kNegative) == (other.tag_ & kNegative);
+}
 
 const Object* ValueStep::in(const Array& array) const noexcept {
   return !isKey_ && index_ < array.size() ? &array[index_] : nullptr;
@@ -201,13 +213,13 @@ bool operator==(const Object& left, const Object& right) {
     if (a->same(*b)) continue;
     if (a->kind() != b->kind()) return false;
     // What one handle alone holds is met only where its holder is.
-    const bool mayBeMetAgain = a->kind() >= Object::Kind::kText && (a->isShared() || b->isShared());
-    if (mayBeMetAgain && !equal.join(a->value_, b->value_)) continue;
+    const bool mayBeMetAgain = a->isShared() || b->isShared();
+    if (mayBeMetAgain && !equal.join(a->value(), b->value())) continue;
     if (const Array* array = a->ifArray()) {
       if (!pairElements(*array, *b->ifArray(), pending)) return false;
     } else if (const Dictionary* dictionary = a->ifDictionary()) {
       if (!pairElements(*dictionary, *b->ifDictionary(), pending)) return false;
-    } else if (a->value_->content != b->value_->content) {
+    } else if (!a->hasContentOf(*b)) {
       return false;
     }
   }

@@ -1,9 +1,10 @@
 // Object, a value of any kind, with the Array and Dictionary that hold Objects.
 // An Object's value never changes, so that any number of threads may read one. A handle that is
-// assigned to or moved from belongs to one thread at a time. What makes a value or copies its
-// content may throw std::bad_alloc.
+// assigned to or moved from belongs to one thread at a time. What makes a text, data or a
+// container, or copies one, may throw std::bad_alloc.
 #pragma once
 
+#include <bit>
 #include <chrono>
 #include <concepts>
 #include <cstddef>
@@ -74,9 +75,9 @@ class ValueStep {
   bool isKey_ = false;
 };
 
-// A shared handle to one immutable value. Copying a handle is cheap. A copy shares the value and
-// its identity; each other construction makes a value of its own. A handle without a value is the
-// null marker, and so is one that was moved from.
+// A handle to one immutable value. Copying a handle is cheap and needs no memory. A copy shares the
+// value and its identity; each other construction makes a value of its own. A handle without a
+// value is the null marker, and so is one that was moved from.
 //
 // Equality compares content. A boolean never equals an integer, and an integer never equals a real.
 // Two integers of the same number are equal, whatever their C++ types were.
@@ -99,37 +100,45 @@ class BRISVANE_EXPORT Object {
   Object(std::nullptr_t) noexcept {}
   // Exactly bool: without this no pointer could be kept from becoming true.
   template <std::same_as<bool> T>
-  Object(T value) : Object(Boolean{value}) {}
+  Object(T value) noexcept : Object(Kind::kBoolean, value ? 1U : 0U) {}
   template <ObjectInteger T>
-  Object(T value) : Object(Integer{value < 0, static_cast<std::uint64_t>(value)}) {}
+  Object(T value) noexcept
+      : Object(Kind::kInteger, static_cast<std::uint64_t>(value), value < 0 ? kNegative : 0) {}
   template <std::floating_point T>
-  Object(T value) : Object(Real{static_cast<double>(value)}) {}
+  Object(T value) noexcept
+      : Object(Kind::kReal, std::bit_cast<std::uint64_t>(static_cast<double>(value))) {}
   Object(std::string text);
   Object(std::string_view text) : Object(std::string(text)) {}
   // A null pointer gives the null marker.
   Object(const char* text);
   Object(Data data);
-  Object(Date date);
+  Object(Date date) noexcept;
   Object(Array array);
   Object(Dictionary dictionary);
   // A dictionary in braces: `Object settings = {{"speed", 115200}, {"line", {{"parity",
   // "even"}}}};` An array among them is named: `{{"limits", Array{1, 2}}}`.
   Object(std::initializer_list<std::pair<std::string_view, Object>> entries);
   template <typename First, typename Second, typename... More>
-  Object(First&&, Second&&, More&&...) = delete;  // write Array{...}, or {{key, value}, ...}
+  requires(!std::same_as<First, Kind>) Object(First&&, Second&&, More&&...)
+  = delete;  // write Array{...}, or {{key, value}, ...}
   // NOLINTEND(google-explicit-constructor)
   template <typename T>
   Object(const std::optional<T>&) = delete;  // say what absent means: Brisvane::objectOrNull
 
-  Object(const Object& other) noexcept;
-  Object(Object&& other) noexcept : value_(std::exchange(other.value_, nullptr)) {}
+  Object(const Object& other) noexcept : content_(other.content_), tag_(other.tag_) {
+    if (holdsValue()) retain();
+  }
+  Object(Object&& other) noexcept
+      : content_(std::exchange(other.content_, 0)), tag_(std::exchange(other.tag_, 0)) {}
   Object& operator=(const Object& other) noexcept;
   Object& operator=(Object&& other) noexcept;
   // Releases nested values without recursion, so that they may nest to any depth.
-  ~Object();
+  ~Object() {
+    if (holdsValue()) release();
+  }
 
-  [[nodiscard]] Kind kind() const noexcept;
-  [[nodiscard]] bool isNull() const noexcept { return value_ == nullptr; }
+  [[nodiscard]] Kind kind() const noexcept { return static_cast<Kind>(tag_ & kKindMask); }
+  [[nodiscard]] bool isNull() const noexcept { return tag_ == 0; }
 
   // Copies of the content; nullopt when the Object is of another kind. integer() and
   // unsignedInteger() are also nullopt when the value does not fit.
@@ -171,39 +180,50 @@ class BRISVANE_EXPORT Object {
   friend BRISVANE_EXPORT std::ostream& operator<<(std::ostream& stream, const Object& value);
 
   // Whether both handles share one value. Any two null markers do.
-  [[nodiscard]] bool same(const Object& other) const noexcept { return value_ == other.value_; }
+  [[nodiscard]] bool same(const Object& other) const noexcept {
+    return content_ == other.content_ && tag_ == other.tag_;
+  }
   // Whether both hold equal content. Containers are compared to any depth. The time grows with the
   // number and size of the distinct values, however often containers share them. It may throw
   // std::bad_alloc.
   friend BRISVANE_EXPORT bool operator==(const Object& left, const Object& right);
 
-  struct Value;  // the shared representation, which object.cpp alone knows
+  struct Value;  // a text, data or container, which object.cpp alone knows
 
  private:
-  struct Boolean {
-    bool value;
-    bool operator==(const Boolean&) const = default;
-  };
-  // Sign and two's-complement bits: together all of signed and unsigned 64 bits.
-  struct Integer {
-    bool negative;
-    std::uint64_t bits;
-    bool operator==(const Integer&) const = default;
-  };
-  struct Real {
-    double value;
-    bool operator==(const Real&) const = default;
-  };
-  explicit Object(Boolean value);
-  explicit Object(Integer value);
-  explicit Object(Real value);
+  // A handle is these two words. Programs rely on them, as functions above are inline: a change
+  // breaks the ABI.
+  //
+  // A boolean, integer, real or date stands in content_ as its 64 bits: 0 or 1, two's complement,
+  // IEEE 754, ticks of Date. Each construction has an identity of its own, which stands in tag_
+  // above the bits named here. Of a text, data or container content_ is the address of the Value
+  // that the copies share, which is its identity. Both words of the null marker are 0.
+  static constexpr std::uint64_t kKindMask = 0xF;
+  static constexpr std::uint64_t kNegative = 0x10;  // an integer below 0
+  static constexpr std::uint64_t kShared = 0x20;    // content_ is the address of a Value
+  static constexpr unsigned kIdentityShift = 6;
+
+  // Of a kind that stands in the handle.
+  Object(Kind kind, std::uint64_t content, std::uint64_t sign = 0) noexcept;
+  Object(Kind kind, const Value* value) noexcept
+      : content_(std::bit_cast<std::uint64_t>(value)),
+        tag_(static_cast<std::uint64_t>(kind) | kShared) {}
 
   [[nodiscard]] const Object* find(ValueStep step) const noexcept;
-  static void release(const Value* value) noexcept;
-  // Whether another handle holds the same value.
+  [[nodiscard]] bool holdsValue() const noexcept { return (tag_ & kShared) != 0; }
+  // Null when the content stands in the handle.
+  [[nodiscard]] const Value* value() const noexcept {
+    return holdsValue() ? std::bit_cast<const Value*>(content_) : nullptr;
+  }
+  void retain() const noexcept;
+  void release() noexcept;
+  // Whether another handle holds the same Value.
   [[nodiscard]] bool isShared() const noexcept;
+  // Of two of one kind.
+  [[nodiscard]] bool hasContentOf(const Object& other) const;
 
-  const Value* value_ = nullptr;
+  std::uint64_t content_ = 0;
+  std::uint64_t tag_ = 0;
 };
 
 // What stands at the end of a path that begins in an array or a dictionary, as Object::at().
