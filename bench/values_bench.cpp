@@ -1,5 +1,6 @@
 // Values, JSON and patterns.
 #define PCRE2_CODE_UNIT_WIDTH 8
+#include <brisvane/host/formats/growing_search.h>
 #include <brisvane/host/formats/json.h>
 #include <brisvane/host/formats/pattern.h>
 #include <brisvane/host/formats/property_list.h>
@@ -218,10 +219,11 @@ Row patternRow(std::string size, const std::string& pattern) {
                [=] { return growing(*text, [&](std::string_view so) { return jit.matches(so); }); },
                std::size_t{0}),
            giving(
-               "Pattern, the whole reply",
+               "GrowingSearch",
                [=] {
+                 host::GrowingSearch search(*ours);
                  return growing(*text, [&](std::string_view so) {
-                   return ours->firstMatch(so).value().has_value();
+                   return search.firstMatch(so, [] { return 1.0; }).value().has_value();
                  });
                },
                std::size_t{0}),
@@ -244,7 +246,8 @@ std::vector<Table> valuesTables() {
         jsonWriteRow("1 MB written", 1'000'000, {2, 3, "the keys of each dictionary are sorted"})}},
       {"Pattern over 64 KiB in chunks of 16 B",
        {patternRow("words", "login successful"), patternRow("a class", "fan at \\d+ rpm, done"),
-        patternRow("a choice", "(passed|failed): \\d+")}},
+        patternRow("a choice", "(passed|failed): \\d+"),
+        patternRow("no word", "\\w+[=:][0-9a-f]+[\\r\\n]+")}},
       growthTable()};
 }
 

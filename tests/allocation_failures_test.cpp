@@ -18,6 +18,7 @@
 #include "brisvane/host/files/move_file.h"
 #include "brisvane/host/formats/characters.h"
 #include "brisvane/host/formats/file_url.h"
+#include "brisvane/host/formats/growing_search.h"
 #include "brisvane/host/formats/json.h"
 #include "brisvane/host/formats/pattern.h"
 #include "brisvane/host/formats/property_list.h"
@@ -89,6 +90,12 @@ TEST_F(AllocationFailures, OfTextsAndPatterns) {
   SWEEP(memoryPermitting(false, [&] { return host::Pattern::compile("a+").ok(); }), false);
   SWEEP(memoryPermitting(false, [&] { return pattern.value().firstMatch(reply).ok(); }), false);
   SWEEP(memoryPermitting(false, [&] { return slow.value().firstMatch(manyWays).ok(); }), false);
+  const auto inPieces = [&] {
+    host::GrowingSearch search(pattern.value(), 1);
+    const auto part = search.firstMatch(reply.substr(0, 60), [] { return 1.0; });
+    return part.ok() && search.firstMatch(reply, [] { return 1.0; }).ok();
+  };
+  SWEEP(memoryPermitting(false, inPieces), false);
 }
 
 TEST_F(AllocationFailures, OfBytes) {

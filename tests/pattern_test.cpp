@@ -10,7 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "brisvane/host/formats/growing_search.h"
 #include "brisvane/host/formats/pcre.h"
+#include "brisvane/types/unicode.h"
 
 namespace brisvane::host {
 namespace {
@@ -155,40 +157,53 @@ std::string rangesOf(const std::optional<Pattern::Match>& match) {
   return all;
 }
 
+// Random patterns and texts, of what makes searches differ: line ends, assertions, letters beyond
+// ASCII, groups, verbs.
+class Random {
+ public:
+  std::string pattern() { return oneOf(kBeginnings) + someOf(items_, 8); }
+  std::string text(std::size_t pieces) { return someOf(kPieces, pieces); }
+  std::size_t below(std::size_t limit) { return random_() % limit; }
+
+ private:
+  const std::string& oneOf(const std::vector<std::string>& all) { return all[below(all.size())]; }
+  std::string someOf(const std::vector<std::string>& all, std::size_t most) {
+    std::string text;
+    for (auto left = below(most); left > 0; --left) text += oneOf(all);
+    return text;
+  }
+
+  static inline const std::vector<std::string> kPieces{
+      "a", "b",   "A",    "a",      "1",      "ab",     " ", "\r",     "\n",
+      "(", "\\G", "\r\n", "\u00E9", "\u2028", "\u212A", "s", "e\u0301"};
+  static inline const std::vector<std::string> kBeginnings{
+      "", "", "", "(*CRLF)", "(*CR)", "(*ANYCRLF)", "(*NOTEMPTY_ATSTART)", "(*NO_JIT)"};
+  std::istringstream words_{
+      "a b A+ 1? ab 1ks \\w \\w+ \\s* . .* .*? [^a] [^a\\r]* \\R \\X \u00E9 \u017F \\b \\B ^ $ "
+      "(?m:^) "
+      "(?m:$) (?m) (?s) (?s:.*) \\G \\A \\z \\Z \\K (?<=a) (?<!\\r) (?<=\\R) (?<=\u00E9|b) (?=\\n) "
+      "(?!b) "
+      "(?!$) (?!\\Z) (?>a$|.) (?>\\R|a) (a|b)? (ab|a) (?:1a|1|a) (a|ab|) (\\w)\\1 (?>a*) \\r | (?: "
+      "( (?i: "
+      "(?|(b)| ) ) ) * {2} ?? ++ \\h \\v \\N (*COMMIT) (*ACCEPT) \\c\\ k s (?=.*b) (?(?=a)ab|\\W) "
+      "(?(1)a|b) (?(1)ab) (?(R)b) (?(DEFINE)a) (?1) [(|] \\Q(a|b)\\E \\Q\\G\\E+ \\| \\( (?#(|) "
+      "(?x)"};
+  const std::vector<std::string> items_{std::istream_iterator<std::string>(words_), {}};
+  std::mt19937 random_{1};
+};
+
 // However little time a search has, which decides how few positions each of its parts tries.
 TEST(Pattern, PartsOfASearchFindWhatOneRunFinds) {
-  std::istringstream words(
-      "a b A+ 1? \\w \\w+ \\s* . .* .*? [^a] [^a\\r]* \\R \\X \u00E9 \u017F \\b \\B ^ $ (?m:^) "
-      "(?m:$) (?m) (?s) "
-      "(?s:.*) "
-      "\\G \\A \\z \\Z \\K (?<=a) (?<!\\r) (?<=\\R) (?<=\u00E9|b) (?=\\n) (?!b) (a|b)? (ab|a) "
-      "(?:1a|1|a) (a|ab|) "
-      "(\\w)\\1 "
-      "(?>a*) \\r | (?: ( (?i: (?|(b)| ) ) ) * {2} ?? ++ \\h \\v \\N (*COMMIT) (*ACCEPT) \\c\\ k s "
-      "(?=.*b) "
-      "(?(?=a)ab|\\W) "
-      "(?(1)a|b) [(|] \\Q(a|b)\\E \\Q\\G\\E+ \\| \\( (?#(|) (?x)");
-  const std::vector<std::string> items{std::istream_iterator<std::string>(words), {}};
-  const std::vector<std::string> pieces{"a",      "b",      "A", "a",      "1",    " ",
-                                        "\r",     "\n",     "(", "\\G",    "\r\n", "\u00E9",
-                                        "\u2028", "\u212A", "s", "e\u0301"};
-  const std::vector<std::string> beginnings{
-      "", "", "", "(*CRLF)", "(*CR)", "(*ANYCRLF)", "(*NOTEMPTY_ATSTART)", "(*NO_JIT)"};
-  std::mt19937 random(1);
-  const auto someOf = [&random](const std::vector<std::string>& all, std::size_t most) {
-    std::string text;
-    for (auto left = random() % most; left > 0; --left) text += all[random() % all.size()];
-    return text;
-  };
+  Random random;
   int compared = 0;
   for (int round = 0; round < 30'000; ++round) {
-    const std::string expression = beginnings[random() % beginnings.size()] + someOf(items, 8);
+    const std::string expression = random.pattern();
     const Reference reference(expression);
     const auto pattern = Pattern::compile(expression);
     ASSERT_EQ(pattern.ok(), reference.compiles()) << expression;
     if (!pattern.ok()) continue;
     for (int i = 0; i < 3; ++i) {
-      const std::string text = someOf(pieces, 30);
+      const std::string text = random.text(30);
       const auto expected = reference.search(text);
       if (!expected) continue;
       ++compared;
@@ -200,6 +215,37 @@ TEST(Pattern, PartsOfASearchFindWhatOneRunFinds) {
     }
   }
   EXPECT_GT(compared, 10'000);
+}
+
+// What earlier searches refuted is not tried again, and must not matter. Chunks end anywhere, in
+// the middle of a character, too.
+TEST(GrowingSearch, FindsInATextThatGrowsWhatOneRunFinds) {
+  Random random;
+  int compared = 0;
+  for (int round = 0; round < 30'000; ++round) {
+    const std::string expression = random.pattern();
+    const auto pattern = Pattern::compile(expression);
+    if (!pattern.ok()) continue;
+    const Reference reference(expression);
+    for (int i = 0; i < 3; ++i) {
+      const std::string text = random.text(30);
+      GrowingSearch search(pattern.value(), 1);
+      for (std::size_t size = 0; size <= text.size(); size += 1 + random.below(6)) {
+        const std::string soFar = text.substr(0, size);
+        const auto expected = isUtf8(soFar) ? reference.search(soFar) : "";
+        if (!expected) continue;
+        ++compared;
+        const auto found = search.firstMatch(soFar, [] { return 10.0; });
+        const auto where = [&] {
+          return expression + " in " + ::testing::PrintToString(soFar) + " of " +
+                 ::testing::PrintToString(text);
+        };
+        ASSERT_TRUE(found.ok()) << where();
+        ASSERT_EQ(rangesOf(found.value()), *expected) << where();
+      }
+    }
+  }
+  EXPECT_GT(compared, 100'000);
 }
 
 TEST(Pattern, IsSearchedInOnePieceHoweverLongTheText) {

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "brisvane/host/clock.h"
-#include "brisvane/host/formats/pattern.h"
+#include "brisvane/host/formats/growing_search.h"
 #include "brisvane/logging/BVLog.h"
 #include "brisvane/serial/BVSerialPort.h"
 #include "brisvane/support/strings.h"
@@ -35,10 +35,9 @@ void appendAscii(std::string& text, ByteView bytes) {
 // left of the exchange's.
 class ReplySearch {
  public:
-  // REQUIRES: all of them outlive the object.
-  ReplySearch(const host::Pattern& pattern, const std::string& reply,
-              const host::Clock& clock) noexcept
-      : pattern_(pattern), reply_(reply), clock_(clock) {}
+  // REQUIRES: `reply` and `clock` outlive the object.
+  ReplySearch(const host::Pattern& pattern, const std::string& reply, const host::Clock& clock)
+      : search_(pattern), reply_(reply), clock_(clock) {}
 
   // Whether there is something to search, after a poll.
   [[nodiscard]] bool isDue(bool quiet) const noexcept {
@@ -52,7 +51,7 @@ class ReplySearch {
   [[nodiscard]] std::optional<std::string_view> match(Seconds left) {
     const Seconds limit = std::max(kLeastTime, std::min(time_, left));
     const host::Stopwatch sinceStart(clock_);
-    const auto found = pattern_.firstMatch(reply_, [&] { return limit - sinceStart.elapsed(); });
+    const auto found = search_.firstMatch(reply_, [&] { return limit - sinceStart.elapsed(); });
     searched_ = reply_.size();
     givenUp_ = !found.ok() && found.error().number() == ETIMEDOUT;
     if (givenUp_) time_ *= 4;
@@ -64,7 +63,7 @@ class ReplySearch {
   static constexpr Seconds kLeastTime = 0.1;
   static constexpr Seconds kFirstTime = 0.25;
 
-  const host::Pattern& pattern_;
+  host::GrowingSearch search_;
   const std::string& reply_;
   const host::Clock& clock_;
   std::size_t searched_ = 0;  // of the reply, by the last search

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "brisvane/types/hex.h"
@@ -88,39 +89,69 @@ std::uint32_t info(const pcre::Code& code, std::uint32_t what) {
   return value;
 }
 
-// The outermost groups of a pattern that have alternatives somewhere within.
-class Alternations {
+// What a pattern consists of, as the engine has read it.
+class Outline {
  public:
-  Alternations(std::string_view pattern, const pcre::Code& withCallouts) : pattern_(pattern) {
+  Outline(std::string_view pattern, const pcre::Code& withCallouts) : pattern_(pattern) {
     // So that nothing is thrown through the engine.
-    begins_.reserve(static_cast<std::size_t>(std::count(pattern.begin(), pattern.end(), '(')));
-    pcre2_callout_enumerate(withCallouts.get(), &Alternations::visit, this);
+    const auto isGuarded = [](char c) { return c == '(' || c == '$'; };
+    guards_.reserve(
+        static_cast<std::size_t>(std::count_if(pattern.begin(), pattern.end(), isGuarded)));
+    word_.reserve(pattern.size());
+    longestWord_.reserve(pattern.size());
+    pcre2_callout_enumerate(withCallouts.get(), &Outline::visit, this);
+    std::sort(guards_.begin(), guards_.end());
   }
-  // Where they begin, in order.
-  [[nodiscard]] const std::vector<std::size_t>& begins() const noexcept { return begins_; }
+  // Where the outermost groups begin that have alternatives somewhere within, and where a `$`
+  // stands in a group; in order.
+  [[nodiscard]] const std::vector<std::size_t>& guards() const noexcept { return guards_; }
+
+  // The longest text, in lower case, that stands in the pattern as it is, outside of all groups.
+  // Every match has it, unless a verb ends the match early. Empty when there is none.
+  [[nodiscard]] std::string_view word() const noexcept {
+    return hasAlternatives_ ? std::string_view() : longestWord_;
+  }
 
  private:
   // Automatic callouts stand before every item: a group's begin, its alternatives, and its end are
-  // items of their own.
+  // items of their own. So is every character, together with the quantifier that may follow it.
   static int visit(pcre2_callout_enumerate_block* block, void* self) noexcept {
-    static_cast<Alternations*>(self)->take(block->pattern_position, block->next_item_length);
+    static_cast<Outline*>(self)->take(block->pattern_position, block->next_item_length);
     return 0;
   }
 
-  void take(std::size_t at, std::size_t length) {
+  void take(std::size_t at, std::size_t length) noexcept {
+    if (at < taken_) return;  // a group that is repeated is compiled, and so told, several times
+    taken_ = at + length;
     const std::string_view item = pattern_.substr(at, length);
     if (item.starts_with('(') && !isWhole(item)) {
-      if (depth_++ == 0) outermost_ = at;
+      if (depth_++ != 0) return;
+      outermost_ = at;
+      isGuarded_ = false;
     } else if (item.starts_with(')') && depth_ > 0) {
       --depth_;
-    } else if (item.starts_with('|') && depth_ > 0 &&
-               (begins_.empty() || begins_.back() != outermost_)) {
-      begins_.push_back(outermost_);
+    } else if (item.starts_with('|')) {
+      if (depth_ == 0) hasAlternatives_ = true;
+      if (depth_ > 0 && !std::exchange(isGuarded_, true)) guards_.push_back(outermost_);
+    } else if (item.starts_with('$') && depth_ > 0) {
+      guards_.push_back(at);
     }
+    takeForWord(depth_ == 0 ? item : std::string_view());
   }
 
-  // Whether it is no begin of a group, but an item in brackets, as (?i) or (?1).
+  void takeForWord(std::string_view item) noexcept {
+    constexpr std::string_view kMeanOtherThings = ".^$|()";
+    const bool isItself = item.size() == 1 && kMeanOtherThings.find(item) == item.npos;
+    if (!isItself) return word_.clear();
+    const char c = item.front();
+    word_ += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    if (word_.size() > longestWord_.size()) longestWord_ = word_;
+  }
+
+  // Whether it is no begin of a group, but an item in brackets, as (?i) or (?1). A condition, as
+  // (?(1), is the begin of its group.
   static bool isWhole(std::string_view item) {
+    if (item.starts_with("(?(")) return false;
     constexpr std::string_view kWords =
         "(?*^+-&>=_0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
     const std::size_t end = item.find_first_not_of(kWords);
@@ -128,19 +159,24 @@ class Alternations {
   }
 
   const std::string_view pattern_;
-  std::vector<std::size_t> begins_;
+  std::vector<std::size_t> guards_;
+  std::string word_;  // that the last items are
+  std::string longestWord_;
+  bool hasAlternatives_ = false;  // outside of all groups
+  std::size_t taken_ = 0;         // of the pattern
   std::size_t depth_ = 0;
-  std::size_t outermost_ = 0;
+  std::size_t outermost_ = 0;  // where the outermost group that is open begins
+  bool isGuarded_ = false;
 };
 
 // JIT (up to 10.42) takes it for sure that a repeat behind a group has failed wherever it has
-// failed once, and so misses "ab" with (ab|a)\s*b. An empty assertion ends its search for such
-// repeats.
-std::string guarded(std::string_view pattern, const pcre::Code& withCallouts) {
+// failed once, and so misses "ab" with (ab|a)\s*b. And `$` that fails as the first item of an
+// assertion leaves it one character too far: it misses "b" with (?!$)b. An empty assertion before
+// each prevents both.
+std::string guarded(std::string_view pattern, const Outline& outline) {
   std::string result(pattern);
-  const Alternations alternations(pattern, withCallouts);
-  for (auto at = alternations.begins().rbegin(); at != alternations.begins().rend(); ++at)
-    result.insert(*at, "(?=)");
+  const auto& guards = outline.guards();
+  for (auto at = guards.rbegin(); at != guards.rend(); ++at) result.insert(*at, "(?=)");
   return result;
 }
 
@@ -172,10 +208,10 @@ Result<CompiledPattern> compilePattern(std::string_view pattern) {
   if (!code.ok()) return code.error();
   CompiledPattern compiled;
   compiled.hasCallouts = needsCallouts(translation, code.value());
-  if (!compiled.hasCallouts) {
-    code = compile(guarded(translation, code.value()), 0);
-    if (!code.ok()) return code.error();
-  }
+  const Outline outline(translation, code.value());
+  if (translation.find("(*") == translation.npos) compiled.word = outline.word();
+  code = compile(guarded(translation, outline), compiled.hasCallouts ? PCRE2_AUTO_CALLOUT : 0);
+  if (!code.ok()) return code.error();
   compiled.code = std::move(code).value();
   compiled.inOnePiece =
       compiled.hasCallouts || (info(compiled.code, PCRE2_INFO_ALLOPTIONS) & PCRE2_ANCHORED) != 0;

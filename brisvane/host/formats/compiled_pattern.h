@@ -2,6 +2,7 @@
 // A CompiledPattern may be searched with from any number of threads at the same time.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "brisvane/host/formats/pcre.h"
@@ -14,6 +15,7 @@ struct CompiledPattern {
   bool inOnePiece = false;   // all positions must be tried in one run
   bool hasCallouts = false;  // automatic ones, which can stop a run
   bool atLines = false;      // matches begin where lines do
+  std::string word;          // that every match has, in whatever case; ASCII in lower case
 };
 
 // With the syntax and the options of host::Pattern, whose compile() fails as this does.

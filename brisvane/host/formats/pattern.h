@@ -15,6 +15,8 @@
 
 namespace brisvane::host {
 
+struct CompiledPattern;
+
 // The syntax is that of PCRE2. Case makes no difference. \uHHHH is the character with that code
 // point. Any of LF, CR, CR LF and the Unicode line ends is one line end, so that `$` and `.` stop
 // before the CR LF of a serial reply. \C is refused. docs/serial.md lists what other engines have
@@ -55,9 +57,9 @@ class BRISVANE_EXPORT Pattern {
   [[nodiscard]] Result<std::optional<Match>> firstMatch(std::string_view text) const;
 
  private:
-  struct Code;
-  explicit Pattern(std::shared_ptr<const Code> code) noexcept;
-  std::shared_ptr<const Code> code_;
+  friend class GrowingSearch;
+  explicit Pattern(std::shared_ptr<const CompiledPattern> compiled) noexcept;
+  std::shared_ptr<const CompiledPattern> compiled_;
 };
 
 }  // namespace brisvane::host
