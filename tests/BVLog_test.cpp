@@ -547,15 +547,16 @@ struct LogsWhenDestroyed {
   ~LogsWhenDestroyed() { BVLog::Default::info("last words"); }
 };
 
-TEST_F(BVLogTest, StaticObjectCanLogWhenTheProcessEnds) {
+TEST_F(BVLogTest, StaticObjectAndExitHandlerCanLogWhenTheProcessEnds) {
   EXPECT_EXIT(
       {
+        std::atexit([] { BVLog::Default::info("the very last"); });  // it was registered first
         static LogsWhenDestroyed object{path};
         BVLog::configureDefault(SystemLogHandle::waylineLog(), object.path, 0);
         std::exit(0);
       },
       ::testing::ExitedWithCode(0), "");
-  EXPECT_TRUE(contentOf(path).ends_with("last words \n"));
+  EXPECT_TRUE(contentOf(path).ends_with("last words \n2024-03-05 9:7:3 the very last \n"));
 }
 
 }  // namespace

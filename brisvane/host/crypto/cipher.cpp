@@ -1,11 +1,14 @@
 #include "brisvane/host/crypto/cipher.h"
 
+#include <string.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <memory>
 #include <utility>
 
 #include "brisvane/host/crypto/openssl.h"
+#include "brisvane/host/crypto/secret.h"
 
 namespace brisvane::host {
 namespace {
@@ -104,6 +107,9 @@ struct Cipher::Context {
   [[nodiscard]] std::size_t outputSize(std::size_t inputSize) const noexcept;
   [[nodiscard]] Result<std::size_t> update(ByteView input, std::span<std::uint8_t> space) noexcept;
   [[nodiscard]] Result<std::size_t> finish(std::span<std::uint8_t> space) noexcept;
+  // Both at once.
+  [[nodiscard]] Result<std::size_t> runToEnd(ByteView input,
+                                             std::span<std::uint8_t> space) noexcept;
 };
 
 Result<Cipher::Context> Cipher::Context::make(Direction direction, std::uint32_t algorithm,
@@ -178,6 +184,15 @@ Result<std::size_t> Cipher::Context::finish(std::span<std::uint8_t> space) noexc
   return static_cast<std::size_t>(count);
 }
 
+Result<std::size_t> Cipher::Context::runToEnd(ByteView input,
+                                              std::span<std::uint8_t> space) noexcept {
+  const auto updated = update(input, space);
+  if (!updated.ok()) return updated.error();
+  const auto finished = finish(space.subspan(updated.value()));
+  if (!finished.ok()) return finished.error();
+  return updated.value() + finished.value();
+}
+
 Cipher::Cipher(std::unique_ptr<Context> context) noexcept : context_(std::move(context)) {}
 Cipher::~Cipher() = default;
 
@@ -196,11 +211,14 @@ Result<Data> Cipher::run(Direction direction, std::uint32_t algorithm, std::uint
   auto context = Context::make(direction, algorithm, options, key, vector);
   if (!context.ok()) return context.error();
   Data output(context.value().outputSize(input.size()));
-  const auto updated = context.value().update(input, output);
-  if (!updated.ok()) return updated.error();
-  const auto finished = context.value().finish(std::span(output).subspan(updated.value()));
-  if (!finished.ok()) return finished.error();
-  output.resize(updated.value() + finished.value());
+  const auto size = context.value().runToEnd(input, output);
+  wipeUsedStack();
+  if (!size.ok()) {
+    // It may hold a part of the plain text, which nobody gets.
+    ::explicit_bzero(output.data(), output.size());
+    return size.error();
+  }
+  output.resize(size.value());
   return output;
 }
 
@@ -210,12 +228,16 @@ std::size_t Cipher::outputSize(std::size_t inputSize) const noexcept {
 
 Result<std::size_t> Cipher::update(ByteView input, std::span<std::uint8_t> space) noexcept {
   const openssl::ErrorMark mark;
-  return context_->update(input, space);
+  auto size = context_->update(input, space);
+  wipeUsedStack();
+  return size;
 }
 
 Result<std::size_t> Cipher::finish(std::span<std::uint8_t> space) noexcept {
   const openssl::ErrorMark mark;
-  return context_->finish(space);
+  auto size = context_->finish(space);
+  wipeUsedStack();
+  return size;
 }
 
 }  // namespace brisvane::host

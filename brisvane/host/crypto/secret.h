@@ -1,5 +1,5 @@
-// Secret, a copy of a key. Private to the library.
-// A Secret belongs to one thread at a time.
+// Secret, a copy of a key, and the wiping of the stack. Private to the library.
+// A Secret belongs to one thread at a time. The function may be called from any thread.
 #pragma once
 
 #include <string.h>
@@ -49,5 +49,12 @@ class Secret {
   Data large_;
   std::size_t size_;
 };
+
+// Wipes what the functions that the caller has called have left on the stack: OpenSSL leaves the
+// last block of DES there.
+[[gnu::noinline]] inline void wipeUsedStack() noexcept {
+  std::array<std::uint8_t, 2048> used;
+  ::explicit_bzero(used.data(), used.size());
+}
 
 }  // namespace brisvane::host
