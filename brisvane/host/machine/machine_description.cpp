@@ -61,6 +61,7 @@ void readSystemVersion(DescriptionReader reader, MachineDescription& machine) {
 
 MachineDescription MachineDescription::read(DescriptionReader& reader) {
   MachineDescription machine;
+  static_cast<void>(reader.value("$schema"));  // for editors
   if (auto registry = reader.object("registry")) readRegistry(std::move(*registry), machine);
   if (auto identity = reader.object("identity"))
     machine.identity = readIdentity(std::move(*identity));

@@ -33,7 +33,8 @@ struct BRISVANE_EXPORT MachineDescription {
   std::optional<OsVersion> running;
 
   // Reads the fields "registry", "identity" and "systemVersion" of a description. A missing field
-  // leaves its part empty. Throws DescriptionError when a field is malformed.
+  // leaves its part empty. "$schema", by which editors find a schema, is ignored. Throws
+  // DescriptionError when a field is malformed.
   [[nodiscard]] static MachineDescription read(DescriptionReader& reader);
 
   // Reads an administrator's file, which has only those fields. Fails when the file cannot be read

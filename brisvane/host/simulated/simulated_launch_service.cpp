@@ -65,7 +65,10 @@ DescribedLauncher::Event DescribedLauncher::readEvent(const Object& description,
     constexpr std::size_t kLargest = std::numeric_limits<std::int32_t>::max();
     event.code = static_cast<std::int32_t>(reader.count("code", 0, 0, kLargest));
     event.identifier = identifier;
-    if (reader.has("identifier")) event.identifier = reader.value("identifier").text();
+    if (reader.has("identifier")) {
+      const bool hasNone = reader.value("identifier").isNull();
+      event.identifier = hasNone ? std::nullopt : std::optional(reader.shortText("identifier"));
+    }
   } else {
     if (!reader.boolean("answer", false))
       reader.fail("answer", "must be true, or there must be a code");
