@@ -29,7 +29,9 @@ namespace {
 using testing::contentOf;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing::namesIn;
 using testing::SimulatedTest;
+using ::testing::UnorderedElementsAre;
 using testing::writeFile;
 
 constexpr auto kDescription = R"({"preferences": {"standard": {"BrisvaneVerbosityLevel": 2}}})";
@@ -241,6 +243,40 @@ TEST_F(BVLogTest, UnwritableFileIsReportedToTheSystemLogAlone) {
   EXPECT_TRUE(contentOf(folder / "busy") == before);
   ::kill(sleeper, SIGKILL);
   ::waitpid(sleeper, nullptr, 0);
+}
+
+TEST_F(BVLogTest, LinkInThePathIsFollowedUnlessTheLoggerRefusesThem) {
+  BVLog strict(SystemLogHandle::waylineLog(), nullptr, 0);
+  EXPECT_TRUE(strict.followsLinks());
+  strict.setFollowsLinks(false);
+  writeFile(folder / "real/theirs", "theirs");
+  std::filesystem::create_symlink(folder / "real", folder / "to-folder");
+  std::filesystem::create_symlink(folder / "real/theirs", folder / "real/to-file");
+  std::filesystem::create_symlink(folder / "real/made", folder / "real/dangling");
+  for (const char* const name :
+       {"to-folder/theirs", "real/to-file", "real/dangling", "to-folder/../made"}) {
+    strict.setLogFilePath(folder / name);
+    strict.info("m");
+    EXPECT_EQ(strict.logFileFailure().value().text(),
+              folder / name + ": a symbolic link is in the path, and none is followed");
+    EXPECT_EQ(strict.logFileFailure().value().number(), ELOOP);
+    strict.backupLogFileTo(folder / "backup");
+  }
+  EXPECT_EQ(contentOf(folder / "real/theirs"), "theirs");
+  EXPECT_THAT(namesIn(folder / "real"), UnorderedElementsAre("theirs", "to-file", "dangling"));
+  EXPECT_FALSE(std::filesystem::exists(folder / "backup"));
+
+  strict.setLogFilePath(folder.path() + "//real/../run.log");
+  strict.info("one");
+  strict.info("two");
+  EXPECT_THAT(contentOf(folder / "run.log"), ::testing::EndsWith("two \n"));
+  strict.backupLogFileTo(folder / "backup");
+  EXPECT_THAT(contentOf(folder / "backup"), ::testing::HasSubstr("one \n"));
+
+  strict.setFollowsLinks(true);
+  strict.setLogFilePath(folder / "to-folder/made");
+  strict.info("three");
+  EXPECT_THAT(contentOf(folder / "real/made"), ::testing::EndsWith("three \n"));
 }
 
 // Runs `write` while no file may grow beyond `size` bytes, as on a disk that is full by then.

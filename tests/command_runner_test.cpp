@@ -146,6 +146,22 @@ TEST_F(CommandRunner, WaitsForAChildThatKeepsTheOutputOpen) {
   EXPECT_GE(steady_clock::now() - start, milliseconds(400));
 }
 
+TEST_F(CommandRunner, EndsAProgramThatWritesMoreThanItsLimit) {
+  std::optional<std::string> output;
+  const std::vector<std::string> yes{"-c", "trap '' PIPE; while :; do echo yes; done"};
+  EXPECT_FALSE(Brisvane::runCommandWithLaunchPath("/bin/sh", yes, nullptr, output, 1000));
+  EXPECT_EQ(output, "/bin/sh: wrote more than 1000 bytes");
+  for (const std::size_t limit : {4, 5}) {
+    const auto text = host::runCommand("/bin/echo", {"four"}, {}, limit);
+    EXPECT_EQ(text.ok() ? text.value() : text.error().reason(),
+              limit == 5 ? "four\n" : "wrote more than 4 bytes");
+  }
+  // What has ended already is left alone, and a child that goes on writing finds nobody.
+  const auto left =
+      host::runCommand("/bin/sh", {"-c", "(sleep 0.2; exec cat /dev/zero) & echo"}, {}, 100'000);
+  EXPECT_EQ(left.ok() ? 0 : left.error().number(), EFBIG);
+}
+
 TEST_F(CommandRunner, RunsManyAtOnceWithoutOneHoldingUpAnother) {
   const std::string barrier = folder / "barrier";
   testing::writeFile(barrier, "");
@@ -240,6 +256,16 @@ TEST_F(CommandUnderWay, IsReadWhileItRunsHoweverMuchItPrints) {
   EXPECT_FALSE(endless->collect(milliseconds(10)));
   endless->send(SIGKILL);
   EXPECT_TRUE(endless->collect(kLong));
+}
+
+TEST_F(CommandUnderWay, IsEndedAtTheLimitOfItsOutput) {
+  const auto started = host::Command::start("/bin/sh", {"-c", "exec cat /dev/zero"}, {}, 100'000);
+  ASSERT_TRUE(started.ok());
+  host::Command& command = *started.value();
+  while (!command.collect(milliseconds(100))) continue;
+  EXPECT_TRUE(command.hasExceededLimit());
+  EXPECT_EQ(command.output(), Data(100'000));
+  EXPECT_EQ(command.endingSignal(), SIGKILL);
 }
 
 TEST_F(CommandRunner, WorksInAProgramWithoutStandardStreams) {

@@ -120,6 +120,16 @@ void BVLog::setLogFilePath(Text path) noexcept {
   });
 }
 
+bool BVLog::followsLinks() const noexcept {
+  const std::scoped_lock lock(host::processLock(host::ProcessLock::kLoggers));
+  return followsLinks_;
+}
+
+void BVLog::setFollowsLinks(bool follows) noexcept {
+  const std::scoped_lock lock(host::processLock(host::ProcessLock::kLoggers));
+  followsLinks_ = follows;
+}
+
 std::int64_t BVLog::verbosityLevel() const noexcept {
   const std::scoped_lock lock(host::processLock(host::ProcessLock::kLoggers));
   return verbosityLevel_;
@@ -196,7 +206,8 @@ void BVLog::appendLineToLogFile(const host::Platform& platform, std::string_view
     const auto path = logFilePath();
     if (!path || path->empty()) return {};
     const std::string timestamp = logTimestamp(platform.clock().wall());
-    return host::appendLineToFile(*path, join({timestamp, prefix, message.orEmpty(), " \n"}));
+    return host::appendLineToFile(*path, join({timestamp, prefix, message.orEmpty(), " \n"}),
+                                  followsLinks() ? host::Links::kFollowed : host::Links::kRefused);
   });
   if (appended.ok()) return;
   setLogFileFailure(appended.error());

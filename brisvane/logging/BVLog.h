@@ -77,6 +77,13 @@ class BRISVANE_EXPORT BVLog final {
   [[nodiscard]] std::optional<std::string> logFilePath() const;
   void setLogFilePath(Text path) noexcept;
 
+  // Whether a line follows symbolic links in the path of the log file; true at first. When not, a
+  // path with a symbolic link in it, be it the file or a folder, takes no line, and
+  // logFileFailure() is ELOOP. A backup then fails in the same way. To log no line before it is
+  // set, set it ahead of setDefault().
+  [[nodiscard]] bool followsLinks() const noexcept;
+  void setFollowsLinks(bool follows) noexcept;
+
   // The last failure to write a line of this logger to the log file; nullopt when there was none.
   // The error's what() is the path; it is empty when memory ran out.
   [[nodiscard]] std::optional<Error> logFileFailure() const noexcept;
@@ -155,6 +162,7 @@ class BRISVANE_EXPORT BVLog final {
   std::optional<std::string> logFilePath_;
   std::optional<Error> logFileFailure_;
   std::int64_t verbosityLevel_ = 0;
+  bool followsLinks_ = true;
 };
 
 }  // namespace brisvane

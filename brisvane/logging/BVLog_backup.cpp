@@ -29,7 +29,8 @@ void BVLog::backupLogFileTo(Text destination) noexcept {
     const std::string to = destination.present()
                                ? *destination.copy()
                                : backupPath(*path, host::platform()->clock().wall());
-    const host::MoveOutcome outcome = host::moveFile(*path, to);
+    const host::MoveOutcome outcome =
+        host::moveFile(*path, to, followsLinks() ? host::Links::kFollowed : host::Links::kRefused);
     if (outcome.result.ok()) return;
     std::string report = join({"Failed to backup log: ", outcome.result.error().text()});
     const char* separator = "; it is left at ";

@@ -29,12 +29,14 @@ std::string textOf(const std::vector<std::string>& arguments) {
 // What a command prints; nullopt when that is no text.
 Result<std::optional<std::string>> outputOf(Text launchPath,
                                             const std::vector<std::string>& arguments,
-                                            Text currentDir) {
+                                            Text currentDir,
+                                            std::optional<std::size_t> outputLimit) {
   BVLog::Default::debug(
       join({"Executing command [", launchPath.orEmpty(), "] [", textOf(arguments), "]\n"}));
   if (currentDir.present() && currentDir.orEmpty().empty())
     return Error(ENOENT, "an empty working directory");
-  auto output = host::runCommand(launchPath.orEmpty(), arguments, currentDir.orEmpty());
+  auto output =
+      host::runCommand(launchPath.orEmpty(), arguments, currentDir.orEmpty(), outputLimit);
   if (!output.ok()) return output.error();
   return isUtf8(output.value()) ? std::optional(std::move(output).value()) : std::nullopt;
 }
@@ -42,10 +44,10 @@ Result<std::optional<std::string>> outputOf(Text launchPath,
 }  // namespace
 
 bool Brisvane::runCommandWithLaunchPath(Text launchPath, const std::vector<std::string>& arguments,
-                                        Text currentDir,
-                                        std::optional<std::string>& outputMessage) noexcept {
-  auto output =
-      memoryPermitting(Error(ENOMEM), [&] { return outputOf(launchPath, arguments, currentDir); });
+                                        Text currentDir, std::optional<std::string>& outputMessage,
+                                        std::optional<std::size_t> outputLimit) noexcept {
+  auto output = memoryPermitting(
+      Error(ENOMEM), [&] { return outputOf(launchPath, arguments, currentDir, outputLimit); });
   if (output.ok()) {
     outputMessage = std::move(output.value());
     return true;

@@ -2,6 +2,7 @@
 // The class keeps no state. Its operations may be called from any thread.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -39,11 +40,15 @@ class BRISVANE_EXPORT Brisvane final {
   // False when the program cannot be started. `outputMessage` then holds the path and the reason,
   // and the default logger gets them at error level. When memory runs out, `outputMessage` may be
   // unchanged.
+  // `outputLimit` is the most bytes that the program may write, with its children; nullopt for as
+  // many as memory holds. A program that writes more is ended by SIGKILL, and the result is false
+  // as for one that cannot be started: "/opt/probe: wrote more than 1048576 bytes".
   // Blocks until the program has ended and no process holds the other end of the output. So a child
   // that the program leaves behind is waited for while it keeps the output open.
-  static bool runCommandWithLaunchPath(Text launchPath, const std::vector<std::string>& arguments,
-                                       Text currentDir,
-                                       std::optional<std::string>& outputMessage) noexcept;
+  static bool runCommandWithLaunchPath(
+      Text launchPath, const std::vector<std::string>& arguments, Text currentDir,
+      std::optional<std::string>& outputMessage,
+      std::optional<std::size_t> outputLimit = std::nullopt) noexcept;
 
   // The wired, virtual-LAN and wireless interfaces that are up with an IPv4 address, in the order
   // of the machine's addresses. Each element is a dictionary of four texts:

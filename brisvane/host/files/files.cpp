@@ -10,6 +10,7 @@
 #include "brisvane/host/files/descriptor.h"
 #include "brisvane/host/files/file_access.h"
 #include "brisvane/host/files/new_file.h"
+#include "brisvane/host/files/path_without_links.h"
 #include "brisvane/types/join.h"
 
 namespace brisvane::host {
@@ -26,6 +27,8 @@ using real::kNewFileMode;
 using real::NewFile;
 using real::openDescriptor;
 using real::openExisting;
+using real::PathWithoutLinks;
+using real::refusedLink;
 using real::rememberCutLine;
 using real::renameWithoutReplacing;
 using real::Target;
@@ -91,15 +94,14 @@ Result<> writeToEnd(int file, Target target, std::string_view bytes, Content con
   return writeToEnd(file, target, isAfterCutLine ? onItsOwn : bytes, isAfterCutLine);
 }
 
-Result<> append(std::string_view path, std::string_view bytes, Content content) {
-  if (!canExist(path)) return Error(ENOENT);
-  const std::string name(path);
+Result<> append(const std::string& name, std::string_view bytes, Content content, Links links) {
+  const int linkFlag = links == Links::kRefused ? O_NOFOLLOW : 0;
   // A further round is for a file that another writer has made in between, or one that was moved to
   // another file system while it was being opened. A dangling symbolic link can neither be opened
   // nor made.
   constexpr int kRounds = 100;
   for (int round = 0; round < kRounds; ++round) {
-    const Result<Descriptor> file = openExisting(name, O_WRONLY | O_APPEND);
+    const Result<Descriptor> file = openExisting(name, O_WRONLY | O_APPEND | linkFlag);
     if (file.ok()) {
       const int descriptor = file.value().get();
       const FileTraits traits = traitsOf(descriptor);
@@ -107,12 +109,24 @@ Result<> append(std::string_view path, std::string_view bytes, Content content) 
       return writeToEnd(descriptor, traits.isRegular ? Target::kRegularFile : Target::kAny, bytes,
                         content);
     }
-    if (file.error().number() != ENOENT) return file.error();
+    const int number = file.error().number();
+    if (number == ELOOP && links == Links::kRefused) return refusedLink();
+    if (number != ENOENT) return file.error();
     Result<> created = create(name, bytes);
     if (!failedWith(created, EEXIST)) return created;
     if (round > 0 && isSymbolicLink(name)) break;
   }
   return Error(ENOENT);
+}
+
+Result<> append(std::string_view path, std::string_view bytes, Content content,
+                Links links = Links::kFollowed) {
+  if (!canExist(path)) return Error(ENOENT);
+  const std::string name(path);
+  if (links == Links::kFollowed) return append(name, bytes, content, links);
+  const auto way = PathWithoutLinks::find(name);
+  if (!way.ok()) return way.error();
+  return append(way.value().path(), bytes, content, links);
 }
 
 Result<> overwrite(const std::string& path, std::string_view bytes) {
@@ -136,8 +150,8 @@ Result<> appendToFile(std::string_view path, std::string_view bytes) {
   return of(path, append(path, bytes, Content::kAny));
 }
 
-Result<> appendLineToFile(std::string_view path, std::string_view line) {
-  return of(path, append(path, line, Content::kLine));
+Result<> appendLineToFile(std::string_view path, std::string_view line, Links links) {
+  return of(path, append(path, line, Content::kLine, links));
 }
 
 Result<> createFile(std::string_view path, std::string_view bytes, Readers readers) {

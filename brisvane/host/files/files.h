@@ -24,9 +24,16 @@ namespace brisvane::host {
 // - On failure the file holds what it held before, and the part of `bytes` that a full disk took.
 BRISVANE_EXPORT Result<> appendToFile(std::string_view path, std::string_view bytes);
 
+// Whether symbolic links in a path are followed.
+enum class Links : std::uint8_t { kFollowed, kRefused };
+
 // The same for a line. When the last append of this process to the file was cut short, writes a
 // line feed ahead of the line. REQUIRES: `line` ends with a line feed.
-BRISVANE_EXPORT Result<> appendLineToFile(std::string_view path, std::string_view line);
+//
+// ELOOP: the file or a folder of `path` is a symbolic link, and `links` is kRefused. Nothing has
+// been written or made. Such a path is followed by way of /proc, which must be mounted.
+BRISVANE_EXPORT Result<> appendLineToFile(std::string_view path, std::string_view line,
+                                          Links links = Links::kFollowed);
 
 // Who may read a new file: those whom the umask permits, or only its owner.
 enum class Readers : std::uint8_t { kUsual, kOwner };

@@ -10,6 +10,7 @@
 #include "brisvane/host/files/files.h"
 #include "brisvane/host/files/new_file.h"
 #include "brisvane/host/files/open_writers.h"
+#include "brisvane/host/files/path_without_links.h"
 #include "brisvane/types/join.h"
 #include "brisvane/types/out_of_memory.h"
 
@@ -23,6 +24,7 @@ using real::failedWith;
 using real::NewFile;
 using real::openDescriptor;
 using real::openExisting;
+using real::refuseLinks;
 using real::renameWithoutReplacing;
 using real::Writers;
 using real::writersOf;
@@ -234,12 +236,14 @@ class MoveAcross {
 
 }  // namespace
 
-MoveOutcome moveFile(std::string_view from, std::string_view to) {
+MoveOutcome moveFile(std::string_view from, std::string_view to, Links links) {
   MoveOutcome outcome;
   const auto move = [&]() -> Result<> {
     if (!real::canExist(from) || !real::canExist(to)) return Error(ENOENT);
     const std::string source(from);
     const std::string destination(to);
+    if (Result<> direct = links == Links::kRefused ? refuseLinks(source) : Result<>(); !direct.ok())
+      return direct;
     if (Result<> isFile = refuseWhatIsNoFile(source); !isFile.ok()) return isFile;
     Result<> moved = renameWithoutReplacing(source, destination);
     return failedWith(moved, EXDEV) ? MoveAcross(source, destination, outcome).run() : moved;

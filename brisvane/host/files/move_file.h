@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "brisvane/host/files/files.h"
 #include "brisvane/types/export.h"
 #include "brisvane/types/result.h"
 
@@ -43,6 +44,10 @@ struct MoveOutcome {
 // - If it cannot be moved back, nothing is removed: `remains` has the paths beside `from`.
 // - If only the last lines fail, written when the copy stood at `to` already, the copy stays:
 //   `remains` has `to`, and `from` when these lines have gone back to it.
-[[nodiscard]] BRISVANE_EXPORT MoveOutcome moveFile(std::string_view from, std::string_view to);
+//
+// ELOOP: `from` or a folder of it is a symbolic link, and `links` is kRefused. That is looked at
+// first: someone who may change these folders can still put one there before the move.
+[[nodiscard]] BRISVANE_EXPORT MoveOutcome moveFile(std::string_view from, std::string_view to,
+                                                   Links links = Links::kFollowed);
 
 }  // namespace brisvane::host

@@ -37,6 +37,14 @@ class Reaper {
     }
   }
 
+  // Ends the process. One that has ended is left alone: its number may be another's by now.
+  void kill() const noexcept {
+    siginfo_t ended{};
+    const bool isOurs =
+        ::waitid(P_PID, static_cast<id_t>(process_), &ended, WEXITED | WNOHANG | WNOWAIT) == 0;
+    if (isOurs && ended.si_pid == 0) ::kill(process_, SIGKILL);
+  }
+
  private:
   const pid_t process_;
   Descriptor& output_;
@@ -57,15 +65,18 @@ Result<Pipe> openPipe() noexcept {
   return pipe;
 }
 
-// Appends what one read(2) gives, up to all that a pipe usually holds, and returns its result. The
-// area on the way keeps a buffer that grows from being cleared first, and from growing past what
-// there is.
+// Appends what one read(2) gives, up to all that a pipe usually holds, and returns its result. What
+// exceeds the limit is not appended, and the result is then kTooMuch. The area on the way keeps a
+// buffer that grows from being cleared first, and from growing past what there is.
+constexpr ssize_t kTooMuch = -2;
 template <typename Bytes>
-ssize_t appendFrom(int descriptor, Bytes& bytes) {
+ssize_t appendFrom(int descriptor, Bytes& bytes, std::size_t limit) {
   std::array<typename Bytes::value_type, std::size_t{64} << 10U> area;
   const ssize_t count = ::read(descriptor, area.data(), area.size());
-  if (count > 0) bytes.insert(bytes.end(), area.begin(), area.begin() + count);
-  return count;
+  if (count <= 0) return count;
+  const auto taken = std::min(static_cast<std::size_t>(count), limit - bytes.size());
+  bytes.insert(bytes.end(), area.begin(), area.begin() + static_cast<std::ptrdiff_t>(taken));
+  return taken == static_cast<std::size_t>(count) ? count : kTooMuch;
 }
 
 struct Started {
@@ -90,14 +101,20 @@ Result<Started> startProgram(std::string_view path, const std::vector<std::strin
 }  // namespace
 
 Result<std::string> runCommand(std::string_view path, const std::vector<std::string>& arguments,
-                               std::string_view directory) {
+                               std::string_view directory, std::optional<std::size_t> outputLimit) {
   auto started = startProgram(path, arguments, directory);
   if (!started.ok()) return started.error();
   const Reaper reaper(started.value().process, started.value().output);
   std::string text;
   for (;;) {
-    const ssize_t count = appendFrom(started.value().output.get(), text);
+    const ssize_t count =
+        appendFrom(started.value().output.get(), text, outputLimit.value_or(SIZE_MAX));
     if (count == 0) return text;
+    if (count == kTooMuch) {
+      reaper.kill();
+      return Error(EFBIG, shownPath(path),
+                   join({"wrote more than ", std::to_string(*outputLimit), " bytes"}));
+    }
     if (count < 0 && errno != EINTR) return Error::last(shownPath(path));
   }
 }
@@ -117,7 +134,14 @@ struct Command::State {
 
   // Takes what is there now.
   void read() {
-    const ssize_t count = appendFrom(output.get(), bytes);
+    const ssize_t count = appendFrom(output.get(), bytes, limit);
+    if (count == kTooMuch) {
+      hasExceededLimit = true;
+      output.reset(-1);
+      reap();
+      if (!hasEnded) ::kill(process, SIGKILL);
+      return;
+    }
     if (count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR)) output.reset(-1);
   }
 
@@ -135,6 +159,8 @@ struct Command::State {
   Descriptor output;  // not valid after its end
   Descriptor end;     // readable when the process has ended; may be none
   Data bytes;
+  std::size_t limit = SIZE_MAX;  // of the bytes
+  bool hasExceededLimit = false;
   bool hasEnded = false;
   std::optional<int> status;
   int endingSignal = 0;
@@ -145,7 +171,8 @@ Command::~Command() = default;
 
 Result<std::unique_ptr<Command>> Command::start(std::string_view path,
                                                 const std::vector<std::string>& arguments,
-                                                std::string_view directory) {
+                                                std::string_view directory,
+                                                std::optional<std::size_t> outputLimit) {
   // All that may throw comes ahead of the program's start.
   std::unique_ptr<Command> command(new Command(std::make_unique<State>()));
   auto started = startProgram(path, arguments, directory);
@@ -153,6 +180,7 @@ Result<std::unique_ptr<Command>> Command::start(std::string_view path,
   State& state = *command->state_;
   state.process = started.value().process;
   state.output = std::move(started.value().output);
+  state.limit = outputLimit.value_or(SIZE_MAX);
   // The program's end is another: its output has no O_NONBLOCK.
   ::fcntl(state.output.get(), F_SETFL, O_NONBLOCK);
   state.end = Descriptor::aboveStandardStreams(
@@ -180,6 +208,8 @@ bool Command::hasEnded() noexcept {
 void Command::send(int signal) noexcept {
   if (!hasEnded()) ::kill(state_->process, signal);
 }
+
+bool Command::hasExceededLimit() const noexcept { return state_->hasExceededLimit; }
 
 const Data& Command::output() const noexcept { return state_->bytes; }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,12 +21,16 @@ namespace brisvane::host {
 //  - `path` is not searched for in PATH; a relative path starts at `directory`.
 //  - `directory` is the program's working directory; empty for the caller's.
 //  - How the program ends, its exit status or a signal, makes no difference.
+//  - `outputLimit`: the most bytes that it may write; nullopt for as many as memory holds.
 // Fails when the program cannot be started. The error names the path.
+// EFBIG: the program and its children wrote more than `outputLimit`. The program is ended by
+// SIGKILL. Its children are not, but find the output closed (SIGPIPE).
 // May throw std::bad_alloc: the program's output is then closed and its end is waited for.
-// Blocks until the program has ended and no process holds the other end of the output.
-BRISVANE_EXPORT Result<std::string> runCommand(std::string_view path,
-                                               const std::vector<std::string>& arguments,
-                                               std::string_view directory);
+// Blocks until the program has ended and no process holds the other end of the output. Of a program
+// that was ended for its output, only its own end is waited for.
+BRISVANE_EXPORT Result<std::string> runCommand(
+    std::string_view path, const std::vector<std::string>& arguments, std::string_view directory,
+    std::optional<std::size_t> outputLimit = std::nullopt);
 
 // A running program, for a caller that does other work meanwhile, sends it signals, or needs its
 // exit status:
@@ -38,9 +43,11 @@ class BRISVANE_EXPORT Command {
   // Starts a program as runCommand() does, and returns once it runs. The result is never null.
   // Fails when the program cannot be started. The error names the path. May throw std::bad_alloc:
   // no program has then been started.
-  static Result<std::unique_ptr<Command>> start(std::string_view path,
-                                                const std::vector<std::string>& arguments,
-                                                std::string_view directory);
+  // A program that writes more than `outputLimit` bytes is ended as by runCommand(): collect() does
+  // that, and hasExceededLimit() tells it.
+  static Result<std::unique_ptr<Command>> start(
+      std::string_view path, const std::vector<std::string>& arguments, std::string_view directory,
+      std::optional<std::size_t> outputLimit = std::nullopt);
   Command(const Command&) = delete;
   Command& operator=(const Command&) = delete;
   // Does not wait. A program that still runs continues, without a reader of its output. Nobody
@@ -56,6 +63,10 @@ class BRISVANE_EXPORT Command {
 
   // Sends a signal to the program, but not to its children. Does nothing when it has ended.
   void send(int signal) noexcept;
+
+  // Whether the program wrote more than its limit. The output is then its beginning, as long as the
+  // limit.
+  [[nodiscard]] bool hasExceededLimit() const noexcept;
 
   // The output that has been collected so far.
   [[nodiscard]] const Data& output() const noexcept;
