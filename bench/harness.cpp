@@ -33,6 +33,10 @@ double secondsOf(const Case& one, std::size_t times) {
 
 std::vector<Measured> measure(const Row& row) {
   std::vector<Measured> results(row.cases.size());
+  if (row.cases.front().mebibytes != nullptr) {
+    for (std::size_t i = 0; i < results.size(); ++i) results[i].least = row.cases[i].mebibytes();
+    return results;
+  }
   double round = 0;
   for (std::size_t i = 0; i < results.size(); ++i) {
     double seconds = secondsOf(row.cases[i], 1);
@@ -50,10 +54,13 @@ std::vector<Measured> measure(const Row& row) {
   return results;
 }
 
-std::string timeText(double seconds) {
+std::string amountText(const Case& one, double amount) {
   const char* unit = "ns";
-  double value = seconds * 1e9;
-  if (value >= 1e6) {
+  double value = amount * 1e9;
+  if (one.mebibytes != nullptr) {
+    unit = "MiB";
+    value = amount;
+  } else if (value >= 1e6) {
     unit = "ms";
     value /= 1e6;
   } else if (value >= 1e4) {
@@ -61,7 +68,7 @@ std::string timeText(double seconds) {
     value /= 1e3;
   }
   char text[32];
-  std::snprintf(text, sizeof text, "%.3g %s", value, unit);
+  std::snprintf(text, sizeof text, "%.4g %s", value, unit);
   return text;
 }
 
@@ -101,13 +108,13 @@ void printRow(const Table& table, const Row& row, Verdict& verdict) {
   const std::vector<Measured> results = measure(row);
   const double limit = results.front().least;
   std::printf("  %-24s %-28s %s\n", row.size.c_str(), row.cases.front().name.c_str(),
-              timeText(limit).c_str());
+              amountText(row.cases.front(), limit).c_str());
   for (std::size_t i = 1; i < results.size(); ++i) {
     const double ratio = results[i].least / limit;
     std::string remark;
     if (i == 1) remark = judged(table.operation + ", " + row.size, row.goal, ratio, verdict);
     std::printf("  %-24s %-28s %-10s %8.2f%s\n", "", row.cases[i].name.c_str(),
-                timeText(results[i].least).c_str(), ratio, remark.c_str());
+                amountText(row.cases[i], results[i].least).c_str(), ratio, remark.c_str());
   }
   std::fflush(stdout);
 }

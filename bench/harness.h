@@ -14,7 +14,8 @@ namespace brisvane::bench {
 struct Case {
   std::string name;
   std::function<void(std::size_t times)> run;
-  std::function<bool()> isRight;  // of a result; asked once, before the measurement
+  std::function<bool()> isRight = nullptr;      // of a result; asked once, before the measurement
+  std::function<double()> mebibytes = nullptr;  // what is measured in place of the time
 };
 
 // The ratio that is wanted of ours. Where simple code does not reach it, a larger one is accepted
@@ -64,6 +65,12 @@ template <typename Operation, typename Value>
 Case giving(std::string name, Operation operation, Value expected) {
   return measured(std::move(name), operation,
                   [expected](const auto& value) { return value == expected; });
+}
+
+// A case of memory.
+template <typename Measure>
+Case holding(std::string name, Measure measure) {
+  return {std::move(name), nullptr, nullptr, measure};
 }
 
 // The families, each a source file of its own. Made one after the other, so that the data of one is

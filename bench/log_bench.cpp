@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <thread>
 
 #include "bench/harness.h"
 
@@ -83,6 +84,40 @@ Row toFile() {
            })}};
 }
 
+// Lines of many threads at once, which one file takes one after the other.
+template <typename Operation>
+void byThreads(std::size_t lines, Operation operation) {
+  constexpr std::size_t kThreads = 16;
+  std::vector<std::jthread> threads;
+  for (std::size_t i = 0; i < kThreads; ++i) {
+    threads.emplace_back([lines, operation] {
+      for (std::size_t left = lines; left != 0; --left) operation();
+    });
+  }
+}
+
+Row ofThreads() {
+  const auto barely = newFile();
+  const auto path = newFile();
+  const auto log = std::make_shared<BVLog>(SystemLogHandle::waylineLog(), *path, 0);
+  return {"16 threads",
+          1.3,
+          {{"open, write, close",
+            [barely](std::size_t times) { byThreads(times, [barely] { bareCalls(*barely); }); },
+            nullptr},
+           {"info",
+            [log, path](std::size_t times) {
+              const host::ScopedPlatform quiet(std::make_shared<const host::Platform>());
+              byThreads(times, [log] { log->info(kMessage); });
+            },
+            [log, path] {
+              byThreads(100, [log] { log->info(kMessage); });
+              std::ifstream lines(*path);
+              const std::string all(std::istreambuf_iterator<char>(lines), {});
+              return all.size() == 1600 * (all.find('\n') + 1);
+            }}}};
+}
+
 // The line that makes a file of some size longer.
 Row ontoFile(std::string size, std::uintmax_t bytes) {
   return {std::move(size),
@@ -126,6 +161,7 @@ std::vector<Table> logTables() {
   std::vector<Table> tables{{"info", {}}, {"Growth: info against the file's size", {}}};
   if (::access("/run/systemd/journal/socket", W_OK) == 0) tables[0].rows.push_back(toJournal());
   tables[0].rows.push_back(toFile());
+  tables[0].rows.push_back(ofThreads());
   for (const unsigned bits : {10U, 20U, 30U}) {
     tables[1].rows.push_back(
         ontoFile("2^" + std::to_string(bits) + " B", std::uintmax_t{1} << bits));

@@ -1,11 +1,15 @@
 // The services of a Linux machine that lies in a folder.
+#include <brisvane/logging/BVLog.h>
 #include <brisvane/platform/BVNvram.h>
 #include <brisvane/platform/BVSystemInfo.h>
 #include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
 #include <memory>
+#include <span>
 
 #include "bench/harness.h"
 #include "tests/support/linux_machine.h"
@@ -118,10 +122,84 @@ Row variableRow() {
                std::optional<std::string>(value))}};
 }
 
+// A datagram socket where the machine's journal would listen, read by whoever sends.
+class Journal {
+ public:
+  explicit Journal(const LinuxMachine& machine)
+      : ours_(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
+        sender_(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    const std::string path = machine / "journal";
+    address_.sun_family = AF_UNIX;
+    path.copy(address_.sun_path, sizeof address_.sun_path - 1);
+    ::bind(ours_, reinterpret_cast<const sockaddr*>(&address_), sizeof address_);
+  }
+  Journal(const Journal&) = delete;
+  Journal& operator=(const Journal&) = delete;
+  ~Journal() {
+    ::close(ours_);
+    ::close(sender_);
+  }
+
+  // As sd_journal_sendv(3) sends one: each field a part, in one datagram.
+  void send(std::span<const std::string_view> fields) {
+    std::array<iovec, 10> parts{};
+    for (std::size_t i = 0; i < fields.size(); ++i)
+      parts[i] = {const_cast<char*>(fields[i].data()), fields[i].size()};
+    msghdr message{};
+    message.msg_name = &address_;
+    message.msg_namelen = sizeof address_;
+    message.msg_iov = parts.data();
+    message.msg_iovlen = fields.size();
+    ::sendmsg(sender_, &message, MSG_NOSIGNAL);
+  }
+
+  // The number of bytes of the entry that has been sent.
+  [[nodiscard]] ssize_t read() noexcept {
+    return ::recv(ours_, space_.data(), space_.size(), MSG_DONTWAIT);
+  }
+
+ private:
+  sockaddr_un address_{};
+  int ours_;
+  int sender_;
+  std::array<char, 4096> space_;
+};
+
+Row journalRow() {
+  struct Logged {
+    LinuxMachine machine;
+    Journal journal{machine};
+    BVLog log{SystemLogHandle::waylineLog(), nullptr, 0};
+  };
+  static constexpr const char* kLine = "the text of a line as tools write them, status OK";
+  static constexpr std::array<std::string_view, 10> kFields{
+      "MESSAGE=the text of a line as tools write them, status OK",
+      "\n",
+      "PRIORITY=6",
+      "\n",
+      "SYSLOG_IDENTIFIER=brisvane_machine_bench",
+      "\n",
+      "BRISVANE_SUBSYSTEM=brisvane",
+      "\n",
+      "BRISVANE_CATEGORY=log",
+      "\n"};
+  const auto all = std::make_shared<Logged>();
+  const auto isAnEntry = [](ssize_t bytes) { return bytes > 100; };
+  return {"to a journal, and read",
+          1.1,
+          {measured(
+               "sendmsg on a socket that is kept",
+               [all] { return all->journal.send(kFields), all->journal.read(); }, isAnEntry),
+           on(
+               all->machine.platform(), "info",
+               [all] { return all->log.info(kLine), all->journal.read() > 100; }, true)}};
+}
+
 }  // namespace
 
 std::vector<Table> machineTables() {
-  return {{"BVSystemInfo, first use",
+  return {{"info", {journalRow()}},
+          {"BVSystemInfo, first use",
            {profileRow("without a description",
                        {1.4, 2.3, "each file is read to its end, its folder looked for"}, nullptr),
             profileRow("with an administrator's", {1.6, 4.2, "as above, and JSON is parsed"},

@@ -3,6 +3,7 @@
 #include <glib.h>
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
+#include <malloc.h>
 #include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -10,6 +11,8 @@
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
+#include <fstream>
 #include <memory>
 
 #include "bench/harness.h"
@@ -19,10 +22,10 @@ namespace {
 
 constexpr const char* kTrue = "/usr/bin/true";
 
-int spawned() {
-  const char* const arguments[] = {kTrue, nullptr};
+int spawned(const char* program) {
+  const char* const arguments[] = {program, nullptr};
   pid_t child = 0;
-  if (::posix_spawn(&child, kTrue, nullptr, nullptr, const_cast<char**>(arguments), environ) != 0)
+  if (::posix_spawn(&child, program, nullptr, nullptr, const_cast<char**>(arguments), environ) != 0)
     return -1;
   int status = -1;
   ::waitpid(child, &status, 0);
@@ -42,7 +45,7 @@ Row commandRow(std::string size, std::size_t resident) {
   return {std::move(size),
           1.05,
           {giving(
-               "posix_spawn, waitpid", [memory] { return spawned(); }, 0),
+               "posix_spawn, waitpid", [memory] { return spawned(kTrue); }, 0),
            giving(
                "runCommandWithLaunchPath",
                [] {
@@ -92,6 +95,52 @@ Row outputRow(std::size_t mebibytes, const Goal& goal) {
                mebibytes * kMi)}};
 }
 
+// How far what the process holds in memory grew beyond what it held before, at most.
+template <typename Operation>
+double growthOfMemory(Operation operation) {
+  const auto kibibytes = [](std::string_view name) {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+      if (line.starts_with(name)) return std::strtod(line.c_str() + name.size(), nullptr);
+    }
+    return 0.0;
+  };
+  ::malloc_trim(0);                             // what earlier rows have left would be used again
+  std::ofstream("/proc/self/clear_refs") << 5;  // forgets the peak, see proc(5)
+  const double before = kibibytes("VmRSS:");
+  operation();
+  return (kibibytes("VmHWM:") - before) / 1024;
+}
+
+Row memoryRow(std::size_t mebibytes) {
+  return {
+      std::to_string(mebibytes) + " MiB of output, peak memory",
+      1.3,
+      {holding("the output",
+               [=] { return growthOfMemory([=] { keep(std::string(mebibytes * kMi, 'x')); }); }),
+       holding("runCommandWithLaunchPath", [=] {
+         return growthOfMemory([=] {
+           std::optional<std::string> output;
+           Brisvane::runCommandWithLaunchPath("/bin/sh", {"-c", zeros(mebibytes)}, std::nullopt,
+                                              output);
+           keep(output);
+         });
+       })}};
+}
+
+// Programs of the benchmark's own.
+Row startRow() {
+  const auto starting = [](std::string name, const char* program) {
+    return giving(
+        std::move(name), [program] { return spawned(program); }, 0);
+  };
+  return {"a tool that logs one line",
+          {2.3, 3.6, "what it links is 2.1 to 3.2 of it, most of that libcrypto and libsystemd"},
+          {starting("a program that links nothing", BRISVANE_BENCH_STARTS_NOTHING),
+           starting("a tool", BRISVANE_BENCH_STARTS_TOOL),
+           starting("what it links, and no line", BRISVANE_BENCH_STARTS_LIBRARIES)}};
+}
+
 // The kernel's whole answers about links and addresses.
 std::size_t netlinkAnswers() {
   const int socket = ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE);
@@ -122,18 +171,19 @@ std::size_t netlinkAnswers() {
 }  // namespace
 
 std::vector<Table> processTables() {
-  return {
-      {"runCommandWithLaunchPath",
-       {commandRow("true", 0), commandRow("true, 1 GiB resident", 1024 * kMi), outputRow(64, 4.5)}},
-      {"Growth: command output", {outputRow(1, 0), outputRow(4, 0), outputRow(16, 0)}},
-      {"findEthernetInterfaces",
-       {{"",
-         {1.4, 2.1, "getifaddrs alone is 1.5; then the type of the links in use"},
-         {measured("one rtnetlink socket", netlinkAnswers,
-                   [](std::size_t bytes) { return bytes != 0; }),
-          measured(
-              "findEthernetInterfaces", [] { return Brisvane::findEthernetInterfaces(); },
-              [](const std::optional<Array>& found) { return found.has_value(); })}}}}};
+  return {{"runCommandWithLaunchPath",
+           {commandRow("true", 0), commandRow("true, 1 GiB resident", 1024 * kMi),
+            outputRow(64, 4.5), memoryRow(64)}},
+          {"start", {startRow()}},
+          {"Growth: command output", {outputRow(1, 0), outputRow(4, 0), outputRow(16, 0)}},
+          {"findEthernetInterfaces",
+           {{"",
+             {1.4, 2.1, "getifaddrs alone is 1.5; then the type of the links in use"},
+             {measured("one rtnetlink socket", netlinkAnswers,
+                       [](std::size_t bytes) { return bytes != 0; }),
+              measured(
+                  "findEthernetInterfaces", [] { return Brisvane::findEthernetInterfaces(); },
+                  [](const std::optional<Array>& found) { return found.has_value(); })}}}}};
 }
 
 }  // namespace brisvane::bench

@@ -73,26 +73,42 @@ bool exchanged(BVSerialPort& port) {
   return port.sendStringCommand("version", reply, "FW .*\\r\\n", 2.0) && reply == kReply;
 }
 
+// Each byte of a buffer of so many.
+Case bytesTaken(const std::shared_ptr<Device>& device, std::size_t count) {
+  return {std::to_string(count), [device, count](std::size_t times) {
+            for (; times != 0; --times) {
+              device->port().setSerialReadBuffer(Data(count, std::uint8_t{'x'}));
+              std::uint8_t byte = 0;
+              for (std::size_t i = 0; i < count; ++i) keep(device->port().receiveByte(byte, 0));
+            }
+          }};
+}
+
 }  // namespace
 
 std::vector<Table> serialTables() {
   const auto device = std::make_shared<Device>();
   const Data bytes(std::size_t{1} << 20U, std::uint8_t{'x'});
   const int bare = device->port().spHandle();
-  return {{"sendLargeData",
-           {{"1 MiB",
-             1.05,
-             {giving(
-                  "write", [=] { return writtenBare(bare, bytes); }, true),
-              giving(
-                  "sendLargeData", [=] { return device->port().sendLargeData(bytes); }, true)}}}},
-          {"sendStringCommand",
-           {{"an immediate reply",
-             1.05,
-             {giving(
-                  "write, 1 ms, read", [=] { return exchangedBare(bare); }, true),
-              giving(
-                  "sendStringCommand", [=] { return exchanged(device->port()); }, true)}}}}};
+  return {
+      {"sendLargeData",
+       {{"1 MiB",
+         1.05,
+         {giving(
+              "write", [=] { return writtenBare(bare, bytes); }, true),
+          giving(
+              "sendLargeData", [=] { return device->port().sendLargeData(bytes); }, true)}}}},
+      {"sendStringCommand",
+       {{"an immediate reply",
+         1.05,
+         {giving(
+              "write, 1 ms, read", [=] { return exchangedBare(bare); }, true),
+          giving(
+              "sendStringCommand", [=] { return exchanged(device->port()); }, true)}}}},
+      {"Growth: receiveByte, each byte of a buffer",
+       {{"bytes",
+         0,
+         {bytesTaken(device, 1000), bytesTaken(device, 10'000), bytesTaken(device, 100'000)}}}}};
 }
 
 }  // namespace brisvane::bench

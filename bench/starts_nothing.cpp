@@ -1,0 +1,2 @@
+// A program that links nothing but the C library.
+int main() { return 0; }
