@@ -64,6 +64,9 @@ TEST_F(CommandRunner, ReadsWhileTheProgramRuns) {
   constexpr std::size_t kSize = std::size_t{64} << 20U;
   const auto output = shell("head -c " + std::to_string(kSize) + " /dev/zero");
   EXPECT_EQ(output.value_or("").size(), kSize);
+  std::string numbers;
+  for (int i = 1; i <= 600'000; ++i) numbers += std::to_string(i) + "\n";
+  EXPECT_TRUE(shell("seq 1 600000") == numbers);
 }
 
 TEST_F(CommandRunner, StartsInTheFolderThatIsGiven) {

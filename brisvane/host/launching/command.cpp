@@ -13,6 +13,7 @@
 
 #include "brisvane/host/files/descriptor.h"
 #include "brisvane/host/files/files.h"
+#include "brisvane/host/launching/growing_text.h"
 #include "brisvane/host/launching/spawning.h"
 #include "brisvane/types/join.h"
 
@@ -69,9 +70,8 @@ Result<Pipe> openPipe() noexcept {
 // exceeds the limit is not appended, and the result is then kTooMuch. The area on the way keeps a
 // buffer that grows from being cleared first, and from growing past what there is.
 constexpr ssize_t kTooMuch = -2;
-template <typename Bytes>
-ssize_t appendFrom(int descriptor, Bytes& bytes, std::size_t limit) {
-  std::array<typename Bytes::value_type, std::size_t{64} << 10U> area;
+ssize_t appendFrom(int descriptor, Data& bytes, std::size_t limit) {
+  std::array<std::uint8_t, std::size_t{64} << 10U> area;
   const ssize_t count = ::read(descriptor, area.data(), area.size());
   if (count <= 0) return count;
   const auto taken = std::min(static_cast<std::size_t>(count), limit - bytes.size());
@@ -105,12 +105,13 @@ Result<std::string> runCommand(std::string_view path, const std::vector<std::str
   auto started = startProgram(path, arguments, directory);
   if (!started.ok()) return started.error();
   const Reaper reaper(started.value().process, started.value().output);
-  std::string text;
+  real::GrowingText text;
   for (;;) {
-    const ssize_t count =
-        appendFrom(started.value().output.get(), text, outputLimit.value_or(SIZE_MAX));
-    if (count == 0) return text;
-    if (count == kTooMuch) {
+    const auto room = text.room();
+    const ssize_t count = ::read(started.value().output.get(), room.data(), room.size());
+    if (count == 0) return text.take();
+    if (count > 0) text.add(static_cast<std::size_t>(count));
+    if (text.size() > outputLimit.value_or(SIZE_MAX)) {
       reaper.kill();
       return Error(EFBIG, shownPath(path),
                    join({"wrote more than ", std::to_string(*outputLimit), " bytes"}));
