@@ -3,9 +3,11 @@
 
 namespace brisvane::bench {
 
-std::vector<std::vector<Table> (*)()> families() {
-  return {bytesTables,  cryptoTables,  textTables,  logTables,
-          serialTables, processTables, valuesTables};
+std::vector<Family> families() {
+  return {{bytesTables, Clock::kProcessor}, {cryptoTables, Clock::kProcessor},
+          {textTables, Clock::kProcessor},  {logTables, Clock::kReal},
+          {serialTables, Clock::kReal},     {processTables, Clock::kReal},
+          {valuesTables, Clock::kProcessor}};
 }
 
 }  // namespace brisvane::bench

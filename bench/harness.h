@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <utility>
@@ -84,7 +85,16 @@ std::vector<Table> processTables();
 std::vector<Table> valuesTables();
 std::vector<Table> machineTables();
 
+// What does not wait is measured in the thread's processor time, to which the work of others on a
+// shared machine does not count.
+enum class Clock : std::uint8_t { kReal, kProcessor };
+
+struct Family {
+  std::vector<Table> (*tables)();
+  Clock clock;
+};
+
 // The families of this program.
-std::vector<std::vector<Table> (*)()> families();
+std::vector<Family> families();
 
 }  // namespace brisvane::bench

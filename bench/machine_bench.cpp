@@ -207,6 +207,6 @@ std::vector<Table> machineTables() {
           {"stringFromVariable", {variableRow()}}};
 }
 
-std::vector<std::vector<Table> (*)()> families() { return {machineTables}; }
+std::vector<Family> families() { return {{machineTables, Clock::kReal}}; }
 
 }  // namespace brisvane::bench
