@@ -190,7 +190,7 @@ TEST(Json, IsReadAsAnotherReaderReadsIt) {
                                           "-9223372036854775809"};
   std::mt19937 random(2);  // NOLINT(bugprone-random-generator-seed): the same each time
   int correct = 0;
-  for (int i = 0; i < 20'000; ++i) {
+  for (int i = 0; i < 5'000; ++i) {
     std::string text =
         R"([{"a":1,"b":[true,null,-0.25e2],"\ud83d\ude00\n":{"":{}}},"plain and more of it",0])";
     for (unsigned edits = random() % 4; edits != 0; --edits) {
@@ -202,7 +202,7 @@ TEST(Json, IsReadAsAnotherReaderReadsIt) {
     ++correct;
     ASSERT_EQ(jsonText(read.value()), nlohmann::json::parse(text).dump()) << text;
   }
-  EXPECT_GT(correct, 5000);
+  EXPECT_GT(correct, 1000);
 }
 
 TEST(Json, IsRefusedBeyondItsLimitHoweverLittleItIsMadeOf) {

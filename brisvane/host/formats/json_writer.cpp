@@ -1,22 +1,49 @@
 // jsonText.
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 #include <chrono>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <forward_list>
 #include <nlohmann/json.hpp>
 #include <utility>
 #include <vector>
 
 #include "brisvane/host/formats/json.h"
-#include "brisvane/host/formats/json_reader.h"
 #include "brisvane/types/hex.h"
 #include "brisvane/types/unicode.h"
 
 namespace brisvane::host {
 namespace {
+
+constexpr bool isPlain(char character) noexcept {
+  const auto byte = static_cast<unsigned char>(character);
+  return byte >= 0x20 && byte < 0x80 && byte != '"' && byte != '\\';
+}
+
+// How much of the beginning stands in a JSON string as it is, without a look at what is not ASCII.
+std::size_t lengthOfPlain(std::string_view text) noexcept {
+  // Eight at a time. What sets the high bit of a byte is right up to the first byte that is not
+  // plain.
+  constexpr std::uint64_t kOnes = 0x0101010101010101;
+  constexpr std::uint64_t kHigh = 0x80 * kOnes;
+  std::size_t length = 0;
+  for (std::uint64_t word = 0; text.size() - length >= sizeof word; length += sizeof word) {
+    static_assert(std::endian::native == std::endian::little);
+    std::memcpy(&word, text.data() + length, sizeof word);
+    const std::uint64_t quotes = word ^ '"' * kOnes;
+    const std::uint64_t backslashes = word ^ '\\' * kOnes;
+    const std::uint64_t other =
+        (word | (word - 0x20 * kOnes) | (quotes - kOnes) | (backslashes - kOnes)) & kHigh;
+    if (other != 0) return length + static_cast<std::size_t>(std::countr_zero(other)) / 8;
+  }
+  while (length < text.size() && isPlain(text[length])) ++length;
+  return length;
+}
 
 // The escape of a character that cannot stand in a JSON text; empty for any other.
 std::string escapeOf(char32_t character) {
