@@ -101,11 +101,11 @@ TEST_F(BvdiagBytes, KeysComeFromAFileOrTheEnvironmentAlone) {
               HasSubstr("the environment has no BENCH_KEY"));
   EXPECT_THAT(errorsOf({"hmac", "--key-file", file, "--hex-key", file}, 1),
               HasSubstr("is not hexadecimal"));
-  EXPECT_THAT(errorsOf({"hmac", file}, 2), HasSubstr("--key-file,--key-env"));
+  EXPECT_THAT(errorsOf({"hmac", file}, 2), HasSubstr("exactly one of --key-file and --key-env"));
   EXPECT_THAT(errorsOf({"hmac", "--key-file", "-"}, 2), HasSubstr("must be a name"));
   EXPECT_THAT(errorsOf({"hmac", "--key-env", "", file}, 2), HasSubstr("must be a name"));
   EXPECT_THAT(errorsOf({"hmac", "--key-file", file, "--key-env", "HOME", file}, 2),
-              HasSubstr("--key-file,--key-env"));
+              HasSubstr("exactly one of --key-file and --key-env"));
 }
 
 TEST_F(BvdiagBytes, CiphersTellTheCauseAndItsNumberAndReplaceNoFile) {

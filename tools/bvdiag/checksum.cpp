@@ -106,10 +106,11 @@ struct ChecksumOptions {
 };
 
 Command<ChecksumOptions> addCommand(AnyCommand& program, const std::string& name,
-                                    const std::string& help) {
+                                    const std::string& help, const std::string& example) {
   auto command = program.command<ChecksumOptions>(name, help);
   command.argument("FILE", &ChecksumOptions::files,
                    "The files; default: standard input, which - also names");
+  command.example("bvdiag " + name + example);
   command.footer(exitStatusText("success", "a file cannot be read"));
   return command;
 }
@@ -126,7 +127,7 @@ int showHmac(const ChecksumOptions& options, Session& session) {
 }  // namespace
 
 void addDigest(AnyCommand& program) {
-  addCommand(program, "digest", "Prints the SHA-1 of files")
+  addCommand(program, "digest", "Prints the SHA-1 of files", " firmware.bin")
       .runs([](const ChecksumOptions& options, Session& session) {
         const auto make = [] {
           return std::make_unique<DigestChecksum<bv::host::Sha1>>(bv::host::Sha1());
@@ -136,8 +137,8 @@ void addDigest(AnyCommand& program) {
 }
 
 void addCrc32(AnyCommand& program) {
-  auto command =
-      addCommand(program, "crc32", "Prints the CRC-32 of files, as zip and gzip compute it");
+  auto command = addCommand(
+      program, "crc32", "Prints the CRC-32 of files, as zip and gzip compute it", " firmware.bin");
   command.runs([](const ChecksumOptions& options, Session& session) {
     const auto make = [] { return std::make_unique<Crc32Checksum>(); };
     return show(options.files, "crc32", make, session.output());
@@ -145,7 +146,8 @@ void addCrc32(AnyCommand& program) {
 }
 
 void addHmac(AnyCommand& program) {
-  auto command = addCommand(program, "hmac", "Prints the HMAC-SHA1 of files under a key");
+  auto command = addCommand(program, "hmac", "Prints the HMAC-SHA1 of files under a key",
+                            " --key-file key firmware.bin");
   addKeyOptions(command, command.options().key);
   command.runs(showHmac);
 }

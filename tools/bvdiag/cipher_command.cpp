@@ -94,7 +94,7 @@ int run(Operation operation, const CipherOptions& options, Session& session) {
 }
 
 void addCommand(AnyCommand& program, const std::string& name, const std::string& help,
-                Operation operation) {
+                const std::string& example, Operation operation) {
   auto command = program.command<CipherOptions>(name, help);
   command.argument("FILE", &CipherOptions::file,
                    "The file; default: standard input, which - also names");
@@ -108,6 +108,7 @@ void addCommand(AnyCommand& program, const std::string& name, const std::string&
   command.flag("--ecb", &CipherOptions::ecb, "Uses ECB: blocks are not chained; default: CBC");
   command.flag("--no-padding", &CipherOptions::noPadding,
                "Neither adds nor removes padding; the input must be whole blocks");
+  command.example("bvdiag " + name + example);
   command.footer(
       exitStatusText("success", "a file cannot be read or written, or does not decrypt"));
   command.runs([operation](const CipherOptions& options, Session& session) {
@@ -118,12 +119,13 @@ void addCommand(AnyCommand& program, const std::string& name, const std::string&
 }  // namespace
 
 void addEncrypt(AnyCommand& program) {
-  addCommand(program, "encrypt", "Encrypts a file",
+  addCommand(program, "encrypt", "Encrypts a file", " --key-file key plain.bin --output sealed.bin",
              bv::SecurityAdditions::dataEncryptedUsingAlgorithm);
 }
 
 void addDecrypt(AnyCommand& program) {
   addCommand(program, "decrypt", "Decrypts a file",
+             " --key-file key sealed.bin --output opened.bin",
              bv::SecurityAdditions::dataDecryptedUsingAlgorithm);
 }
 

@@ -4,6 +4,7 @@
 // REQUIRES: one thread.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -34,15 +35,23 @@ using Target = std::variant<std::string*, std::optional<std::string>*, double*,
                             std::optional<double>*, std::int32_t*, std::optional<std::int32_t>*,
                             std::int64_t*, std::vector<std::string>*>;
 
+// What the help says of an option beside its own text.
+struct OptionNotes {
+  std::string value;   // how it calls the value, or what that may be; empty for not at all
+  std::string limits;  // "1 or more"
+  bool showsDefault = false;
+  std::string unit;  // of the default
+};
+
 // A declared option, argument or flag, to say more of it.
 class Option {
+  friend class AnyCommand;
+
  public:
-  explicit Option(CLI::Option* option) : option_(option) {}
+  Option(CLI::Option* option, OptionNotes* notes) : option_(option), notes_(notes) {}
 
   Option required() const;
-  Option valueName(
-      const std::string& name) const;  // how its help calls the value; empty for not at all
-  Option showsDefault() const;         // in its help
+  Option showsDefault() const;  // in its help
   Option oneOf(std::vector<std::string> values) const;
   Option between(std::int32_t least, std::int32_t most) const;
   Option secondsUpTo(double most) const;  // a number of seconds from 0 to `most`
@@ -57,6 +66,7 @@ class Option {
 
  private:
   CLI::Option* option_;
+  OptionNotes* notes_;
 };
 
 // What the caller of a command has to know.
@@ -106,7 +116,11 @@ class AnyCommand {
   void requireCommand();
   [[nodiscard]] bool hasChosenCommand() const;
 
-  // What the help ends with.
+  // The heading under which the commands that follow stand in the help.
+  void group(const std::string& heading);
+  // A line for the shell that shows a typical use. There may be several.
+  void example(const std::string& line);
+  // What the help ends with. Each line of it is a paragraph.
   void footer(const std::string& text);
 
  protected:
@@ -116,6 +130,7 @@ class AnyCommand {
 
  private:
   AnyCommand subcommand(const std::string& name, const std::string& help);
+  Option noted(CLI::Option* option);
 
   CLI::App* app_;
   State* state_;
@@ -173,6 +188,7 @@ class Command : public AnyCommand {
 struct Answer {
   bool isHelp = false;  // help or version, as asked for; otherwise what is wrong
   std::string text;
+  std::string command;  // the words that name the command whose options are wrong: "bvdiag send"
 };
 
 class CommandLine {
@@ -188,8 +204,9 @@ class CommandLine {
   void addVersion(const std::string& version);
 
   // Parses the words that follow the program's name. Gives the chosen command or, if none is to
-  // run, the answer.
-  [[nodiscard]] std::variant<Chosen, Answer> parse(std::vector<std::string> words);
+  // run, the answer: for so many columns, if it is help.
+  [[nodiscard]] std::variant<Chosen, Answer> parse(std::vector<std::string> words,
+                                                   std::size_t columns);
 
  private:
   std::unique_ptr<AnyCommand::State> state_;

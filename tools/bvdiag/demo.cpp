@@ -252,10 +252,11 @@ int run(const DemoOptions& options, Session& session) {
 void addDemo(AnyCommand& program) {
   auto command = program.command<DemoOptions>(
       "demo",
-      "Runs the steps of a typical diagnostic tool on the built-in simulated machine, or on\n"
+      "Runs the steps of a typical diagnostic tool on the built-in simulated machine, or on "
       "that of --machine, then prints the log");
   command.option("--log", &DemoOptions::log, "FILE",
                  "The log file; default: a new one in the folder for temporary files");
+  command.example("bvdiag demo");
   command.footer(exitStatusText("every step succeeded", "a step failed"));
   command.runs(run, {.needsMachine = true});
 }

@@ -69,7 +69,8 @@ int run(const Encoding& encoding, const EncodingOptions& options, Session& sessi
   return writeBytes(bv::asBytes(text), options.newFile, output) ? kSuccess : kFailure;
 }
 
-void addCommand(AnyCommand& program, const Encoding& encoding, const std::string& help) {
+void addCommand(AnyCommand& program, const Encoding& encoding, const std::string& help,
+                const std::string& example) {
   auto command = program.command<EncodingOptions>(encoding.name, help);
   command.argument("FILE", &EncodingOptions::file,
                    "The file; default: standard input, which - also names");
@@ -82,6 +83,7 @@ void addCommand(AnyCommand& program, const Encoding& encoding, const std::string
               "Prints three characters for each byte: %00%AB%FF")
         .excludes(decode);
   }
+  command.example(std::string("bvdiag ") + encoding.name + example);
   command.footer(exitStatusText(
       "success", "the input cannot be read or decoded, or the output cannot be written"));
   command.runs([&encoding](const EncodingOptions& options, Session& session) {
@@ -92,11 +94,13 @@ void addCommand(AnyCommand& program, const Encoding& encoding, const std::string
 }  // namespace
 
 void addHex(AnyCommand& program) {
-  addCommand(program, kHex, "Encodes bytes as hexadecimal digits, or decodes them");
+  addCommand(program, kHex, "Encodes bytes as hexadecimal digits, or decodes them",
+             " firmware.bin");
 }
 
 void addBase64(AnyCommand& program) {
-  addCommand(program, kBase64, "Encodes bytes in base64, or decodes them");
+  addCommand(program, kBase64, "Encodes bytes in base64, or decodes them",
+             " --decode reply.txt --output reply.bin");
 }
 
 }  // namespace bvdiag

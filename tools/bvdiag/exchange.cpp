@@ -55,7 +55,7 @@ void explainFailure(const ExchangeOptions& options, const bv::BVSerialPort& port
 
 void addExchangeOptions(AnyCommand& command, ExchangeOptions& options,
                         const std::string& timeoutHelp) {
-  command.argument("COMMAND", &options.command, "The command to send").required().valueName("");
+  command.argument("COMMAND", &options.command, "The command to send").required();
   const Option accept =
       command.option("--accept", &options.accept, "PATTERN",
                      "The reply is complete as soon as it matches this regular expression");

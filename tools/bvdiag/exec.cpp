@@ -152,9 +152,10 @@ void addExec(AnyCommand& program) {
                  "The folder to run it in; default: the current one");
   command.option("--log", &ExecOptions::log, "FILE",
                  "Also logs to this file; default: the system log only");
+  command.example("bvdiag exec --dir / ls -l");
   command.footer(
       "Exit status: the program's; 128 + n when signal n ended it; 127 no such program; 126 it "
-      "cannot be started;\n"
+      "cannot be started; "
       "1 its output or the log cannot be written; 2 wrong usage.\n" +
       std::string(kGlobalOptionsHint));
   command.runs(run, {.endsAsAProgram = true});

@@ -174,18 +174,17 @@ int run(const FixtureOptions& options, Session& session) {
 void addFixture(AnyCommand& program) {
   auto command = program.command<FixtureOptions>(
       "fixture",
-      "Runs a simulated fixture on a terminal that any program can open. Prints its node,\n"
+      "Runs a simulated fixture on a terminal that any program can open. Prints its node, "
       "then what it receives and sends, until Ctrl-C or until it hangs up");
-  command
-      .argument("SCRIPT", &FixtureOptions::script,
-                "JSON file; default: answers \"version\" and \"echo ...\"")
-      .valueName("");
+  command.argument("SCRIPT", &FixtureOptions::script,
+                   "JSON file; default: answers \"version\" and \"echo ...\"");
   command.option("--link", &FixtureOptions::link, "PATH",
                  "Makes a symbolic link to the node, and removes it at the end");
   command.flag("--hex", &FixtureOptions::hex, "Prints the bytes in hexadecimal");
   command
       .option("--duration", &FixtureOptions::duration, "", "Ends after this time; default: never")
       .secondsUpTo(kLongestDuration);
+  command.example("bvdiag fixture --link /tmp/fixture");
   command.footer(exitStatusText("the fixture hung up, or the duration is over",
                                 "the script is wrong, or the terminal or the link cannot be made"));
   command.runs(run);

@@ -54,6 +54,7 @@ int run(const NoOptions& /*options*/, Session& session) {
 void addInterfaces(AnyCommand& program) {
   auto command = program.command("interfaces",
                                  "Lists the network interfaces: name, type, MAC and IPv4 address");
+  command.example("bvdiag interfaces");
   command.footer(
       exitStatusText("success, even without an interface", "the interfaces cannot be listed"));
   command.runs(run);

@@ -27,7 +27,7 @@ std::optional<bv::Data> readSpelling(const KeyOptions& options, Output& output) 
 }  // namespace
 
 void addKeyOptions(AnyCommand& command, KeyOptions& options) {
-  AnyCommand source = command.choice("Key", "One of");
+  AnyCommand source = command.choice("Key", "The key, one of");
   source
       .option("--key-file", &options.file, "FILE",
               "The file whose bytes are the key, with any final line end")

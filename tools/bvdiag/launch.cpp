@@ -77,6 +77,7 @@ void addLaunch(AnyCommand& program) {
                "Waits until it is launched, not until it is up");
   command.option("--log", &LaunchOptions::log, "FILE",
                  "Also logs to this file; default: the system log only");
+  command.example("bvdiag launch --timeout 20 helper.desktop");
   command.footer(
       exitStatusText("it is up, or launched with --open-only", "it is not, within the time limit"));
   command.runs(run);

@@ -74,6 +74,7 @@ void addLog(AnyCommand& program) {
                   "debug, info, error or fault; debug messages do not go to the file")
           .showsDefault()
           .oneOf({"debug", "info", "error", "fault"});
+  command.example(R"(bvdiag log --file run.log --level error "no answer")");
   command.footer(exitStatusText("success", "the log file cannot be written"));
   addLogBackup(command);
   const std::map<std::string, Option> ofMessages{{"--file", file}, {"--level", level}};

@@ -65,6 +65,7 @@ void addLogBackup(AnyCommand& log) {
   const Option destination =
       command.option("--to", &BackupOptions::destination, "FILE",
                      "The new path; default: in the same folder, with date and time in the name");
+  command.example("bvdiag log backup run.log");
   command.footer(exitStatusText("success", "the file cannot be moved"));
   command.runs([destination](const BackupOptions& options, Session& session) {
     return run(options, destination.isGiven(), session);

@@ -51,6 +51,7 @@ int record(const RecordOptions& options, Session& session) {
 void addMachine(AnyCommand& program) {
   auto machine = program.command("machine", "Records this machine");
   machine.requireCommand();
+  machine.example("bvdiag machine record --everything field.json");
   auto command = machine.command<RecordOptions>(
       "record", "Writes a description of this machine, which --machine accepts");
   RecordingOptions& recording = command.options().recording;
@@ -61,6 +62,7 @@ void addMachine(AnyCommand& program) {
                "Adds the registry's properties that no profile is gathered from");
   command.flag("--unmasked", recording.unmasked,
                "Does not mask serial numbers, UUIDs, seeds and hardware addresses");
+  command.example("bvdiag machine record bench.json");
   command.footer(exitStatusText("success", "the file cannot be written"));
   command.runs(record);
 }

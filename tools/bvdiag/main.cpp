@@ -17,6 +17,7 @@
 
 #include "commands.h"
 #include "interrupt.h"
+#include "terminal_columns.h"
 
 namespace bvdiag {
 namespace {
@@ -48,11 +49,37 @@ Option addGlobalOptions(CommandLine& line, GlobalOptions& options) {
   return json;
 }
 
+// The columns that help takes: on a terminal as many as read well.
+std::size_t helpColumns() {
+  constexpr std::size_t kLeast = 30;
+  constexpr std::size_t kMost = 100;
+  return std::clamp(terminalColumns(STDOUT_FILENO), kLeast, kMost);
+}
+
+void addCommands(AnyCommand& program) {
+  struct Group {
+    const char* heading;
+    std::vector<void (*)(AnyCommand&)> commands;
+  };
+  const std::vector<Group> groups{
+      {"The line", {addPorts, addSend, addRepeat, addTerminal, addMonitor}},
+      {"The bench", {addRun, addFixture, addDemo, addLog}},
+      {"This machine", {addProfile, addNvram, addRegistry, addInterfaces, addMachine}},
+      {"Programs", {addExec, addLaunch}},
+      {"Bytes",
+       {addDigest, addHmac, addCrc32, addHex, addBase64, addEncrypt, addDecrypt, addRandom,
+        addPlist}}};
+  for (const Group& group : groups) {
+    program.group(group.heading);
+    for (const auto add : group.commands) add(program);
+  }
+}
+
 // Prints the help, or reports what is wrong.
 int print(const Answer& answer, bool asJson) {
   Output output(asJson, "auto");
   if (!answer.isHelp) {
-    output.complain(answer.text + "; see `bvdiag --help`");
+    output.complain(answer.text + "; see `" + answer.command + " --help`");
     output.finish();
     return kWrongUsage;
   }
@@ -80,19 +107,14 @@ int run(std::vector<std::string> words) {
   GlobalOptions options;
   const Option json = addGlobalOptions(line, options);
   AnyCommand program = line.program();
+  program.example("bvdiag --simulated send version --accept 'FW .*\\r\\n'");
   program.footer(
       "Exit status: 0 success; 1 failure, reported on standard error; 2 wrong usage; 128 + n after "
-      "signal n,\n"
+      "signal n, "
       "130 after Ctrl-C. `exec` ends with the status of its program.\n"
       "`bvdiag COMMAND --help` describes a command.");
-  for (const auto add :
-       {addDemo,       addPorts,   addSend,   addRepeat, addTerminal, addRun,   addMonitor,
-        addFixture,    addLog,     addExec,   addLaunch, addProfile,  addNvram, addRegistry,
-        addInterfaces, addMachine, addDigest, addHmac,   addCrc32,    addHex,   addBase64,
-        addEncrypt,    addDecrypt, addRandom, addPlist}) {
-    add(program);
-  }
-  const auto parsed = line.parse(std::move(words));
+  addCommands(program);
+  const auto parsed = line.parse(std::move(words), helpColumns());
   if (const auto* const answer = std::get_if<Answer>(&parsed))
     return print(*answer, json.isGiven());
   const auto& chosen = std::get<Chosen>(parsed);

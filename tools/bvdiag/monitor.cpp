@@ -80,6 +80,7 @@ void addMonitor(AnyCommand& program) {
       .secondsUpTo(kLongestDuration);
   command.option("--log", &MonitorOptions::log, "FILE",
                  "Also logs each line to this file, and to the system log");
+  command.example("bvdiag monitor --timestamps --reconnect");
   command.footer(
       exitStatusText("the duration is over",
                      "the port cannot be opened, the line hung up, or the log cannot be written"));

@@ -164,6 +164,7 @@ void addGet(AnyCommand& nvram) {
                "Refuses a production-fused machine");
   command.flag("--require-internal-os", &NvramOptions::requireInternalOS,
                "Refuses a machine without an internal OS");
+  command.example("bvdiag nvram get bench-mode --namespace system");
   command.footer(exitStatusText(
       "success", "there is no such variable, the machine refuses it, or it has no such view"));
   command.runs(get);
@@ -174,6 +175,7 @@ void addSet(AnyCommand& nvram) {
   addName(command);
   command.argument("VALUE", &NvramOptions::value, "The text").required();
   addYes(command);
+  command.example("bvdiag nvram set bench-mode burn-in --namespace system");
   command.footer(exitStatusText("success", "the variable cannot be written"));
   command.runs(set);
 }
@@ -182,6 +184,7 @@ void addDelete(AnyCommand& nvram) {
   auto command = nvram.command<NvramOptions>("delete", "Deletes a variable");
   addName(command);
   addYes(command);
+  command.example("bvdiag nvram delete bench-mode --namespace system");
   command.footer(exitStatusText("success", "the variable cannot be deleted"));
   command.runs(remove);
 }
@@ -189,6 +192,7 @@ void addDelete(AnyCommand& nvram) {
 void addList(AnyCommand& nvram) {
   auto command = nvram.command<NvramOptions>("list", "Lists the variables by their full names");
   addNamespace(command, "Lists this namespace only");
+  command.example("bvdiag nvram list --namespace larder");
   command.footer(exitStatusText("success", "the machine has no variable store"));
   command.runs(list);
 }
@@ -197,6 +201,7 @@ void addList(AnyCommand& nvram) {
 
 void addNvram(AnyCommand& program) {
   auto nvram = program.command("nvram", "Reads, writes, deletes and lists firmware variables");
+  nvram.example("bvdiag nvram get bench-mode --namespace system");
   nvram.requireCommand();
   addGet(nvram);
   addSet(nvram);

@@ -65,6 +65,7 @@ void addPlist(AnyCommand& program) {
                 "The file to write; an existing one is overwritten")
       .required()
       .check(faultOfName);
+  command.example("bvdiag plist results.json results.plist");
   command.footer(exitStatusText(
       "success", "FILE is no JSON object or holds a null, or PLIST cannot be written"));
   command.runs(run);

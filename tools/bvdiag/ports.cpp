@@ -34,6 +34,7 @@ int run(const NoOptions& /*options*/, Session& session) {
 
 void addPorts(AnyCommand& program) {
   auto command = program.command("ports", "Lists the serial adapters: path and serial number");
+  command.example("bvdiag ports");
   command.footer(
       exitStatusText("success, even without an adapter", "the devices cannot be listed"));
   command.runs(run);

@@ -159,6 +159,7 @@ void addProfile(AnyCommand& program) {
       "profile", "Prints the identity of the machine and its system");
   command.flag("--explain", &ProfileOptions::explains,
                "Adds the source of each value, or why it is absent");
+  command.example("bvdiag profile --explain");
   command.footer(exitStatusText("success, even if every value is absent", "never"));
   command.runs(run);
 }

@@ -53,6 +53,8 @@ void addRandom(AnyCommand& program) {
       .check(faultOfCount);
   const Option newFile = addOutputOption(command, command.options().newFile);
   command.flag("--hex", &RandomOptions::hex, "Prints hexadecimal digits").excludes(newFile);
+  command.example("bvdiag random 16 --hex");
+  command.example("bvdiag random 32 --output new.key");
   command.footer(
       exitStatusText("success", "there is not enough memory, or they cannot be written"));
   command.runs(run);

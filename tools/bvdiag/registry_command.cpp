@@ -106,9 +106,11 @@ void complainOfAdministratorFile(const Session& session) {
 void addRegistry(AnyCommand& program) {
   auto registry = program.command("registry", "Prints the device registry");
   registry.requireCommand();
+  registry.example("bvdiag registry show");
   auto command =
       registry.command<ShowOptions>("show", "Prints the nodes from which the profile is gathered");
   command.flag("--variables", &ShowOptions::variables, "Prints each firmware variable, too");
+  command.example("bvdiag registry show --variables");
   command.footer(exitStatusText("success", "never"));
   command.runs(show);
 }

@@ -243,7 +243,7 @@ void checkOptions(RepeatOptions& options) {
 void addRepeat(AnyCommand& program) {
   auto command = program.command<RepeatOptions>(
       "repeat",
-      "Holds the same exchange many times. Prints how many failed, and how long the others\n"
+      "Holds the same exchange many times. Prints how many failed, and how long the others "
       "took: the least time, the median, the 90th and 99th percentile, the most, and a histogram");
   RepeatOptions& options = command.options();
   addPortOptions(command, options.port);
@@ -265,6 +265,7 @@ void addRepeat(AnyCommand& program) {
   command.flag("--same", &RepeatOptions::same, "Each reply has to equal the first one");
   command.option("--log", &RepeatOptions::log, "FILE",
                  "Also logs to this file; default: the system log only");
+  command.example(R"(bvdiag repeat version --accept 'FW .*\r\n' --times 500 --interval 0.5)");
   command.footer(exitStatusText("every exchange agreed",
                                 "one failed, the port cannot be opened, or the log cannot be "
                                 "written"));

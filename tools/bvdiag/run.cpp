@@ -202,7 +202,7 @@ void addPlanPortOptions(RunCommand& command) {
 void addRun(AnyCommand& program) {
   auto command = program.command<RunOptions>(
       "run",
-      "Runs the steps of a test plan, shows their verdicts, and writes a report:\n"
+      "Runs the steps of a test plan, shows their verdicts, and writes a report: "
       "as JSON, as a property list, and as a page to keep or to print");
   command.argument("PLAN", &RunOptions::plan, "The plan, a JSON file").required();
   command.flag("--check", &RunOptions::checks, "Only checks the plan, and does nothing");
@@ -214,9 +214,11 @@ void addRun(AnyCommand& program) {
       .oneEach();
   command.flag("--yes", &RunOptions::yes,
                "Does not ask for confirmation ahead of changes to the firmware");
+  command.example("bvdiag run acceptance.json --reports results");
+  command.example("bvdiag run --check acceptance.json");
   command.footer(
       "Exit status: 0 PASS; 1 FAIL, or a report cannot be written; 2 wrong usage, a fault in the "
-      "plan, or a run that may not begin;\n"
+      "plan, or a run that may not begin; "
       "130 Ctrl-C.\n" +
       std::string(kGlobalOptionsHint));
   command.runs(run);

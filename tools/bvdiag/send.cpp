@@ -84,7 +84,7 @@ int run(const SendOptions& options, Session& session) {
 void addSend(AnyCommand& program) {
   auto command = program.command<SendOptions>(
       "send",
-      "Sends one command and prints the reply. It ends when the line is silent, or as\n"
+      "Sends one command and prints the reply. It ends when the line is silent, or as "
       "--accept or --bytes say");
   SendOptions& options = command.options();
   addPortOptions(command, options.port);
@@ -96,6 +96,8 @@ void addSend(AnyCommand& program) {
                "First discards what arrived earlier (default)");
   command.option("--log", &SendOptions::log, "FILE",
                  "Also logs to this file; default: the system log only");
+  command.example(R"(bvdiag send version --accept 'FW .*\r\n')");
+  command.example("bvdiag send '02 10 03' --hex --bytes 5");
   command.footer(exitStatusText(
       "success", "the port cannot be opened, no such reply came, or the log cannot be written"));
   command.runs(run, {}, [](SendOptions& given) { checkExchange(given.exchange); });

@@ -25,7 +25,7 @@ int run(const TerminalOptions& options, Session& session) {
 void addTerminal(AnyCommand& program) {
   auto command = program.command<TerminalOptions>(
       "terminal",
-      "Connects this terminal with a serial line, both ways. Ctrl-T q leaves, Ctrl-T ? lists\n"
+      "Connects this terminal with a serial line, both ways. Ctrl-T q leaves, Ctrl-T ? lists "
       "the keys. Sends what comes from a pipe, and leaves when the line is silent after its end");
   addPortOptions(command, command.options().port);
   command.flag("--reconnect,!--no-reconnect", &TerminalOptions::reconnect,
@@ -52,6 +52,8 @@ void addTerminal(AnyCommand& program) {
       .secondsUpTo(kLongestTimeout);
   command.option("--log", &TerminalOptions::log, "FILE",
                  "Logs each line of either direction to this file, and to the system log");
+  command.example("bvdiag terminal --speed 9600");
+  command.example(R"(printf 'version\n' | bvdiag terminal)");
   command.footer(
       exitStatusText("you left, or the pipe's input is sent and the line silent",
                      "the port cannot be opened, the line hung up, or the log cannot be written"));
