@@ -191,16 +191,16 @@ TEST_F(ThreadsAndPrograms, AChildForkedMeanwhileCanLogAndRunACommand) {
     threads.emplace_back([&] {
       std::optional<std::string> output;
       while (!isOver) {
-        log.info("parent");
+        for (int line = 0; line < 50; ++line) log.error("parent");
         static_cast<void>(Brisvane::runCommandWithLaunchPath("/bin/true", {}, "/", output));
       }
     });
   }
-  for (int i = 0; i < 20; ++i) {
+  for (int i = 0; i < 100; ++i) {
     const pid_t child = ::fork();
     if (child == 0) {
       ::alarm(20);
-      log.info("child");
+      log.error("child");
       std::optional<std::string> output;
       const bool isRun = Brisvane::runCommandWithLaunchPath("/bin/echo", {"x"}, "/", output);
       ::_exit(isRun && output == "x\n" ? 0 : 1);
