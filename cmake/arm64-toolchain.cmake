@@ -1,4 +1,4 @@
-# Cross-compiles for arm64 with Debian's compiler against the sysroot that cmake/arm64-sysroot
+# Cross-compiles for arm64 with Debian's compiler against the sysroot that cmake/sysroot
 # makes, and runs the programs with an emulator of the instructions alone: the kernel is the machine's.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
