@@ -98,12 +98,17 @@ class Maker {
   Object partOf(const Array& array) {
     constexpr int kDeepest = 100;
     if (depth_ > kDeepest) return true;
-    if (!array.empty() && choices_.below(4) == 0) return array[choices_.below(array.size())];
+    // Each time may double what has to be written.
+    constexpr int kMostShared = 8;
+    const bool shares = !array.empty() && shared_ < kMostShared && choices_.below(4) == 0;
+    if (shares) ++shared_;
+    if (shares) return array[choices_.below(array.size())];
     return value();
   }
 
   Choices choices_;
   int depth_ = 0;
+  int shared_ = 0;
   bool canBeListed_ = true;
 };
 
