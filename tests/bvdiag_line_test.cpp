@@ -86,7 +86,7 @@ TEST(BvdiagRepeat, ShowsABarThatFitsAndItsSummaryAfterAnInterrupt) {
     repeat.signal(SIGINT);
     EXPECT_EQ(repeat.status(), 130);
     EXPECT_THAT(repeat.output,
-                AllOf(HasSubstr("\r1 exchanges in 0."), HasSubstr(" s, all agreed\r\n"),
+                AllOf(HasSubstr("\r1 exchange in 0."), HasSubstr(" s, all agreed\r\n"),
                       HasSubstr("  median "), HasSubstr(" ms  1  #"), Not(HasSubstr("\x1b["))));
     EXPECT_LT(widthOf(repeat.output), columns) << repeat.output;
     EXPECT_EQ(countOf(repeat.output, "\r[-") > 0, columns > 40) << repeat.output;

@@ -1,4 +1,4 @@
-// What holds for every command of bvdiag: usage, standard output, JSON, and terminals, real ones.
+// What holds for every command of bvdiag: usage, standard output, and JSON.
 #include <gmock/gmock.h>
 #include <signal.h>
 
@@ -195,68 +195,6 @@ TEST(BvdiagOutput, EscapesWhatATerminalWouldObeyWhereverItComesFrom) {
   Program waiting({"exec", folder / text},
                   {.terminal = true, .environment = {"PATH=/usr/bin:/bin"}});
   EXPECT_TRUE(waiting.prints(inText + ": 0.")) << waiting.output;
-}
-
-TEST(BvdiagTerminal, HasColorsAndACountdownUnlessItIsNotToHave) {
-  const std::vector<std::string> silent{"send", "silence",   "--simulated", "--accept",
-                                        "x",    "--timeout", "0.8"};
-  Program onTerminal(silent, {true, {}});
-  EXPECT_EQ(onTerminal.status(), 1);
-  EXPECT_THAT(onTerminal.output, AllOf(HasSubstr("\rwaiting for the reply: 0."),
-                                       HasSubstr(" \r\x1b[31mbvdiag:\x1b[0m")));
-  Program onPipe(silent);
-  EXPECT_EQ(onPipe.status(), 1);
-  EXPECT_EQ(onPipe.output, "");
-  EXPECT_THAT(onPipe.errors, StartsWith("bvdiag: "));
-  EXPECT_EQ(countOf(onPipe.errors, "\n"), 1U);
-
-  const std::vector<std::string> failing{"send", "x", "--port", "/nonexistent"};
-  const auto failingWith = [&failing](const std::string& variable) {
-    return finished(Program(failing, {.terminal = true, .environment = {variable}}), 1).output;
-  };
-  EXPECT_THAT(failingWith("NO_COLOR=1"), StartsWith("bvdiag: "));
-  EXPECT_THAT(failingWith("TERM=dumb"), StartsWith("bvdiag: "));
-  EXPECT_THAT(failingWith("NO_COLOR="), StartsWith("\x1b[31m"));
-  Program dumb(silent, {.terminal = true, .environment = {"TERM=dumb"}});
-  EXPECT_EQ(dumb.status(), 1);
-  EXPECT_THAT(dumb.output, StartsWith("bvdiag: "));
-  EXPECT_THAT(errorsOf({"send", "x", "--port", "/nonexistent", "--color", "always"}, 1),
-              StartsWith("\x1b[31m"));
-}
-
-TEST(BvdiagTerminal, IsNeverNarrowerThanTheLineThatCountsDown) {
-  Program send({"send", "silence", "--simulated", "--accept", "x", "--timeout", "3600"},
-               {.terminal = true, .columns = 40});
-  EXPECT_TRUE(send.prints("\rwaiting for the reply: 359")) << send.output;
-  const std::size_t resized = send.output.size();
-  send.resize(20);
-  EXPECT_TRUE(send.prints("\rwait: 35")) << send.output;
-  send.resize(100);
-  EXPECT_TRUE(send.prints("s left (Ctrl-C ends it)")) << send.output;
-  std::istringstream lines(send.output.substr(0, send.output.find("(Ctrl-C")));
-  std::vector<std::size_t> widths;
-  for (std::string line; std::getline(lines, line, '\r');) widths.push_back(line.size());
-  widths.pop_back();
-  EXPECT_LE(*std::max_element(widths.begin(), widths.end()), 39U) << send.output;
-  const std::size_t narrow = send.output.find("\rwait: 35", resized);
-  std::istringstream later(
-      send.output.substr(narrow, send.output.find("\rwaiting", narrow) - narrow));
-  for (std::string line; std::getline(later, line, '\r');) EXPECT_LE(line.size(), 19U) << line;
-}
-
-TEST(BvdiagTerminal, EndsACommandByItsInterruptKey) {
-  const std::vector<std::pair<Arguments, std::string>> commands{
-      {{"send", "silence", "--accept", "x", "--timeout", "3600"}, "\rwaiting"},
-      {{"monitor"}, "ready"},
-      {{"fixture"}, "\n"},
-      {{"crc32", "/dev/zero"}, "\rreading /dev/zero: "}};
-  for (auto [arguments, sign] : commands) {
-    arguments.emplace_back("--simulated");
-    Program program(arguments, {.terminal = true});
-    EXPECT_TRUE(program.prints(sign)) << program.output;
-    program.type("\x03");
-    EXPECT_EQ(program.status(), 130) << program.output;
-  }
 }
 
 }  // namespace

@@ -82,6 +82,11 @@ class Program {
     return read([&] { return output.find(text) != std::string::npos; });
   }
 
+  // Whether the program prints so many bytes more before it ends or hangs.
+  bool printsMore(std::size_t count) {
+    return read([&, enough = output.size() + count] { return output.size() >= enough; });
+  }
+
   void signal(int number) const { ::kill(child_, number); }
 
   // What a person does at the terminal.
@@ -108,6 +113,9 @@ class Program {
     settings.c_oflag |= OPOST;
     ::tcsetattr(ends_[0], TCSANOW, &settings);
   }
+
+  // What a person does at its frame.
+  void closeWindow() { stopReading(); }
 
   void stopReading() {
     ::close(ends_[0]);

@@ -127,7 +127,8 @@ class Repetition {
                        ": " + firstError_);
     }
     if (output_.json()) return;
-    output_.print(std::to_string(done) + " exchanges in " + durationText(seconds_) + ", " +
+    output_.print(std::to_string(done) + (done == 1 ? " exchange in " : " exchanges in ") +
+                  durationText(seconds_) + ", " +
                   (failed > 0
                        ? output_.colored(Color::kRed, std::to_string(failed) + " failed")
                        : output_.colored(Color::kGreen, done > 0 ? "all agreed" : "none failed")) +
