@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "brisvane/types/bytes.h"
 #include "brisvane/types/hex.h"
 
 namespace brisvane {
@@ -24,6 +25,15 @@ TEST(Text, IsAbsentWhenWhatItWasMadeOfIsAndOnlyThen) {
   EXPECT_EQ(taken(std::string_view("text").substr(1, 2)), "ex");
   EXPECT_EQ(taken(std::filesystem::path("/dev") / "tty"), "/dev/tty");
   EXPECT_EQ(taken(std::string("a\0b", 3)), std::string("a\0b", 3));
+  // What is empty may stand nowhere in memory, and is present all the same.
+  EXPECT_EQ(taken(std::string_view()), "");
+  EXPECT_EQ(taken(std::optional(std::string_view())), "");
+  for (const Bytes present : {Bytes(Data()), Bytes(std::optional(Data())), Bytes(ByteView()),
+                              Bytes(std::string_view()), Bytes("")}) {
+    EXPECT_TRUE(present.present() && present.orEmpty().empty());
+  }
+  for (const Bytes absent : {Bytes(), Bytes(nullptr), Bytes(std::optional<Data>())})
+    EXPECT_FALSE(absent.present());
 }
 
 TEST(Data, IsDescribedAndSpeltInHexadecimalThatReadsBack) {

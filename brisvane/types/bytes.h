@@ -27,23 +27,27 @@ class Bytes {
   Bytes(const T& text) noexcept : Bytes(Text(text), Marker()) {}
   // A Data, an array of std::uint8_t, a span of them.
   template <std::convertible_to<ByteView> T>
-  Bytes(const T& buffer) noexcept : present_(true), view_(buffer) {}
+  Bytes(const T& buffer) noexcept : view_(placed(buffer)) {}
   Bytes(const std::optional<Data>& buffer) noexcept
-      : present_(buffer.has_value()), view_(buffer ? ByteView(*buffer) : ByteView()) {}
+      : view_(buffer ? placed(*buffer) : ByteView()) {}
   // NOLINTEND(google-explicit-constructor)
 
-  [[nodiscard]] constexpr bool present() const noexcept { return present_; }
+  [[nodiscard]] constexpr bool present() const noexcept { return view_.data() != nullptr; }
 
   // The bytes; none for absent ones.
   [[nodiscard]] constexpr ByteView orEmpty() const noexcept { return view_; }
 
  private:
   struct Marker {};
-  Bytes(Text text, Marker /*delegated to*/) noexcept
-      : present_(text.present()), view_(asBytes(text.orEmpty())) {}
+  Bytes(Text text, Marker /*delegated to*/) noexcept : view_(asBytes(text.orEmpty())) {}
 
-  bool present_ = false;
-  ByteView view_;
+  // Bytes that have a place, which no bytes may have none of.
+  static constexpr ByteView placed(ByteView bytes) noexcept {
+    return bytes.data() != nullptr ? bytes : ByteView(&kPlace, 0);
+  }
+  static constexpr std::uint8_t kPlace = 0;
+
+  ByteView view_;  // without a place where absent, as in a Text
 };
 
 }  // namespace brisvane

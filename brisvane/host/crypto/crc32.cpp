@@ -69,8 +69,8 @@ std::uint32_t crc32ByTables(std::uint32_t before, ByteView bytes) noexcept {
 }
 
 void Crc32::add(ByteView bytes) noexcept {
-  // Below this, tables are as fast.
-  constexpr std::size_t kFew = 64;
+  // Below this, no kernel is faster than tables.
+  constexpr std::size_t kFew = 16;
   if (bytes.size() >= kFew) {
     const Crc32Kernels kernels = crc32Kernels();
     if (const Crc32Kernel kernel = kernels.wide != nullptr ? kernels.wide : kernels.narrow) {

@@ -42,27 +42,47 @@ BRISVANE_NARROW inline __m128i fold(__m128i block, __m128i onto) noexcept {
   return _mm_xor_si128(onto, _mm_xor_si128(first, _mm_clmulepi64_si128(block, by, 0x11)));
 }
 
+// Four blocks, one after the other, folded into the last.
+BRISVANE_NARROW inline __m128i joined(const __m128i* blocks) noexcept {
+  return fold<384>(blocks[0], fold<256>(blocks[1], fold<128>(blocks[2], blocks[3])));
+}
+
+// The remainder of a block: folded into its second half, then into 32 bits fewer, and divided by
+// the polynomial as Barrett did it, by a multiplication with the quotient of x^64.
+BRISVANE_NARROW inline std::uint32_t remainderOf(__m128i block) noexcept {
+  const __m128i lowHalves = _mm_set_epi32(0, -1, 0, -1);
+  const __m128i halves = _mm_xor_si128(
+      _mm_srli_si128(block, 8), _mm_clmulepi64_si128(block, _mm_set_epi64x(0, power(96)), 0x00));
+  const __m128i rest = _mm_xor_si128(
+      _mm_srli_si128(halves, 4),
+      _mm_clmulepi64_si128(_mm_and_si128(halves, lowHalves), _mm_set_epi64x(0, power(64)), 0x00));
+  const __m128i divisor = _mm_set_epi64x(0x1F7011641, 0x1DB710641);  // the quotient, the polynomial
+  const __m128i quotient = _mm_clmulepi64_si128(_mm_and_si128(rest, lowHalves), divisor, 0x10);
+  const __m128i product = _mm_clmulepi64_si128(_mm_and_si128(quotient, lowHalves), divisor, 0x00);
+  return static_cast<std::uint32_t>(_mm_extract_epi32(_mm_xor_si128(rest, product), 1));
+}
+
 // The blocks that are left, one by one, and the rest by tables.
-BRISVANE_NARROW std::uint32_t finish(__m128i folded, ByteView bytes) noexcept {
+BRISVANE_NARROW inline std::uint32_t finish(__m128i folded, ByteView bytes) noexcept {
   for (; bytes.size() >= 16; bytes = bytes.subspan(16))
     folded = fold<128>(folded, load(bytes.data()));
-  alignas(16) std::uint8_t last[16];
-  _mm_store_si128(reinterpret_cast<__m128i*>(last), folded);
-  return crc32ByTables(crc32ByTables(0, last), bytes);
+  const std::uint32_t remainder = remainderOf(folded);
+  return bytes.empty() ? remainder : crc32ByTables(remainder, bytes);
 }
 
 BRISVANE_NARROW std::uint32_t foldNarrow(std::uint32_t before, ByteView bytes) noexcept {
   constexpr std::size_t kStep = 64;
-  if (bytes.size() < kStep) return crc32ByTables(before, bytes);
-  __m128i blocks[4];
-  for (std::size_t i = 0; i < 4; ++i) blocks[i] = load(bytes.data() + 16 * i);
-  blocks[0] = _mm_xor_si128(blocks[0], _mm_cvtsi32_si128(static_cast<int>(before)));
+  if (bytes.size() < 16) return crc32ByTables(before, bytes);
+  const __m128i first =
+      _mm_xor_si128(load(bytes.data()), _mm_cvtsi32_si128(static_cast<int>(before)));
+  if (bytes.size() < kStep) return finish(first, bytes.subspan(16));
+  __m128i blocks[4] = {first, load(bytes.data() + 16), load(bytes.data() + 32),
+                       load(bytes.data() + 48)};
   for (bytes = bytes.subspan(kStep); bytes.size() >= kStep; bytes = bytes.subspan(kStep)) {
     for (std::size_t i = 0; i < 4; ++i)
       blocks[i] = fold<512>(blocks[i], load(bytes.data() + 16 * i));
   }
-  for (std::size_t i = 1; i < 4; ++i) blocks[i] = fold<128>(blocks[i - 1], blocks[i]);
-  return finish(blocks[3], bytes);
+  return finish(joined(blocks), bytes);
 }
 
 template <unsigned bits>
@@ -75,26 +95,45 @@ BRISVANE_WIDE inline __m512i foldWide(__m512i blocks, __m512i onto) noexcept {
                                    kXorOfThree);
 }
 
-BRISVANE_WIDE std::uint32_t foldWidely(std::uint32_t before, ByteView bytes) noexcept {
-  constexpr std::size_t kStep = 256;
-  if (bytes.size() < kStep) return foldNarrow(before, bytes);
-  __m512i blocks[4];
-  for (std::size_t i = 0; i < 4; ++i) blocks[i] = _mm512_loadu_si512(bytes.data() + 64 * i);
+// So many vectors, one after the other, folded into the last.
+template <std::size_t count>
+BRISVANE_WIDE inline __m512i joined(const __m512i* blocks) noexcept {
+  if constexpr (count == 1) {
+    return blocks[0];
+  } else {
+    return foldWide<512 * (count - 1)>(blocks[0], joined<count - 1>(blocks + 1));
+  }
+}
+
+// So many vectors a step. The processor multiplies one while the results of the others are on their
+// way.
+template <std::size_t count>
+BRISVANE_WIDE std::uint32_t foldSteps(std::uint32_t before, ByteView bytes) noexcept {
+  constexpr std::size_t kVector = 64;
+  constexpr std::size_t kStep = count * kVector;
+  __m512i blocks[count];
+  for (std::size_t i = 0; i < count; ++i)
+    blocks[i] = _mm512_loadu_si512(bytes.data() + kVector * i);
   blocks[0] = _mm512_xor_si512(blocks[0],
                                _mm512_zextsi128_si512(_mm_cvtsi32_si128(static_cast<int>(before))));
   for (bytes = bytes.subspan(kStep); bytes.size() >= kStep; bytes = bytes.subspan(kStep)) {
-    for (std::size_t i = 0; i < 4; ++i) {
-      blocks[i] = foldWide<8 * kStep>(blocks[i], _mm512_loadu_si512(bytes.data() + 64 * i));
+    for (std::size_t i = 0; i < count; ++i) {
+      blocks[i] = foldWide<8 * kStep>(blocks[i], _mm512_loadu_si512(bytes.data() + kVector * i));
     }
   }
-  for (std::size_t i = 1; i < 4; ++i) blocks[i] = foldWide<512>(blocks[i - 1], blocks[i]);
-  for (; bytes.size() >= 64; bytes = bytes.subspan(64))
-    blocks[3] = foldWide<512>(blocks[3], _mm512_loadu_si512(bytes.data()));
+  __m512i all = joined<count>(blocks);
+  for (; bytes.size() >= kVector; bytes = bytes.subspan(kVector))
+    all = foldWide<8 * kVector>(all, _mm512_loadu_si512(bytes.data()));
   __m128i parts[4];
-  _mm512_storeu_si512(parts, blocks[3]);
-  __m128i folded = parts[0];
-  for (std::size_t i = 1; i < 4; ++i) folded = fold<128>(folded, parts[i]);
-  return finish(folded, bytes);
+  _mm512_storeu_si512(parts, all);
+  return finish(joined(parts), bytes);
+}
+
+BRISVANE_WIDE std::uint32_t foldWidely(std::uint32_t before, ByteView bytes) noexcept {
+  constexpr std::size_t kFew = 256;
+  constexpr std::size_t kMany = 4096;
+  if (bytes.size() < kFew) return foldNarrow(before, bytes);
+  return bytes.size() < kMany ? foldSteps<4>(before, bytes) : foldSteps<8>(before, bytes);
 }
 
 }  // namespace
