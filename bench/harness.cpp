@@ -113,13 +113,13 @@ void printRow(const Table& table, const Row& row, Clock clock, Verdict& verdict)
   }
   const std::vector<Measured> results = measure(row, clock);
   const double limit = results.front().least;
-  std::printf("  %-24s %-28s %s\n", row.size.c_str(), row.cases.front().name.c_str(),
+  std::printf("  %-30s %-34s %s\n", row.size.c_str(), row.cases.front().name.c_str(),
               amountText(row.cases.front(), limit).c_str());
   for (std::size_t i = 1; i < results.size(); ++i) {
     const double ratio = results[i].least / limit;
     std::string remark;
     if (i == 1) remark = judged(table.operation + ", " + row.size, row.goal, ratio, verdict);
-    std::printf("  %-24s %-28s %-10s %8.2f%s\n", "", row.cases[i].name.c_str(),
+    std::printf("  %-30s %-34s %-12s %8.2f%s\n", "", row.cases[i].name.c_str(),
                 amountText(row.cases[i], results[i].least).c_str(), ratio, remark.c_str());
   }
   std::fflush(stdout);

@@ -76,6 +76,28 @@ std::size_t readThrough(std::vector<char>& space, const std::string& command) {
   return count;
 }
 
+std::size_t popenOutput(const std::string& command) {
+  std::FILE* const pipe = ::popen(command.c_str(), "re");  // NOLINT(cert-env33-c)
+  std::string output;
+  std::array<char, 65536> part;
+  for (std::size_t count = 0; (count = std::fread(part.data(), 1, part.size(), pipe)) != 0;)
+    output.append(part.data(), count);
+  ::pclose(pipe);
+  return output.size();
+}
+
+// Its output ends at the first zero byte for the caller, who is not told its length.
+bool glibOutput(const std::string& command) {
+  const char* const arguments[] = {"/bin/sh", "-c", command.c_str(), nullptr};
+  char* output = nullptr;
+  int status = -1;
+  g_spawn_sync(nullptr, const_cast<char**>(arguments), nullptr, G_SPAWN_LEAVE_DESCRIPTORS_OPEN,
+               nullptr, nullptr, &output, nullptr, &status, nullptr);
+  const bool isThere = output != nullptr;
+  g_free(output);
+  return isThere && status == 0;
+}
+
 Row outputRow(std::size_t mebibytes, const Goal& goal) {
   const auto space = std::make_shared<std::vector<char>>(mebibytes * kMi + 1);
   const std::string command = zeros(mebibytes);
@@ -92,7 +114,11 @@ Row outputRow(std::size_t mebibytes, const Goal& goal) {
                                                                      std::nullopt, output);
                  return ran && output ? output->size() : 0;
                },
-               mebibytes * kMi)}};
+               mebibytes * kMi),
+           giving(
+               "popen", [=] { return popenOutput(command); }, mebibytes * kMi),
+           giving(
+               "GLib", [=] { return glibOutput(command); }, true)}};
 }
 
 // How far what the process holds in memory grew beyond what it held before, at most.

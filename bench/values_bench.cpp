@@ -10,6 +10,7 @@
 #include <rapidjson/document.h>
 #include <rapidjson/writer.h>
 #include <re2/re2.h>
+#include <unicode/regex.h>
 
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -205,6 +206,24 @@ class Jit {
   std::shared_ptr<pcre2_match_data> data_;
 };
 
+class Icu {
+ public:
+  explicit Icu(const std::string& pattern)
+      : matcher_(std::make_shared<icu::RegexMatcher>(icu::UnicodeString::fromUTF8(pattern),
+                                                     UREGEX_CASE_INSENSITIVE, status_)) {}
+  [[nodiscard]] bool matches(std::string_view text) {
+    UText view = UTEXT_INITIALIZER;
+    utext_openUTF8(&view, text.data(), static_cast<std::int64_t>(text.size()), &status_);
+    const bool isFound = matcher_->reset(&view).find(status_) != 0;
+    utext_close(&view);
+    return isFound;
+  }
+
+ private:
+  UErrorCode status_ = U_ZERO_ERROR;
+  std::shared_ptr<icu::RegexMatcher> matcher_;
+};
+
 Row patternRow(std::string size, const std::string& pattern) {
   const auto text = std::make_shared<std::string>(reply());
   const auto ours = std::make_shared<host::Pattern>(host::Pattern::compile(pattern).value());
@@ -212,28 +231,34 @@ Row patternRow(std::string size, const std::string& pattern) {
   options.set_case_sensitive(false);
   const auto re2 = std::make_shared<RE2>(pattern, options);
   const Jit jit(pattern);
-  return {std::move(size),
-          1,
-          {giving(
-               "PCRE2 JIT, the whole reply",
-               [=] { return growing(*text, [&](std::string_view so) { return jit.matches(so); }); },
-               std::size_t{0}),
-           giving(
-               "GrowingSearch",
-               [=] {
-                 host::GrowingSearch search(*ours);
-                 return growing(*text, [&](std::string_view so) {
-                   return search.firstMatch(so, [] { return 1.0; }).value().has_value();
-                 });
-               },
-               std::size_t{0}),
-           giving(
-               "RE2, the whole reply",
-               [=] {
-                 return growing(*text,
-                                [&](std::string_view so) { return RE2::PartialMatch(so, *re2); });
-               },
-               std::size_t{0})}};
+  const auto icu = std::make_shared<Icu>(pattern);
+  return {
+      std::move(size),
+      1,
+      {giving(
+           "PCRE2 JIT, the whole reply",
+           [=] { return growing(*text, [&](std::string_view so) { return jit.matches(so); }); },
+           std::size_t{0}),
+       giving(
+           "GrowingSearch",
+           [=] {
+             host::GrowingSearch search(*ours);
+             return growing(*text, [&](std::string_view so) {
+               return search.firstMatch(so, [] { return 1.0; }).value().has_value();
+             });
+           },
+           std::size_t{0}),
+       giving(
+           "RE2, the whole reply",
+           [=] {
+             return growing(*text,
+                            [&](std::string_view so) { return RE2::PartialMatch(so, *re2); });
+           },
+           std::size_t{0}),
+       giving(
+           "ICU, the whole reply",
+           [=] { return growing(*text, [&](std::string_view so) { return icu->matches(so); }); },
+           std::size_t{0})}};
 }
 
 }  // namespace
