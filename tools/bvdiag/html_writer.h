@@ -59,7 +59,7 @@ class HtmlWriter {
   void foreignLines(std::string_view text);
 
   static constexpr std::size_t kMostOfLine = 400;
-  static constexpr std::size_t kMostOfParagraph = 4'000;
+  static constexpr std::size_t kMostOfParagraph = 2'000;
   static constexpr std::size_t kMostOfLines = 16'384;
 
   // The page. REQUIRES that no element is open.

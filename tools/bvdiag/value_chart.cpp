@@ -192,17 +192,18 @@ void writeGauge(HtmlWriter& page, const ValueSeries& series) {
   };
   bar("track", 0, kWidth);
   bar("band", from, to - from);
-  for (const auto& limit : {low, high}) {
-    if (limit) drawLine(page, "limit", axis.at(*limit), 2, axis.at(*limit), kHeight - 2);
-  }
   constexpr double kLeastWidth = 4;
   const auto [least, most] = rangeOf(series);
-  const double width = std::max(axis.at(most) - axis.at(least), kLeastWidth);
+  const double width = axis.at(most) - axis.at(least);
+  const bool isOne = width < kLeastWidth;  // a range is no higher than the band, and hides no limit
   page.empty("rect", {{"class", series.isGood ? "mark" : "mark bad"},
-                      {"x", coordinate((axis.at(most) + axis.at(least) - width) / 2)},
-                      {"y", "0"},
-                      {"width", coordinate(width)},
-                      {"height", coordinate(kHeight)}});
+                      {"x", coordinate(axis.at(least) - (isOne ? kLeastWidth / 2 : 0))},
+                      {"y", isOne ? "0" : "5"},
+                      {"width", coordinate(isOne ? kLeastWidth : width)},
+                      {"height", isOne ? "14" : "4"}});
+  for (const auto& limit : {low, high}) {
+    if (limit) drawLine(page, "limit", axis.at(*limit), 1, axis.at(*limit), kHeight - 1);
+  }
 }
 
 void writeValueChart(HtmlWriter& page, const ValueSeries& series, const std::string& id) {
