@@ -363,6 +363,12 @@ TEST(BvdiagMachine, RecordsAMachineThatReplaysAsTheSameOne) {
                               "id": "7d0B5a16-42c5-4b0c-9d3c-5e1d1c3a9f01", "rng-seed": {"hex": "01ff"}, "serial-number": {"hex": "41320000"}}},
       "interfaces": [{"name": "enx00e04c680001", "type": "Ethernet", "mac": "00:E0:4C:68:00:01"}, {"name": "eth0", "type": "Ethernet", "mac": "AB:cd:01-23:ef:45", "addresses": ["192.0.2.1"]}],
       "firmware": {"variables": {"EDA7697C-EB6C-4553-A921-C131036FC939:a": "b"}}})");
+  // A property of blanks alone is looked through once, and not once for each of them.
+  writeFile(folder / "blanks.json", R"({"registry": {"platform": {"notes": ")" +
+                                        std::string(std::size_t{1} << 20U, ' ') + R"("}}})");
+  EXPECT_THAT(
+      outputOf({"--machine", folder / "blanks.json", "machine", "record", "-", "--everything"}),
+      HasSubstr(R"("notes": " )"));
   // What the profile does not read stays away.
   const std::string usual =
       outputOf({"--machine", folder / "secret.json", "machine", "record", "-"});

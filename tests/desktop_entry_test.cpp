@@ -62,6 +62,13 @@ TEST(DesktopEntry, MalformedCommandIsRefusedWithTheReason) {
     ASSERT_FALSE(refused.ok()) << exec;
     EXPECT_THAT(refused.error().text(), HasSubstr(reason)) << exec;
   }
+  // A value that is long, for each of many codes.
+  const std::string large(std::size_t{1} << 20U, 'n');
+  for (const std::string code : {"%c", "%i", "%k"}) {
+    std::string exec = "run ";
+    for (int i = 0; i < 10; ++i) exec += code + ' ';
+    EXPECT_EQ(commandWords(exec, {{}, large, large, large}).error().text(), "is too long") << code;
+  }
 }
 
 }  // namespace

@@ -140,9 +140,11 @@ std::string Mask::cleanText(std::string text) const {
   constexpr std::string_view kBlanks = " \t\n";
   for (std::size_t begin = 0; begin < text.size();) {
     const std::size_t end = std::min(text.find_first_of(kBlanks, begin), text.size());
-    const std::size_t equals = text.find_last_of('=', end);
-    if (equals != std::string::npos && equals > begin &&
-        hides(text.substr(begin, equals - begin))) {
+    // Within the word: a search in all that stands ahead would take a time that grows with the
+    // square of a long text.
+    const std::size_t name = std::string_view(text).substr(begin, end - begin).rfind('=');
+    const std::size_t equals = begin + (name != std::string_view::npos ? name : 0);
+    if (equals > begin && hides(text.substr(begin, equals - begin))) {
       text.replace(equals, end - equals, maskedText(text.substr(equals, end - equals)));
     }
     begin = end + 1;

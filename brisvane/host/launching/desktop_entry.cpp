@@ -37,10 +37,11 @@ class ExecParser {
 
   // Once only: the words leave the parser.
   Result<std::vector<std::string>> parse() {
-    for (skipBlanks(); !rest_.empty(); skipBlanks()) {
+    for (skipBlanks(); !rest_.empty() && !isTooLong(); skipBlanks()) {
       if (auto taken = rest_.front() == '"' ? takeQuoted() : takeBare(); !taken.ok())
         return taken.error();
     }
+    if (isTooLong()) return Error::because("is too long");
     if (beginsWithCode_) return Error::because("begins with a field code");
     if (words_.empty()) return Error::because("is empty");
     words_.insert(words_.end(), values_.arguments.begin() + static_cast<std::ptrdiff_t>(taken_),
@@ -49,6 +50,13 @@ class ExecParser {
   }
 
  private:
+  // Whether the values of field codes alone are more than the kernel takes as arguments: three
+  // quarters of its _STK_LIM. A long name for each of many codes could fill the memory.
+  [[nodiscard]] bool isTooLong() const noexcept {
+    constexpr std::size_t kMost = std::size_t{6} << 20U;
+    return length_ > kMost;
+  }
+
   void skipBlanks() { rest_.remove_prefix(std::min(rest_.find_first_not_of(' '), rest_.size())); }
 
   // A word between double quotes, in which a backslash keeps one of "`$\ as it is.
@@ -100,6 +108,7 @@ class ExecParser {
         return {};
       case 'i':
         if (!values_.icon.empty()) words_.insert(words_.end(), {"--icon", values_.icon});
+        length_ += values_.icon.size();
         return {};
       default:
         return takeText(std::string{'%', code});
@@ -110,11 +119,12 @@ class ExecParser {
   Result<> takeText(std::string_view text) {
     constexpr std::string_view kDeprecated = "dDnNvm";
     std::string word;
-    for (std::size_t at = 0; at < text.size(); ++at) {
+    for (std::size_t at = 0; at < text.size() && !isTooLong(); ++at) {
       if (text[at] != '%') {
         word += text[at];
         continue;
       }
+      const std::size_t before = word.size();
       const char code = ++at < text.size() ? text[at] : '\0';
       if (code == '%') {
         word += '%';
@@ -129,6 +139,7 @@ class ExecParser {
         return Error::because(
             "has a field code that there is not, or one that must be an argument of its own");
       }
+      length_ += word.size() - before;
     }
     const bool wasDeprecatedCode = word.empty() && !text.empty();
     if (!wasDeprecatedCode) words_.push_back(std::move(word));
@@ -138,7 +149,8 @@ class ExecParser {
   std::string_view rest_;
   const FieldValues& values_;
   bool beginsWithCode_ = false;
-  std::size_t taken_ = 0;  // arguments that have their place
+  std::size_t taken_ = 0;   // arguments that have their place
+  std::size_t length_ = 0;  // of the field codes' values, in bytes
   std::vector<std::string> words_;
 };
 
