@@ -49,6 +49,17 @@ Choice choose(std::uint32_t algorithm, std::size_t keySize,
   }
 }
 
+// Updates and finishes a context.
+template <typename Context>
+Result<std::size_t> runToEnd(Context& context, ByteView input,
+                             std::span<std::uint8_t> space) noexcept {
+  const auto updated = context.update(input, space);
+  if (!updated.ok()) return updated.error();
+  const auto finished = context.finish(space.subspan(updated.value()));
+  if (!finished.ok()) return finished.error();
+  return updated.value() + finished.value();
+}
+
 }  // namespace
 
 std::int32_t CipherStatus::of(const Error& error) noexcept {
@@ -107,9 +118,6 @@ struct Cipher::Context {
   [[nodiscard]] std::size_t outputSize(std::size_t inputSize) const noexcept;
   [[nodiscard]] Result<std::size_t> update(ByteView input, std::span<std::uint8_t> space) noexcept;
   [[nodiscard]] Result<std::size_t> finish(std::span<std::uint8_t> space) noexcept;
-  // Both at once.
-  [[nodiscard]] Result<std::size_t> runToEnd(ByteView input,
-                                             std::span<std::uint8_t> space) noexcept;
 };
 
 Result<Cipher::Context> Cipher::Context::make(Direction direction, std::uint32_t algorithm,
@@ -184,15 +192,6 @@ Result<std::size_t> Cipher::Context::finish(std::span<std::uint8_t> space) noexc
   return static_cast<std::size_t>(count);
 }
 
-Result<std::size_t> Cipher::Context::runToEnd(ByteView input,
-                                              std::span<std::uint8_t> space) noexcept {
-  const auto updated = update(input, space);
-  if (!updated.ok()) return updated.error();
-  const auto finished = finish(space.subspan(updated.value()));
-  if (!finished.ok()) return finished.error();
-  return updated.value() + finished.value();
-}
-
 Cipher::Cipher(std::unique_ptr<Context> context) noexcept : context_(std::move(context)) {}
 Cipher::~Cipher() = default;
 
@@ -211,7 +210,7 @@ Result<Data> Cipher::run(Direction direction, std::uint32_t algorithm, std::uint
   auto context = Context::make(direction, algorithm, options, key, vector);
   if (!context.ok()) return context.error();
   Data output(context.value().outputSize(input.size()));
-  const auto size = context.value().runToEnd(input, output);
+  const auto size = runToEnd(context.value(), input, output);
   wipeUsedStack();
   if (!size.ok()) {
     // It may hold a part of the plain text, which nobody gets.
