@@ -105,7 +105,8 @@ std::string_view CipherStatus::text(std::int32_t status) noexcept {
 }
 
 // The functions leave errors in OpenSSL's queue.
-struct Cipher::Context {
+// Not exported, as the class around it is.
+struct __attribute__((visibility("hidden"))) Cipher::Context {
   openssl::CipherContext openssl;
   Direction direction;
   std::size_t blockSize;
