@@ -37,7 +37,7 @@ constexpr std::array<unsigned short, 3> kColumns{40, 80, 200};
 
 TEST(BvdiagScreen, HasColorsAndACountdownUnlessItIsNotToHave) {
   const std::vector<std::string> silent{"send", "silence",   "--simulated", "--accept",
-                                        "x",    "--timeout", "0.8"};
+                                        "none", "--timeout", "0.8"};
   Program onTerminal(silent, {true, {}});
   EXPECT_EQ(onTerminal.status(), 1);
   EXPECT_THAT(onTerminal.output, AllOf(HasSubstr("\rwaiting for the reply: 0."),

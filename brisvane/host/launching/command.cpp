@@ -138,9 +138,9 @@ struct Command::State {
     const ssize_t count = appendFrom(output.get(), bytes, limit);
     if (count == kTooMuch) {
       hasExceededLimit = true;
-      output.reset(-1);
       reap();
       if (!hasEnded) ::kill(process, SIGKILL);
+      output.reset(-1);  // last: it would end the program by SIGPIPE
       return;
     }
     if (count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR)) output.reset(-1);
