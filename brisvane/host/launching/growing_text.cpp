@@ -42,7 +42,8 @@ std::span<char> GrowingText::room() {
   if (size_ == capacity_) {
     bytes_ = orBadAlloc(::mremap(bytes_, capacity_, capacity_ * 2, MREMAP_MAYMOVE));
     capacity_ *= 2;
-    preferLargePages(bytes_, capacity_);
+    // All of it: a part would become a mapping of its own, and mremap() moves one mapping alone.
+    ::madvise(bytes_, capacity_, MADV_HUGEPAGE);
   }
   return {bytes_ + size_, capacity_ - size_};
 }
