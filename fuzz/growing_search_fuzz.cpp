@@ -34,8 +34,7 @@ void run(std::string_view input) {
   if (parts.size() < 3) return;
   const auto pattern = host::Pattern::compile(parts[0]);
   const PlainEngine engine(parts[0]);
-  // The engine alone does not know \uHHHH.
-  if (!pattern.ok() || !engine.compiles() || parts[0].find("\\u") != std::string_view::npos) return;
+  if (!pattern.ok() || !engine.compiles() || !PlainEngine::knows(parts[0])) return;
   growAndSearch(pattern.value(), engine, Choices(parts[1]), parts[2]);
 }
 

@@ -68,6 +68,11 @@ TEST(Pattern, KnowsCodePointEscapesAndLeavesQuotedTextAlone) {
   EXPECT_EQ(found("(a)\\1\\Q1|\\E+", "aa1||"), "aa1|||a");
   EXPECT_EQ(found("\\c\\u0041", "\x1Cu0041"), "\x1Cu0041");
   EXPECT_EQ(found("[a-z&&[^b]]", "b&]"), "&]");  // no intersection
+  // Comments and the names of verbs quote nothing, and a class has neither.
+  EXPECT_EQ(found("a(?#\\Q()b\\Q(\\E", "ab("), "ab(");
+  EXPECT_EQ(found("a(*MARK:\\Q)(b)", "ab"), "ab|b");
+  EXPECT_EQ(found("[](?#\\Q)]\\E[:digit:]]+x", "a(])7x"), "(])7x");
+  EXPECT_EQ(found("[^][:digit:]]+(?#\\Q)b", "7]aab"), "aab");
   for (const char* const wrong :
        {"(", "[a", "a{2,1}", "*", "\\C", "a\\Cb", "\\u12", "\\uD800", "\xFF", "\\U0000004f",
         "\\N{DIGIT ONE}", "(?<=a{1,3})b", "\\p{Letter}", "(?w)a"}) {

@@ -25,6 +25,15 @@ class PlainEngine {
                               &position, context.get()));
   }
 
+  // Whether the library reads the pattern as the engine does, which does not know \uHHHH. Of a
+  // quotation that begins in a comment from "#" to the line's end the library knows nothing.
+  [[nodiscard]] static bool knows(std::string_view pattern) {
+    const auto has = [pattern](std::string_view text) {
+      return pattern.find(text) != pattern.npos;
+    };
+    return !has("\\u") && !(has("\\Q") && has("#") && has("x"));
+  }
+
   [[nodiscard]] bool compiles() const { return code_ != nullptr; }
 
   // The first match, if any; nullopt when the engine gives up, or does not take the text.

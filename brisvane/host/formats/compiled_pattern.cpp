@@ -19,6 +19,37 @@ constexpr std::array<std::string_view, 5> kVerbs{"(*COMMIT", "(*SKIP", "(*THEN",
                                                  "(*NOTEMPTY_ATSTART"};
 constexpr unsigned kMostUncounted = 16;
 
+// Where a pattern is: within the brackets of a character class or not.
+class Place {
+ public:
+  // Takes the character at the front of the rest, which is no backslash, and what belongs to it:
+  // the beginning of a class, a POSIX class, a comment or a verb, in which a backslash is a
+  // character as any other. The number of bytes.
+  std::size_t take(std::string_view rest) noexcept {
+    if (isInClass_) return takeInClass(rest);
+    isInClass_ = rest.front() == '[';
+    if (isInClass_) {
+      const std::size_t beginning = rest.starts_with("[^") ? 2 : 1;
+      return rest.substr(beginning).starts_with(']') ? beginning + 1 : beginning;
+    }
+    const char first = rest.size() > 2 ? rest[2] : '\0';
+    const bool isVerb = rest.starts_with("(*") && (first == ':' || (first >= 'A' && first <= 'Z'));
+    if (!isVerb && !rest.starts_with("(?#")) return 1;
+    return std::min(rest.find(')'), rest.size() - 1) + 1;
+  }
+
+ private:
+  std::size_t takeInClass(std::string_view rest) noexcept {
+    isInClass_ = rest.front() != ']';
+    if (!rest.starts_with("[:") && !rest.starts_with("[.") && !rest.starts_with("[=")) return 1;
+    const std::size_t end = rest.find(']');
+    const bool isPosix = end != rest.npos && end > 2 && rest[end - 1] == rest[1];
+    return isPosix ? end + 1 : 1;
+  }
+
+  bool isInClass_ = false;
+};
+
 // A pattern in PCRE2's own words. \uHHHH becomes \x{HHHH}: PCRE2_ALT_BSUX would do as much, but
 // takes away \x{...} and \U with it. \G, where a search begins, becomes \A, because a search begins
 // at the text's start and has several runs. What \Q...\E quotes becomes \x{HH} each, so that every
@@ -27,6 +58,7 @@ std::string translated(std::string_view pattern) {
   constexpr std::size_t kDigits = 4;
   std::string result;
   bool quoted = false;
+  Place place;
   while (!pattern.empty()) {
     const char kind = pattern.front() == '\\' && pattern.size() > 1 ? pattern[1] : '\0';
     const std::string_view digits =
@@ -52,6 +84,7 @@ std::string translated(std::string_view pattern) {
     } else if (kind == 'G') {
       result.append("\\A");
     } else {
+      if (kind == '\0') taken = place.take(pattern);
       if (kind == 'c')
         taken = std::min<std::size_t>(3, pattern.size());  // any character, a backslash too
       result.append(pattern.substr(0, taken));
