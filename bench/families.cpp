@@ -5,7 +5,7 @@ namespace brisvane::bench {
 
 std::vector<Family> families() {
   return {{bytesTables, Clock::kProcessor}, {cryptoTables, Clock::kProcessor},
-          {textTables, Clock::kProcessor},  {logTables, Clock::kReal},
+          {textTables, Clock::kProcessor},  {logTables, Clock::kProcessor},
           {serialTables, Clock::kReal},     {processTables, Clock::kReal},
           {valuesTables, Clock::kProcessor}};
 }

@@ -85,8 +85,8 @@ std::vector<Table> processTables();
 std::vector<Table> valuesTables();
 std::vector<Table> machineTables();
 
-// What does not wait is measured in the thread's processor time, to which the work of others on a
-// shared machine does not count.
+// What does not wait is measured in the processor time of the process, to which the work of others
+// on a shared machine does not count.
 enum class Clock : std::uint8_t { kReal, kProcessor };
 
 struct Family {
