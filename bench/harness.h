@@ -80,6 +80,7 @@ std::vector<Table> bytesTables();
 std::vector<Table> cryptoTables();
 std::vector<Table> textTables();
 std::vector<Table> logTables();
+std::vector<Table> threadsTables();
 std::vector<Table> serialTables();
 std::vector<Table> processTables();
 std::vector<Table> valuesTables();
