@@ -74,8 +74,8 @@ TEST(Pattern, KnowsCodePointEscapesAndLeavesQuotedTextAlone) {
   EXPECT_EQ(found("[](?#\\Q)]\\E[:digit:]]+x", "a(])7x"), "(])7x");
   EXPECT_EQ(found("[^][:digit:]]+(?#\\Q)b", "7]aab"), "aab");
   for (const char* const wrong :
-       {"(", "[a", "a{2,1}", "*", "\\C", "a\\Cb", "\\u12", "\\uD800", "\xFF", "\\U0000004f",
-        "\\N{DIGIT ONE}", "(?<=a{1,3})b", "\\p{Letter}", "(?w)a"}) {
+       {"(", "[a", "a{2,1}", "*", "\\C", "a\\Cb", "\\u12", "\\uD800", "\xFF", "\\\xC5\\Q\xA1",
+        "\\U0000004f", "\\N{DIGIT ONE}", "(?<=a{1,3})b", "\\p{Letter}", "(?w)a"}) {
     EXPECT_FALSE(Pattern::compile(wrong).ok()) << wrong;
   }
 }

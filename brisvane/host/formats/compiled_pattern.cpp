@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "brisvane/types/hex.h"
+#include "brisvane/types/unicode.h"
 
 namespace brisvane::host {
 namespace {
@@ -236,7 +237,9 @@ bool needsCallouts(std::string_view pattern, const pcre::Code& code) {
 }  // namespace
 
 Result<CompiledPattern> compilePattern(std::string_view pattern) {
-  const std::string translation = translated(pattern);
+  // The engine says what is wrong with bytes that are no text. Translated, two pieces of one could
+  // become a character.
+  const std::string translation = isUtf8(pattern) ? translated(pattern) : std::string(pattern);
   auto code = compile(translation, PCRE2_AUTO_CALLOUT);
   if (!code.ok()) return code.error();
   CompiledPattern compiled;
