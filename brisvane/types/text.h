@@ -24,7 +24,7 @@ class Text {
   constexpr Text(std::nullopt_t) noexcept {}
   constexpr Text(const char* text) noexcept
       : view_(text != nullptr ? std::string_view(text) : std::string_view()) {}
-  constexpr Text(std::string_view text) noexcept : view_(text.data() != nullptr ? text : kEmpty) {}
+  constexpr Text(std::string_view text) noexcept : view_(text.data() != nullptr ? text : "") {}
   Text(const std::string& text) noexcept : view_(text) {}
   constexpr Text(const std::optional<std::string_view>& text) noexcept
       : view_(text ? Text(*text).view_ : std::string_view()) {}
@@ -51,8 +51,6 @@ class Text {
   }
 
  private:
-  static constexpr std::string_view kEmpty = "";
-
   // Without a place for an absent text. Two words travel in registers: a third one that says so
   // would send them all through memory.
   std::string_view view_;
