@@ -45,6 +45,7 @@ TEST(Pattern, FindsTheFirstMatchWithItsGroupsWhateverTheCase) {
   EXPECT_EQ(found("OK.*", "OK then\r\nmore"), "OK then");
   EXPECT_EQ(found("(?m)^more$", "OK\r\nmore\rrest"), "more");
   EXPECT_EQ(found("^OK$", "OK\r\n\r\n"), std::nullopt);
+  EXPECT_EQ(found("(?m)^\\n.", "a\r\nb\r\n\nc"), "\nc");  // not the LF of a CR LF
 }
 
 TEST(Pattern, KnowsItsGroupsByTheirNames) {
@@ -185,7 +186,7 @@ class Random {
       "", "", "", "(*CRLF)", "(*CR)", "(*ANYCRLF)", "(*NOTEMPTY_ATSTART)", "(*NO_JIT)"};
   std::istringstream words_{
       "a b A+ 1? ab 1ks \\w \\w+ \\s* . .* .*? [^a] [^a\\r]* \\R \\X \u00E9 \u017F \\b \\B ^ $ "
-      "(?m:^) "
+      "(?m:^) (?m)^\\n "
       "(?m:$) (?m) (?s) (?s:.*) \\G \\A \\z \\Z \\K (?<=a) (?<!\\r) (?<=\\R) (?<=\u00E9|b) (?=\\n) "
       "(?!b) "
       "(?!$) (?!\\Z) (?>a$|.) (?>\\R|a) (a|b)? (ab|a) (?:1a|1|a) (a|ab|) (\\w)\\1 (?>a*) \\r | (?: "

@@ -252,6 +252,9 @@ Result<CompiledPattern> compilePattern(std::string_view pattern) {
   compiled.inOnePiece =
       compiled.hasCallouts || (info(compiled.code, PCRE2_INFO_ALLOPTIONS) & PCRE2_ANCHORED) != 0;
   compiled.atLines = info(compiled.code, PCRE2_INFO_FIRSTCODETYPE) == 2;
+  const auto lineEnd = info(compiled.code, PCRE2_INFO_NEWLINE);
+  compiled.notInCrLf =
+      compiled.atLines && (lineEnd == PCRE2_NEWLINE_ANY || lineEnd == PCRE2_NEWLINE_ANYCRLF);
   // Without JIT (a system that forbids writable code) the search is slower, not wrong.
   if (!hasCrLfAsOnlyLineEnd(compiled.code)) {
     static_cast<void>(pcre2_jit_compile(compiled.code.get(), PCRE2_JIT_COMPLETE));

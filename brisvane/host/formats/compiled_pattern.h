@@ -15,6 +15,7 @@ struct CompiledPattern {
   bool inOnePiece = false;   // all positions must be tried in one run
   bool hasCallouts = false;  // automatic ones, which can stop a run
   bool atLines = false;      // matches begin where lines do
+  bool notInCrLf = false;    // and none between CR and LF
   std::string word;          // that every match has, in whatever case; ASCII in lower case
 };
 

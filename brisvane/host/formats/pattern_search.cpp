@@ -81,8 +81,12 @@ Result<PatternSearch::Outcome> PatternSearch::run(std::string_view text, std::si
   secondsAStep_ = 10 * kLeastSecondsAStep;
   double left = this->timeLeft();
   while (left > 0) {
-    const std::size_t end = endOfWindow(left);
-    const int result = match(end);
+    std::size_t end = endOfWindow(left);
+    int result = match(end);
+    if (result > 0 && beginsInLineEnd()) {
+      result = PCRE2_ERROR_NOMATCH;
+      end = pcre2_get_startchar(data_.get()) + 1;
+    }
     if (result > 0) return Outcome::kMatch;
     if (result == PCRE2_ERROR_PARTIAL) return Outcome::kPartialMatch;
     if (result == PCRE2_ERROR_NOMATCH && end == text_.size()) return Outcome::kNone;
@@ -136,6 +140,14 @@ int PatternSearch::match(std::size_t end) {
   pcre2_set_match_limit(context_.get(), pattern_.hasCallouts ? kMostSteps : maxSteps_);
   return pcre2_match(pattern_.code.get(), reinterpret_cast<PCRE2_SPTR>(text_.data()), text_.size(),
                      at_, options_ | PCRE2_NO_UTF_CHECK, data_.get(), context_.get());
+}
+
+// JIT takes the LF of a CR LF for the beginning of a line, where a pattern begins with (?m)^ and
+// CR LF is one line end. The interpreter does not.
+bool PatternSearch::beginsInLineEnd() const {
+  const std::size_t begin = pcre2_get_startchar(data_.get());
+  return pattern_.notInCrLf && begin > 0 && begin < text_.size() && text_[begin] == '\n' &&
+         text_[begin - 1] == '\r';
 }
 
 void PatternSearch::widen(double taken, double left) {

@@ -51,6 +51,7 @@ class PatternSearch {
   [[nodiscard]] double timeLeft() const;
   [[nodiscard]] std::size_t endOfWindow(double left);
   [[nodiscard]] int match(std::size_t end);
+  [[nodiscard]] bool beginsInLineEnd() const;
   void widen(double taken, double left);
   [[nodiscard]] bool takeMoreSteps(double taken, double left);
   void takeMoreStack();
