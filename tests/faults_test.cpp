@@ -63,6 +63,27 @@ bool isHarmless(const Operation& operation, int error) {
 
 class Faults : public FaultOperations {
  protected:
+  // What `body` finds in a process of its own, with rights that it takes for itself. It gives
+  // whether it could.
+  template <typename Body>
+  void inAChild(const char* missing, Body body) {
+    bench.reset();  // its thread may hold a lock of the allocator, which a sanitizer leaves taken
+    const pid_t child = ::fork();
+    if (child == 0) {
+      bool could = true;
+      try {
+        could = body();
+      } catch (const std::exception& failed) {
+        ADD_FAILURE() << failed.what();
+      }
+      ::_exit(!could ? 2 : ::testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 2) GTEST_SKIP() << missing;
+    EXPECT_EQ(status, 0);
+  }
+
   // The operation with each such call of it failing in turn, until none is left.
   void sweep(const Operation& operation, const Leftovers& before, Fault fault,
              const std::vector<Fault>& always = {}) {
@@ -236,26 +257,6 @@ TEST_F(Faults, OfFilesThatMayNotGrowAreReportedAndHarmNothing) {
   for (const Operation& operation : fileOperations())
     refused += underLimits(RLIMIT_FSIZE, 0, 300, 4, operation);
   EXPECT_GT(refused, 25);
-}
-
-// What `body` finds in a process of its own, with rights that it takes for itself. It gives whether
-// it could.
-template <typename Body>
-void inAChild(const char* missing, Body body) {
-  const pid_t child = ::fork();
-  if (child == 0) {
-    bool could = true;
-    try {
-      could = body();
-    } catch (const std::exception& failed) {
-      ADD_FAILURE() << failed.what();
-    }
-    ::_exit(!could ? 2 : ::testing::Test::HasFailure() ? 1 : 0);
-  }
-  int status = -1;
-  ::waitpid(child, &status, 0);
-  if (WIFEXITED(status) && WEXITSTATUS(status) == 2) GTEST_SKIP() << missing;
-  EXPECT_EQ(status, 0);
 }
 
 // A file system in memory that this process alone sees.
