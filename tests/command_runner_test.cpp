@@ -154,7 +154,7 @@ TEST_F(CommandRunner, EndsAProgramThatWritesMoreThanItsLimit) {
   const std::vector<std::string> yes{"-c", "trap '' PIPE; while :; do echo yes; done"};
   EXPECT_FALSE(Brisvane::runCommandWithLaunchPath("/bin/sh", yes, nullptr, output, 1000));
   EXPECT_EQ(output, "/bin/sh: wrote more than 1000 bytes");
-  for (const std::size_t limit : {4, 5}) {
+  for (const std::size_t limit : {4U, 5U}) {
     const auto text = host::runCommand("/bin/echo", {"four"}, {}, limit);
     EXPECT_EQ(text.ok() ? text.value() : text.error().reason(),
               limit == 5 ? "four\n" : "wrote more than 4 bytes");
