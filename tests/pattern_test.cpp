@@ -198,7 +198,7 @@ class Random {
   std::mt19937 random_{1};
 };
 
-// A second here; a minute on the emulator, to which each pattern's code is new. The fuzzer goes on.
+// No more, for the emulator, to which each pattern's code is new. The fuzzer goes on from here.
 constexpr int kRounds = 8'000;
 
 // However little time a search has, which decides how few positions each of its parts tries.
