@@ -52,6 +52,17 @@ TEST(Json, IsReadStrictlyAndSaysWhereItIsWrong) {
             Object(Dictionary{{"k", Array{2}}, {"", Array{true, nullptr, Dictionary{}}}}));
 }
 
+TEST(Json, MayHaveAKeyOnceAlone) {
+  const auto error = [](std::string_view text) {
+    const auto value = parseJson(text, RepeatedKeys::kRefused);
+    return value.ok() ? "" : value.error().text();
+  };
+  EXPECT_EQ(error(R"({"k": {"k": 1}, "K": [{"k": 1}, {"k": 2}], "": {}})"), "");
+  EXPECT_EQ(error("{\"a\": [1, {\"b\":\n2, \"\\u0062\"\n: 3}]}"), "line 2: a[1].b: is there twice");
+  EXPECT_EQ(error("{\"\": 1, \"\": 1}"), "line 1: is there twice");
+  EXPECT_THAT(error("{\"a\": 1, \"a\": x}"), HasSubstr("line 1: a: is there twice"));
+}
+
 TEST(Json, AnErrorShowsLittleOfTheInputAndOnlyWhatIsPrintable) {
   const std::string much(1 << 20, 'a');
   const std::string wrong[] = {"\"begin" + much + "\xC3\xFF\u009b\u202e\x7f\"",

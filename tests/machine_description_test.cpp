@@ -29,6 +29,8 @@ TEST(MachineDescription, ThatIsWrongIsRefusedWithItsFileLineAndKey) {
        "line 1: identity.UniqueChipID: must be a whole number of 64 bits"},
       {"{\"systemVersion\": {\n\"running\": \"twelve\"}}",
        "line 2: systemVersion.running: must be a version, as in \"12.5.1\""},
+      {"{\"registry\": {\"platform\": {\"model\": \"A\",\n\"model\": \"B\"}}}",
+       "line 2: registry.platform.model: is there twice"},
       {"{\n\"devices\": []}", "line 2: devices: unknown field"},
       {"[]", "line 1: must be an object"}};
   const auto errorOf = [](const std::string& path) {

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <string>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -49,10 +51,12 @@ class Survey final : public nlohmann::json_sax<json> {
  public:
   std::string error;
 
-  Survey() = default;
-  // Finds the line of a place, too.
+  // Finds the line of a place.
   Survey(std::string_view wanted, const Progress& progress)
-      : wanted_(wanted), progress_(&progress) {}
+      : wanted_(wanted), progress_(progress) {}
+  // Finds an error, which a key that is there twice may be.
+  Survey(RepeatedKeys repeatedKeys, const Progress& progress)
+      : progress_(progress), refusesRepeated_(repeatedKeys == RepeatedKeys::kRefused) {}
 
   // Of the wanted place, or of the nearest thing around it.
   std::size_t line = 1;
@@ -70,9 +74,14 @@ class Survey final : public nlohmann::json_sax<json> {
   bool start_object(std::size_t /*size*/) override { return open(true); }
   bool start_array(std::size_t /*size*/) override { return open(false); }
   bool key(string_t& value) override {
-    open_.back().key = std::move(value);
+    Container& in = open_.back();
+    in.key = std::move(value);
     noteLine(0);
-    return true;
+    if (!refusesRepeated_ || in.keys.insert(in.key).second) return true;
+    const std::string at = place();
+    error = "line " + std::to_string(progress_.line) + ": " + excerpt(at) +
+            (at.empty() ? "is there twice" : ": is there twice");
+    return false;
   }
   bool end_object() override { return close(); }
   bool end_array() override { return close(); }
@@ -99,12 +108,22 @@ class Survey final : public nlohmann::json_sax<json> {
     std::size_t end;        // of its place, as a beginning of the wanted one; or kElsewhere
     std::string key;        // of an object: the last
     std::size_t count = 0;  // of what is complete in it
+    std::unordered_set<std::string> keys{};  // so far, where they count
   };
+
+  // Of what has been reached.
+  [[nodiscard]] std::string place() const {
+    std::string place;
+    for (const Container& in : open_) {
+      if (in.isObject && !place.empty()) place += '.';
+      place += in.isObject ? in.key : "[" + std::to_string(in.count) + "]";
+    }
+    return place;
+  }
 
   // Where the place of what comes next ends in the wanted one; kElsewhere when the wanted one is
   // neither that nor within it.
   [[nodiscard]] std::size_t endOfNext() const {
-    if (progress_ == nullptr) return kElsewhere;
     if (open_.empty()) return 0;
     const Container& in = open_.back();
     if (in.end == kElsewhere) return kElsewhere;
@@ -123,7 +142,7 @@ class Survey final : public nlohmann::json_sax<json> {
 
   // What comes next stands on the line that has been reached, less `back`.
   void noteLine(std::size_t back) {
-    if (endOfNext() != kElsewhere) line = progress_->line - back;
+    if (endOfNext() != kElsewhere) line = progress_.line - back;
   }
 
   void noteElement(std::size_t back = 0) {
@@ -132,7 +151,7 @@ class Survey final : public nlohmann::json_sax<json> {
 
   // A number ends where the parser meets what is none, and be it the line's end.
   bool passNumber() {
-    noteElement(progress_ != nullptr && progress_->atLineStart ? 1 : 0);
+    noteElement(progress_.atLineStart ? 1 : 0);
     return complete();
   }
 
@@ -161,30 +180,37 @@ class Survey final : public nlohmann::json_sax<json> {
     return complete();
   }
 
-  std::string_view wanted_;
-  const Progress* progress_ = nullptr;
+  const std::string_view wanted_;
+  const Progress& progress_;
+  const bool refusesRepeated_ = false;
   std::vector<Container> open_;
 };
 
+// Runs the parser through a text, for its errors or for the lines.
+void survey(std::string_view text, Survey& survey, Progress& progress) {
+  json::sax_parse(LineCounter(text.data(), &progress),
+                  LineCounter(text.data() + text.size(), &progress), &survey);
+}
+
 }  // namespace
 
-Result<Object> parseJson(std::string_view text) {
+Result<Object> parseJson(std::string_view text, RepeatedKeys repeatedKeys) {
   // Two things that the parser lets pass: it ends at a zero byte, and skips a byte-order mark.
   if (text.find('\0') != std::string_view::npos || text.starts_with("\xEF\xBB\xBF")) {
     return Error::because("a zero byte or a byte-order mark is no JSON");
   }
-  if (auto value = readJson(text)) return std::move(*value);
-  Survey survey;
-  json::sax_parse(text, &survey);
-  return Error::because(survey.error);
+  if (auto value = readJson(text, repeatedKeys)) return std::move(*value);
+  Progress progress;
+  Survey search(repeatedKeys, progress);
+  survey(text, search, progress);
+  return Error::because(search.error);
 }
 
 std::size_t jsonLine(std::string_view text, std::string_view place) {
   Progress progress;
-  Survey survey(place, progress);
-  json::sax_parse(LineCounter(text.data(), &progress),
-                  LineCounter(text.data() + text.size(), &progress), &survey);
-  return survey.line;
+  Survey search(place, progress);
+  survey(text, search, progress);
+  return search.line;
 }
 
 }  // namespace brisvane::host

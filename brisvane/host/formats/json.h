@@ -20,12 +20,16 @@ inline constexpr std::size_t kJsonDepthLimit = 512;
 // than any memory holds.
 inline constexpr std::size_t kJsonTextLimit = std::size_t{256} << 20U;
 
+// What equal keys in one object mean: that the last counts, or that the text is wrong.
+enum class RepeatedKeys { kLastCounts, kRefused };
+
 // Parses a text by RFC 8259. Whole numbers within 64 bits become integers, other numbers become
-// reals. Of equal keys in one object the last counts.
+// reals.
 //
 // Fails when the text is not JSON, is not UTF-8 or nests too deep. The error's reason says where
 // and why. It quotes at most 200 bytes, and shows what is not printable as escapes.
-[[nodiscard]] BRISVANE_EXPORT Result<Object> parseJson(std::string_view text);
+[[nodiscard]] BRISVANE_EXPORT Result<Object> parseJson(
+    std::string_view text, RepeatedKeys repeatedKeys = RepeatedKeys::kLastCounts);
 
 // The line, counted from 1, on which a value stands in a JSON text. `place` names the value, as in
 // "devices[0].name". The line of a member is that of its key. For a place that the text does not

@@ -20,6 +20,9 @@ using nlohmann::json;
 // class: no event is a virtual call.
 class ObjectBuilder {
  public:
+  explicit ObjectBuilder(RepeatedKeys repeatedKeys) noexcept
+      : refusesRepeated_(repeatedKeys == RepeatedKeys::kRefused) {}
+
   bool null() { return put(nullptr); }
   bool boolean(bool value) { return put(value); }
   bool number_integer(std::int64_t value) { return put(value); }
@@ -38,8 +41,12 @@ class ObjectBuilder {
     const std::size_t count = values_.size() - first;
     const std::size_t firstKey = keys_.size() - count;
     Dictionary dictionary(count);
-    for (std::size_t i = 0; i < count; ++i)
-      dictionary.insert_or_assign(std::move(keys_[firstKey + i]), std::move(values_[first + i]));
+    for (std::size_t i = 0; i < count; ++i) {
+      const bool isNew =
+          dictionary.insert_or_assign(std::move(keys_[firstKey + i]), std::move(values_[first + i]))
+              .second;
+      if (!isNew && refusesRepeated_) return false;
+    }
     keys_.resize(firstKey);
     values_.resize(first);
     return put(std::move(dictionary));
@@ -74,6 +81,7 @@ class ObjectBuilder {
     return first;
   }
 
+  const bool refusesRepeated_;
   std::vector<std::size_t> open_;  // the first value of each container that is not complete
   std::vector<Object> values_;     // complete ones that no container holds yet
   std::vector<std::string> keys_;  // of those that dictionaries will hold
@@ -81,8 +89,8 @@ class ObjectBuilder {
 
 }  // namespace
 
-std::optional<Object> readJson(std::string_view text) {
-  ObjectBuilder builder;
+std::optional<Object> readJson(std::string_view text, RepeatedKeys repeatedKeys) {
+  ObjectBuilder builder(repeatedKeys);
   if (!json::sax_parse(text.data(), text.data() + text.size(), &builder)) return std::nullopt;
   return builder.take();
 }

@@ -5,12 +5,13 @@
 #include <optional>
 #include <string_view>
 
+#include "brisvane/host/formats/json.h"
 #include "brisvane/types/object.h"
 
 namespace brisvane::host {
 
-// As parseJson. nullopt for what is no JSON or nests too deep, and for no other text: it does not
-// say where or why.
-[[nodiscard]] std::optional<Object> readJson(std::string_view text);
+// As parseJson. nullopt for what is no JSON, nests too deep or has a key that is refused, and for
+// no other text: it does not say where or why.
+[[nodiscard]] std::optional<Object> readJson(std::string_view text, RepeatedKeys repeatedKeys);
 
 }  // namespace brisvane::host

@@ -126,7 +126,7 @@ void DescriptionReader::finish() const {
 
 Result<> readDescription(std::string_view json,
                          const std::function<void(const Object& value)>& read) {
-  const auto value = parseJson(json);
+  const auto value = parseJson(json, RepeatedKeys::kRefused);
   if (!value.ok()) return value.error();
   try {
     read(value.value());

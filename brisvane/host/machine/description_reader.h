@@ -78,8 +78,9 @@ class BRISVANE_EXPORT DescriptionReader {
 [[nodiscard]] BRISVANE_EXPORT std::size_t countFrom(const Object& value, const std::string& place,
                                                     std::size_t smallest);
 
-// Parses a JSON text and calls `read` with its value. Fails when the text is no JSON, and when
-// `read` throws a DescriptionError. The error's reason names the line.
+// Parses a JSON text and calls `read` with its value. Fails when the text is no JSON, when an
+// object has a key twice, and when `read` throws a DescriptionError. The error's reason names the
+// line.
 BRISVANE_EXPORT Result<> readDescription(std::string_view json,
                                          const std::function<void(const Object& value)>& read);
 

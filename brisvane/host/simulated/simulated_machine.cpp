@@ -53,7 +53,9 @@ Dictionary readPreferences(DescriptionReader reader) {
 Device readDevice(const Object& description, const std::string& place) {
   DescriptionReader reader(description, place);
   Device device{reader.text("name"), nullptr};
-  if (device.name.empty() || device.name.find('/') != std::string::npos)
+  const bool isFolder = device.name == "." || device.name == "..";
+  if (device.name.empty() || isFolder ||
+      device.name.find_first_of(std::string_view("/\0", 2)) != std::string::npos)
     reader.fail("name", "must be a file name");
   const Object fixture = reader.value("fixture");
   reader.finish();

@@ -34,7 +34,8 @@ MemoryVariables::MemoryVariables(DescriptionReader reader)
       throw DescriptionError{place, "must be named \"GUID:name\""};
     Data bytes = bytesOf(value, place);
     if (bytes.empty()) throw DescriptionError{place, "must have a value"};
-    values_.insert_or_assign(name->text(), std::move(bytes));
+    if (!values_.emplace(name->text(), std::move(bytes)).second)
+      throw DescriptionError{place, "is there twice, with other letters in its GUID"};
   }
   reader.finish();
 }
