@@ -101,6 +101,8 @@ TEST_F(BvdiagBytes, KeysComeFromAFileOrTheEnvironmentAlone) {
               HasSubstr("the environment has no BENCH_KEY"));
   EXPECT_THAT(errorsOf({"hmac", "--key-file", file, "--hex-key", file}, 1),
               HasSubstr("is not hexadecimal"));
+  EXPECT_EQ(errorsOf({"hmac", "--key-file", "/dev/zero", file}, 1),
+            "bvdiag: /dev/zero: File too large\n");
   EXPECT_THAT(errorsOf({"hmac", file}, 2), HasSubstr("exactly one of --key-file and --key-env"));
   EXPECT_THAT(errorsOf({"hmac", "--key-file", "-"}, 2), HasSubstr("must be a name"));
   EXPECT_THAT(errorsOf({"hmac", "--key-env", "", file}, 2), HasSubstr("must be a name"));

@@ -79,8 +79,8 @@ class BRISVANE_EXPORT BVLog final {
 
   // Whether a line follows symbolic links in the path of the log file; true at first. When not, a
   // path with a symbolic link in it, be it the file or a folder, takes no line, and
-  // logFileFailure() is ELOOP. A backup then fails in the same way. To log no line before it is
-  // set, set it ahead of setDefault().
+  // logFileFailure() is ELOOP. A backup then fails in the same way; links in the path that it moves
+  // the log to are followed. To log no line before it is set, set it ahead of setDefault().
   [[nodiscard]] bool followsLinks() const noexcept;
   void setFollowsLinks(bool follows) noexcept;
 

@@ -18,6 +18,9 @@ namespace brisvane {
 // absent Bytes, and so does an empty optional buffer. An empty text or buffer is present and has no
 // bytes.
 //
+// A literal or another `const char*` ends at its first zero byte, as a Text does. For bytes beyond
+// it pass a std::string_view (`"\x02\0\x03"sv`) or a Data (`Data{2, 0, 3}`).
+//
 // Bytes do not own what they view. Use them as an argument, never as a member.
 class Bytes {
  public:

@@ -62,11 +62,11 @@ class Source {
 };
 
 // Gives an errno, or 0.
-int readAll(const Source& source, bv::Data& bytes) {
+int readAll(const Source& source, bv::Data& bytes, std::size_t largest) {
   constexpr std::size_t kLeast = 65'536;
   try {
     // One byte more than a file has: what reads nothing there is its end.
-    bytes.resize(std::max(kLeast, source.size() + 1));
+    bytes.resize(std::max(kLeast, std::min(source.size(), largest) + 1));
     std::size_t size = 0;
     for (;;) {
       if (size == bytes.size()) bytes.resize(2 * size);
@@ -74,6 +74,7 @@ int readAll(const Source& source, bv::Data& bytes) {
       if (!count) return errno;
       if (*count == 0) break;
       size += *count;
+      if (size > largest) return EFBIG;
     }
     bytes.resize(size);
     return 0;
@@ -100,10 +101,11 @@ std::string nameOf(const std::string& file) {
   return file == kStandardInput ? "standard input" : file;
 }
 
-std::optional<bv::Data> readBytes(const std::string& file, Output& output) {
+std::optional<bv::Data> readBytes(const std::string& file, Output& output, std::size_t largest) {
   const Source source(file);
   bv::Data bytes;
-  const int failed = source.openingError() == 0 ? readAll(source, bytes) : source.openingError();
+  const int failed =
+      source.openingError() == 0 ? readAll(source, bytes, largest) : source.openingError();
   if (failed == 0) return bytes;
   output.complain(readingFailure(nameOf(file), failed));
   return std::nullopt;

@@ -1,6 +1,7 @@
 // Bytes on their way into bvdiag and out of it: files, standard input, standard output.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -19,9 +20,13 @@ inline constexpr const char* kStandardInput = "-";
 // How messages call a file, or standard input.
 [[nodiscard]] std::string nameOf(const std::string& file);
 
-// All bytes of a file, or of standard input, in memory. nullopt on failure, and when a signal comes
-// meanwhile. `output` reports which.
-[[nodiscard]] std::optional<brisvane::Data> readBytes(const std::string& file, Output& output);
+// The most bytes that are taken into memory.
+inline constexpr std::size_t kMostInMemory = std::size_t{1} << 30U;
+
+// All bytes of a file, or of standard input, in memory. nullopt on failure, when there are more
+// than `largest`, and when a signal comes meanwhile. `output` reports which.
+[[nodiscard]] std::optional<brisvane::Data> readBytes(const std::string& file, Output& output,
+                                                      std::size_t largest = kMostInMemory);
 
 // Passes the bytes of a file, or of standard input, to `take`, piece by piece. A line on a terminal
 // shows the progress. False on failure, and when a signal comes meanwhile. `output` reports which.

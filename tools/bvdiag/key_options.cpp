@@ -1,5 +1,6 @@
 #include "key_options.h"
 
+#include <cstddef>
 #include <cstdlib>
 #include <string_view>
 
@@ -13,7 +14,8 @@ namespace {
 namespace bv = brisvane;
 
 std::optional<bv::Data> readSpelling(const KeyOptions& options, Output& output) {
-  if (!options.file.empty()) return readBytes(options.file, output);
+  constexpr std::size_t kLargest = std::size_t{1} << 20U;
+  if (!options.file.empty()) return readBytes(options.file, output, kLargest);
   // Nothing here changes the environment. NOLINTNEXTLINE(concurrency-mt-unsafe)
   const char* const value = std::getenv(options.variable.c_str());
   if (value == nullptr) {
