@@ -16,6 +16,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -116,11 +117,13 @@ class BRISVANE_EXPORT Object {
   Object(Array array);
   Object(Dictionary dictionary);
   // A dictionary in braces: `Object settings = {{"speed", 115200}, {"line", {{"parity",
-  // "even"}}}};` An array among them is named: `{{"limits", Array{1, 2}}}`.
+  // "even"}}}};` An array among them is named: `{{"limits", Array{1, 2}}}`. Of equal keys the first
+  // counts, as in a Dictionary.
   Object(std::initializer_list<std::pair<std::string_view, Object>> entries);
-  template <typename First, typename Second, typename... More>
-  requires(!std::same_as<First, Kind>) Object(First&&, Second&&, More&&...)
-  = delete;  // write Array{...}, or {{key, value}, ...}
+  // A compiler quotes the next line alone.
+  template <typename First, typename Second, typename... More,
+            typename = std::enable_if_t<!std::same_as<First, Kind>>>
+  Object(First&&, Second&&, More&&...) = delete;  // write Array{...}, or {{key, value}, ...}
   // NOLINTEND(google-explicit-constructor)
   template <typename T>
   Object(const std::optional<T>&) = delete;  // say what absent means: Brisvane::objectOrNull
