@@ -261,6 +261,14 @@ TEST_F(CommandUnderWay, IsReadWhileItRunsHoweverMuchItPrints) {
   EXPECT_TRUE(endless->collect(kLong));
 }
 
+TEST_F(CommandUnderWay, IsCollectedForAsLongAsAnyTimeSays) {
+  const auto started = host::Command::start("/bin/sh", {"-c", "sleep 0.1; echo end"}, {});
+  ASSERT_TRUE(started.ok());
+  EXPECT_FALSE(started.value()->collect(milliseconds::min()));
+  EXPECT_TRUE(started.value()->collect(milliseconds::max()));
+  EXPECT_EQ(asCharacters(started.value()->output()), "end\n");
+}
+
 TEST_F(CommandUnderWay, IsEndedAtTheLimitOfItsOutput) {
   const auto started = host::Command::start("/bin/sh", {"-c", "exec cat /dev/zero"}, {}, 100'000);
   ASSERT_TRUE(started.ok());

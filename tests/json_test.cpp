@@ -235,6 +235,8 @@ TEST(Json, IsWrittenTheSameEachTimeAndReadsBackAsItWas) {
   const Object round(Array{kMost, kLeast, 1, 1.0, 0.1, 1e300, std::string("\0\x1F", 2), true,
                            nullptr, Dictionary{}});
   EXPECT_EQ(parseJson(jsonText(round).value_or("")).optional(), round);
+  EXPECT_EQ(jsonText(Dictionary{{"\xFF", 1}, {"\xFE", 2}}), "{\"\uFFFD\":2}");
+  EXPECT_EQ(jsonText(Dictionary{{"\xFE", 2}, {"\xFF", 1}}), "{\"\uFFFD\":2}");
   EXPECT_EQ(jsonText(std::numeric_limits<double>::infinity()), "null");
   Object deep;
   for (int i = 0; i < 100'000; ++i) deep = Array{deep};

@@ -61,6 +61,8 @@ TEST(Object, TellsOnlyWhatItHoldsAndOnlyWhatFits) {
   EXPECT_EQ(Object(kLeast), Object(kLeast));
   EXPECT_EQ(Object(-0.0), Object(0.0));
   EXPECT_EQ(Object(Date::min()).date(), Date::min());
+  EXPECT_EQ(Object(Date::min()).description(), "1677-09-21T00:12:43.145224192Z");
+  EXPECT_EQ(Object(Date::max()).description(), "2262-04-11T23:47:16.854775807Z");
   EXPECT_EQ(Object(1).date(), std::nullopt);
   EXPECT_EQ(Object(true).integer(), std::nullopt);
   EXPECT_EQ(Object(1).boolean(), std::nullopt);

@@ -58,12 +58,14 @@ class ValueStep {
  public:
   // NOLINTBEGIN(google-explicit-constructor): a key or an index is a step as it is.
   constexpr ValueStep(std::string_view key) noexcept : key_(key), isKey_(true) {}
-  constexpr ValueStep(const char* key) noexcept : ValueStep(std::string_view(key)) {}
+  // A null pointer leads nowhere.
+  constexpr ValueStep(const char* key) noexcept
+      : key_(key != nullptr ? key : ""), index_(kNoIndex), isKey_(key != nullptr) {}
   ValueStep(const std::string& key) noexcept : ValueStep(std::string_view(key)) {}
   // No array has a negative index.
   template <ObjectInteger T>
   constexpr ValueStep(T index) noexcept
-      : index_(index < 0 ? ~std::uint64_t{0} : static_cast<std::uint64_t>(index)) {}
+      : index_(index < 0 ? kNoIndex : static_cast<std::uint64_t>(index)) {}
   // NOLINTEND(google-explicit-constructor)
 
   // What stands there; null when the array is shorter, or the dictionary does not have the key.
@@ -71,6 +73,8 @@ class ValueStep {
   [[nodiscard]] BRISVANE_EXPORT const Object* in(const Dictionary& dictionary) const noexcept;
 
  private:
+  static constexpr std::uint64_t kNoIndex = ~std::uint64_t{0};
+
   std::string_view key_;
   std::uint64_t index_ = 0;
   bool isKey_ = false;

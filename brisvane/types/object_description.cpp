@@ -61,9 +61,16 @@ void appendEscaped(std::string& text, const CodePoint& character, std::string_vi
 // ISO 8601, in UTC, with as many digits of a second as it needs.
 void appendDate(std::string& text, Date date) {
   using namespace std::chrono;
-  const auto day = floor<days>(date);
+  // Whole seconds by themselves: an early Date has no room for its day's beginning.
+  auto second = time_point_cast<seconds>(date);
+  auto rest = duration_cast<nanoseconds>(date - second);
+  if (rest.count() < 0) {
+    second -= seconds(1);
+    rest += seconds(1);
+  }
+  const auto day = floor<days>(second);
   const year_month_day calendar(day);
-  const hh_mm_ss time(floor<nanoseconds>(date - day));
+  const hh_mm_ss time(second - day);
   text += std::to_string(static_cast<int>(calendar.year())) + '-';
   appendPadded(text, static_cast<unsigned>(calendar.month()), 2);
   text += '-';
@@ -74,9 +81,9 @@ void appendDate(std::string& text, Date date) {
   appendPadded(text, static_cast<unsigned>(time.minutes().count()), 2);
   text += ':';
   appendPadded(text, static_cast<unsigned>(time.seconds().count()), 2);
-  if (time.subseconds().count() != 0) {
+  if (rest.count() != 0) {
     text += '.';
-    appendPadded(text, static_cast<unsigned>(time.subseconds().count()), 9);
+    appendPadded(text, static_cast<unsigned>(rest.count()), 9);
     text.erase(text.find_last_not_of('0') + 1);
   }
   text += 'Z';

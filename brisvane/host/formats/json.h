@@ -45,7 +45,8 @@ enum class JsonLayout { kOneLine, kIndented };
 //
 // Data is written in hexadecimal, and a date as seconds since 1970. A real that is no number
 // becomes null, and so does what nests deeper than kJsonDepthLimit. A byte that is not UTF-8
-// becomes U+FFFD. Of two keys that are equal after that, one stays.
+// becomes U+FFFD. Of two keys that are equal after that, the one that is
+// first in byte order stays.
 [[nodiscard]] BRISVANE_EXPORT std::optional<std::string> jsonText(
     const Object& value, JsonLayout layout = JsonLayout::kOneLine);
 

@@ -170,12 +170,12 @@ class JsonWriter {
     const std::size_t first = members_.size();
     for (const auto& [key, element] : dictionary) {
       const std::string& written = isUtf8(key) ? key : mended.emplace_front(toUtf8(key));
-      members_.push_back({written, &element});
+      members_.push_back({written, key, &element});
     }
     sortMembers(first);
     char mark = '{';
     for (std::size_t i = first; i < members_.size(); ++i) {
-      const auto [key, element] = members_[i];
+      const auto& [key, original, element] = members_[i];
       if (!put(mark) || !putLineEnd(depth) || !putText(key)) return false;
       if (!put(isIndented_ ? ": " : ":") || !write(*element, depth)) return false;
       mark = ',';
@@ -187,8 +187,10 @@ class JsonWriter {
   // Puts those from `first` on in the order of their keys, which makes the text reproducible.
   void sortMembers(std::size_t first) {
     const auto begin = members_.begin() + static_cast<std::ptrdiff_t>(first);
-    std::sort(begin, members_.end(),
-              [](const Member& a, const Member& b) { return a.key < b.key; });
+    std::sort(begin, members_.end(), [](const Member& a, const Member& b) {
+      const int order = a.key.compare(b.key);
+      return order != 0 ? order < 0 : a.original < b.original;
+    });
     const auto end = std::unique(begin, members_.end(),
                                  [](const Member& a, const Member& b) { return a.key == b.key; });
     members_.erase(end, members_.end());
@@ -199,7 +201,8 @@ class JsonWriter {
   }
 
   struct Member {
-    std::string_view key;
+    std::string_view key;  // as it is written
+    std::string_view original;
     const Object* element;
   };
 

@@ -123,6 +123,7 @@ Result<std::string> runCommand(std::string_view path, const std::vector<std::str
 struct Command::State {
   // Waits until the output can be read, the program has ended or the time is over.
   void wait(milliseconds time) const noexcept {
+    constexpr milliseconds kLongest = std::chrono::hours(1);  // the caller waits again
     // Without a descriptor for the process (a sandbox may refuse it), its end is looked for in such
     // steps.
     constexpr milliseconds kStep{20};
@@ -130,7 +131,7 @@ struct Command::State {
     std::array<pollfd, 2> sources{
         {{output.get(), POLLIN, 0}, {hasEnded ? -1 : end.get(), POLLIN, 0}}};
     ::poll(sources.data(), sources.size(),
-           static_cast<int>((needsSteps ? std::min(time, kStep) : time).count()));
+           static_cast<int>(std::min(time, needsSteps ? kStep : kLongest).count()));
   }
 
   // Takes what is there now.
@@ -190,14 +191,18 @@ Result<std::unique_ptr<Command>> Command::start(std::string_view path,
 }
 
 bool Command::collect(milliseconds time) {
-  const auto deadline = steady_clock::now() + time;
+  // There may be no point in time that is so far away.
+  const auto start = steady_clock::now();
+  const auto left = [start, time] {
+    const auto spent = std::chrono::floor<milliseconds>(steady_clock::now() - start);
+    return std::max(time, milliseconds(0)) - std::min(spent, std::max(time, milliseconds(0)));
+  };
   for (;;) {
-    const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now());
-    state_->wait(std::max(left, milliseconds(0)));
+    state_->wait(left());
     if (state_->output.valid()) state_->read();
     state_->reap();
     if (state_->hasEnded && !state_->output.valid()) return true;
-    if (steady_clock::now() >= deadline) return false;
+    if (left().count() == 0) return false;
   }
 }
 
