@@ -109,6 +109,11 @@ TEST_F(BvdiagRun, BeginsOnlyWhenNothingCanKeepItFromItsEnd) {
       R"(, {"name": "v", "setVariable": {"namespace": "system", "name": "x", "value": "y"}})"));
   real.erase(real.begin());
   EXPECT_THAT(errorsOf(real, 2), HasSubstr("give --yes to confirm"));
+  const std::string asks = marks + R"(, {"name": "q", "id": "q", "ask": {"question": "?"}})";
+  EXPECT_THAT(errorsOf(words(plan(asks), {"--answer", "q=perhaps"}), 2),
+              HasSubstr("--answer q=perhaps: please answer yes or no"));
+  EXPECT_THAT(errorsOf(words(plan(asks), {"--answer", "q=y", "--answer", "q=n"}), 2),
+              HasSubstr("the step has another answer already"));
   EXPECT_FALSE(exists("reports"));
   for (const char* const ending : {".log", ".json", ".plist", ".html"}) {
     std::filesystem::create_directory(folder_ / "reports");
@@ -158,6 +163,21 @@ TEST_F(BvdiagRun, TakesValuesOutOfTextsAndBytes) {
               HasSubstr("what came is <02 90 01 f4 03>, not <02 90 01 f4 04>"));
 }
 
+TEST_F(BvdiagRun, HoldsValuesAgainstLimitsAsTheDecimalsThatTheyAre) {
+  const auto measured = [&](const std::string& reply, const std::string& rule, int status) {
+    return result(R"("send": {"text": "echo )" + reply +
+                      R"(", "accept": "v=(?<v>\\S+)\\r\\n", "values": [{"group": "v", )" + rule +
+                      "}]}",
+                  status);
+  };
+  EXPECT_THAT(measured("v=57", R"("scale": 0.01, "low": 0.57, "high": 0.57)", 0),
+              HasSubstr(R"("number": 0.57)"));
+  EXPECT_THAT(measured("v=10000000002", R"("high": 10000000001)", 1),
+              HasSubstr("v is 10000000002, not at most 10000000001"));
+  EXPECT_THAT(measured("v=57", R"("scale": 1e308)", 1), HasSubstr("v is too large a number"));
+  EXPECT_THAT(measured("v=+-5", R"("high": 0)", 1), HasSubstr("v is no number"));
+}
+
 TEST_F(BvdiagRun, RunsProgramsWithinTheirTimeAndKeepsWhatTheyPrint) {
   EXPECT_THAT(
       result(
@@ -168,6 +188,10 @@ TEST_F(BvdiagRun, RunsProgramsWithinTheirTimeAndKeepsWhatTheyPrint) {
               HasSubstr("false: exit status 1, not 0"));
   EXPECT_THAT(result(R"("run": {"program": "no-such-program-here"})", 1),
               HasSubstr("no such program"));
+  // A child that it leaves behind holds its output.
+  result(R"("run": {"program": "sh", "arguments": ["-c", "sleep 5 &"], "timeout": 2})", 0);
+  EXPECT_THAT(result(R"("run": {"program": "yes"})", 1),
+              HasSubstr("yes: has written more than 16 MiB"));
   EXPECT_THAT(result(R"("run": {"program": "sleep", "arguments": ["60"], "timeout": 0.1})", 1),
               HasSubstr("sleep: has not ended within 0.1 s"));
   EXPECT_THAT(
@@ -176,6 +200,8 @@ TEST_F(BvdiagRun, RunsProgramsWithinTheirTimeAndKeepsWhatTheyPrint) {
   EXPECT_THAT(
       result(R"("profile": {"expect": {"modelID": "BVSim2,1", "uuid": {"matches": "^7D0B"}}})", 1),
       AllOf(HasSubstr("modelID is BVSim1,1, not BVSim2,1\""), Not(HasSubstr("uuid is"))));
+  EXPECT_THAT(result(R"("profile": {"expect": {"uuid": {"matches": "^X"}}})", 1),
+              HasSubstr(", which does not match ^X"));
 }
 
 TEST_F(BvdiagRun, SetsAndReadsVariablesInTurn) {
@@ -215,6 +241,20 @@ TEST_F(BvdiagRun, DoesWhatIsAlwaysDoneWithoutAConnectionToo) {
            1);
   EXPECT_TRUE(exists("done"));
   EXPECT_THAT(report(".json"), HasSubstr("cu.usbserial-none*: there is no such adapter"));
+}
+
+TEST_F(BvdiagRun, SaysWhyItHasFailedAndLeavesItsReportsBesideThoseOfTheSameSecond) {
+  const std::string step =
+      R"({"name": "s", "send": {"text": "bogus", "accept": "FW", "timeout": 0.3}})";
+  EXPECT_THAT(outputOf(words(plan(step), {"--json"}), 1),
+              AllOf(HasSubstr(R"("error":"1 step has failed")"), HasSubstr(R"("ok":false)")));
+  EXPECT_THAT(report(".json"), Not(HasSubstr("\"received\"")));
+  EXPECT_THAT(report(".html"), HasSubstr("No reply was taken. The log has what came."));
+  const std::string name = folder_ / "\xFFplan.json";  // which is no UTF-8
+  writeFile(name, plan(touching(folder_ / "x")));
+  for (int i = 0; i < 3; ++i) outputOf({"run", name, "--reports", folder_ / "same"});
+  using Files = std::filesystem::directory_iterator;
+  EXPECT_EQ(std::distance(Files(folder_ / "same"), Files()), 3 * 4);
 }
 
 TEST_F(BvdiagRun, LeavesAPageWithVerdictMachineValuesAndCharts) {

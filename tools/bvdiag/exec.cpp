@@ -14,6 +14,7 @@
 #include <brisvane/all.h>
 #include <brisvane/host/launching/command.h>
 
+#include "byte_streams.h"
 #include "commands.h"
 #include "interrupt.h"
 #include "status_line.h"
@@ -90,7 +91,9 @@ Ending endingOf(Command& command, const std::string& path) {
             path + ": still runs, as process " + std::to_string(command.process())};
   }
   if (const int signal = command.endingSignal(); signal != 0) {
-    return {kSignalBase + signal, path + ": ended by signal " + std::to_string(signal)};
+    return {kSignalBase + signal,
+            path + (command.hasExceededLimit() ? ": has written more than 1 GiB, and was ended"
+                                               : ": ended by signal " + std::to_string(signal))};
   }
   const int status = command.status().value_or(kFailure);
   return {status, status == 0 ? "" : path + ": exit status " + std::to_string(status)};
@@ -117,8 +120,9 @@ int run(const ExecOptions& options, Session& session) {
   bv::Array words{path.value_or(options.program)};
   words.insert(words.end(), options.arguments.begin(), options.arguments.end());
   bv::BVLog::Default::info("executing " + bv::host::jsonText(words).value_or("a long command"));
-  const auto started = path ? Command::start(*path, options.arguments, options.directory)
-                            : bv::Error(ENOENT, bv::shownPath(options.program));
+  const auto started =
+      path ? Command::start(*path, options.arguments, options.directory, kMostInMemory)
+           : bv::Error(ENOENT, bv::shownPath(options.program));
   Command* const command = started.ok() ? started.value().get() : nullptr;
   Ending ending;
   if (command != nullptr) {

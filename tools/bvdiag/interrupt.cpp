@@ -65,8 +65,11 @@ void watchForInterrupt() {
 void restoreBeforeSuddenEnd(void (*restore)() noexcept) {
   restoration = restore;
   watchFor(SIGQUIT);
-  for (const int crash : {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV})
-    static_cast<void>(std::signal(crash, restoreAndEnd));
+  // All others that end a program, but SIGPIPE, which is ignored, and SIGKILL.
+  for (const int other :
+       {SIGABRT, SIGALRM, SIGBUS, SIGFPE, SIGILL, SIGIO, SIGPROF, SIGPWR, SIGSEGV, SIGSTKFLT,
+        SIGSYS, SIGTRAP, SIGUSR1, SIGUSR2, SIGVTALRM, SIGXCPU, SIGXFSZ})
+    static_cast<void>(std::signal(other, restoreAndEnd));
 }
 
 bool interrupted() noexcept { return raised != 0 && !isFinishing; }

@@ -106,11 +106,18 @@ std::vector<Latencies::Bin> Latencies::histogram() const {
   return bins;
 }
 
-bv::Dictionary Latencies::described() const {
-  bv::Dictionary description{{"count", count()}};
-  if (times_.empty()) return description;
+bv::Dictionary Latencies::figures() const {
+  bv::Dictionary figures;
+  if (times_.empty()) return figures;
   for (const LatencyFigure& figure : kLatencyFigures)
-    description.emplace(figure.key, percentile(figure.percent));
+    figures.emplace(figure.key, percentile(figure.percent));
+  return figures;
+}
+
+bv::Dictionary Latencies::described() const {
+  bv::Dictionary description = figures();
+  description.emplace("count", count());
+  if (times_.empty()) return description;
   bv::Array bins;
   for (const Bin& bin : histogram()) {
     bins.emplace_back(bv::Dictionary{{"from", bin.from},

@@ -47,8 +47,11 @@ class Latencies {
   // above. Empty without a time.
   [[nodiscard]] std::vector<Bin> histogram() const;
 
-  // For JSON, in seconds: "least", "median", "p90", "p99", "most", and the "histogram" with "from",
-  // "to" (null where there is no upper end) and "count". Only "count" without a time.
+  // For JSON, in seconds: "least", "median", "p90", "p99", "most". Empty without a time.
+  [[nodiscard]] brisvane::Dictionary figures() const;
+
+  // The same with "count", and the "histogram" with "from", "to" (null where there is no upper end)
+  // and "count". Only "count" without a time.
   [[nodiscard]] brisvane::Dictionary described() const;
 
   // A line for each percentile, then one for each bin with a bar. No line takes more than

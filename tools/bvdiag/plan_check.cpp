@@ -1,6 +1,8 @@
 // What a step has received, compared with what it expects.
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <system_error>
 
 #include <brisvane/types/unicode.h>
@@ -17,7 +19,8 @@ using Match = bv::host::Pattern::Match;
 
 // A whole text as a number.
 std::optional<double> numberFrom(std::string_view text, int base) {
-  if (text.starts_with('+')) text.remove_prefix(1);
+  // from_chars takes a minus sign only.
+  if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
   const char* const end = text.data() + text.size();
   if (base == 10) {
     double number = 0;
@@ -52,9 +55,11 @@ void measure(const ValueRule& rule, std::optional<double> number, MeasuredValue&
     value.isGood = false;
     return;
   }
-  value.number = *number * rule.scale;
-  value.text = numberText(*value.number);
-  value.isGood = rule.limits.contain(*value.number);
+  // A product of binary fractions is hardly ever the decimal that a limit is: 57 * 0.01 is not
+  // 0.57.
+  value.text = numberText(*number * rule.scale);
+  value.number = std::strtod(value.text.c_str(), nullptr);
+  value.isGood = std::isfinite(*value.number) && rule.limits.contain(*value.number);
 }
 
 MeasuredValue take(const ValueRule& rule, std::string_view text, const Match& match,
@@ -75,11 +80,27 @@ MeasuredValue take(const ValueRule& rule, std::string_view text, const Match& ma
   return value;
 }
 
+// Whether it is a text that a person can read: line ends and tabs are its only control characters.
+bool isPrintable(std::string_view text) {
+  return bv::isUtf8(text) && std::all_of(text.begin(), text.end(), [](char c) {
+           const auto byte = static_cast<unsigned char>(c);
+           return (byte >= ' ' && byte != 0x7F) || c == '\r' || c == '\n' || c == '\t';
+         });
+}
+
 std::string faultOf(const ValueRule& rule, const MeasuredValue& value) {
+  if (value.number && !std::isfinite(*value.number)) return rule.name + " is too large a number";
   if (value.number) return rule.name + " is " + valueText(value) + ", not " + limitsText(value);
   if (rule.isNumber && value.text.empty()) return rule.name + " is not in the reply";
   if (rule.isNumber) return rule.name + " is no number: \"" + value.text + "\"";
   return rule.name + " is \"" + value.text + "\", not \"" + rule.equals.value_or("") + "\"";
+}
+
+// Bytes as a quoted text, where they and those beside them are texts.
+std::string shown(const bv::Data& bytes, const bv::Data& beside) {
+  const std::string_view text = bv::asCharacters(bytes);
+  const bool areTexts = isPrintable(text) && isPrintable(bv::asCharacters(beside));
+  return areTexts ? '"' + escaped(text) + '"' : valueText(bv::Object(bytes));
 }
 
 // The match of the pattern; an empty one when there is none, which fails the attempt.
@@ -98,8 +119,8 @@ void check(const Expectation& expected, Outcome& outcome) {
   Attempt& attempt = outcome.attempt;
   const std::string text = bv::toUtf8(bv::asCharacters(outcome.received));
   if (expected.equals && *expected.equals != outcome.received) {
-    attempt.fail("what came is " + valueText(bv::Object(outcome.received)) + ", not " +
-                 valueText(bv::Object(*expected.equals)));
+    attempt.fail("what came is " + shown(outcome.received, *expected.equals) + ", not " +
+                 shown(*expected.equals, outcome.received));
   }
   Match match;
   if (expected.matches) match = matchOf(*expected.matches, text, attempt);

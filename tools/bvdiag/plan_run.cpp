@@ -161,18 +161,23 @@ Outcome PlanRun::perform(const PlanStep& step) {
   // What the library logs as errors from here on belongs to this step.
   bv::BVLog::initAggregatedError({});
   const auto start = steady_clock::now();
-  Outcome outcome = std::visit(
-      [&](const auto& action) {
-        using Action = std::decay_t<decltype(action)>;
-        if constexpr (std::is_same_v<Action, SendStep>) {
-          return bvdiag::perform(action, context_);
-        } else if constexpr (std::is_same_v<Action, AskStep>) {
-          return bvdiag::perform(action, step.id, context_);
-        } else {
-          return bvdiag::perform(action);
-        }
-      },
-      step.action);
+  const auto performed = [&](const auto& action) {
+    using Action = std::decay_t<decltype(action)>;
+    if constexpr (std::is_same_v<Action, SendStep>) {
+      return bvdiag::perform(action, context_);
+    } else if constexpr (std::is_same_v<Action, AskStep>) {
+      return bvdiag::perform(action, step.id, context_);
+    } else {
+      return bvdiag::perform(action);
+    }
+  };
+  Outcome outcome;
+  try {
+    outcome = std::visit(performed, step.action);
+  } catch (
+      const std::bad_alloc&) {  // The steps that are always done, and the report, still follow.
+    outcome.attempt.fail("there is not enough memory");
+  }
   if (outcome.attempt.seconds == 0) outcome.attempt.seconds = secondsSince(start);
   return outcome;
 }

@@ -6,6 +6,7 @@
 #include <unordered_map>
 
 #include <brisvane/serial/BVSerialPort.h>
+#include <brisvane/types/result.h>
 
 #include "plan.h"
 #include "run_result.h"
@@ -16,7 +17,7 @@ namespace bvdiag {
 struct StepContext {
   brisvane::BVSerialPort* port = nullptr;  // null when there is no connection
   std::string portFailure;                 // why
-  // Answers that were given beforehand, by the id of the step that asks.
+  // Answers that were given beforehand, by the id of the step that asks, each from answerFrom().
   std::unordered_map<std::string, std::string> answers;
   std::string unit;  // the serial number that the operator has given
 };
@@ -29,6 +30,11 @@ struct StepContext {
 [[nodiscard]] Outcome perform(const SetVariableStep& step);
 [[nodiscard]] Outcome perform(const WaitStep& step);
 [[nodiscard]] Outcome perform(const AskStep& step, const std::string& id, StepContext& context);
+
+// What an operator has entered or given beforehand, as an answer to a step's question: without the
+// blanks around it. The error's reason says what is wrong with its form.
+[[nodiscard]] brisvane::Result<std::string> answerFrom(const AskStep& step,
+                                                       const std::string& text);
 
 // What the action does, for people: the command that is sent, the program with its arguments.
 [[nodiscard]] std::string actionText(const StepAction& action);

@@ -61,8 +61,10 @@ Outcome perform(const ProfileStep& step) {
     const auto found = profile.find(rule.key);
     MeasuredValue value = compare(rule, found != profile.end() ? found->second : bv::Object());
     if (!value.isGood) {
-      outcome.attempt.fail(value.name + " is " + value.text + ", not " +
-                           value.expected.value_or(""));
+      const auto* const pattern = std::get_if<PlanPattern>(&rule.expected);
+      outcome.attempt.fail(value.name + " is " + value.text +
+                           (pattern != nullptr ? ", which does not match " + pattern->text
+                                               : ", not " + value.expected.value_or("")));
     }
     outcome.attempt.values.push_back(std::move(value));
   }

@@ -107,13 +107,17 @@ std::optional<std::string> answerTo(const AskStep& step, const std::string& id,
     if (!answer) attempt.fail(interrupted() ? "interrupted" : "there was no answer");
     return answer;
   }
-  const std::string fault = faultOf(step.kind, given->second);
-  if (fault.empty()) return given->second;
-  attempt.fail("the given answer is not usable: " + fault);
-  return std::nullopt;
+  return given->second;
 }
 
 }  // namespace
+
+bv::Result<std::string> answerFrom(const AskStep& step, const std::string& text) {
+  std::string answer = trimmed(text);
+  const std::string fault = faultOf(step.kind, answer);
+  if (!fault.empty()) return bv::Error::because(fault);
+  return answer;
+}
 
 Outcome perform(const WaitStep& step) {
   Outcome outcome;

@@ -1,6 +1,7 @@
 // The steps of a plan that start programs and applications.
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 
 #include <brisvane/host/launching/command.h>
 #include <brisvane/process/BVProcess.h>
@@ -17,29 +18,51 @@ namespace bv = brisvane;
 using Child = bv::host::Command;
 using std::chrono::milliseconds;
 
+constexpr milliseconds kStep{20};
+
+// Whether the program has ended. A child that it has left behind may hold the output for as long as
+// it likes: what is there is taken.
+bool hasEnded(Child& command) {
+  if (!command.hasEnded()) return false;
+  std::size_t size = 0;
+  do {
+    size = command.output().size();
+    if (command.collect(milliseconds(0))) return true;
+  } while (command.output().size() > size);
+  return true;
+}
+
 // Collects until the program's end, for so long at most, and for as long as no signal comes.
 // Whether the end has come.
 bool collect(Child& command, double seconds) {
-  constexpr milliseconds kStep{20};
   const RunTime time(seconds);
-  while (!command.collect(kStep)) {
+  while (!command.collect(kStep) && !hasEnded(command)) {
     if (time.isOver()) return false;
   }
   return true;
 }
 
+// The most that a program may write.
+constexpr std::size_t kMiB = std::size_t{1} << 20U;
+constexpr std::size_t kMostOutput = 16 * kMiB;
+
 // Ends a program that takes too long.
 void end(Child& command) {
-  constexpr milliseconds kGrace{2000};
+  constexpr int kGrace = 100;  // steps
   for (const int signal : {SIGTERM, SIGKILL}) {
     command.send(signal);
-    if (command.collect(kGrace)) return;
+    for (int i = 0; i < kGrace; ++i) {
+      if (command.collect(kStep) || hasEnded(command)) return;
+    }
   }
 }
 
 void judge(const RunStep& step, const Child& command, bool isOver, Outcome& outcome) {
   const std::string& name = step.program;
-  if (!isOver) {
+  if (command.hasExceededLimit()) {
+    outcome.attempt.fail(name + ": has written more than " + std::to_string(kMostOutput / kMiB) +
+                         " MiB");
+  } else if (!isOver) {
     outcome.attempt.fail(name + (interrupted()
                                      ? ": interrupted"
                                      : ": has not ended within " + secondsText(step.timeout)));
@@ -49,7 +72,7 @@ void judge(const RunStep& step, const Child& command, bool isOver, Outcome& outc
     outcome.attempt.fail(name + ": exit status " + std::to_string(command.status().value_or(-1)) +
                          ", not " + std::to_string(step.status));
   }
-  if (isOver) check(step.expected, outcome);
+  if (isOver && !command.hasExceededLimit()) check(step.expected, outcome);
 }
 
 }  // namespace
@@ -62,7 +85,7 @@ Outcome perform(const RunStep& step) {
     outcome.attempt.fail(step.program + ": there is no such program in PATH");
     return outcome;
   }
-  const auto started = Child::start(*path, step.arguments, step.folder);
+  const auto started = Child::start(*path, step.arguments, step.folder, kMostOutput);
   if (!started.ok()) {
     outcome.attempt.fail(started.error().text());
     return outcome;

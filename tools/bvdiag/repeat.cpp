@@ -95,16 +95,20 @@ std::string progressText(const RepeatOptions& options, const Progress& progress,
   return '[' + std::string(filled, '#') + std::string(length - filled, '-') + "] " + text;
 }
 
-class Repetition {
+class RepeatedExchange {
  public:
-  Repetition(const RepeatOptions& options, bv::BVSerialPort& port, Output& output)
+  RepeatedExchange(const RepeatOptions& options, bv::BVSerialPort& port, Output& output)
       : options_(options), port_(port), output_(output) {}
 
   // Holds the exchanges, until the last one, the end of the time, an interrupt or a dead line.
   void run() {
-    const StatusLine line([this](double seconds, std::size_t columns) {
-      return progressText(options_, progress_, seconds, columns);
-    });
+    // Not among the lines of JSON on the same terminal.
+    std::optional<StatusLine> line;
+    if (!output_.json() || !isCapableTerminal(STDOUT_FILENO)) {
+      line.emplace([this](double seconds, std::size_t columns) {
+        return progressText(options_, progress_, seconds, columns);
+      });
+    }
     const RunTime time(options_.duration);
     auto next = start_;
     while (!isComplete() && !lineIsDead_ && !time.isOver() && !output_.isBroken()) {
@@ -126,6 +130,7 @@ class Repetition {
                        " exchanges failed; the first is number " + std::to_string(firstFailed_) +
                        ": " + firstError_);
     }
+    if (done == 0) output_.complain("no exchange was held; give a longer time");
     if (output_.json()) return;
     output_.print(std::to_string(done) + (done == 1 ? " exchange in " : " exchanges in ") +
                   durationText(seconds_) + ", " +
@@ -149,7 +154,7 @@ class Repetition {
             {"latencies", latencies_.described()}};
   }
 
-  [[nodiscard]] bool allAgreed() const { return progress_.failed == 0; }
+  [[nodiscard]] bool allAgreed() const { return progress_.done > 0 && progress_.failed == 0; }
 
  private:
   static constexpr std::size_t kWidest = 100;  // columns; a longer bar is no clearer
@@ -225,7 +230,7 @@ int run(const RepeatOptions& options, Session& session) {
     output.complain(opened.error);
     return kFailure;
   }
-  Repetition repetition(options, *opened.port, output);
+  RepeatedExchange repetition(options, *opened.port, output);
   repetition.run();
   repetition.report();
   const bool isLogged = session.logIsComplete();

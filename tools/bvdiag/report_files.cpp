@@ -24,15 +24,21 @@ std::string ReportFiles::pathOf(const std::string& ending) const {
   return (std::filesystem::path(folder_) / (name_ + ending)).string();
 }
 
+std::string ReportFiles::existing() const {
+  for (const char* const ending : {kLog, kJson, kPropertyList, kPage}) {
+    if (bv::host::fileKind(pathOf(ending)) != bv::host::FileKind::kNone) return pathOf(ending);
+  }
+  return {};
+}
+
 bool ReportFiles::begin(const Session& session) {
   Output& output = session.output();
   if (const auto made = bv::host::createFolders(folder_); !made.ok()) {
     output.complain(writingFailure("folder " + folder_, made.error().number()));
     return false;
   }
-  for (const char* const ending : {kLog, kJson, kPropertyList, kPage}) {
-    if (bv::host::fileKind(pathOf(ending)) == bv::host::FileKind::kNone) continue;
-    output.complain(pathOf(ending) + ": is there already; give another --name");
+  if (const std::string other = existing(); !other.empty()) {
+    output.complain(other + ": is there already; give another --name");
     return false;
   }
   if (!session.startLog(pathOf(kLog))) return false;

@@ -17,6 +17,9 @@ class ReportFiles {
   ReportFiles(std::string folder, std::string name)
       : folder_(std::move(folder)), name_(std::move(name)) {}
 
+  // One of the files that is there already; empty when none is.
+  [[nodiscard]] std::string existing() const;
+
   // Makes the folder and begins the log. False when a file is there already, or when the folder
   // cannot be written: then no run may begin. `session` reports which.
   [[nodiscard]] bool begin(const Session& session);

@@ -112,7 +112,13 @@ void writeRepetitions(HtmlWriter& page, const StepResult& step,
 void writeReceived(HtmlWriter& page, const StepResult& step) {
   if (!step.hasReply || step.attempts.empty()) return;
   const std::string_view text = bv::asCharacters(step.received);
-  if (text.empty()) return page.element("p", {{"class", "quiet"}}, "Nothing was received.");
+  if (text.empty()) {
+    // An exchange that fails gives nothing of what came.
+    return page.element("p", {{"class", "quiet"}},
+                        step.verdict == Verdict::kFailed
+                            ? "No reply was taken. The log has what came."
+                            : "Nothing was received.");
+  }
   page.element(
       "h4", "Received, " + std::to_string(text.size()) + (text.size() == 1 ? " byte" : " bytes"));
   // What is longer than the box is reached by the keyboard, too.

@@ -16,6 +16,7 @@
 #include "latencies.h"
 #include "plan.h"
 #include "plan_run.h"
+#include "plan_steps.h"
 #include "report_files.h"
 #include "run_display.h"
 
@@ -39,7 +40,7 @@ struct RunOptions {
   bool yes = false;
 };
 
-// The plan's name and the local time: "acceptance_2026-03-05_09-07-03".
+// The name of the plan's file and the local time: "acceptance_2026-03-05_09-07-03".
 std::string reportName(const RunOptions& options) {
   if (!options.name.empty()) return options.name;
   const std::time_t now = std::time(nullptr);
@@ -47,7 +48,13 @@ std::string reportName(const RunOptions& options) {
   ::localtime_r(&now, &parts);
   char time[32];
   const std::size_t length = std::strftime(time, sizeof time, "_%Y-%m-%d_%H-%M-%S", &parts);
-  return std::filesystem::path(options.plan).stem().string() + std::string(time, length);
+  const std::string name =
+      std::filesystem::path(options.plan).stem().string() + std::string(time, length);
+  // Another run may have begun in the same second.
+  std::string free = name;
+  for (int number = 2; !ReportFiles(options.reports, free).existing().empty(); ++number)
+    free = name + "_" + std::to_string(number);
+  return free;
 }
 
 // What the command line says, else what the plan says.
@@ -70,13 +77,14 @@ void forEach(const Plan& plan, Take take) {
   }
 }
 
-// The answers by the ids of their steps; nullopt when one belongs to no step that asks, or when a
-// question would find nobody. `output` reports which.
+// The answers by the ids of their steps; nullopt when one belongs to no step that asks, answers it
+// twice or has not the form that it asks for, or when a question would find nobody. `output`
+// reports which.
 std::optional<Answers> answersFor(const RunOptions& options, const Plan& plan, Output& output) {
-  Answers open;  // by id, the questions
+  std::unordered_map<std::string, const AskStep*> open;  // by id
   std::string unanswerable;
   forEach<AskStep>(plan, [&](const PlanStep& step, const AskStep& ask) {
-    if (!step.id.empty()) open.emplace(step.id, ask.question);
+    if (!step.id.empty()) open.emplace(step.id, &ask);
     if (step.id.empty()) unanswerable = step.name;
   });
   Answers answers;
@@ -88,10 +96,18 @@ std::optional<Answers> answersFor(const RunOptions& options, const Plan& plan, O
                       ": must be ID=ANSWER, with the id of a step that asks");
       return std::nullopt;
     }
-    answers.insert_or_assign(id, answer.substr(mark + 1));
+    const auto text = answerFrom(*open.at(id), answer.substr(mark + 1));
+    if (!text.ok()) {
+      output.complain("--answer " + answer + ": " + text.error().reason());
+      return std::nullopt;
+    }
+    if (!answers.emplace(id, text.value()).second) {
+      output.complain("--answer " + answer + ": the step has another answer already");
+      return std::nullopt;
+    }
   }
   if (::isatty(STDIN_FILENO) == 1) return answers;
-  for (const auto& [id, question] : open) {
+  for (const auto& [id, step] : open) {
     if (!answers.contains(id)) unanswerable = id;
   }
   if (unanswerable.empty()) return answers;
@@ -110,19 +126,30 @@ bool mayChange(const RunOptions& options, const Plan& plan, const Session& sessi
          confirmed(session, "Write " + names + " to the firmware of this machine?", options.yes);
 }
 
+// Why a run has failed, in one line.
+std::string reasonOf(const RunResult& result) {
+  if (result.wasInterrupted) return "the run was interrupted";
+  const std::size_t failed = result.count(Verdict::kFailed);
+  if (failed == 0) return "no step has passed";
+  return std::to_string(failed) + (failed == 1 ? " step has failed" : " steps have failed");
+}
+
 void printEnd(const RunResult& result, const ReportFiles& files, Output& output) {
   if (output.json()) {
     bv::Array paths;
     for (const std::string& path : files.written()) paths.emplace_back(path);
-    return output.printResult(bv::Dictionary{{"verdict", result.passed() ? "PASS" : "FAIL"},
-                                             {"seconds", result.seconds},
-                                             {"files", std::move(paths)}});
+    bv::Dictionary end{{"verdict", result.passed() ? "PASS" : "FAIL"},
+                       {"seconds", result.seconds},
+                       {"files", std::move(paths)}};
+    if (!result.passed()) end.emplace("error", reasonOf(result));
+    return output.printResult(std::move(end));
   }
   output.print(bannerOf(result.passed(), output));
   output.print(std::to_string(result.count(Verdict::kPassed)) + " passed, " +
                std::to_string(result.count(Verdict::kFailed)) + " failed, " +
                std::to_string(result.count(Verdict::kSkipped)) + " skipped in " +
-               latencyText(result.seconds) + "\n");
+               latencyText(result.seconds) +
+               (result.wasInterrupted ? "; the run was interrupted\n" : "\n"));
   for (const std::string& path : files.written()) output.print("  " + escaped(path) + "\n");
 }
 
@@ -176,7 +203,8 @@ void addReportOptions(RunCommand& command) {
       .showsDefault();
   command
       .option("--name", &RunOptions::name, "NAME",
-              "The name of these files, without an ending; default: the plan's name and the time")
+              "The name of these files, without an ending; default: that of the plan's file and "
+              "the time")
       .check([](const std::string& name) {
         return name.empty() || name.find('/') != std::string::npos
                    ? "must be a file's name, without a folder"

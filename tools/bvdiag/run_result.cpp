@@ -70,7 +70,7 @@ std::size_t RunResult::count(Verdict verdict) const {
 
 std::string numberText(double number) {
   std::array<char, 32> text{};
-  const int length = std::snprintf(text.data(), text.size(), "%.10g", number);
+  const int length = std::snprintf(text.data(), text.size(), "%.15g", number);
   return {text.data(), static_cast<std::size_t>(length)};
 }
 
@@ -143,13 +143,11 @@ bv::Dictionary described(const StepResult& step) {
   }
   result.emplace("attempts", std::move(attempts));
   if (step.attempts.size() > 1) {
-    result.emplace("latencies", bv::Dictionary{{"least", latencies.percentile(0)},
-                                               {"median", latencies.percentile(50)},
-                                               {"p90", latencies.percentile(90)},
-                                               {"p99", latencies.percentile(99)},
-                                               {"most", latencies.percentile(100)}});
+    result.emplace("latencies", latencies.figures());
   }
   if (!step.hasReply || step.attempts.empty()) return result;
+  // An exchange that fails gives nothing of what came.
+  if (step.received.empty() && step.verdict == Verdict::kFailed) return result;
   const std::string text(bv::asCharacters(step.received));
   const bool isText = bv::isUtf8(text);
   result.emplace(isText ? "received" : "receivedData",
@@ -161,7 +159,7 @@ bv::Dictionary described(const RunResult& result) {
   bv::Array steps;
   for (const StepResult& step : result.steps) steps.emplace_back(described(step));
   bv::Dictionary description{{"verdict", result.passed() ? "PASS" : "FAIL"},
-                             {"plan", result.plan},
+                             {"plan", bv::toUtf8(result.plan)},
                              {"name", result.name},
                              {"started", isoTime(result.started)},
                              {"seconds", result.seconds},

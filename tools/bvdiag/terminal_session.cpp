@@ -20,7 +20,6 @@ namespace {
 namespace bv = brisvane;
 namespace terminal = bv::host::terminal;
 
-constexpr char kPrefix = '\x14';          // Ctrl-T
 constexpr std::size_t kFullQueue = 4096;  // bytes, above which input that can wait does
 
 bv::ByteView bytesOf(std::string_view text) { return bv::asBytes(text); }

@@ -43,6 +43,7 @@ class TerminalSession {
   using Clock = std::chrono::steady_clock;
 
   // What the next key is.
+  static constexpr char kPrefix = '\x14';  // Ctrl-T
   enum class Expects { kText, kCommand, kSignal, kFileName };
 
   struct SentFile {

@@ -16,7 +16,6 @@ constexpr char kControlZ = '\x1a';
 constexpr char kControlC = '\x03';
 constexpr char kControlU = '\x15';
 constexpr char kEscape = '\x1b';
-constexpr char kPrefix = '\x14';
 
 // No line takes more than 40 columns.
 constexpr const char* kKeys[] = {"Ctrl-T, and then:",
@@ -122,7 +121,9 @@ void TerminalSession::startFile() {
 void TerminalSession::editFileName(char key) {
   if (key == kEscape || key == kControlC || key == kPrefix) {
     fileName_.clear();
-    return leavePrompt();
+    leavePrompt();
+    if (key == kPrefix) expects_ = Expects::kCommand;
+    return;
   }
   const bool isBack = key == '\b' || key == '\x7f';
   if (key != '\r' && key != '\n') {
