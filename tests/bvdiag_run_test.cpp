@@ -185,7 +185,8 @@ TEST_F(BvdiagRun, RunsProgramsWithinTheirTimeAndKeepsWhatTheyPrint) {
           0),
       HasSubstr(R"("receivedData": "61FF")"));
   EXPECT_THAT(result(R"("run": {"program": "false"})", 1),
-              HasSubstr("false: exit status 1, not 0"));
+              AllOf(HasSubstr("false: exit status 1, not 0"), HasSubstr(R"("received": "")")));
+  EXPECT_THAT(report(".html"), HasSubstr("Nothing was received."));
   EXPECT_THAT(result(R"("run": {"program": "no-such-program-here"})", 1),
               HasSubstr("no such program"));
   // A child that it leaves behind holds its output.

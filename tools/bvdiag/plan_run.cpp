@@ -130,6 +130,8 @@ void PlanRun::runStep(const PlanStep& step, bool isAlways) {
   if (result.reason.empty()) {
     repeat(step, result);
     conclude(step, result);
+    result.hasLostReply = std::holds_alternative<SendStep>(step.action) &&
+                          result.verdict == Verdict::kFailed && result.received.empty();
   }
   result.seconds = secondsSince(start_) - result.start;
   if (!step.id.empty()) verdicts_[step.id] = result.verdict;

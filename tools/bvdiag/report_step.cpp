@@ -113,11 +113,9 @@ void writeReceived(HtmlWriter& page, const StepResult& step) {
   if (!step.hasReply || step.attempts.empty()) return;
   const std::string_view text = bv::asCharacters(step.received);
   if (text.empty()) {
-    // An exchange that fails gives nothing of what came.
-    return page.element("p", {{"class", "quiet"}},
-                        step.verdict == Verdict::kFailed
-                            ? "No reply was taken. The log has what came."
-                            : "Nothing was received.");
+    return page.element(
+        "p", {{"class", "quiet"}},
+        step.hasLostReply ? "No reply was taken. The log has what came." : "Nothing was received.");
   }
   page.element(
       "h4", "Received, " + std::to_string(text.size()) + (text.size() == 1 ? " byte" : " bytes"));

@@ -145,9 +145,7 @@ bv::Dictionary described(const StepResult& step) {
   if (step.attempts.size() > 1) {
     result.emplace("latencies", latencies.figures());
   }
-  if (!step.hasReply || step.attempts.empty()) return result;
-  // An exchange that fails gives nothing of what came.
-  if (step.received.empty() && step.verdict == Verdict::kFailed) return result;
+  if (!step.hasReply || step.hasLostReply || step.attempts.empty()) return result;
   const std::string text(bv::asCharacters(step.received));
   const bool isText = bv::isUtf8(text);
   result.emplace(isText ? "received" : "receivedData",

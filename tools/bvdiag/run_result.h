@@ -69,6 +69,8 @@ struct StepResult {
   std::vector<Attempt> attempts;
   brisvane::Data received;  // in the first failed attempt, else in the last
   bool hasReply = false;    // whether its kind receives anything
+  // Whether its exchange has failed, which gives nothing of what came.
+  bool hasLostReply = false;
 };
 
 struct RunResult {
