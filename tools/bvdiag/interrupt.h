@@ -14,8 +14,8 @@ namespace bvdiag {
 // From now on SIGINT, SIGTERM and SIGHUP raise the flag.
 void watchForInterrupt();
 
-// From now on SIGQUIT does so, too, and `restore` is called before a second signal or a crash ends
-// the program. REQUIRES: `restore` is safe in a signal handler.
+// From now on SIGQUIT does so, too, and `restore` is called before a second signal, a crash or
+// another signal ends the program. REQUIRES: `restore` is safe in a signal handler.
 void restoreBeforeSuddenEnd(void (*restore)() noexcept);
 
 [[nodiscard]] bool interrupted() noexcept;

@@ -91,10 +91,9 @@ std::optional<std::string> ask(const AskStep& step) {
       std::cerr << '\n';
       return std::nullopt;
     }
-    std::string answer = trimmed(*line);
-    const std::string fault = faultOf(step.kind, answer);
-    if (fault.empty()) return answer;
-    std::cerr << fault << '\n';
+    auto answer = answerFrom(step, *line);
+    if (answer.ok()) return std::move(answer).value();
+    std::cerr << answer.error().reason() << '\n';
   }
 }
 

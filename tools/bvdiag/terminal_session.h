@@ -42,8 +42,8 @@ class TerminalSession {
  private:
   using Clock = std::chrono::steady_clock;
 
-  // What the next key is.
   static constexpr char kPrefix = '\x14';  // Ctrl-T
+  // What the next key is.
   enum class Expects { kText, kCommand, kSignal, kFileName };
 
   struct SentFile {

@@ -26,8 +26,9 @@ enum class RepeatedKeys { kLastCounts, kRefused };
 // Parses a text by RFC 8259. Whole numbers within 64 bits become integers, other numbers become
 // reals.
 //
-// Fails when the text is not JSON, is not UTF-8 or nests too deep. The error's reason says where
-// and why. It quotes at most 200 bytes, and shows what is not printable as escapes.
+// Fails when the text is not JSON, is not UTF-8, nests too deep or has a key twice that is refused.
+// The error's reason says where and why. It quotes at most 200 bytes, and shows what is not
+// printable as escapes.
 [[nodiscard]] BRISVANE_EXPORT Result<Object> parseJson(
     std::string_view text, RepeatedKeys repeatedKeys = RepeatedKeys::kLastCounts);
 
@@ -45,8 +46,8 @@ enum class JsonLayout { kOneLine, kIndented };
 //
 // Data is written in hexadecimal, and a date as seconds since 1970. A real that is no number
 // becomes null, and so does what nests deeper than kJsonDepthLimit. A byte that is not UTF-8
-// becomes U+FFFD. Of two keys that are equal after that, the one that is
-// first in byte order stays.
+// becomes U+FFFD. Of two keys that are equal after that, the one that was first in byte order
+// stays.
 [[nodiscard]] BRISVANE_EXPORT std::optional<std::string> jsonText(
     const Object& value, JsonLayout layout = JsonLayout::kOneLine);
 

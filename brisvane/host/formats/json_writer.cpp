@@ -175,9 +175,9 @@ class JsonWriter {
     sortMembers(first);
     char mark = '{';
     for (std::size_t i = first; i < members_.size(); ++i) {
-      const auto& [key, original, element] = members_[i];
-      if (!put(mark) || !putLineEnd(depth) || !putText(key)) return false;
-      if (!put(isIndented_ ? ": " : ":") || !write(*element, depth)) return false;
+      const Member member = members_[i];  // which moves when those within it are added
+      if (!put(mark) || !putLineEnd(depth) || !putText(member.key)) return false;
+      if (!put(isIndented_ ? ": " : ":") || !write(*member.element, depth)) return false;
       mark = ',';
     }
     members_.resize(first);

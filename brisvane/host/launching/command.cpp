@@ -191,11 +191,12 @@ Result<std::unique_ptr<Command>> Command::start(std::string_view path,
 }
 
 bool Command::collect(milliseconds time) {
+  time = std::max(time, milliseconds(0));
   // There may be no point in time that is so far away.
   const auto start = steady_clock::now();
   const auto left = [start, time] {
     const auto spent = std::chrono::floor<milliseconds>(steady_clock::now() - start);
-    return std::max(time, milliseconds(0)) - std::min(spent, std::max(time, milliseconds(0)));
+    return time - std::min(spent, time);
   };
   for (;;) {
     state_->wait(left());
